@@ -1,0 +1,19 @@
+# Warnings are errors, and the unbounded string calls with them.
+add_compile_options(
+  -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align -Wpointer-arith
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wvla -Wnull-dereference
+  -Werror -Wno-missing-field-initializers
+  -fno-strict-overflow -fstack-protector-strong
+  -include ${CMAKE_SOURCE_DIR}/cmake/forbidden_calls.h)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-Wduplicated-cond -Wlogical-op -Wformat-signedness)
+endif()
+
+if(REST_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(REST_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()

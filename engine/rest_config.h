@@ -1,0 +1,60 @@
+// Ports, paths and limits of the engine. They are fixed when it is built: each can be overridden
+// by the CMake cache variable of the same name (cmake -DREST_SESSION_TIMEOUT_S=600), and defaults
+// to what the switch uses.
+#pragma once
+
+// Where the server listens: "port" for all IPv4 addresses or "address:port".
+#ifndef REST_HTTP_ADDRESS
+#define REST_HTTP_ADDRESS "8080"
+#endif
+#ifndef REST_HTTPS_ADDRESS
+#define REST_HTTPS_ADDRESS "8446"
+#endif
+
+// The folder that holds everything the engine keeps on flash.
+#ifndef REST_DOCUMENT_ROOT
+#define REST_DOCUMENT_ROOT "/mnt/tarvexia"
+#endif
+
+// PEM file with the certificate, its private key and the chain (path: at most 99 characters).
+#ifndef REST_SSL_CERTIFICATE
+#define REST_SSL_CERTIFICATE REST_DOCUMENT_ROOT "/ssl.pem"
+#endif
+
+// Text file with the live sessions, rewritten at every change for other processes to read.
+#ifndef REST_SESSION_FILE
+#define REST_SESSION_FILE "/tmp/restsessionstatus"
+#endif
+
+// Text file with the creation and update time of the startup configuration.
+#ifndef REST_STARTUPCFG_FILE
+#define REST_STARTUPCFG_FILE REST_DOCUMENT_ROOT "/user-apps/startupcfg_info_doc"
+#endif
+
+// Help document read by the file variant of the help parser.
+#ifndef REST_HELP_DOC_FILE
+#define REST_HELP_DOC_FILE "/mnt/flash/user-apps/help_doc"
+#endif
+
+// Longest wait of one pass of the server loop, in milliseconds.
+#ifndef REST_POLL_TIMEOUT_MS
+#define REST_POLL_TIMEOUT_MS 1000
+#endif
+
+// Pause between two tries to reach the management API at start-up, in seconds.
+#ifndef REST_CONNECT_RETRY_S
+#define REST_CONNECT_RETRY_S 1
+#endif
+
+// Login sessions that can be live at the same time.
+#ifndef REST_SESSION_MAX
+#define REST_SESSION_MAX 5
+#endif
+
+// Idle time after which a session expires unless changed at run time, in seconds.
+#ifndef REST_SESSION_TIMEOUT_S
+#define REST_SESSION_TIMEOUT_S 300
+#endif
+
+// The server option "listening_port": plain HTTP and HTTPS.
+#define REST_LISTENING_PORT REST_HTTP_ADDRESS ",ssl://" REST_HTTPS_ADDRESS ":" REST_SSL_CERTIFICATE
