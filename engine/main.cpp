@@ -1,0 +1,36 @@
+// The engine: registers with the management API, waits for it, and serves requests until killed.
+#include <stdio.h>
+#include <unistd.h>
+
+#include "engine/rest_config.h"
+#include "engine/rest_web_request_hdr.h"
+#include "httpd/httpd.h"
+#include "platform/l7proc.h"
+#include "platform/openapi_client.h"
+
+static constexpr int EXIT_NOT_REGISTERED = 2;
+
+int main(void)
+{
+  static char name[] = "restful_api_engine";
+  l7proc_crashlog_register();
+
+  open_error_t result = openapiClientRegister(name, &client_handle);
+  if (result != OPEN_E_NONE) {
+    printf("\nFailed to initialize RPC to OpEN. Exiting (result = %d)\n", static_cast<int>(result));
+    return EXIT_NOT_REGISTERED;
+  }
+  while (rpcclt_openapiConnectivityCheck(&client_handle) != OPEN_E_NONE)
+    sleep(REST_CONNECT_RETRY_S);
+
+  l7proc_logf(L7PROC_LOG_SEVERITY_INFO, 0, "main.c", __LINE__,
+              "Starting RESTful API Engine application");
+  printf("\n");
+  fflush(stdout);
+
+  struct mg_server* server = mg_create_server(nullptr, evt_handler);
+  mg_set_option(server, "listening_port", REST_LISTENING_PORT);
+  mg_set_option(server, "document_root", REST_DOCUMENT_ROOT);
+  for (;;)
+    mg_poll_server(server, REST_POLL_TIMEOUT_MS);
+}

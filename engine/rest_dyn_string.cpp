@@ -1,0 +1,54 @@
+#include "engine/rest_dyn_string.h"
+
+#include <limits.h>
+#include <stdlib.h>
+#include <string.h>
+
+static constexpr int DYN_STRING_STEP = 1024;
+
+dyn_string_t* dynStringNew(void)
+{
+  dyn_string_t* str = static_cast<dyn_string_t*>(malloc(sizeof *str));
+  if (!str)
+    return nullptr;
+  str->string = static_cast<char*>(calloc(1, DYN_STRING_STEP));
+  if (!str->string) {
+    free(str);
+    return nullptr;
+  }
+  str->size = DYN_STRING_STEP;
+  str->len = 0;
+  return str;
+}
+
+DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr)
+{
+  if (!pStr || !pAddStr)
+    return DYN_STRING_RC_FALSE;
+  size_t add = strlen(pAddStr);
+  if (add > static_cast<size_t>(INT_MAX - DYN_STRING_STEP - pStr->size))
+    return DYN_STRING_RC_FALSE;
+  int add_len = static_cast<int>(add);
+  int new_len = pStr->len + add_len;
+  if (new_len + 1 > pStr->size) {
+    int new_size = pStr->size + add_len + DYN_STRING_STEP;
+    // realloc, not a fresh copy: a long answer grows hundreds of times.
+    char* grown = static_cast<char*>(realloc(pStr->string, static_cast<size_t>(new_size)));
+    if (!grown)
+      return DYN_STRING_RC_FALSE;
+    pStr->string = grown;
+    pStr->size = new_size;
+  }
+  memcpy(pStr->string + pStr->len, pAddStr, add + 1);
+  pStr->len = new_len;
+  return DYN_STRING_RC_TRUE;
+}
+
+void dynStringFree(dyn_string_t** pStr)
+{
+  if (!pStr || !*pStr)
+    return;
+  free((*pStr)->string);
+  free(*pStr);
+  *pStr = nullptr;
+}

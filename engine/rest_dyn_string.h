@@ -1,0 +1,22 @@
+// Growable character string that collects rendered text.
+#pragma once
+
+// Note: the opposite sense of RC_t.
+enum DYN_STRING_RC_t { DYN_STRING_RC_FALSE = 0, DYN_STRING_RC_TRUE = 1 };
+
+struct dyn_string_t {
+  char* string;  // NUL-terminated text, heap
+  int size;      // bytes allocated for string
+  int len;       // length of the text
+};
+
+// A new empty string with room for 1023 characters, or null when memory is short.
+// The caller owns it and frees it with dynStringFree.
+dyn_string_t* dynStringNew(void);
+
+// Appends a copy of the text. DYN_STRING_RC_FALSE, with the string unchanged, for a null argument
+// or when memory is short.
+DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr);
+
+// Frees the string and sets the pointer to null. A null argument or pointer is allowed.
+void dynStringFree(dyn_string_t** pStr);

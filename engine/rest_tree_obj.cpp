@@ -1,0 +1,264 @@
+#include "engine/rest_tree_obj.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <utility>
+
+#include "engine/rest_dyn_string.h"
+
+// Counts the links that were changed by hand; a head's tail_ptr from before that is not trusted.
+static unsigned tree_links = 0;
+
+// Copies at most size - 1 characters; a null text copies as the empty one. dst is zeroed memory.
+static void tree_copy_text(char* dst, size_t size, const char* src)
+{
+  if (src)
+    memcpy(dst, src, strnlen(src, size - 1));
+}
+
+static node_t* tree_new_node(const char* key, const char* tagname)
+{
+  node_t* node = static_cast<node_t*>(calloc(1, sizeof *node));
+  if (node) {
+    tree_copy_text(node->key, sizeof node->key, key);
+    tree_copy_text(node->tagname, sizeof node->tagname, tagname);
+  }
+  return node;
+}
+
+node_t* new_tree(void)
+{
+  node_t* head = tree_new_node("", "");
+  if (head)
+    head->val_type = VAL_TYPE_START;
+  return head;
+}
+
+node_t* get_next_node(node_t* cur_ptr)
+{
+  return cur_ptr ? cur_ptr->next_ptr : nullptr;
+}
+
+node_t* get_subtree_node1(node_t* cur_ptr)
+{
+  return cur_ptr ? cur_ptr->val_data.val_subtree_n1_ptr : nullptr;
+}
+
+void set_next_node(node_t* cur_ptr, node_t* next_ptr)
+{
+  if (!cur_ptr)
+    return;
+  cur_ptr->next_ptr = next_ptr;
+  tree_links++;
+}
+
+void set_subtree_node1(node_t* cur_ptr, node_t* sub_ptr)
+{
+  if (!cur_ptr)
+    return;
+  free(cur_ptr->val_data.val_subtree_n1_ptr);
+  cur_ptr->val_data.val_subtree_n1_ptr = sub_ptr;
+}
+
+node_t* get_last_node(node_t* n1_ptr)
+{
+  if (!n1_ptr)
+    return nullptr;
+  bool is_head = n1_ptr->val_type == VAL_TYPE_START;
+  node_t* last = n1_ptr;
+  if (is_head && n1_ptr->tail_ptr && n1_ptr->tail_links == tree_links)
+    last = n1_ptr->tail_ptr;
+  while (last->next_ptr)
+    last = last->next_ptr;
+  if (is_head) {
+    n1_ptr->tail_ptr = last;
+    n1_ptr->tail_links = tree_links;
+  }
+  return last;
+}
+
+VAL_TYPE_t get_node_val_type(node_t* cur_ptr)
+{
+  return cur_ptr ? cur_ptr->val_type : VAL_TYPE_NULL;
+}
+
+// Zero-fills the caller's buffer and copies the text, if any, into it.
+static void tree_give_text(char* dst, int size, const char* src)
+{
+  if (!dst || size <= 0)
+    return;
+  memset(dst, 0, static_cast<size_t>(size));
+  tree_copy_text(dst, static_cast<size_t>(size), src);
+}
+
+void get_node_key(node_t* cur_ptr, char* key, int str_size)
+{
+  if (cur_ptr)
+    tree_give_text(key, str_size, cur_ptr->key);
+}
+
+void get_node_tagname(node_t* cur_ptr, char* tagname, int str_size)
+{
+  if (cur_ptr)
+    tree_give_text(tagname, str_size, cur_ptr->tagname);
+}
+
+void get_node_val_data_string(node_t* cur_ptr, char* str, int str_size)
+{
+  if (cur_ptr)
+    tree_give_text(str, str_size,
+                   cur_ptr->val_type == VAL_TYPE_STRING ? cur_ptr->val_data.val_s : nullptr);
+}
+
+void set_node_key(node_t* cur_ptr, const char* key)
+{
+  if (cur_ptr)
+    tree_give_text(cur_ptr->key, sizeof cur_ptr->key, key);
+}
+
+node_t* append_tree_object(node_t* n1_ptr, const char* key, const char* tagname)
+{
+  node_t* last = get_last_node(n1_ptr);
+  if (!last)
+    return nullptr;
+  node_t* node = tree_new_node(key, tagname);
+  if (!node)
+    return nullptr;
+  last->next_ptr = node;
+  return node;
+}
+
+node_t* append_tree_int(node_t* n1_ptr, const char* key, const char* tagname, int val)
+{
+  node_t* node = append_tree_object(n1_ptr, key, tagname);
+  if (node) {
+    node->val_type = VAL_TYPE_INT;
+    node->val_data.val_i = val;
+  }
+  return node;
+}
+
+node_t* append_tree_float(node_t* n1_ptr, const char* key, const char* tagname, float val)
+{
+  node_t* node = append_tree_object(n1_ptr, key, tagname);
+  if (node) {
+    node->val_type = VAL_TYPE_FLOAT;
+    node->val_data.val_f = val;
+  }
+  return node;
+}
+
+node_t* append_tree_string(node_t* n1_ptr, const char* key, const char* tagname, const char* val)
+{
+  node_t* node = append_tree_object(n1_ptr, key, tagname);
+  if (node) {
+    node->val_type = VAL_TYPE_STRING;
+    tree_copy_text(node->val_data.val_s, sizeof node->val_data.val_s, val);
+  }
+  return node;
+}
+
+node_t* append_tree_subtree(node_t* n1_ptr, const char* key, const char* tagname)
+{
+  node_t* node = append_tree_object(n1_ptr, key, tagname);
+  if (node) {
+    node->val_type = VAL_TYPE_SUBTREE;
+    node->val_data.val_subtree_n1_ptr = new_tree();
+  }
+  return node;
+}
+
+void free_tree(node_t* n1_ptr)
+{
+  while (n1_ptr) {
+    node_t* next = n1_ptr->next_ptr;
+    if (n1_ptr->val_type == VAL_TYPE_SUBTREE)
+      free_tree(n1_ptr->val_data.val_subtree_n1_ptr);
+    free(n1_ptr);
+    n1_ptr = next;
+  }
+}
+
+// Appends the nodes of one list to the text, child lists in place.
+static void tree_append_xml(dyn_string_t* text, const node_t* node)
+{
+  char tag[260];
+  char number[64];  // "%f" of the largest float takes 48 characters
+  for (; node; node = node->next_ptr) {
+    if (node->val_type == VAL_TYPE_START)
+      continue;
+    snprintf(tag, sizeof tag, "<%s>", node->tagname);
+    dynStringAppend(text, tag);
+    switch (node->val_type) {
+      case VAL_TYPE_INT:
+        snprintf(number, sizeof number, "%d", node->val_data.val_i);
+        dynStringAppend(text, number);
+        break;
+      case VAL_TYPE_FLOAT:
+        snprintf(number, sizeof number, "%f", static_cast<double>(node->val_data.val_f));
+        dynStringAppend(text, number);
+        break;
+      case VAL_TYPE_STRING:
+        dynStringAppend(text, node->val_data.val_s);
+        break;
+      case VAL_TYPE_SUBTREE:
+        tree_append_xml(text, node->val_data.val_subtree_n1_ptr);
+        break;
+      case VAL_TYPE_NULL:
+      case VAL_TYPE_START:
+        break;
+    }
+    snprintf(tag, sizeof tag, "</%s>", node->tagname);
+    dynStringAppend(text, tag);
+  }
+}
+
+void print_tree_by_xml(node_t* n1_ptr, char** out_ptr)
+{
+  dyn_string_t* text = dynStringNew();
+  if (!text)
+    return;
+  tree_append_xml(text, n1_ptr);
+  *out_ptr = std::exchange(text->string, nullptr);
+  dynStringFree(&text);
+}
+
+json_object* convert_to_jsonc_obj(node_t* n1_ptr)
+{
+  json_object* object = json_object_new_object();
+  for (const node_t* node = n1_ptr; node; node = node->next_ptr) {
+    json_object* value = nullptr;
+    switch (node->val_type) {
+      case VAL_TYPE_INT:
+        value = json_object_new_int(node->val_data.val_i);
+        break;
+      case VAL_TYPE_FLOAT:
+        value = json_object_new_double(static_cast<double>(node->val_data.val_f));
+        break;
+      case VAL_TYPE_STRING:
+        value = json_object_new_string(node->val_data.val_s);
+        break;
+      case VAL_TYPE_SUBTREE:
+        value = convert_to_jsonc_obj(node->val_data.val_subtree_n1_ptr);
+        break;
+      case VAL_TYPE_NULL:
+      case VAL_TYPE_START:
+        continue;
+    }
+    if (value && json_object_object_add(object, node->key, value) != 0)
+      json_object_put(value);
+  }
+  return object;
+}
+
+void print_tree_by_json(node_t* n1_ptr, char** out_ptr)
+{
+  json_object* object = convert_to_jsonc_obj(n1_ptr);
+  const char* text = json_object_to_json_string(object);
+  char* copy = text ? strdup(text) : nullptr;
+  if (copy)
+    *out_ptr = copy;
+  json_object_put(object);
+}

@@ -1,0 +1,251 @@
+#include "session/rest_engine_session_hdr.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "httpd/httpd.h"
+
+api_loginsession_t session_table[REST_SESSION_MAX] = {};
+uint32_t next_ssid = 1;
+uint32_t session_timeout_seconds = REST_SESSION_TIMEOUT_S;
+
+static uint32_t session_now(void)
+{
+  return static_cast<uint32_t>(time(nullptr));
+}
+
+static api_loginsession_t* session_with_id(uint32_t ssid)
+{
+  if (ssid != 0)
+    for (api_loginsession_t& session : session_table)
+      if (session.session_id == ssid)
+        return &session;
+  return nullptr;
+}
+
+static void session_free_slot(api_loginsession_t& session)
+{
+  session.session_id = 0;
+  memset(session.session_key, 0, sizeof session.session_key);
+}
+
+// The key is the MD5 of address and login second, in lower-case hexadecimal.
+static void session_derive_key(const char* ip, uint32_t now, char (&key)[33])
+{
+  char text[33];
+  snprintf(text, sizeof text, "%s%lu", ip, static_cast<unsigned long>(now));
+  unsigned char digest[16];
+  MD5_CTX md5;
+  MD5Init(&md5);
+  MD5Update(&md5, reinterpret_cast<const unsigned char*>(text), strlen(text));
+  MD5Final(digest, &md5);
+  for (size_t i = 0; i < sizeof digest; i++)
+    snprintf(key + 2 * i, sizeof key - 2 * i, "%02x", unsigned{digest[i]});
+}
+
+RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned char* sessionKey)
+{
+  clear_expired_session();
+  api_loginsession_t* slot = nullptr;
+  for (api_loginsession_t& session : session_table)
+    if (session.session_id == 0) {
+      slot = &session;
+      break;
+    }
+  if (!slot)
+    return RC_FALSE;
+
+  slot->session_id = next_ssid++;
+  if (next_ssid > INT32_MAX)
+    next_ssid = 1;
+  snprintf(slot->user_name, sizeof slot->user_name, "%s", user);
+  snprintf(slot->remote_ip, sizeof slot->remote_ip, "%s", ip);
+  slot->remote_port = port;
+  slot->login_time = slot->last_activity_time = session_now();
+  session_derive_key(slot->remote_ip, slot->login_time, slot->session_key);
+  memcpy(sessionKey, slot->session_key, sizeof slot->session_key);
+  output_session_file();
+  return RC_TRUE;
+}
+
+uint32_t get_session_id(const char* ip, const char* sessionKey)
+{
+  for (const api_loginsession_t& session : session_table)
+    if (session.session_key[0] && strcmp(session.session_key, sessionKey) == 0 &&
+        strcmp(session.remote_ip, ip) == 0)
+      return session.session_id;
+  return 0;
+}
+
+RC_t delete_session(uint32_t ssid)
+{
+  api_loginsession_t* session = session_with_id(ssid);
+  if (!session)
+    return RC_FALSE;
+  session_free_slot(*session);
+  output_session_file();
+  return RC_TRUE;
+}
+
+RC_t update_last_activity_time(uint32_t ssid)
+{
+  api_loginsession_t* session = session_with_id(ssid);
+  if (!session)
+    return RC_FALSE;
+  session->last_activity_time = session_now();
+  output_session_file();
+  return RC_TRUE;
+}
+
+void clear_expired_session(void)
+{
+  if (session_timeout_seconds == 0)
+    return;
+  uint32_t now = session_now();
+  for (api_loginsession_t& session : session_table)
+    if (session.session_id != 0 && session.last_activity_time + session_timeout_seconds <= now)
+      session_free_slot(session);
+  output_session_file();
+}
+
+RC_t get_session_id_list(int32_t* ssid_ary, uint32_t* count)
+{
+  if (!ssid_ary || !count)
+    return RC_FALSE;
+  for (size_t i = 0; i < REST_SESSION_MAX; i++)
+    ssid_ary[i] = static_cast<int32_t>(session_table[i].session_id);
+  qsort(ssid_ary, REST_SESSION_MAX, sizeof ssid_ary[0], compare);
+  *count = REST_SESSION_MAX;
+  return RC_TRUE;
+}
+
+int compare(const void* arg1, const void* arg2)
+{
+  // Ids are never negative, so the difference cannot overflow.
+  return *static_cast<const int32_t*>(arg1) - *static_cast<const int32_t*>(arg2);
+}
+
+RC_t get_the_session_by_id(uint32_t ssid, api_loginsession_t* out_session)
+{
+  const api_loginsession_t* session = session_with_id(ssid);
+  if (!session || !out_session)
+    return RC_FALSE;
+  *out_session = *session;
+  return RC_TRUE;
+}
+
+RC_t set_session_timeout(uint32_t value)
+{
+  session_timeout_seconds = value;
+  return RC_TRUE;
+}
+
+RC_t get_session_timeout(uint32_t* value)
+{
+  if (!value)
+    return RC_FALSE;
+  *value = session_timeout_seconds;
+  return RC_TRUE;
+}
+
+// --- The status file ---
+//
+// It is due after every change, twice a request, and almost always holds the right bytes already.
+// So the last text written is kept with the file's state at that time, and one stat tells whether
+// the file is still that one. A change within the clock tick of our own write would leave the same
+// times; until such a tick has passed the file's content is compared as well.
+
+struct status_file_t {
+  char text[REST_SESSION_MAX * 512];  // a line takes at most 400 characters
+  size_t length;
+  bool written;          // text is what this process last wrote
+  struct stat state;     // the file after that
+  timespec verified_at;  // when its content was last known to be text
+};
+static status_file_t status_file = {};
+
+// More than one tick of the clock that stamps files.
+static constexpr int64_t FILE_CLOCK_TICK_NS = 50 * 1000 * 1000;
+
+static int64_t session_ns_between(const timespec& from, const timespec& to)
+{
+  return (static_cast<int64_t>(to.tv_sec) - from.tv_sec) * 1000000000 + (to.tv_nsec - from.tv_nsec);
+}
+
+static bool session_same_state(const struct stat& a, const struct stat& b)
+{
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         session_ns_between(a.st_mtim, b.st_mtim) == 0 &&
+         session_ns_between(a.st_ctim, b.st_ctim) == 0;
+}
+
+static bool session_file_holds_text(void)
+{
+  char content[sizeof status_file.text + 1];
+  int fd = open(REST_SESSION_FILE, O_RDONLY | O_CLOEXEC);
+  if (fd < 0)
+    return false;
+  ssize_t got = read(fd, content, sizeof content);
+  close(fd);
+  return got == static_cast<ssize_t>(status_file.length) &&
+         memcmp(content, status_file.text, status_file.length) == 0;
+}
+
+// Whether the file still is the one that this process wrote, unchanged.
+static bool session_file_untouched(void)
+{
+  struct stat state = {};
+  if (!status_file.written || stat(REST_SESSION_FILE, &state) != 0 ||
+      !session_same_state(state, status_file.state))
+    return false;
+  if (session_ns_between(state.st_ctim, status_file.verified_at) > FILE_CLOCK_TICK_NS)
+    return true;
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  if (!session_file_holds_text())
+    return false;
+  status_file.verified_at = now;
+  return true;
+}
+
+static size_t session_status_text(char* text, size_t size)
+{
+  size_t length = 0;
+  text[0] = '\0';
+  for (const api_loginsession_t& session : session_table)
+    if (session.session_id != 0)
+      length += static_cast<size_t>(snprintf(text + length, size - length, "%u;%s;%s;%s;%u;%u\n",
+                                             session.session_id, session.session_key,
+                                             session.user_name, session.remote_ip,
+                                             session.login_time, session.last_activity_time));
+  return length;
+}
+
+RC_t output_session_file(void)
+{
+  char text[sizeof status_file.text];
+  size_t length = session_status_text(text, sizeof text);
+  bool same_text = length == status_file.length && memcmp(text, status_file.text, length) == 0;
+  if (same_text && session_file_untouched())
+    return RC_TRUE;
+
+  status_file.written = false;
+  FILE* file = fopen(REST_SESSION_FILE, "we");
+  if (!file)
+    return RC_FALSE;
+  bool complete = fwrite(text, 1, length, file) == length && fflush(file) == 0 &&
+                  fstat(fileno(file), &status_file.state) == 0;
+  fclose(file);
+  if (complete) {
+    memcpy(status_file.text, text, length);
+    status_file.length = length;
+    status_file.written = true;
+    status_file.verified_at = status_file.state.st_ctim;
+  }
+  return RC_TRUE;
+}

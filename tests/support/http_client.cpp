@@ -1,0 +1,58 @@
+#include "tests/support/http_client.h"
+
+#include <ctype.h>
+#include <stdio.h>
+#include <string.h>
+
+static size_t http_collect(char* data, size_t size, size_t count, void* text)
+{
+  static_cast<std::string*>(text)->append(data, size * count);
+  return size * count;
+}
+
+reply_t http_request(http_client& client, const char* method, const std::string& url,
+                     const std::string& body, const std::vector<std::string>& headers)
+{
+  CURL* curl = client.curl.get();
+  reply_t reply;
+  curl_easy_reset(curl);
+  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method);
+  curl_easy_setopt(curl, CURLOPT_NOBODY, strcmp(method, "HEAD") == 0 ? 1L : 0L);
+  if (!body.empty()) {
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
+  }
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
+  curl_easy_setopt(curl, CURLOPT_PROXY, "");
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT, 60L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, http_collect);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, http_collect);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply.headers);
+  curl_slist* list = nullptr;
+  for (const std::string& header : headers)
+    list = curl_slist_append(list, header.c_str());
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, list);
+  reply.error = curl_easy_perform(curl);
+  curl_slist_free_all(list);
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
+  const char* content_type = nullptr;
+  curl_easy_getinfo(curl, CURLINFO_CONTENT_TYPE, &content_type);
+  reply.content_type = content_type ? content_type : "";
+  return reply;
+}
+
+std::string url_encode(const std::string& text)
+{
+  std::string encoded;
+  for (unsigned char c : text) {
+    char escape[4];
+    if (isalnum(c) || (c && strchr("-._~", c)))
+      encoded += static_cast<char>(c);
+    else if (snprintf(escape, sizeof escape, "%%%02X", c) > 0)
+      encoded += escape;
+  }
+  return encoded;
+}
