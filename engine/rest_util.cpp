@@ -9,6 +9,8 @@
 #include <string.h>
 #include <strings.h>
 
+#include "platform/openapi_inet.h"
+
 static constexpr size_t VARIABLE_SIZE = 256;
 static constexpr size_t IP_TEXT_SIZE = 40;
 

@@ -63,6 +63,6 @@ void expect_calls(int line, const std::vector<std::string>& calls,
 // Makes the request once to see which calls it makes, then once for each call with that call
 // failing: the answer must be 99, or 98 where the call answers OPEN_E_EXISTS. Calls named in
 // tolerated may fail without the request failing. prepare runs before every request.
-void expect_each_call_checked(int line, const char* method, const std::string& path,
-                              const std::vector<std::string>& tolerated = {},
-                              const std::function<void()>& prepare = [] {});
+void expect_each_call_checked(
+    int line, const char* method, const std::string& path,
+    const std::vector<std::string>& tolerated = {}, const std::function<void()>& prepare = [] {});

@@ -56,6 +56,5 @@ void make_certificate(const std::string& path)
   std::unique_ptr<FILE, decltype(&fclose)> file(fopen(path.c_str(), "we"), fclose);
   ASSERT_TRUE(file);
   ASSERT_TRUE(PEM_write_X509(file.get(), cert.get()));
-  ASSERT_TRUE(
-      PEM_write_PrivateKey(file.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr));
+  ASSERT_TRUE(PEM_write_PrivateKey(file.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr));
 }

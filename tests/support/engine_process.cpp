@@ -1,0 +1,126 @@
+#include "tests/support/engine_process.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <inttypes.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+engine_process::engine_process(const std::string& profile,
+                               const std::map<std::string, std::string>& environment)
+{
+  make_certificate(folder.path + "/ssl.pem");
+  if (!profile.empty())
+    file_write(folder.path + "/profile.json", profile);
+  pid = fork();
+  if (pid != 0)
+    return;
+  auto redirect = [this](const char* name, int fd) {
+    int file = open((folder.path + "/" + name).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    dup2(file, fd);
+    close(file);
+  };
+  redirect("stdout", STDOUT_FILENO);
+  redirect("stderr", STDERR_FILENO);
+  if (!profile.empty())
+    setenv("SWITCHSIM_PROFILE", "profile.json", 1);
+  for (const auto& [name, value] : environment)
+    setenv(name.c_str(), value.c_str(), 1);
+  const char* engine = getenv("ENGINE");
+  if (engine && chdir(folder.path.c_str()) == 0)
+    execl(engine, engine, static_cast<char*>(nullptr));
+  _exit(127);
+}
+
+engine_process::~engine_process()
+{
+  if (pid > 0) {
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+  }
+}
+
+// The descriptors of the process's sockets, by inode.
+static std::map<uint64_t, int> process_sockets(pid_t pid)
+{
+  std::map<uint64_t, int> descriptors;
+  std::string folder = "/proc/" + std::to_string(pid) + "/fd";
+  DIR* dir = opendir(folder.c_str());
+  if (!dir)
+    return descriptors;
+  while (const dirent* entry = readdir(dir)) {
+    char target[64] = "";
+    uint64_t inode = 0;
+    if (readlink((folder + "/" + entry->d_name).c_str(), target, sizeof target - 1) > 0 &&
+        sscanf(target, "socket:[%" SCNu64 "]", &inode) == 1)
+      descriptors[inode] = atoi(entry->d_name);
+  }
+  closedir(dir);
+  return descriptors;
+}
+
+// The TCP ports that the process listens on, by descriptor.
+static std::map<int, unsigned> process_ports(pid_t pid)
+{
+  std::map<int, unsigned> ports;
+  std::map<uint64_t, int> descriptors = process_sockets(pid);
+  std::ifstream table("/proc/net/tcp");
+  std::string line;
+  while (std::getline(table, line)) {
+    unsigned port = 0, state = 0;
+    uint64_t inode = 0;
+    if (sscanf(line.c_str(), "%*d: %*x:%x %*x:%*x %x %*x:%*x %*x:%*x %*x %*d %*d %" SCNu64, &port,
+               &state, &inode) == 3 &&
+        state == 0x0A && descriptors.count(inode))
+      ports[descriptors[inode]] = port;
+  }
+  return ports;
+}
+
+bool engine_process_wait_listening(engine_process& engine)
+{
+  auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (std::chrono::steady_clock::now() < limit) {
+    std::map<int, unsigned> ports = process_ports(engine.pid);
+    if (ports.size() == 2) {
+      // Plain HTTP is opened first, so its socket has the lower descriptor.
+      engine.url = "http://127.0.0.1:" + std::to_string(ports.begin()->second);
+      engine.tls_url = "https://127.0.0.1:" + std::to_string(ports.rbegin()->second);
+      return true;
+    }
+    siginfo_t info = {};
+    if (waitid(P_PID, static_cast<id_t>(engine.pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        info.si_pid != 0)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return false;
+}
+
+int engine_process_wait_exit(engine_process& engine)
+{
+  int status = 0;
+  if (waitpid(engine.pid, &status, 0) != engine.pid)
+    return -1;
+  engine.pid = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+long engine_process_resident_kib(const engine_process& engine)
+{
+  std::istringstream status(file_text("/proc/" + std::to_string(engine.pid) + "/status"));
+  std::string line;
+  while (std::getline(status, line))
+    if (line.compare(0, 6, "VmRSS:") == 0)
+      return strtol(line.c_str() + 6, nullptr, 10);
+  return -1;
+}
