@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -113,6 +114,12 @@ int engine_process_wait_exit(engine_process& engine)
     return -1;
   engine.pid = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+long engine_process_descriptors(const engine_process& engine)
+{
+  std::filesystem::directory_iterator entries("/proc/" + std::to_string(engine.pid) + "/fd");
+  return std::distance(begin(entries), end(entries));
 }
 
 long engine_process_resident_kib(const engine_process& engine)

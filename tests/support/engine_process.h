@@ -30,5 +30,8 @@ bool engine_process_wait_listening(engine_process& engine);
 // Waits for the engine to end; its exit status, or -1 when a signal ended it.
 int engine_process_wait_exit(engine_process& engine);
 
-// The resident memory, and the private part of it, in KiB.
+// The descriptors that the engine has open.
+long engine_process_descriptors(const engine_process& engine);
+
+// The resident memory in KiB.
 long engine_process_resident_kib(const engine_process& engine);

@@ -6,6 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <deque>
 #include <future>
 #include <map>
@@ -268,7 +269,7 @@ void expect_each_call_checked(int line, const char* method, const std::string& p
       prepare();
       std::string fault = "{\"result\": " + std::to_string(result) +
                           ", \"after\": " + std::to_string(earlier) + ", \"times\": 1}";
-      ASSERT_TRUE(switchsim_fault_set(name.c_str(), fault.c_str())) << name;
+      ASSERT_EQ(switchsim_fault_set(name.c_str(), fault.c_str()), "");
       json_ptr answer = json_parse(api_request(method, path, "json").body);
       switchsim_faults_clear();
       std::string code = json_text(answer.get(), {"result", "rlt_code"});

@@ -1,0 +1,157 @@
+// The real executable: start-up, exit status, logging, and the answers of the base module.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <string>
+
+#include "tests/support/engine_process.h"
+#include "tests/support/http_client.h"
+#include "tests/support/local_engine.h"
+
+static std::string process_log_in(engine_process& engine, http_client& client)
+{
+  reply_t reply = http_request(client, "POST", engine.url + "/login", "user=admin&password=admin");
+  size_t at = reply.body.find("<sessionKey>");
+  return at == std::string::npos ? "" : reply.body.substr(at + 12, 32);
+}
+
+TEST(StartUp, EndsWithStatus2WhenItCannotRegister)
+{
+  engine_process engine(R"({"faults": {"openapiClientRegister": {"result": -21}}})");
+  EXPECT_EQ(engine_process_wait_exit(engine), 2);
+  EXPECT_EQ(file_text(engine.folder.path + "/stdout"),
+            "\nFailed to initialize RPC to OpEN. Exiting (result = -21)\n");
+}
+
+TEST(StartUp, RefusesABadProfileBeforeItListens)
+{
+  engine_process engine(R"({"accounts": [{"user": 5}]})");
+  EXPECT_EQ(engine_process_wait_exit(engine), 2);
+  std::string error = file_text(engine.folder.path + "/stderr");
+  EXPECT_NE(error.find("accounts[0].user"), std::string::npos) << error;
+  EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
+}
+
+TEST(StartUp, WaitsForTheSwitchAndTriesOnceASecond)
+{
+  auto start = std::chrono::steady_clock::now();
+  engine_process engine(
+      R"({"faults": {"rpcclt_openapiConnectivityCheck": {"result": -20, "times": 2}}})",
+      {
+          {"SWITCHSIM_TRACE", "trace"}
+  });
+  ASSERT_TRUE(engine_process_wait_listening(engine));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  std::string trace = file_text(engine.folder.path + "/trace");
+  std::string calls = trace.substr(trace.find("rpcclt_openapiConnectivityCheck"));
+  EXPECT_EQ(calls,
+            "rpcclt_openapiConnectivityCheck() = -20\nrpcclt_openapiConnectivityCheck() = -20\n"
+            "rpcclt_openapiConnectivityCheck() = 0\n");
+  EXPECT_EQ(file_text(engine.folder.path + "/stdout"), "\n");
+}
+
+TEST(StartUp, ServesHttpAndHttpsAndLogsChangesOnly)
+{
+  engine_process engine("", {
+                                {"L7PROC_LOG_STDERR", "1"}
+  });
+  ASSERT_TRUE(engine_process_wait_listening(engine));
+  http_client client;
+  std::string key = process_log_in(engine, client);
+  ASSERT_EQ(key.size(), 32u);
+  for (const std::string& url : {engine.url, engine.tls_url})
+    for (const char* format : {"json", "JSONP", "xml", "yaml", ""}) {
+      reply_t reply =
+          http_request(client, "GET", url + "/login?sessionkey=" + key + "&format=" + format);
+      bool json = format[0] == 'j' || format[0] == 'J';
+      EXPECT_EQ(reply.status, 200);
+      EXPECT_EQ(reply.content_type,
+                json ? "application/json; charset=utf-8" : "text/xml; charset=utf-8");
+      EXPECT_EQ(reply.body.compare(0, 8, json ? "{ \"resul" : "<result>"), 0) << reply.body;
+      EXPECT_EQ(reply.body.back(), '\n');
+    }
+  http_request(client, "PUT", engine.url + "/login/RESTTimeout?value=abc&sessionkey=" + key);
+  http_request(client, "POST", engine.url + "/login?user=a&password=b");
+  http_request(client, "DELETE",
+               engine.url + "/login/" + std::string(300, 'u') + "?sessionkey=" + key);
+  std::string log = file_text(engine.folder.path + "/stderr");
+  EXPECT_NE(log.find("Starting RESTful API Engine application"), std::string::npos);
+  auto audit = [](const std::string& request, const std::string& message) {
+    return "RESTful API Engine: User from [127.0.0.1] accesses API [" + request + "]: " + message +
+           "\n";
+  };
+  const std::string bad_request = "Bad Request. Please check your method and URI. (902)";
+  for (const std::string& line :
+       {audit("POST /login?", "Log in successfully. (0)"),
+        audit("PUT /login/RESTTimeout?val", "The value of parameter is invalid. (1)"),
+        audit("POST /login?", "Authentication failed. (1)"),
+        audit("DELETE /login/" + std::string(248, 'u') + "?ses", bad_request)})
+    EXPECT_NE(log.find(line), std::string::npos) << line << "in\n" << log;
+  EXPECT_NE(log.find("rest_common.c"), std::string::npos);
+  EXPECT_EQ(log.find("accesses API [GET"), std::string::npos);
+  EXPECT_EQ(log.find("admin"), std::string::npos);
+}
+
+TEST(StartUp, HoldsFewDescriptors)
+{
+  engine_process engine;
+  ASSERT_TRUE(engine_process_wait_listening(engine));
+  EXPECT_LT(engine_process_descriptors(engine), 20);
+}
+
+TEST(Base, AnswersWithWhatTheSwitchReports)
+{
+  static const char info[] =
+      R"({"infomation":{"VEMO_version":"r","software_storage":"s","RESTful_API_version":"0.0.00.20",)"
+      R"("OPEN_API_version":{"build_num":4,"maint_level":3,"release":1,"version":2},)"
+      R"("cpu_interface":9,"max_equal_cost_routes":7,"system_is_ready":"No"}})";
+  engine_reset(R"({"faults": {
+    "rpcclt_openapiNetworkOSVersionGet": {"value": "r"},
+    "rpcclt_openapiSwStorageGet": {"value": "s"},
+    "rpcclt_openapiCpuIntfGet": {"value": 9},
+    "rpcclt_openapiOspfEqualCostRoutesMax": {"value": 7},
+    "openapiSystemReadyStateGet": {"value": 2},
+    "rpcclt_openapiSwDevInfoSerialNumGet": {"value": "SN1"},
+    "rpcclt_openapiBurnedInMacAddrGet": {"value": "00:01:02:03:04:05"},
+    "rpcclt_openapiMachineModelNameGet": {"value": "M"},
+    "rpcclt_openapiSystemDescrGet": {"value": "D <x>"}}})");
+  std::vector<std::string> calls = api_calls("GET", "/base");
+  expect_calls(
+      __LINE__, calls,
+      {"rpcclt_openapiNetworkOSVersionGet(>{2,\"r\"}) = 0",
+       "rpcclt_openapiSwStorageGet(>{2,\"s\"}) = 0", "rpcclt_openapiApiVersionGet(>{",
+       "rpcclt_openapiCpuIntfGet(>9) = 0", "openapiMaxInterfaceCountGet(>",
+       "rpcclt_openapiOspfEqualCostRoutesMax(>7) = 0", "openapiSystemReadyStateGet(>2) = 0"});
+  unsigned release = 0, version = 0, maint = 0, build = 0;
+  ASSERT_EQ(sscanf(calls[2].c_str(), "rpcclt_openapiApiVersionGet(>{%u,%u,%u,%u}) = 0", &release,
+                   &version, &maint, &build),
+            4)
+      << calls[2];
+  std::string expected = info;
+  auto put = [&](const std::string& from, unsigned number) {
+    expected.replace(expected.find(from) + from.size() - 1, 1, std::to_string(number));
+  };
+  put("\"build_num\":4", build);
+  put("\"maint_level\":3", maint);
+  put("\"release\":1", release);
+  put("\"version\":2", version);
+  expect_answer(__LINE__, "GET", "/base", 0, "Get data successfully.", expected.c_str());
+  expect_answer(__LINE__, "POST", "/base?method=GET", 0, "Get data successfully.",
+                expected.c_str());
+  expect_xml_answer(__LINE__, "GET", "/base/idname", 0, "Get data successfully.",
+                    "<idname><sn>SN1</sn><mac>00:01:02:03:04:05</mac><blade_idx>0</blade_idx>"
+                    "<product_type>M</product_type><sys_desc>D <x></sys_desc></idname>");
+}
+
+TEST(Base, FailsWithEachOfItsCallsAndServesNothingElse)
+{
+  engine_reset();
+  expect_each_call_checked(__LINE__, "GET", "/base");
+  expect_each_call_checked(__LINE__, "GET", "/base/idname");
+  for (const char* path : {"/base/", "/base/idname/x", "/base/idnam", "/base/i"})
+    expect_bad_request(__LINE__, "GET", path);
+  for (const char* method : {"POST", "PUT", "DELETE"})
+    expect_bad_request(__LINE__, method, "/base");
+}
