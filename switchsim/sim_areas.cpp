@@ -1,0 +1,79 @@
+#include "switchsim/sim_areas.h"
+
+#include <json-c/json.h>
+#include <cstring>
+
+#include <memory>
+
+namespace
+{
+struct sim_key_t {
+  const char* name;
+  bool (*parse)(const sim_json_t& json);
+};
+
+constexpr size_t KEYS_MAX = 8;
+
+struct sim_area_t {
+  void (*reset)();
+  sim_key_t keys[KEYS_MAX];  // ended by an empty one
+};
+
+constexpr sim_area_t AREAS[] = {
+    {sim_state_reset, {}                                                                      },
+    {sim_call_reset,
+     {{"rpc_delay_ms", sim_call_rpc_delay_parse}, {"faults", sim_call_faults_parse}}          },
+    {sim_auth_reset,  {{"accounts", sim_auth_accounts_parse}}                                 },
+    {sim_ports_reset, {{"ports", sim_ports_ports_parse}, {"link_up", sim_ports_link_up_parse}}},
+    {sim_vlan_reset,  {{"vlan_max", sim_vlan_vlan_max_parse}}                                 },
+};
+
+bool key_known(const char* name)
+{
+  for (const sim_area_t& area : AREAS) {
+    for (const sim_key_t* key = area.keys; key->name != nullptr; key++) {
+      if (strcmp(key->name, name) == 0) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+bool keys_known(const sim_json_t& profile)
+{
+  if (profile.value == nullptr) {
+    return true;
+  }
+  return sim_json_each(profile, [](const char* name, const sim_json_t& value) {
+    return key_known(name) || sim_json_refuse(value, "no such key");
+  });
+}
+
+// Without a profile (no value) it cannot fail.
+bool areas_reset(const sim_json_t& profile)
+{
+  for (const sim_area_t& area : AREAS) {
+    area.reset();
+    for (const sim_key_t* key = area.keys; key->name != nullptr; key++) {
+      json_object* value = nullptr;
+      if (profile.value != nullptr && json_object_object_get_ex(profile.value, key->name, &value) &&
+          !key->parse(sim_json_member(profile, key->name, value))) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+}  // namespace
+
+std::string sim_areas_reset(const std::string& profile)
+{
+  std::string error;
+  const sim_json_owner_t json = profile.empty() ? nullptr : sim_json_read(profile, error);
+  const sim_json_t top = {json.get(), "", &error};
+  if (!error.empty() || !keys_known(top) || !areas_reset(top)) {
+    areas_reset({});
+  }
+  return error;
+}

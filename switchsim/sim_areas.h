@@ -1,0 +1,28 @@
+// The areas of the simulated switch, in the order in which they are put back to the built-in
+// profile and read their keys of another one: an area may rely on those before it. A new area adds
+// its procedures here and its row to the table in sim_areas.cpp.
+#pragma once
+
+#include <string>
+
+#include "switchsim/sim_profile.h"
+
+// Each area's way back to the built-in profile...
+void sim_state_reset();
+void sim_call_reset();
+void sim_auth_reset();
+void sim_ports_reset();
+void sim_vlan_reset();
+
+// ...and the keys it takes from a profile.
+bool sim_call_rpc_delay_parse(const sim_json_t& json);
+bool sim_call_faults_parse(const sim_json_t& json);
+bool sim_auth_accounts_parse(const sim_json_t& json);
+bool sim_ports_ports_parse(const sim_json_t& json);
+bool sim_ports_link_up_parse(const sim_json_t& json);
+bool sim_vlan_vlan_max_parse(const sim_json_t& json);
+
+// Resets all areas and applies a profile to them (JSON text; empty: none). Returns an empty text,
+// or what is wrong with the profile, its key first; the areas are then as without one. The caller
+// holds the switch's lock.
+std::string sim_areas_reset(const std::string& profile);

@@ -1,0 +1,100 @@
+#include "switchsim/sim_base.h"
+
+#include <cstdio>
+
+#include "platform/openapi_base.h"
+#include "switchsim/sim_call.h"
+#include "switchsim/sim_state.h"
+
+namespace
+{
+constexpr char OS_VERSION[] = "7.4.2.18";
+constexpr char STORAGE[] = "1 GiB flash, 2 GiB memory";
+constexpr char SERIAL_NUMBER[] = "TVX2117A00426";
+constexpr char MODEL[] = "TX5454";
+constexpr char DESCRIPTION[] = "Tarvexia TX5454 Ethernet switch, software 7.4.2.18, Linux 5.10";
+constexpr open_revision_data_t API_VERSION = {1, 19, 0, 3};
+constexpr uint32_t EQUAL_COST_ROUTES = 16;
+
+open_error_t text_call(const char* name, const openapiClientHandle_t* handle, open_buffdesc* desc,
+                       const std::string& text)
+{
+  return sim_call(
+      name, handle, [&] { return sim_text_put(desc, text); }, sim_out(desc));
+}
+}  // namespace
+
+std::string sim_mac_text(uint64_t mac)
+{
+  char text[sizeof "00:00:00:00:00:00"];
+  const auto byte = [&](unsigned shift) { return static_cast<unsigned>(mac >> shift & 0xff); };
+  snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", byte(40), byte(32), byte(24),
+           byte(16), byte(8), byte(0));
+  return text;
+}
+
+open_error_t rpcclt_openapiNetworkOSVersionGet(openapiClientHandle_t* client_handle,
+                                               open_buffdesc* switchOSRevision)
+{
+  return text_call(__func__, client_handle, switchOSRevision, OS_VERSION);
+}
+
+open_error_t rpcclt_openapiSwStorageGet(openapiClientHandle_t* client_handle,
+                                        open_buffdesc* swStorage)
+{
+  return text_call(__func__, client_handle, swStorage, STORAGE);
+}
+
+open_error_t rpcclt_openapiSwDevInfoSerialNumGet(openapiClientHandle_t* client_handle,
+                                                 open_buffdesc* serialNumber)
+{
+  return text_call(__func__, client_handle, serialNumber, SERIAL_NUMBER);
+}
+
+open_error_t rpcclt_openapiBurnedInMacAddrGet(openapiClientHandle_t* client_handle,
+                                              open_buffdesc* macAddr)
+{
+  return text_call(__func__, client_handle, macAddr, sim_mac_text(SIM_BURNED_IN_MAC));
+}
+
+open_error_t rpcclt_openapiMachineModelNameGet(openapiClientHandle_t* client_handle,
+                                               open_buffdesc* modelName)
+{
+  return text_call(__func__, client_handle, modelName, MODEL);
+}
+
+open_error_t rpcclt_openapiSystemDescrGet(openapiClientHandle_t* client_handle,
+                                          open_buffdesc* description)
+{
+  return text_call(__func__, client_handle, description, DESCRIPTION);
+}
+
+open_error_t rpcclt_openapiApiVersionGet(openapiClientHandle_t* client_handle,
+                                         open_revision_data_t* version)
+{
+  const auto work = [&] {
+    *version = API_VERSION;
+    return OPEN_E_NONE;
+  };
+  return sim_call(__func__, client_handle, work, sim_out(version));
+}
+
+open_error_t rpcclt_openapiOspfEqualCostRoutesMax(openapiClientHandle_t* client_handle,
+                                                  uint32_t* count)
+{
+  const auto work = [&] {
+    *count = EQUAL_COST_ROUTES;
+    return OPEN_E_NONE;
+  };
+  return sim_call(__func__, client_handle, work, sim_out(count));
+}
+
+open_error_t openapiSystemReadyStateGet(openapiClientHandle_t* client_handle,
+                                        uint32_t* isSystemReady)
+{
+  const auto work = [&] {
+    *isSystemReady = sim_ready() ? 1 : 0;
+    return OPEN_E_NONE;
+  };
+  return sim_call(__func__, client_handle, work, sim_out(isSystemReady));
+}

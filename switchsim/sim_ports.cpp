@@ -1,0 +1,201 @@
+#include "switchsim/sim_ports.h"
+
+#include <algorithm>
+
+#include "platform/openapi_base.h"
+#include "switchsim/sim_areas.h"
+#include "switchsim/sim_call.h"
+#include "switchsim/sim_state.h"
+
+namespace
+{
+constexpr uint32_t PORTS = 54;
+constexpr uint32_t PORTS_MAX = 4000;
+constexpr uint32_t CPU_LOWEST = 55;
+constexpr uint32_t LAG_MAX = 64;
+constexpr uint32_t VLAN_FIRST_LOWEST = 226;
+constexpr uint32_t VLAN_MAX = 128;
+
+sim_numbering_t numbering;
+std::map<uint32_t, sim_if_t> ifs;
+
+OPEN_IF_CONNECTOR_TYPE_t connector_of(uint32_t port)
+{
+  if (port >= 49 && port <= 52) {
+    return OPEN_SFPPLUS;
+  }
+  return port == 53 || port == 54 ? OPEN_QSFP : OPEN_RJ45;
+}
+
+bool wired_when_new(uint32_t port)
+{
+  return port <= 8 || port == 49 || port == 53;
+}
+
+void ports_build(uint32_t ports)
+{
+  numbering.ports = ports;
+  numbering.cpu = std::max(CPU_LOWEST, ports + 1);
+  numbering.lag_first = numbering.cpu + 1;
+  numbering.lag_max = LAG_MAX;
+  numbering.vlan_first = std::max(VLAN_FIRST_LOWEST, numbering.lag_first + LAG_MAX);
+  numbering.vlan_max = VLAN_MAX;
+  numbering.highest = numbering.vlan_first + VLAN_MAX - 1;
+
+  ifs.clear();
+  for (uint32_t port = 1; port <= ports; port++) {
+    sim_if_t& intf = sim_if_add(port, OPEN_INTF_TYPE_PHY, "0/" + std::to_string(port));
+    intf.connector = connector_of(port);
+    intf.wired = wired_when_new(port);
+  }
+  sim_if_add(numbering.cpu, OPEN_INTF_TYPE_CPU, "CPU").wired = true;
+}
+
+// The first interface of a type from a number on.
+open_error_t if_from(std::map<uint32_t, sim_if_t>::const_iterator from, OPEN_INTF_TYPE_t type,
+                     uint32_t& number)
+{
+  if (type < OPEN_INTF_TYPE_PHY || type > OPEN_INTF_TYPE_ANY) {
+    return OPEN_E_PARAM;
+  }
+  const auto found = std::find_if(from, ifs.cend(), [&](const auto& entry) {
+    return type == OPEN_INTF_TYPE_ANY || entry.second.type == type;
+  });
+  if (found == ifs.cend()) {
+    return OPEN_E_FAIL;
+  }
+  number = found->first;
+  return OPEN_E_NONE;
+}
+
+open_error_t link_state(uint32_t number, OPEN_LINK_STATE_t& state)
+{
+  const sim_if_t* intf = sim_if_find(number);
+  if (intf == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  state = sim_if_link_up(*intf) ? OPEN_LINK_UP : OPEN_LINK_DOWN;
+  return OPEN_E_NONE;
+}
+
+open_error_t if_name(uint32_t number, open_buffdesc* name)
+{
+  const sim_if_t* intf = sim_if_find(number);
+  return intf == nullptr ? OPEN_E_NOT_FOUND : sim_text_put(name, intf->name);
+}
+}  // namespace
+
+void sim_ports_reset()
+{
+  ports_build(PORTS);
+}
+
+bool sim_ports_ports_parse(const sim_json_t& json)
+{
+  uint32_t ports = 0;
+  if (!sim_json_uint(json, 1, PORTS_MAX, ports)) {
+    return false;
+  }
+  ports_build(ports);
+  return true;
+}
+
+bool sim_ports_link_up_parse(const sim_json_t& json)
+{
+  for (auto& entry : ifs) {
+    entry.second.wired = entry.second.type == OPEN_INTF_TYPE_CPU;
+  }
+  return sim_json_list(json, [](const sim_json_t& item) {
+    uint32_t port = 0;
+    if (!sim_json_uint(item, 1, numbering.ports, port)) {
+      return false;
+    }
+    ifs.at(port).wired = true;
+    return true;
+  });
+}
+
+const sim_numbering_t& sim_numbering()
+{
+  return numbering;
+}
+
+const std::map<uint32_t, sim_if_t>& sim_ifs()
+{
+  return ifs;
+}
+
+sim_if_t* sim_if_find(uint32_t number)
+{
+  const auto found = ifs.find(number);
+  return found == ifs.end() ? nullptr : &found->second;
+}
+
+sim_if_t* sim_port_find(uint32_t number)
+{
+  sim_if_t* intf = sim_if_find(number);
+  return intf != nullptr && intf->type == OPEN_INTF_TYPE_PHY ? intf : nullptr;
+}
+
+sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& name)
+{
+  sim_if_t& intf = ifs[number];
+  intf = {number, type, name, OPEN_CONNECTOR_NONE, OPEN_ENABLE, false};
+  return intf;
+}
+
+void sim_if_remove(uint32_t number)
+{
+  ifs.erase(number);
+}
+
+bool sim_if_link_up(const sim_if_t& intf)
+{
+  return intf.wired && intf.admin == OPEN_ENABLE;
+}
+
+open_error_t openapiIfFirstGet(openapiClientHandle_t* client_handle, OPEN_INTF_TYPE_t type,
+                               uint32_t* ifNum)
+{
+  const auto work = [&] { return if_from(ifs.cbegin(), type, *ifNum); };
+  return sim_call(__func__, client_handle, work, type, sim_out(ifNum));
+}
+
+open_error_t openapiIfNextGet(openapiClientHandle_t* client_handle, OPEN_INTF_TYPE_t type,
+                              uint32_t ifNum, uint32_t* nextIfNum)
+{
+  const auto work = [&] { return if_from(ifs.upper_bound(ifNum), type, *nextIfNum); };
+  return sim_call(__func__, client_handle, work, type, ifNum, sim_out(nextIfNum));
+}
+
+open_error_t openapiIfNameGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                              open_buffdesc* name)
+{
+  const auto work = [&] { return if_name(ifNum, name); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(name));
+}
+
+open_error_t openapiIfLinkStateGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                   OPEN_LINK_STATE_t* state)
+{
+  const auto work = [&] { return link_state(ifNum, *state); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(state));
+}
+
+open_error_t openapiMaxInterfaceCountGet(openapiClientHandle_t* client_handle, uint32_t* count)
+{
+  const auto work = [&] {
+    *count = numbering.highest;
+    return OPEN_E_NONE;
+  };
+  return sim_call(__func__, client_handle, work, sim_out(count));
+}
+
+open_error_t rpcclt_openapiCpuIntfGet(openapiClientHandle_t* client_handle, uint32_t* cpuIfNum)
+{
+  const auto work = [&] {
+    *cpuIfNum = numbering.cpu;
+    return OPEN_E_NONE;
+  };
+  return sim_call(__func__, client_handle, work, sim_out(cpuIfNum));
+}
