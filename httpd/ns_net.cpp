@@ -1,0 +1,811 @@
+#include "httpd/ns_net.h"
+
+#include <arpa/inet.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <openssl/err.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include <memory>
+
+static constexpr size_t READ_STEP = 2048;
+static constexpr size_t DATAGRAM_SIZE = 2000;
+static constexpr int LISTEN_BACKLOG = 128;
+static constexpr size_t WAKEUP_DATA_SIZE = 8192;
+static constexpr size_t TLS_PATH_SIZE = 100;
+
+struct ctl_msg {
+  ns_callback_t callback;
+  char message[WAKEUP_DATA_SIZE];
+};
+
+// --- helpers ---
+
+static bool ns_fits_select_set(int sock)
+{
+  return sock >= 0 && sock < FD_SETSIZE;
+}
+
+static void ns_set_close_on_exec(int sock)
+{
+  fcntl(sock, F_SETFD, FD_CLOEXEC);
+}
+
+static void ns_set_non_blocking(int sock)
+{
+  fcntl(sock, F_SETFL, fcntl(sock, F_GETFL, 0) | O_NONBLOCK);
+}
+
+bool ns_is_error(long result)
+{
+  return result == 0 || (result < 0 && errno != EINTR && errno != EINPROGRESS && errno != EAGAIN);
+}
+
+// Keeps what a failing TLS call leaves in the thread's error queue away from the next connection.
+static int ns_ssl_err(ns_connection* conn, int result)
+{
+  int code = SSL_get_error(conn->ssl, result);
+  if (code == SSL_ERROR_WANT_READ)
+    conn->flags |= NSF_TLS_WANT_READ;
+  else if (code == SSL_ERROR_WANT_WRITE)
+    conn->flags |= NSF_TLS_WANT_WRITE;
+  ERR_clear_error();
+  return code;
+}
+
+static bool ns_ssl_waits(int code)
+{
+  return code == SSL_ERROR_WANT_READ || code == SSL_ERROR_WANT_WRITE;
+}
+
+// --- addresses ---
+
+void ns_sock_to_str(int sock, char* buf, size_t size, int what)
+{
+  ns_socket_address address = {};
+  socklen_t length = sizeof address;
+  if (size == 0)
+    return;
+  buf[0] = '\0';
+  int found = what & NS_SOCK_PEER ? getpeername(sock, &address.sa, &length)
+                                  : getsockname(sock, &address.sa, &length);
+  if (found != 0 || address.sa.sa_family != AF_INET)
+    return;
+  if (what & NS_SOCK_IP)
+    inet_ntop(AF_INET, &address.sin.sin_addr, buf, static_cast<socklen_t>(size));
+  if (what & NS_SOCK_PORT) {
+    size_t used = strlen(buf);
+    snprintf(buf + used, size - used, "%s%d", what & NS_SOCK_IP ? ":" : "",
+             int{ntohs(address.sin.sin_port)});
+  }
+}
+
+static bool ns_take_prefix(const char** text, const char* prefix)
+{
+  size_t length = strlen(prefix);
+  if (strncmp(*text, prefix, length) != 0)
+    return false;
+  *text += length;
+  return true;
+}
+
+int ns_parse_address(const char* text, ns_socket_address* address, int* protocol, bool* use_ssl,
+                     char* cert, char* ca)
+{
+  *address = {};
+  address->sin.sin_family = AF_INET;
+  *protocol = SOCK_STREAM;
+  *use_ssl = false;
+  cert[0] = ca[0] = '\0';
+
+  const char* rest = text;
+  if (ns_take_prefix(&rest, "ssl://"))
+    *use_ssl = true;
+  else if (ns_take_prefix(&rest, "udp://"))
+    *protocol = SOCK_DGRAM;
+  else
+    ns_take_prefix(&rest, "tcp://");
+
+  // Field widths keep the numbers inside their type; a longer one leaves text over and is refused.
+  unsigned a = 0, b = 0, c = 0, d = 0, port = 0;
+  int used = 0;
+  char host[200];
+  if (sscanf(rest, "%9u.%9u.%9u.%9u:%9u%n", &a, &b, &c, &d, &port, &used) == 5) {
+    address->sin.sin_addr.s_addr =
+        htonl((a & 255) << 24 | (b & 255) << 16 | (c & 255) << 8 | (d & 255));
+  } else if (sscanf(rest, "%199[^ :]:%9u%n", host, &port, &used) == 2) {
+    addrinfo hints = {};
+    hints.ai_family = AF_INET;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(host, nullptr, &hints, &found) == 0) {
+      address->sin.sin_addr = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr;
+      freeaddrinfo(found);
+    }
+  } else if (sscanf(rest, "%9u%n", &port, &used) != 1) {
+    return 0;
+  }
+  rest += used;
+
+  if (*use_ssl && *rest == ':') {
+    used = 0;
+    if (sscanf(rest, ":%99[^:]:%99[^:]%n", cert, ca, &used) != 2) {
+      ca[0] = '\0';
+      if (sscanf(rest, ":%99[^:]%n", cert, &used) != 1)
+        return 0;
+    }
+    rest += used;
+  }
+  address->sin.sin_port = htons(static_cast<uint16_t>(port));
+  return port < 65535 && *rest == '\0' ? static_cast<int>(rest - text) : 0;
+}
+
+// --- formatting and queueing ---
+
+int ns_avprintf(char** buf, size_t size, const char* format, va_list args)
+{
+  va_list copy;
+  va_copy(copy, args);
+  int length = vsnprintf(*buf, size, format, copy);
+  va_end(copy);
+  if (length >= 0 && static_cast<size_t>(length) < size)
+    return length;
+  // A formatter that cannot tell the length is asked again with ever more room.
+  for (size_t room = length >= 0 ? static_cast<size_t>(length) + 1 : size * 2;; room *= 2) {
+    char* grown = static_cast<char*>(malloc(room));
+    if (!grown)
+      return -1;
+    va_copy(copy, args);
+    length = vsnprintf(grown, room, format, copy);
+    va_end(copy);
+    if (length >= 0 && static_cast<size_t>(length) < room) {
+      *buf = grown;
+      return length;
+    }
+    free(grown);
+    if (room > SIZE_MAX / 2 || errno == EOVERFLOW)
+      return -1;
+  }
+}
+
+int ns_send(ns_connection* conn, const void* data, size_t len)
+{
+  if (conn->flags & NSF_UDP) {
+    ssize_t sent = sendto(conn->sock, data, len, 0, &conn->sa.sa, sizeof conn->sa.sin);
+    return sent < 0 ? 0 : static_cast<int>(sent);
+  }
+  return static_cast<int>(iobuf_append(&conn->send_iobuf, data, len));
+}
+
+int ns_vprintf(ns_connection* conn, const char* format, va_list args)
+{
+  char memory[500];
+  char* text = memory;
+  int length = ns_avprintf(&text, sizeof memory, format, args);
+  if (length > 0)
+    ns_send(conn, text, static_cast<size_t>(length));
+  if (text != memory)
+    free(text);
+  return length;
+}
+
+int ns_printf(ns_connection* conn, const char* format, ...)
+{
+  va_list args;
+  va_start(args, format);
+  int length = ns_vprintf(conn, format, args);
+  va_end(args);
+  return length;
+}
+
+// --- tracing ---
+
+int ns_hexdump(const void* bytes, size_t len, char* out, size_t out_size)
+{
+  const unsigned char* p = static_cast<const unsigned char*>(bytes);
+  char characters[17] = "";
+  size_t used = 0;
+  auto put = [&](const char* format, auto value) {
+    if (used < out_size) {
+      int n = snprintf(out + used, out_size - used, format, value);
+      size_t room = out_size - used - 1;
+      used += n > 0 ? (static_cast<size_t>(n) < room ? static_cast<size_t>(n) : room) : 0;
+    }
+  };
+  if (out_size > 0)
+    out[0] = '\0';
+  size_t i = 0;
+  for (; i < len; i++) {
+    if (i % 16 == 0) {
+      if (i > 0)
+        put("  %s\n", characters);
+      put("%04x ", static_cast<unsigned>(i));
+    }
+    put(" %02x", unsigned{p[i]});
+    characters[i % 16] = p[i] < 32 || p[i] > 126 ? '.' : static_cast<char>(p[i]);
+    characters[i % 16 + 1] = '\0';
+  }
+  for (; i % 16 != 0; i++)
+    put("%s", "   ");
+  put("  %s\n\n", characters);
+  return static_cast<int>(used);
+}
+
+static const char* ns_direction_mark(ns_event ev)
+{
+  switch (ev) {
+    case NS_RECV:
+      return "<-";
+    case NS_SEND:
+      return "->";
+    case NS_ACCEPT:
+      return "<A";
+    case NS_CONNECT:
+      return "C>";
+    case NS_POLL:
+    case NS_CLOSE:
+      break;
+  }
+  return "XX";
+}
+
+static void ns_trace(ns_connection* conn, ns_event ev, const void* data)
+{
+  FILE* file = fopen(conn->mgr->hexdump_file, "ae");
+  if (!file)
+    return;
+  char local[64], peer[64];
+  ns_sock_to_str(conn->sock, local, sizeof local, NS_SOCK_IP | NS_SOCK_PORT);
+  ns_sock_to_str(conn->sock, peer, sizeof peer, NS_SOCK_IP | NS_SOCK_PORT | NS_SOCK_PEER);
+  int count = ev == NS_RECV || ev == NS_SEND ? *static_cast<const int*>(data) : 0;
+  fprintf(file, "%lu %p %s %s %s %d\n", static_cast<unsigned long>(time(nullptr)), conn->user_data,
+          local, ns_direction_mark(ev), peer, count);
+  const iobuf& io = ev == NS_RECV ? conn->recv_iobuf : conn->send_iobuf;
+  size_t bytes = count > 0 ? static_cast<size_t>(count) : 0;
+  if (bytes > 0 && bytes <= io.len) {
+    size_t room = bytes * 5 + 100;
+    std::unique_ptr<char, decltype(&free)> text(static_cast<char*>(malloc(room)), free);
+    if (text) {
+      ns_hexdump(ev == NS_RECV ? io.buf + io.len - bytes : io.buf, bytes, text.get(), room);
+      fputs(text.get(), file);
+    }
+  }
+  fclose(file);
+}
+
+static void ns_call(ns_connection* conn, ns_event ev, void* data)
+{
+  if (conn->mgr->hexdump_file && ev != NS_POLL)
+    ns_trace(conn, ev, data);
+  if (conn->callback)
+    conn->callback(conn, ev, data);
+}
+
+// --- birth and death of connections ---
+
+ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* user_data)
+{
+  if (!ns_fits_select_set(sock))
+    return nullptr;
+  ns_connection* conn = static_cast<ns_connection*>(calloc(1, sizeof *conn));
+  if (!conn)
+    return nullptr;
+  ns_set_non_blocking(sock);
+  ns_set_close_on_exec(sock);
+  conn->sock = sock;
+  conn->user_data = user_data;
+  conn->callback = callback;
+  conn->mgr = mgr;
+  conn->last_io_time = time(nullptr);
+  conn->next = mgr->active_connections;
+  if (conn->next)
+    conn->next->prev = conn;
+  mgr->active_connections = conn;
+  return conn;
+}
+
+static void ns_destroy(ns_connection* conn)
+{
+  if (conn->sock >= 0)
+    close(conn->sock);
+  iobuf_free(&conn->recv_iobuf);
+  iobuf_free(&conn->send_iobuf);
+  SSL_free(conn->ssl);
+  SSL_CTX_free(conn->ssl_ctx);
+  free(conn);
+}
+
+void ns_close_conn(ns_connection* conn)
+{
+  ns_call(conn, NS_CLOSE, nullptr);
+  if (conn->prev)
+    conn->prev->next = conn->next;
+  else
+    conn->mgr->active_connections = conn->next;
+  if (conn->next)
+    conn->next->prev = conn->prev;
+  ns_destroy(conn);
+}
+
+ns_connection* ns_next(ns_mgr* mgr, ns_connection* conn)
+{
+  return conn ? conn->next : mgr->active_connections;
+}
+
+// --- TLS contexts ---
+
+static int ns_use_cert(SSL_CTX* ctx, const char* path)
+{
+  if (!ctx)
+    return -1;
+  if (!*path)
+    return 0;
+  if (SSL_CTX_use_certificate_file(ctx, path, SSL_FILETYPE_PEM) != 1 ||
+      SSL_CTX_use_PrivateKey_file(ctx, path, SSL_FILETYPE_PEM) != 1)
+    return -2;
+  SSL_CTX_set_mode(ctx, SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+  SSL_CTX_use_certificate_chain_file(ctx, path);
+  return 0;
+}
+
+static int ns_use_ca_cert(SSL_CTX* ctx, const char* path)
+{
+  if (!ctx)
+    return -1;
+  if (!*path)
+    return 0;
+  SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+  return SSL_CTX_load_verify_locations(ctx, path, nullptr) == 1 ? 0 : -2;
+}
+
+// Gives the connection a context of its own; false when a file cannot be used.
+static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const char* cert,
+                            const char* ca)
+{
+  conn->ssl_ctx = SSL_CTX_new(method);
+  if (conn->ssl_ctx) {
+    SSL_CTX_set_min_proto_version(conn->ssl_ctx, TLS1_2_VERSION);
+    // An idle connection gives its record buffers back, more than 32 KiB of them.
+    SSL_CTX_set_mode(conn->ssl_ctx, SSL_MODE_RELEASE_BUFFERS);
+  }
+  bool usable =
+      ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0;
+  ERR_clear_error();
+  return usable;
+}
+
+static bool ns_attach_ssl(ns_connection* conn, SSL_CTX* ctx)
+{
+  conn->ssl = SSL_new(ctx);
+  return conn->ssl && SSL_set_fd(conn->ssl, conn->sock) == 1;
+}
+
+// --- listeners and outbound connections ---
+
+static int ns_open_listening_socket(ns_socket_address* address, int protocol)
+{
+  int sock = socket(AF_INET, protocol | SOCK_CLOEXEC, 0);
+  int on = 1;
+  socklen_t length = sizeof address->sin;
+  if (sock >= 0 && setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+      bind(sock, &address->sa, length) == 0 &&
+      (protocol == SOCK_DGRAM || listen(sock, LISTEN_BACKLOG) == 0) &&
+      getsockname(sock, &address->sa, &length) == 0)
+    return sock;
+  if (sock >= 0)
+    close(sock);
+  return -1;
+}
+
+ns_connection* ns_bind(ns_mgr* mgr, const char* address, ns_callback_t callback, void* user_data)
+{
+  ns_socket_address sa;
+  int protocol;
+  bool use_ssl;
+  char cert[TLS_PATH_SIZE], ca[TLS_PATH_SIZE];
+  if (!ns_parse_address(address, &sa, &protocol, &use_ssl, cert, ca) || (use_ssl && !*cert))
+    return nullptr;
+  int sock = ns_open_listening_socket(&sa, protocol);
+  if (sock < 0)
+    return nullptr;
+  ns_connection* conn = ns_add_sock(mgr, sock, nullptr, user_data);
+  if (!conn) {
+    close(sock);
+    return nullptr;
+  }
+  conn->sa = sa;
+  conn->flags |= NSF_LISTENING | (protocol == SOCK_DGRAM ? NSF_UDP : 0);
+  if (use_ssl && !ns_make_ssl_ctx(conn, TLS_server_method(), cert, ca)) {
+    ns_close_conn(conn);
+    return nullptr;
+  }
+  conn->callback = callback;
+  return conn;
+}
+
+ns_connection* ns_connect(ns_mgr* mgr, const char* address, ns_callback_t callback, void* user_data)
+{
+  ns_socket_address sa;
+  int protocol;
+  bool use_ssl;
+  char cert[TLS_PATH_SIZE], ca[TLS_PATH_SIZE];
+  if (!ns_parse_address(address, &sa, &protocol, &use_ssl, cert, ca))
+    return nullptr;
+  int sock = socket(AF_INET, protocol | SOCK_CLOEXEC, 0);
+  if (sock < 0)
+    return nullptr;
+  ns_set_non_blocking(sock);
+  bool started = protocol == SOCK_DGRAM || connect(sock, &sa.sa, sizeof sa.sin) == 0 ||
+                 errno == EINPROGRESS;
+  ns_connection* conn = started ? ns_add_sock(mgr, sock, nullptr, user_data) : nullptr;
+  if (!conn) {
+    close(sock);
+    return nullptr;
+  }
+  conn->sa = sa;
+  conn->flags = protocol == SOCK_DGRAM ? NSF_UDP : NSF_CONNECTING;
+  if (use_ssl && (!ns_make_ssl_ctx(conn, TLS_client_method(), cert, ca) ||
+                  !ns_attach_ssl(conn, conn->ssl_ctx))) {
+    ns_close_conn(conn);
+    return nullptr;
+  }
+  conn->callback = callback;
+  return conn;
+}
+
+// --- socket pairs and threads ---
+
+static void ns_close_pair(int pair[2])
+{
+  for (int i = 0; i < 2; i++) {
+    if (pair[i] >= 0)
+      close(pair[i]);
+    pair[i] = -1;
+  }
+}
+
+int ns_socketpair2(int pair[2], int type)
+{
+  sockaddr_in sin = {}, other = {};
+  socklen_t length = sizeof sin, other_length = sizeof other;
+  sin.sin_family = AF_INET;
+  sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  pair[0] = pair[1] = -1;
+  int first = socket(AF_INET, type | SOCK_CLOEXEC, 0);
+  bool done = first >= 0 && bind(first, reinterpret_cast<sockaddr*>(&sin), length) == 0 &&
+              (type != SOCK_STREAM || listen(first, 1) == 0) &&
+              getsockname(first, reinterpret_cast<sockaddr*>(&sin), &length) == 0 &&
+              (pair[0] = socket(AF_INET, type | SOCK_CLOEXEC, 0)) >= 0 &&
+              connect(pair[0], reinterpret_cast<sockaddr*>(&sin), length) == 0;
+  if (done && type == SOCK_STREAM) {
+    pair[1] = accept4(first, nullptr, nullptr, SOCK_CLOEXEC);
+    done = pair[1] >= 0;
+  } else if (done) {
+    done = getsockname(pair[0], reinterpret_cast<sockaddr*>(&other), &other_length) == 0 &&
+           connect(first, reinterpret_cast<sockaddr*>(&other), other_length) == 0;
+    if (done) {
+      pair[1] = first;
+      first = -1;
+    }
+  }
+  if (first >= 0)
+    close(first);
+  if (!done)
+    ns_close_pair(pair);
+  return done ? 1 : 0;
+}
+
+int ns_socketpair(int pair[2])
+{
+  return ns_socketpair2(pair, SOCK_STREAM);
+}
+
+void ns_start_thread(void* (*procedure)(void*), void* parameter)
+{
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, procedure, parameter) == 0)
+    pthread_detach(thread);
+}
+
+// --- the manager ---
+
+static int ns_open_spare(void)
+{
+  return open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+void ns_mgr_init(ns_mgr* mgr, void* user_data)
+{
+  *mgr = {};
+  mgr->ctl[0] = mgr->ctl[1] = -1;
+  mgr->user_data = user_data;
+  signal(SIGPIPE, SIG_IGN);
+  do {
+    ns_socketpair2(mgr->ctl, SOCK_DGRAM);
+  } while (mgr->ctl[0] < 0);
+  mgr->spare_fd = ns_open_spare();
+  static int ssl_uses = 0;
+  if (ssl_uses++ == 0)
+    OPENSSL_init_ssl(0, nullptr);
+}
+
+void ns_mgr_free(ns_mgr* mgr)
+{
+  if (!mgr)
+    return;
+  ns_mgr_poll(mgr, 0);
+  ns_close_pair(mgr->ctl);
+  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
+    next = conn->next;
+    ns_close_conn(conn);
+  }
+  if (mgr->spare_fd >= 0)
+    close(mgr->spare_fd);
+  mgr->spare_fd = -1;
+}
+
+void ns_wakeup(ns_mgr* mgr, ns_callback_t callback, const void* data, size_t len)
+{
+  ctl_msg msg;
+  if (mgr->ctl[0] < 0 || !data || len >= sizeof msg.message)
+    return;
+  msg.callback = callback;
+  memcpy(msg.message, data, len);
+  unsigned char acknowledged;
+  if (send(mgr->ctl[0], &msg, offsetof(ctl_msg, message) + len, 0) > 0)
+    while (recv(mgr->ctl[0], &acknowledged, sizeof acknowledged, 0) < 0 && errno == EINTR) {
+    }
+}
+
+static void ns_take_wakeup(ns_mgr* mgr)
+{
+  ctl_msg msg;
+  ssize_t got = recv(mgr->ctl[1], &msg, offsetof(ctl_msg, message) + sizeof msg.message - 1, 0);
+  // The sender waits for this.
+  if (send(mgr->ctl[1], "", 1, 0) != 1)
+    return;
+  if (got < static_cast<ssize_t>(offsetof(ctl_msg, message)) || !msg.callback)
+    return;
+  msg.message[static_cast<size_t>(got) - offsetof(ctl_msg, message)] = '\0';
+  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
+    next = conn->next;
+    msg.callback(conn, NS_POLL, msg.message);
+  }
+}
+
+// --- one connection's share of a pass ---
+
+// Takes a connection off the queue when there is no descriptor left to serve it with, so that the
+// listener does not stay readable for ever.
+static void ns_refuse_connection(ns_connection* listener)
+{
+  ns_mgr* mgr = listener->mgr;
+  if (mgr->spare_fd < 0)
+    return;
+  close(mgr->spare_fd);
+  int sock = accept4(listener->sock, nullptr, nullptr, SOCK_CLOEXEC);
+  if (sock >= 0)
+    close(sock);
+  mgr->spare_fd = ns_open_spare();
+}
+
+static void accept_conn(ns_connection* listener)
+{
+  ns_socket_address peer = {};
+  socklen_t length = sizeof peer;
+  int sock = accept4(listener->sock, &peer.sa, &length, SOCK_CLOEXEC);
+  if (sock < 0) {
+    if (errno == EMFILE || errno == ENFILE)
+      ns_refuse_connection(listener);
+    return;
+  }
+  ns_connection* conn =
+      ns_add_sock(listener->mgr, sock, listener->callback, listener->user_data);
+  if (!conn) {
+    close(sock);
+    return;
+  }
+  conn->sa = peer;
+  if (listener->ssl_ctx && !ns_attach_ssl(conn, listener->ssl_ctx)) {
+    conn->callback = nullptr;
+    ns_close_conn(conn);
+    return;
+  }
+  conn->listener = listener;
+  conn->proto_data = listener->proto_data;
+  ns_call(conn, NS_ACCEPT, &peer);
+}
+
+static void ns_handle_udp(ns_connection* listener)
+{
+  char datagram[DATAGRAM_SIZE];
+  ns_connection conn = {};
+  socklen_t length = sizeof conn.sa;
+  ssize_t got = recvfrom(listener->sock, datagram, sizeof datagram, 0, &conn.sa.sa, &length);
+  if (got <= 0)
+    return;
+  conn.mgr = listener->mgr;
+  conn.sock = listener->sock;
+  conn.callback = listener->callback;
+  conn.user_data = listener->user_data;
+  conn.proto_data = listener->proto_data;
+  conn.listener = listener;
+  conn.flags = NSF_UDP;
+  conn.recv_iobuf.buf = datagram;
+  conn.recv_iobuf.len = conn.recv_iobuf.size = static_cast<size_t>(got);
+  int count = static_cast<int>(got);
+  ns_call(&conn, NS_RECV, &count);
+}
+
+static void ns_finish_connecting(ns_connection* conn)
+{
+  int error = 0;
+  socklen_t length = sizeof error;
+  if (getsockopt(conn->sock, SOL_SOCKET, SO_ERROR, &error, &length) != 0)
+    error = errno;
+  if (error == 0 && conn->ssl) {
+    int result = SSL_connect(conn->ssl);
+    if (result == 1)
+      conn->flags |= NSF_TLS_READY;
+    else if (ns_ssl_waits(ns_ssl_err(conn, result)))
+      return;
+    else
+      error = 1;
+  }
+  conn->flags &= ~NSF_CONNECTING;
+  if (error != 0)
+    conn->flags |= NSF_CLOSE_NOW;
+  ns_call(conn, NS_CONNECT, &error);
+}
+
+static void ns_finish_handshake(ns_connection* conn)
+{
+  int result = SSL_accept(conn->ssl);
+  if (result == 1)
+    conn->flags |= NSF_TLS_READY;
+  else if (!ns_ssl_waits(ns_ssl_err(conn, result)))
+    conn->flags |= NSF_CLOSE_NOW;
+}
+
+static void ns_read_from_socket(ns_connection* conn)
+{
+  if (conn->flags & NSF_CONNECTING) {
+    ns_finish_connecting(conn);
+    return;
+  }
+  if (conn->ssl && !(conn->flags & NSF_TLS_READY)) {
+    ns_finish_handshake(conn);
+    return;
+  }
+  char bytes[READ_STEP];
+  int got;
+  for (;;) {
+    got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
+                    : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));
+    if (got <= 0)
+      break;
+    iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got));
+    ns_call(conn, NS_RECV, &got);
+  }
+  bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
+  if (failed)
+    conn->flags |= NSF_CLOSE_NOW;
+}
+
+static void ns_write_to_socket(ns_connection* conn)
+{
+  iobuf& io = conn->send_iobuf;
+  int sent;
+  if (conn->ssl) {
+    sent = SSL_write(conn->ssl, io.buf, io.len > INT32_MAX ? INT32_MAX : static_cast<int>(io.len));
+    if (sent <= 0) {
+      if (ns_ssl_waits(ns_ssl_err(conn, sent)))
+        return;
+      conn->flags |= NSF_CLOSE_NOW;
+    }
+  } else {
+    sent = static_cast<int>(send(conn->sock, io.buf, io.len, 0));
+  }
+  bool failed = !conn->ssl && ns_is_error(sent);
+  ns_call(conn, NS_SEND, &sent);
+  if (failed)
+    conn->flags |= NSF_CLOSE_NOW;
+  else if (sent > 0)
+    iobuf_remove(&io, static_cast<size_t>(sent));
+}
+
+static void ns_serve_readable(ns_connection* conn, time_t now)
+{
+  if (conn->flags & NSF_LISTENING) {
+    if (conn->flags & NSF_UDP)
+      ns_handle_udp(conn);
+    else
+      accept_conn(conn);
+    return;
+  }
+  conn->last_io_time = now;
+  ns_read_from_socket(conn);
+}
+
+static void ns_serve_writable(ns_connection* conn, time_t now)
+{
+  if (conn->flags & NSF_CONNECTING) {
+    ns_read_from_socket(conn);
+  } else if (!(conn->flags & NSF_HOLD_SEND) && conn->send_iobuf.len > 0) {
+    conn->last_io_time = now;
+    ns_write_to_socket(conn);
+  }
+}
+
+// --- the pass ---
+
+static void ns_add_to_set(int sock, fd_set* set, int* max_fd)
+{
+  if (!ns_fits_select_set(sock))
+    return;
+  FD_SET(sock, set);
+  if (sock > *max_fd)
+    *max_fd = sock;
+}
+
+static bool ns_waits_for_writing(const ns_connection* conn)
+{
+  if (conn->flags & NSF_CONNECTING)
+    return !(conn->flags & NSF_TLS_WANT_READ);
+  return conn->send_iobuf.len > 0 && !(conn->flags & NSF_HOLD_SEND);
+}
+
+time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
+{
+  fd_set read_set, write_set;
+  FD_ZERO(&read_set);
+  FD_ZERO(&write_set);
+  int max_fd = -1;
+  time_t current_time = time(nullptr);
+  ns_add_to_set(mgr->ctl[1], &read_set, &max_fd);
+
+  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
+    next = conn->next;
+    if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
+      ns_call(conn, NS_POLL, &current_time);
+    if (!(conn->flags & NSF_TLS_WANT_WRITE))
+      ns_add_to_set(conn->sock, &read_set, &max_fd);
+    if (ns_waits_for_writing(conn))
+      ns_add_to_set(conn->sock, &write_set, &max_fd);
+    if (conn->flags & NSF_CLOSE_NOW) {
+      FD_CLR(conn->sock, &read_set);
+      FD_CLR(conn->sock, &write_set);
+      ns_close_conn(conn);
+    }
+  }
+
+  timeval timeout = {};
+  timeout.tv_sec = milliseconds / 1000;
+  timeout.tv_usec = milliseconds % 1000 * 1000;
+  if (select(max_fd + 1, &read_set, &write_set, nullptr, &timeout) > 0) {
+    current_time = time(nullptr);
+    if (mgr->ctl[1] >= 0 && FD_ISSET(mgr->ctl[1], &read_set))
+      ns_take_wakeup(mgr);
+    for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
+      next = conn->next;
+      if (FD_ISSET(conn->sock, &read_set))
+        ns_serve_readable(conn, current_time);
+      if (FD_ISSET(conn->sock, &write_set))
+        ns_serve_writable(conn, current_time);
+    }
+  }
+
+  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
+    next = conn->next;
+    if ((conn->flags & NSF_CLOSE_NOW) ||
+        ((conn->flags & NSF_CLOSE_WHEN_SENT) && conn->send_iobuf.len == 0))
+      ns_close_conn(conn);
+  }
+  return current_time;
+}
