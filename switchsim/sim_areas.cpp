@@ -1,9 +1,8 @@
 #include "switchsim/sim_areas.h"
 
 #include <json-c/json.h>
-#include <cstring>
 
-#include <memory>
+#include <cstring>
 
 namespace
 {
@@ -19,6 +18,7 @@ struct sim_area_t {
   sim_key_t keys[KEYS_MAX];  // ended by an empty one
 };
 
+// clang-format off: aligned columns would change every row for each new one
 constexpr sim_area_t AREAS[] = {
     {sim_state_reset, {}                                                                      },
     {sim_call_reset,
@@ -27,6 +27,7 @@ constexpr sim_area_t AREAS[] = {
     {sim_ports_reset, {{"ports", sim_ports_ports_parse}, {"link_up", sim_ports_link_up_parse}}},
     {sim_vlan_reset,  {{"vlan_max", sim_vlan_vlan_max_parse}}                                 },
 };
+// clang-format on
 
 bool key_known(const char* name)
 {

@@ -24,8 +24,7 @@ open_error_t authenticate(const std::string& user, const std::string& password,
   if (account == accounts.end() || account->second.password != password) {
     return OPEN_E_FAIL;
   }
-  access = account->second.access;
-  return OPEN_E_NONE;
+  return sim_give(access, account->second.access);
 }
 
 bool account_parse(const sim_json_t& json)

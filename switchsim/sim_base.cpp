@@ -72,29 +72,20 @@ open_error_t rpcclt_openapiSystemDescrGet(openapiClientHandle_t* client_handle,
 open_error_t rpcclt_openapiApiVersionGet(openapiClientHandle_t* client_handle,
                                          open_revision_data_t* version)
 {
-  const auto work = [&] {
-    *version = API_VERSION;
-    return OPEN_E_NONE;
-  };
+  const auto work = [&] { return sim_give(*version, API_VERSION); };
   return sim_call(__func__, client_handle, work, sim_out(version));
 }
 
 open_error_t rpcclt_openapiOspfEqualCostRoutesMax(openapiClientHandle_t* client_handle,
                                                   uint32_t* count)
 {
-  const auto work = [&] {
-    *count = EQUAL_COST_ROUTES;
-    return OPEN_E_NONE;
-  };
+  const auto work = [&] { return sim_give(*count, EQUAL_COST_ROUTES); };
   return sim_call(__func__, client_handle, work, sim_out(count));
 }
 
 open_error_t openapiSystemReadyStateGet(openapiClientHandle_t* client_handle,
                                         uint32_t* isSystemReady)
 {
-  const auto work = [&] {
-    *isSystemReady = sim_ready() ? 1 : 0;
-    return OPEN_E_NONE;
-  };
+  const auto work = [&] { return sim_give(*isSystemReady, sim_ready() ? 1u : 0u); };
   return sim_call(__func__, client_handle, work, sim_out(isSystemReady));
 }

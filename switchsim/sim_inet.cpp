@@ -17,8 +17,7 @@ static open_error_t inet_parse(const std::string& text, open_inet_addr_t& addres
   } else {
     return OPEN_E_FAIL;
   }
-  address = parsed;
-  return OPEN_E_NONE;
+  return sim_give(address, parsed);
 }
 
 open_error_t rpcclt_openapiInetAddrGet(openapiClientHandle_t* client_handle, open_buffdesc* text,

@@ -64,8 +64,7 @@ open_error_t if_from(std::map<uint32_t, sim_if_t>::const_iterator from, OPEN_INT
   if (found == ifs.cend()) {
     return OPEN_E_FAIL;
   }
-  number = found->first;
-  return OPEN_E_NONE;
+  return sim_give(number, found->first);
 }
 
 open_error_t link_state(uint32_t number, OPEN_LINK_STATE_t& state)
@@ -74,8 +73,7 @@ open_error_t link_state(uint32_t number, OPEN_LINK_STATE_t& state)
   if (intf == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  state = sim_if_link_up(*intf) ? OPEN_LINK_UP : OPEN_LINK_DOWN;
-  return OPEN_E_NONE;
+  return sim_give(state, sim_if_link_up(*intf) ? OPEN_LINK_UP : OPEN_LINK_DOWN);
 }
 
 open_error_t if_name(uint32_t number, open_buffdesc* name)
@@ -184,18 +182,12 @@ open_error_t openapiIfLinkStateGet(openapiClientHandle_t* client_handle, uint32_
 
 open_error_t openapiMaxInterfaceCountGet(openapiClientHandle_t* client_handle, uint32_t* count)
 {
-  const auto work = [&] {
-    *count = numbering.highest;
-    return OPEN_E_NONE;
-  };
+  const auto work = [&] { return sim_give(*count, numbering.highest); };
   return sim_call(__func__, client_handle, work, sim_out(count));
 }
 
 open_error_t rpcclt_openapiCpuIntfGet(openapiClientHandle_t* client_handle, uint32_t* cpuIfNum)
 {
-  const auto work = [&] {
-    *cpuIfNum = numbering.cpu;
-    return OPEN_E_NONE;
-  };
+  const auto work = [&] { return sim_give(*cpuIfNum, numbering.cpu); };
   return sim_call(__func__, client_handle, work, sim_out(cpuIfNum));
 }

@@ -30,5 +30,13 @@ std::string sim_text(const open_buffdesc* desc);
 // written when the room is too small.
 open_error_t sim_text_put(open_buffdesc* desc, std::string_view text);
 
+// Fills an output: most reads end so.
+template <class T, class V>
+open_error_t sim_give(T& out, const V& value)
+{
+  out = value;
+  return OPEN_E_NONE;
+}
+
 // The text on one line: line breaks as \n and \r.
 std::string sim_one_line(std::string_view text);

@@ -3,6 +3,7 @@
 #include "platform/openapi_vlan.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_state.h"
 
 namespace
 {
@@ -28,9 +29,6 @@ uint32_t sim_vlan_max()
 
 open_error_t rpcclt_openapiDot1VlanMaxGet(openapiClientHandle_t* client_handle, uint32_t* vlanMax)
 {
-  const auto work = [&] {
-    *vlanMax = vlan_max;
-    return OPEN_E_NONE;
-  };
+  const auto work = [&] { return sim_give(*vlanMax, vlan_max); };
   return sim_call(__func__, client_handle, work, sim_out(vlanMax));
 }
