@@ -127,9 +127,9 @@ void MD5Init(MD5_CTX* ctx)
   };
 }
 
-void MD5Update(MD5_CTX* ctx, const unsigned char* data, unsigned len)
+void MD5Update(MD5_CTX* ctx, const unsigned char* data, size_t length)
 {
-  absorb(ctx, md5_compress, data, len);
+  absorb(ctx, md5_compress, data, length);
 }
 
 void MD5Final(unsigned char digest[16], MD5_CTX* ctx)

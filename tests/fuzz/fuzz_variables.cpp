@@ -75,8 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   dst.require_text(mg_get_var(&view, name.c_str(), dst.bytes.get(), dst_size));
   dst.require_text(mg_parse_header(input.c_str(), name.c_str(), dst.bytes.get(), dst_size));
   const int input_size = static_cast<int>(input.size());
-  dst.require_text(
-      mg_url_decode(input.data(), input_size, dst.bytes.get(), dst.size, is_form));
+  dst.require_text(mg_url_decode(input.data(), input_size, dst.bytes.get(), dst.size, is_form));
   read_multipart(input, dst, file);
 
   mg_vec entry = {};
