@@ -2,7 +2,7 @@
 add_compile_options(
   -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align -Wpointer-arith
   -Wnon-virtual-dtor -Woverloaded-virtual -Wvla -Wnull-dereference
-  -Werror -Wno-missing-field-initializers
+  -Werror -Wno-missing-field-initializers 
   -fno-strict-overflow -fstack-protector-strong
   -include ${CMAKE_SOURCE_DIR}/cmake/forbidden_calls.h)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -206,34 +206,41 @@ int ns_printf(ns_connection* conn, const char* format, ...)
 
 // --- tracing ---
 
+// Appends to a bounded text; what does not fit is cut.
+__attribute__((format(printf, 4, 5))) static void ns_put(char* out, size_t size, size_t* used,
+                                                         const char* format, ...)
+{
+  va_list args;
+  va_start(args, format);
+  int length = vsnprintf(out + *used, size - *used, format, args);
+  va_end(args);
+  if (length > 0)
+    *used +=
+        static_cast<size_t>(length) < size - *used ? static_cast<size_t>(length) : size - *used - 1;
+}
+
 int ns_hexdump(const void* bytes, size_t len, char* out, size_t out_size)
 {
   const unsigned char* p = static_cast<const unsigned char*>(bytes);
   char characters[17] = "";
   size_t used = 0;
-  auto put = [&](const char* format, auto value) {
-    if (used < out_size) {
-      int n = snprintf(out + used, out_size - used, format, value);
-      size_t room = out_size - used - 1;
-      used += n > 0 ? (static_cast<size_t>(n) < room ? static_cast<size_t>(n) : room) : 0;
-    }
-  };
-  if (out_size > 0)
-    out[0] = '\0';
+  if (out_size == 0)
+    return 0;
+  out[0] = '\0';
   size_t i = 0;
   for (; i < len; i++) {
     if (i % 16 == 0) {
       if (i > 0)
-        put("  %s\n", characters);
-      put("%04x ", static_cast<unsigned>(i));
+        ns_put(out, out_size, &used, "  %s\n", characters);
+      ns_put(out, out_size, &used, "%04x ", static_cast<unsigned>(i));
     }
-    put(" %02x", unsigned{p[i]});
+    ns_put(out, out_size, &used, " %02x", unsigned{p[i]});
     characters[i % 16] = p[i] < 32 || p[i] > 126 ? '.' : static_cast<char>(p[i]);
     characters[i % 16 + 1] = '\0';
   }
   for (; i % 16 != 0; i++)
-    put("%s", "   ");
-  put("  %s\n\n", characters);
+    ns_put(out, out_size, &used, "   ");
+  ns_put(out, out_size, &used, "  %s\n\n", characters);
   return static_cast<int>(used);
 }
 
@@ -374,8 +381,7 @@ static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const
     // An idle connection gives its record buffers back, more than 32 KiB of them.
     SSL_CTX_set_mode(conn->ssl_ctx, SSL_MODE_RELEASE_BUFFERS);
   }
-  bool usable =
-      ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0;
+  bool usable = ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0;
   ERR_clear_error();
   return usable;
 }
@@ -441,8 +447,8 @@ ns_connection* ns_connect(ns_mgr* mgr, const char* address, ns_callback_t callba
   if (sock < 0)
     return nullptr;
   ns_set_non_blocking(sock);
-  bool started = protocol == SOCK_DGRAM || connect(sock, &sa.sa, sizeof sa.sin) == 0 ||
-                 errno == EINPROGRESS;
+  bool started =
+      protocol == SOCK_DGRAM || connect(sock, &sa.sa, sizeof sa.sin) == 0 || errno == EINPROGRESS;
   ns_connection* conn = started ? ns_add_sock(mgr, sock, nullptr, user_data) : nullptr;
   if (!conn) {
     close(sock);
@@ -605,8 +611,7 @@ static void accept_conn(ns_connection* listener)
       ns_refuse_connection(listener);
     return;
   }
-  ns_connection* conn =
-      ns_add_sock(listener->mgr, sock, listener->callback, listener->user_data);
+  ns_connection* conn = ns_add_sock(listener->mgr, sock, listener->callback, listener->user_data);
   if (!conn) {
     close(sock);
     return;
@@ -718,6 +723,8 @@ static void ns_write_to_socket(ns_connection* conn)
     conn->flags |= NSF_CLOSE_NOW;
   else if (sent > 0)
     iobuf_remove(&io, static_cast<size_t>(sent));
+  if (io.len == 0)
+    iobuf_free(&io);  // an idle connection keeps no buffer
 }
 
 static void ns_serve_readable(ns_connection* conn, time_t now)

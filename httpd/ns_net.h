@@ -27,15 +27,15 @@ enum ns_event {
 
 using ns_callback_t = void (*)(ns_connection* conn, ns_event ev, void* data);
 
-constexpr uint32_t NSF_CLOSE_WHEN_SENT = 0x1;   // close once all output is written
-constexpr uint32_t NSF_HOLD_SEND = 0x2;         // keep output queued
-constexpr uint32_t NSF_TLS_READY = 0x4;         // TLS handshake completed
-constexpr uint32_t NSF_CONNECTING = 0x8;        // outbound connect in progress
-constexpr uint32_t NSF_CLOSE_NOW = 0x10;        // close at the next opportunity
-constexpr uint32_t NSF_TLS_WANT_READ = 0x20;    // TLS once waited for reading; never cleared
-constexpr uint32_t NSF_TLS_WANT_WRITE = 0x40;   // TLS once waited for writing; never cleared
-constexpr uint32_t NSF_LISTENING = 0x80;        // listening socket
-constexpr uint32_t NSF_UDP = 0x100;             // datagram socket: output is not buffered
+constexpr uint32_t NSF_CLOSE_WHEN_SENT = 0x1;    // close once all output is written
+constexpr uint32_t NSF_HOLD_SEND = 0x2;          // keep output queued
+constexpr uint32_t NSF_TLS_READY = 0x4;          // TLS handshake completed
+constexpr uint32_t NSF_CONNECTING = 0x8;         // outbound connect in progress
+constexpr uint32_t NSF_CLOSE_NOW = 0x10;         // close at the next opportunity
+constexpr uint32_t NSF_TLS_WANT_READ = 0x20;     // TLS once waited for reading; never cleared
+constexpr uint32_t NSF_TLS_WANT_WRITE = 0x40;    // TLS once waited for writing; never cleared
+constexpr uint32_t NSF_LISTENING = 0x80;         // listening socket
+constexpr uint32_t NSF_UDP = 0x100;              // datagram socket: output is not buffered
 constexpr uint32_t MGF_HEADERS_SENT = 0x100000;  // the chunked response's headers are written
 constexpr uint32_t MGF_UNNAMED = 0x200000;       // cleared with the other request flags
 constexpr uint32_t MGF_CGI_PEER = 0x400000;      // the pipe to a CGI child
@@ -102,8 +102,8 @@ int ns_printf(ns_connection* conn, const char* format, ...) __attribute__((forma
 int ns_vprintf(ns_connection* conn, const char* format, va_list args)
     __attribute__((format(printf, 2, 0)));
 
-// Formats into *buf of the given size, or into a fresh heap buffer when that is too small: *buf then
-// points to it and the caller frees it. Returns the length, negative when memory is short.
+// Formats into *buf of the given size, or into a fresh heap buffer when that is too small: *buf
+// then points to it and the caller frees it. Returns the length, negative when memory is short.
 int ns_avprintf(char** buf, size_t size, const char* format, va_list args)
     __attribute__((format(printf, 3, 0)));
 
@@ -128,8 +128,8 @@ int ns_parse_address(const char* text, ns_socket_address* address, int* protocol
 int ns_socketpair2(int pair[2], int type);
 int ns_socketpair(int pair[2]);
 
-// From another thread: has the callback called for every connection with NS_POLL and the data (text,
-// below 8192 bytes), and waits until the manager's thread has seen it.
+// From another thread: has the callback called for every connection with NS_POLL and the data
+// (text, below 8192 bytes), and waits until the manager's thread has seen it.
 void ns_wakeup(ns_mgr* mgr, ns_callback_t callback, const void* data, size_t len);
 
 // Starts a detached thread.

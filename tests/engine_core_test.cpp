@@ -160,8 +160,7 @@ TEST(Conversions, NumbersFromText)
     SCOPED_TRACE("case of line " + std::to_string(c.line));
     uint32_t as_unsigned = 77;
     EXPECT_EQ(convert_to_32bit_uint(c.text, &as_unsigned) == RC_TRUE, c.is_unsigned);
-    if (c.is_unsigned)
-      EXPECT_EQ(as_unsigned, c.as_unsigned);
+    EXPECT_TRUE(!c.is_unsigned || as_unsigned == c.as_unsigned) << as_unsigned;
     int32_t number = 77;
     EXPECT_EQ(check_string_is_number(c.text, &number) == RC_TRUE, c.is_number);
     EXPECT_EQ(number, c.is_number ? c.as_number : 77);

@@ -1,0 +1,119 @@
+// What the files of the HTTP layer share.
+#pragma once
+
+#include <stdint.h>
+
+#include "httpd/httpd.h"
+#include "httpd/ns_net.h"
+
+// What serves the request.
+enum endpoint_type {
+  EP_NONE = 0,
+  EP_FILE = 1,
+  EP_CGI = 2,
+  EP_USER = 3,
+  EP_PUT = 4,
+  EP_CLIENT = 5,
+  EP_PROXY = 6
+};
+
+// Options, in the order of the option table.
+enum mg_option {
+  ACCESS_CONTROL_LIST,
+  ACCESS_LOG_FILE,
+  AUTH_DOMAIN,
+  CGI_INTERPRETER,
+  CGI_PATTERN,
+  DAV_AUTH_FILE,
+  DOCUMENT_ROOT,
+  ENABLE_DIRECTORY_LISTING,
+  ENABLE_PROXY,
+  EXTRA_MIME_TYPES,
+  GLOBAL_AUTH_FILE,
+  HIDE_FILES_PATTERN,
+  HEXDUMP_FILE,
+  INDEX_FILES,
+  LISTENING_PORT,
+  RUN_AS_USER,
+  SSI_PATTERN,
+  URL_REWRITES,
+  NUM_OPTIONS
+};
+
+// One HTTP connection, from accept to close; the socket's user_data points to it.
+struct connection {
+  ns_connection* ns_conn;
+  mg_connection mg_conn;
+  mg_server* server;
+  union {
+    int fd;             // EP_FILE, EP_PUT
+    ns_connection* nc;  // EP_CGI, EP_PROXY: the peer
+  } endpoint;
+  enum endpoint_type endpoint_type;
+  char* path_info;         // owned
+  char* request;           // owned copy of the header block, split in place
+  int64_t num_bytes_recv;  // received for this request, header block included
+  int64_t cl;              // Content-Length; of a file: bytes left to send
+  int request_len;         // length of the header block; 0 incomplete, negative malformed
+};
+
+struct mg_server {
+  ns_mgr mgr;  // the first member: a manager's address is its server's
+  ns_socket_address lsa;
+  mg_handler_t event_handler;
+  char* config_options[NUM_OPTIONS];  // owned
+};
+
+// The record that the handler's view is part of.
+connection* mg_conn_2_conn(const mg_connection* conn);
+
+// --- mg_server.cpp ---
+
+// The callback of every listener and connection.
+void mg_ev_handler(ns_connection* nc, ns_event ev, void* data);
+
+// Calls the application's handler; MG_FALSE when there is none.
+int call_user(connection* conn, mg_event ev);
+
+// Asks the handler, then gives the request to it or, with skip_user, to the built-in endpoints.
+void open_local_endpoint(connection* conn, bool skip_user);
+
+// Ends the request: logs it, frees what belonged to it, and keeps or closes the connection.
+void close_local_endpoint(connection* conn);
+
+// Whether the connection is to stay open behind this request.
+bool should_keep_alive(const mg_connection* conn);
+const char* suggest_connection_header(const mg_connection* conn);
+
+// --- mg_response.cpp ---
+
+void terminate_headers(connection* conn);
+void write_terminating_chunk(connection* conn);
+
+// Sends an error (through the handler, as a redirect, or as plain text) and ends the request. The
+// text behind the status is cut to what 200 bytes of body hold.
+void send_http_error(connection* conn, int code, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+// Answers 401 with a digest challenge and ends the request.
+void mg_send_digest_auth_request(connection* conn);
+
+// --- mg_options.cpp ---
+
+void set_default_option_values(char** options);
+
+// The option's value or null.
+inline const char* mg_option_value(const mg_server* server, mg_option option)
+{
+  return server->config_options[option];
+}
+
+// --- mg_log.cpp ---
+
+// Appends the request's line to the access log, if there is one.
+void log_access(const connection* conn);
+
+// --- mg_builtin.cpp ---
+
+// Serves a request that the application does not handle.
+void mg_open_builtin_endpoint(connection* conn);

@@ -1,0 +1,148 @@
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#include "httpd/mg_internal.h"
+#include "httpd/mg_parse.h"
+
+static size_t mg_queued(const connection* conn)
+{
+  return conn->ns_conn->send_iobuf.len;
+}
+
+size_t mg_write(struct mg_connection* c, const void* data, size_t len)
+{
+  connection* conn = mg_conn_2_conn(c);
+  ns_send(conn->ns_conn, data, len);
+  return mg_queued(conn);
+}
+
+size_t mg_printf(struct mg_connection* c, const char* format, ...)
+{
+  connection* conn = mg_conn_2_conn(c);
+  va_list args;
+  va_start(args, format);
+  ns_vprintf(conn->ns_conn, format, args);
+  va_end(args);
+  return mg_queued(conn);
+}
+
+size_t mg_send_status(struct mg_connection* c, int status)
+{
+  if (c->status_code == 0) {
+    c->status_code = status;
+    mg_printf(c, "HTTP/1.1 %d %s\r\n", status, status_code_to_str(status));
+  }
+  return mg_queued(mg_conn_2_conn(c));
+}
+
+size_t mg_send_header(struct mg_connection* c, const char* name, const char* value)
+{
+  mg_send_status(c, 200);
+  return mg_printf(c, "%s: %s\r\n", name, value);
+}
+
+void terminate_headers(connection* conn)
+{
+  if (conn->ns_conn->flags & MGF_HEADERS_SENT)
+    return;
+  mg_send_header(&conn->mg_conn, "Transfer-Encoding", "chunked");
+  mg_write(&conn->mg_conn, "\r\n", 2);
+  conn->ns_conn->flags |= MGF_HEADERS_SENT;
+}
+
+static void write_chunk(connection* conn, const void* data, size_t len)
+{
+  char size[2 * sizeof len + sizeof "\r\n"];
+  int digits = snprintf(size, sizeof size, "%zX\r\n", len);
+  ns_send(conn->ns_conn, size, static_cast<size_t>(digits));
+  ns_send(conn->ns_conn, data, len);
+  ns_send(conn->ns_conn, "\r\n", 2);
+}
+
+void write_terminating_chunk(connection* conn)
+{
+  ns_send(conn->ns_conn, "0\r\n\r\n", 5);
+}
+
+size_t mg_send_data(struct mg_connection* c, const void* data, size_t len)
+{
+  connection* conn = mg_conn_2_conn(c);
+  terminate_headers(conn);
+  write_chunk(conn, data, len);
+  return mg_queued(conn);
+}
+
+size_t mg_printf_data(struct mg_connection* c, const char* format, ...)
+{
+  connection* conn = mg_conn_2_conn(c);
+  terminate_headers(conn);
+  char memory[8192];
+  char* text = memory;
+  va_list args;
+  va_start(args, format);
+  int length = ns_avprintf(&text, sizeof memory, format, args);
+  va_end(args);
+  if (length >= 0)
+    write_chunk(conn, text, static_cast<size_t>(length));
+  if (text != memory)
+    free(text);
+  return mg_queued(conn);
+}
+
+// The target of the "url_rewrites" entry code=uri for this code; false when there is none.
+static bool error_redirect_of(const mg_server* server, int code, mg_vec* target)
+{
+  const char* list = mg_option_value(server, URL_REWRITES);
+  mg_vec key;
+  while ((list = next_option(list, &key, target)) != nullptr)
+    if (target->ptr && key.len > 0 && strspn(key.ptr, "0123456789") >= key.len &&
+        atoi(key.ptr) == code)
+      return true;
+  return false;
+}
+
+void send_http_error(connection* conn, int code, const char* format, ...)
+{
+  mg_connection* c = &conn->mg_conn;
+  c->status_code = code;
+  if (call_user(conn, MG_HTTP_ERROR) == MG_TRUE) {
+    close_local_endpoint(conn);
+    return;
+  }
+  mg_vec target;
+  if (error_redirect_of(conn->server, code, &target)) {
+    c->status_code = 302;
+    mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=%s&query_string=%s\r\n\r\n",
+              302, static_cast<int>(target.len), target.ptr, code, c->uri ? c->uri : "",
+              c->query_string ? c->query_string : "");
+    close_local_endpoint(conn);
+    return;
+  }
+
+  const char* reason = status_code_to_str(code);
+  char body[200] = "";
+  if (code != 204 && (code < 300 || code > 399)) {
+    int used = snprintf(body, sizeof body, "%d %s\n", code, reason);
+    va_list args;
+    va_start(args, format);
+    vsnprintf(body + used, sizeof body - static_cast<size_t>(used), format, args);
+    va_end(args);
+  }
+  mg_printf(c, "HTTP/1.1 %d %s\r\nContent-Length: %d\r\nContent-Type: text/plain\r\n\r\n%s", code,
+            reason, static_cast<int>(strlen(body)), body);
+  close_local_endpoint(conn);
+}
+
+void mg_send_digest_auth_request(connection* conn)
+{
+  mg_connection* c = &conn->mg_conn;
+  c->status_code = 401;
+  const char* realm = mg_option_value(conn->server, AUTH_DOMAIN);
+  mg_printf(c,
+            "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest qop=\"auth\", realm=\"%s\", "
+            "nonce=\"%lu\"\r\n\r\n",
+            realm ? realm : "", static_cast<unsigned long>(time(nullptr)));
+  close_local_endpoint(conn);
+}

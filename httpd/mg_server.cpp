@@ -1,0 +1,556 @@
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "httpd/mg_acl.h"
+#include "httpd/mg_internal.h"
+#include "httpd/mg_parse.h"
+
+static_assert(offsetof(mg_server, mgr) == 0, "a manager's address is its server's");
+
+static constexpr int REQUEST_INCOMPLETE = 0;
+static constexpr int REQUEST_MALFORMED = -1;
+static constexpr size_t WAKEUP_TEXT_SIZE = 8192;
+
+static mg_server* server_of(ns_mgr* mgr)
+{
+  return reinterpret_cast<mg_server*>(mgr);
+}
+
+static connection* connection_of(const ns_connection* nc)
+{
+  return static_cast<connection*>(nc->user_data);
+}
+
+connection* mg_conn_2_conn(const mg_connection* conn)
+{
+  const char* member = reinterpret_cast<const char*>(conn);
+  return const_cast<connection*>(
+      reinterpret_cast<const connection*>(member - offsetof(connection, mg_conn)));
+}
+
+int call_user(connection* conn, mg_event ev)
+{
+  if (!conn || !conn->server || !conn->server->event_handler)
+    return MG_FALSE;
+  return conn->server->event_handler(&conn->mg_conn, ev);
+}
+
+// --- a new connection ---
+
+static void set_address(int sock, int which, char (&ip)[48], uint16_t* port)
+{
+  char text[64];
+  ns_sock_to_str(sock, text, sizeof text, NS_SOCK_IP | NS_SOCK_PORT | which);
+  sscanf(text, "%47[^:]:%hu", ip, port);
+}
+
+static void set_addresses(connection* conn)
+{
+  mg_connection* c = &conn->mg_conn;
+  set_address(conn->ns_conn->sock, NS_SOCK_PEER, c->remote_ip, &c->remote_port);
+  set_address(conn->ns_conn->sock, 0, c->local_ip, &c->local_port);
+}
+
+static void init_connection(connection* conn, ns_connection* nc)
+{
+  conn->ns_conn = nc;
+  conn->server = server_of(nc->mgr);
+  conn->mg_conn.server_param = nc->mgr->user_data;
+}
+
+// Links a fresh record with the socket; null when memory is short.
+static connection* new_connection(ns_connection* nc)
+{
+  connection* conn = static_cast<connection*>(calloc(1, sizeof *conn));
+  if (conn)
+    init_connection(conn, nc);
+  nc->user_data = conn;
+  return conn;
+}
+
+static void on_accept(ns_connection* nc)
+{
+  nc->user_data = nullptr;
+  const char* acl = mg_option_value(server_of(nc->mgr), ACCESS_CONTROL_LIST);
+  // Only an explicit refusal counts: a malformed list lets everybody in.
+  connection* conn =
+      check_acl(acl, ntohl(nc->sa.sin.sin_addr.s_addr)) == 0 ? nullptr : new_connection(nc);
+  if (conn)
+    set_addresses(conn);
+  else
+    nc->flags |= NSF_CLOSE_NOW;
+}
+
+static void on_connect(connection* conn, int result)
+{
+  conn->mg_conn.status_code = result;
+  if (result == 0) {
+    set_addresses(conn);
+    if (conn->ns_conn->flags & MGF_PROXY_PEER)
+      return;
+  }
+  if (call_user(conn, MG_CONNECT) == MG_FALSE || result != 0)
+    conn->ns_conn->flags |= NSF_CLOSE_NOW;
+}
+
+// --- the end of a request ---
+
+const char* suggest_connection_header(const mg_connection* conn)
+{
+  return should_keep_alive(conn) ? "keep-alive" : "close";
+}
+
+bool should_keep_alive(const mg_connection* conn)
+{
+  const char* method = conn->request_method;
+  if (!method || (strcmp(method, "GET") != 0 && mg_conn_2_conn(conn)->endpoint_type != EP_USER))
+    return false;
+  if (const char* header = mg_get_header(conn, "Connection"))
+    return strcasecmp(header, "keep-alive") == 0;
+  return conn->http_version && strcmp(conn->http_version, "1.1") == 0;
+}
+
+static void release_endpoint(connection* conn)
+{
+  switch (conn->endpoint_type) {
+    case EP_FILE:
+    case EP_PUT:
+      close(conn->endpoint.fd);
+      break;
+    case EP_CGI:
+    case EP_PROXY:
+      if (ns_connection* peer = conn->endpoint.nc) {
+        peer->flags |= NSF_CLOSE_NOW;
+        peer->user_data = nullptr;
+      }
+      break;
+    case EP_NONE:
+    case EP_USER:
+    case EP_CLIENT:
+      break;
+  }
+  conn->endpoint.nc = nullptr;
+  conn->endpoint_type = EP_NONE;
+}
+
+static void reset_request(connection* conn)
+{
+  free(conn->request);
+  free(conn->path_info);
+  conn->request = conn->path_info = nullptr;
+  conn->num_bytes_recv = conn->cl = 0;
+  conn->request_len = REQUEST_INCOMPLETE;
+
+  mg_connection* c = &conn->mg_conn;
+  c->request_method = c->uri = c->http_version = c->query_string = nullptr;
+  c->content = nullptr;
+  c->content_len = 0;
+  c->num_headers = c->is_websocket = c->status_code = 0;
+  c->connection_param = c->callback_param = nullptr;
+}
+
+void close_local_endpoint(connection* conn)
+{
+  ns_connection* nc = conn->ns_conn;
+  int status = conn->mg_conn.status_code;
+  bool keep_alive = should_keep_alive(&conn->mg_conn) &&
+                    (conn->endpoint_type == EP_FILE || conn->endpoint_type == EP_USER);
+  if (status > 0 && status != 400 && conn->endpoint_type != EP_CLIENT)
+    log_access(conn);
+
+  release_endpoint(conn);
+  // What is left of the body, or came of a next request, goes too: a kept connection starts afresh.
+  iobuf_free(&nc->recv_iobuf);
+  reset_request(conn);
+  nc->flags &=
+      ~(NSF_CLOSE_WHEN_SENT | NSF_HOLD_SEND | NSF_CLOSE_NOW | MGF_HEADERS_SENT | MGF_UNNAMED);
+  if (!keep_alive)
+    nc->flags |= nc->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
+}
+
+// --- reading a request ---
+
+// Lets the handler see the body bytes that have arrived, and no others.
+static void show_content(connection* conn)
+{
+  conn->mg_conn.content = conn->ns_conn->recv_iobuf.buf;
+  conn->mg_conn.content_len = conn->ns_conn->recv_iobuf.len;
+}
+
+static void try_parse(connection* conn)
+{
+  iobuf* io = &conn->ns_conn->recv_iobuf;
+  if (conn->request_len != REQUEST_INCOMPLETE ||
+      (conn->request_len = get_request_len(io->buf, io->len)) <= 0)
+    return;
+  size_t length = static_cast<size_t>(conn->request_len);
+  conn->request = static_cast<char*>(malloc(length));
+  if (!conn->request) {
+    conn->request_len = REQUEST_MALFORMED;
+    return;
+  }
+  memcpy(conn->request, io->buf, length);
+  iobuf_remove(io, length);
+  conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn);
+  if (conn->request_len > 0) {
+    const char* content_length = mg_get_header(&conn->mg_conn, "Content-Length");
+    conn->cl = content_length ? strtoll(content_length, nullptr, 10) : 0;
+  }
+}
+
+void open_local_endpoint(connection* conn, bool skip_user)
+{
+  conn->endpoint_type = EP_NONE;
+  if (conn->server->event_handler) {
+    show_content(conn);
+    if (call_user(conn, MG_AUTH) == MG_FALSE) {
+      mg_send_digest_auth_request(conn);
+      return;
+    }
+    if (!skip_user) {
+      conn->endpoint_type = EP_USER;
+      return;
+    }
+  }
+  mg_open_builtin_endpoint(conn);
+}
+
+static void send_continue_if_expected(connection* conn)
+{
+  const char* expect = mg_get_header(&conn->mg_conn, "Expect");
+  if (expect && strcasecmp(expect, "100-continue") == 0)
+    mg_printf(&conn->mg_conn, "HTTP/1.1 100 Continue\r\n\r\n");
+}
+
+static int call_request_handler(connection* conn)
+{
+  show_content(conn);
+  int answer = call_user(conn, MG_REQUEST);
+  if (answer == MG_TRUE) {
+    if (conn->ns_conn->flags & MGF_HEADERS_SENT)
+      write_terminating_chunk(conn);
+    close_local_endpoint(conn);
+  }
+  return answer;
+}
+
+static void call_request_handler_if_data_is_buffered(connection* conn)
+{
+  if (conn->num_bytes_recv - conn->request_len >= conn->cl &&
+      call_request_handler(conn) == MG_FALSE)
+    open_local_endpoint(conn, true);
+}
+
+// Answers what cannot be served, or chooses what serves it; false when the request has ended or its
+// header block is still incomplete.
+static bool accept_request(connection* conn)
+{
+  const mg_connection* c = &conn->mg_conn;
+  if (conn->request_len < 0 || (conn->request_len > 0 && !is_valid_uri(c->uri))) {
+    send_http_error(conn, 400, "%s", "");
+    return false;
+  }
+  if (conn->request_len == REQUEST_INCOMPLETE) {
+    if (conn->ns_conn->recv_iobuf.len > MG_MAX_HEADER_SIZE)
+      send_http_error(conn, 413, "%s", "");
+    return false;
+  }
+  if (strcmp(c->http_version, "1.0") != 0 && strcmp(c->http_version, "1.1") != 0) {
+    send_http_error(conn, 505, "%s", "");
+    return false;
+  }
+  if (conn->endpoint_type == EP_NONE) {
+    send_continue_if_expected(conn);
+    open_local_endpoint(conn, false);
+  }
+  return conn->request_len > 0;
+}
+
+// Hands newly arrived body bytes to the handler, and the request once it is complete.
+static void serve_user(connection* conn)
+{
+  iobuf* io = &conn->ns_conn->recv_iobuf;
+  show_content(conn);
+  int consumed = call_user(conn, MG_RECV);
+  if (consumed < 0)
+    conn->ns_conn->flags |= NSF_CLOSE_WHEN_SENT;
+  else if (static_cast<size_t>(consumed) <= io->len)
+    iobuf_remove(io, static_cast<size_t>(consumed));
+  call_request_handler_if_data_is_buffered(conn);
+}
+
+static void on_recv_data(connection* conn)
+{
+  ns_connection* nc = conn->ns_conn;
+  if (conn->request_len == REQUEST_INCOMPLETE &&
+      (nc->flags & (NSF_CLOSE_WHEN_SENT | NSF_CLOSE_NOW))) {
+    // The last answer has been given; what still comes is not a request.
+    iobuf_free(&nc->recv_iobuf);
+    return;
+  }
+  try_parse(conn);
+  if (accept_request(conn) && conn->endpoint_type == EP_USER)
+    serve_user(conn);
+}
+
+// A datagram is a whole request; its record lives for this call.
+static void process_udp(ns_connection* datagram)
+{
+  ns_connection nc = *datagram;
+  nc.recv_iobuf = {};
+  iobuf_append(&nc.recv_iobuf, datagram->recv_iobuf.buf, datagram->recv_iobuf.len);
+  connection conn = {};
+  init_connection(&conn, &nc);
+  nc.user_data = &conn;
+  conn.num_bytes_recv = static_cast<int64_t>(nc.recv_iobuf.len);
+  on_recv_data(&conn);
+  release_endpoint(&conn);
+  reset_request(&conn);
+  iobuf_free(&nc.recv_iobuf);
+  iobuf_free(&nc.send_iobuf);
+}
+
+// --- responses on outbound connections ---
+
+// Joins the chunks at the start of the buffer in place; true once the last one is there.
+static bool join_chunks(iobuf* io)
+{
+  size_t from = 0, to = 0;
+  std::unique_ptr<char, decltype(&free)> joined(static_cast<char*>(malloc(io->len + 1)), free);
+  while (joined && from < io->len) {
+    size_t chunk = 0;
+    size_t digits = 0;
+    for (; from + digits < io->len && digits < 8; digits++) {
+      static const char hex[] = "0123456789abcdefABCDEF";
+      const char* digit = strchr(hex, io->buf[from + digits]);
+      if (!digit || !*digit)
+        break;
+      size_t value = static_cast<size_t>(digit - hex);
+      chunk = chunk * 16 + (value < 16 ? value : value - 6);
+    }
+    const void* line_end = memchr(io->buf + from, '\n', io->len - from);
+    if (digits == 0 || !line_end)
+      return false;
+    from = static_cast<size_t>(static_cast<const char*>(line_end) - io->buf) + 1;
+    if (chunk > io->len - from || io->len - from - chunk < 2)
+      return false;
+    if (chunk == 0) {
+      memcpy(io->buf, joined.get(), to);
+      io->len = to;
+      return true;
+    }
+    memcpy(joined.get() + to, io->buf + from, chunk);
+    to += chunk;
+    from += chunk + 2;
+  }
+  return false;
+}
+
+static bool response_is_complete(connection* conn)
+{
+  const mg_connection* c = &conn->mg_conn;
+  if (mg_get_header(c, "Content-Length"))
+    return conn->num_bytes_recv - conn->request_len >= conn->cl;
+  const char* encoding = mg_get_header(c, "Transfer-Encoding");
+  if (encoding && strcasecmp(encoding, "chunked") == 0)
+    return join_chunks(&conn->ns_conn->recv_iobuf);
+  return false;  // the body runs to the close
+}
+
+static void deliver_reply(connection* conn)
+{
+  show_content(conn);
+  call_user(conn, MG_REPLY);
+  iobuf_free(&conn->ns_conn->recv_iobuf);
+  reset_request(conn);
+}
+
+static void process_response(connection* conn)
+{
+  try_parse(conn);
+  if (conn->request_len < 0 || (conn->request_len == REQUEST_INCOMPLETE &&
+                                conn->ns_conn->recv_iobuf.len > MG_MAX_HEADER_SIZE))
+    conn->ns_conn->flags |= NSF_CLOSE_NOW;
+  else if (conn->request_len > 0 && response_is_complete(conn))
+    deliver_reply(conn);
+}
+
+// --- events ---
+
+static void on_recv(ns_connection* nc, connection* conn, int count)
+{
+  if (nc->listener && (nc->flags & NSF_UDP)) {
+    process_udp(nc);
+    return;
+  }
+  if (!conn)
+    return;
+  conn->num_bytes_recv += count;
+  if (nc->listener)
+    on_recv_data(conn);
+  else
+    process_response(conn);
+}
+
+static void on_close(ns_connection* nc, connection* conn)
+{
+  nc->user_data = nullptr;
+  if (!conn)
+    return;
+  if (conn->endpoint_type == EP_CLIENT && nc->recv_iobuf.len > 0)
+    deliver_reply(conn);
+  call_user(conn, MG_CLOSE);
+  close_local_endpoint(conn);
+  free(conn);
+}
+
+static void on_poll(ns_connection* nc, connection* conn, time_t now)
+{
+  if (conn && call_user(conn, MG_POLL) == MG_TRUE) {
+    if (nc->flags & MGF_HEADERS_SENT)
+      write_terminating_chunk(conn);
+    close_local_endpoint(conn);
+  }
+  if (nc->listener && now - nc->last_io_time > MG_IDLE_TIMEOUT_S) {
+    on_close(nc, conn);
+    nc->flags |= NSF_CLOSE_NOW;
+  }
+}
+
+void mg_ev_handler(ns_connection* nc, ns_event ev, void* data)
+{
+  connection* conn = connection_of(nc);
+  switch (ev) {
+    case NS_POLL:
+      on_poll(nc, conn, *static_cast<time_t*>(data));
+      break;
+    case NS_ACCEPT:
+      on_accept(nc);
+      break;
+    case NS_CONNECT:
+      if (conn)
+        on_connect(conn, *static_cast<int*>(data));
+      break;
+    case NS_RECV:
+      on_recv(nc, conn, *static_cast<int*>(data));
+      break;
+    case NS_CLOSE:
+      on_close(nc, conn);
+      break;
+    case NS_SEND:
+      break;
+  }
+}
+
+// --- the server ---
+
+struct mg_server* mg_create_server(void* server_param, mg_handler_t handler)
+{
+  mg_server* server = static_cast<mg_server*>(calloc(1, sizeof *server));
+  if (!server)
+    return nullptr;
+  ns_mgr_init(&server->mgr, server_param);
+  set_default_option_values(server->config_options);
+  server->event_handler = handler;
+  return server;
+}
+
+void mg_destroy_server(struct mg_server** server)
+{
+  if (!server || !*server)
+    return;
+  ns_mgr_free(&(*server)->mgr);
+  for (char* option : (*server)->config_options)
+    free(option);
+  free(*server);
+  *server = nullptr;
+}
+
+int mg_poll_server(struct mg_server* server, int milliseconds)
+{
+  return static_cast<int>(ns_mgr_poll(&server->mgr, milliseconds));
+}
+
+struct mg_connection* mg_next(struct mg_server* server, struct mg_connection* c)
+{
+  ns_connection* nc = c ? mg_conn_2_conn(c)->ns_conn : nullptr;
+  do {
+    nc = ns_next(&server->mgr, nc);
+  } while (nc && !connection_of(nc));
+  return nc ? &connection_of(nc)->mg_conn : nullptr;
+}
+
+struct mg_connection* mg_connect(struct mg_server* server, const char* address)
+{
+  ns_connection* nc = ns_connect(&server->mgr, address, mg_ev_handler, nullptr);
+  if (!nc)
+    return nullptr;
+  connection* conn = new_connection(nc);
+  if (!conn) {
+    ns_close_conn(nc);
+    return nullptr;
+  }
+  conn->endpoint_type = EP_CLIENT;
+  nc->flags = NSF_CONNECTING;
+  return &conn->mg_conn;
+}
+
+void mg_copy_listeners(struct mg_server* from, struct mg_server* to)
+{
+  for (ns_connection* nc = ns_next(&from->mgr, nullptr); nc; nc = ns_next(&from->mgr, nc)) {
+    if (!(nc->flags & NSF_LISTENING))
+      continue;
+    ns_connection* copy = ns_add_sock(&to->mgr, nc->sock, nc->callback, nc->user_data);
+    if (!copy)
+      continue;
+    copy->sa = nc->sa;
+    copy->flags = nc->flags;
+    copy->proto_data = nc->proto_data;
+    copy->ssl_ctx = nc->ssl_ctx;
+    if (copy->ssl_ctx)
+      SSL_CTX_up_ref(copy->ssl_ctx);
+  }
+}
+
+// --- wake-up ---
+
+static void on_wakeup(ns_connection* nc, ns_event, void* data)
+{
+  connection* conn = connection_of(nc);
+  char* text = static_cast<char*>(data);
+  void* pointer = nullptr;
+  int used = 0;
+  if (!conn || sscanf(text, "%p %n", &pointer, &used) != 1)
+    return;
+  conn->mg_conn.callback_param = text + used;
+  reinterpret_cast<mg_handler_t>(pointer)(&conn->mg_conn, MG_POLL);
+  conn->mg_conn.callback_param = nullptr;  // the text does not outlive this call
+}
+
+void mg_wakeup_server_ex(struct mg_server* server, mg_handler_t handler, const char* format, ...)
+{
+  char text[WAKEUP_TEXT_SIZE - 1];
+  int used = snprintf(text, sizeof text, "%p ", reinterpret_cast<void*>(handler));
+  va_list args;
+  va_start(args, format);
+  vsnprintf(text + used, sizeof text - static_cast<size_t>(used), format, args);
+  va_end(args);
+  if (handler)
+    ns_wakeup(&server->mgr, on_wakeup, text, strlen(text) + 1);
+}
+
+void mg_wakeup_server(struct mg_server* server)
+{
+  mg_wakeup_server_ex(server, server->event_handler, "%s", "");
+}
+
+void mg_start_thread(void* (*procedure)(void*), void* parameter)
+{
+  ns_start_thread(procedure, parameter);
+}
