@@ -181,16 +181,27 @@ void free_tree(node_t* n1_ptr)
   }
 }
 
+// Appends an element's tag. Put together by hand: a document has two for each of its nodes.
+static void tree_append_tag(dyn_string_t* text, const char* opening, const char* tagname)
+{
+  char tag[260];
+  size_t start = strlen(opening);
+  size_t length = strlen(tagname);
+  static_assert(sizeof tag >= sizeof "</>" + sizeof node_t::tagname - 1, "the longest tag");
+  memcpy(tag, opening, start);
+  memcpy(tag + start, tagname, length);
+  memcpy(tag + start + length, ">", sizeof ">");
+  dynStringAppend(text, tag);
+}
+
 // Appends the nodes of one list to the text, child lists in place.
 static void tree_append_xml(dyn_string_t* text, const node_t* node)
 {
-  char tag[260];
   char number[64];  // "%f" of the largest float takes 48 characters
   for (; node; node = node->next_ptr) {
     if (node->val_type == VAL_TYPE_START)
       continue;
-    snprintf(tag, sizeof tag, "<%s>", node->tagname);
-    dynStringAppend(text, tag);
+    tree_append_tag(text, "<", node->tagname);
     switch (node->val_type) {
       case VAL_TYPE_INT:
         snprintf(number, sizeof number, "%d", node->val_data.val_i);
@@ -210,8 +221,7 @@ static void tree_append_xml(dyn_string_t* text, const node_t* node)
       case VAL_TYPE_START:
         break;
     }
-    snprintf(tag, sizeof tag, "</%s>", node->tagname);
-    dynStringAppend(text, tag);
+    tree_append_tag(text, "</", node->tagname);
   }
 }
 

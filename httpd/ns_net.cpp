@@ -742,12 +742,14 @@ static void ns_serve_readable(ns_connection* conn, time_t now)
 
 static void ns_serve_writable(ns_connection* conn, time_t now)
 {
-  if (conn->flags & NSF_CONNECTING) {
-    ns_read_from_socket(conn);
-  } else if (!(conn->flags & NSF_HOLD_SEND) && conn->send_iobuf.len > 0) {
-    conn->last_io_time = now;
-    ns_write_to_socket(conn);
-  }
+  conn->last_io_time = now;
+  ns_write_to_socket(conn);
+}
+
+// Whether there is output that may be written now.
+static bool ns_has_output(const ns_connection* conn)
+{
+  return conn->send_iobuf.len > 0 && !(conn->flags & (NSF_CONNECTING | NSF_HOLD_SEND));
 }
 
 // --- the pass ---
@@ -765,7 +767,7 @@ static bool ns_waits_for_writing(const ns_connection* conn)
 {
   if (conn->flags & NSF_CONNECTING)
     return !(conn->flags & NSF_TLS_WANT_READ);
-  return conn->send_iobuf.len > 0 && !(conn->flags & NSF_HOLD_SEND);
+  return ns_has_output(conn);
 }
 
 time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
@@ -801,10 +803,14 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
       ns_take_wakeup(mgr);
     for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
       next = conn->next;
-      if (FD_ISSET(conn->sock, &read_set))
+      bool readable = FD_ISSET(conn->sock, &read_set);
+      bool writable = FD_ISSET(conn->sock, &write_set);
+      if (readable)
         ns_serve_readable(conn, current_time);
-      if (FD_ISSET(conn->sock, &write_set))
-        ns_serve_writable(conn, current_time);
+      if (writable && (conn->flags & NSF_CONNECTING))
+        ns_read_from_socket(conn);
+      else if (ns_has_output(conn) && (writable || (readable && !(conn->flags & NSF_CLOSE_NOW))))
+        ns_serve_writable(conn, current_time);  // also the answer to what was just read
     }
   }
 

@@ -156,14 +156,16 @@ RC_t get_session_timeout(uint32_t* value)
 // --- The status file ---
 //
 // It is due after every change, twice a request, and almost always holds the right bytes already.
-// So the last text written is kept with the file's state at that time, and one stat tells whether
-// the file is still that one. A change within the clock tick of our own write would leave the same
-// times; until such a tick has passed the file's content is compared as well.
+// So the text is kept with the sessions it was made from and the file's state when it was written,
+// and one stat tells whether the file is still that one. A change within the clock tick of our own
+// write would leave the same times; until such a tick has passed the file's content is compared as
+// well.
 
 struct status_file_t {
-  char text[REST_SESSION_MAX * 512];  // a line takes at most 400 characters
+  api_loginsession_t sessions[REST_SESSION_MAX];  // what text says
+  char text[REST_SESSION_MAX * 512];              // a line takes at most 400 characters
   size_t length;
-  bool written;          // text is what this process last wrote
+  bool written;          // the file was last written with this text
   struct stat state;     // the file after that
   timespec verified_at;  // when its content was last known to be text
 };
@@ -228,24 +230,25 @@ static size_t session_status_text(char* text, size_t size)
 
 RC_t output_session_file(void)
 {
-  char text[sizeof status_file.text];
-  size_t length = session_status_text(text, sizeof text);
-  bool same_text = length == status_file.length && memcmp(text, status_file.text, length) == 0;
-  if (same_text && session_file_untouched())
+  if (memcmp(status_file.sessions, session_table, sizeof session_table) != 0) {
+    memcpy(status_file.sessions, session_table, sizeof session_table);
+    status_file.length = session_status_text(status_file.text, sizeof status_file.text);
+    status_file.written = false;
+  }
+  if (session_file_untouched())
     return RC_TRUE;
 
+  // Written over in place and cut to length: a truncation first would have the file system flush
+  // the new text to disk at once, which takes milliseconds every second.
   status_file.written = false;
-  FILE* file = fopen(REST_SESSION_FILE, "we");
-  if (!file)
+  int fd = open(REST_SESSION_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (fd < 0)
     return RC_FALSE;
-  bool complete = fwrite(text, 1, length, file) == length && fflush(file) == 0 &&
-                  fstat(fileno(file), &status_file.state) == 0;
-  fclose(file);
-  if (complete) {
-    memcpy(status_file.text, text, length);
-    status_file.length = length;
-    status_file.written = true;
-    status_file.verified_at = status_file.state.st_ctim;
-  }
+  status_file.written =
+      write(fd, status_file.text, status_file.length) == static_cast<ssize_t>(status_file.length) &&
+      ftruncate(fd, static_cast<off_t>(status_file.length)) == 0 &&
+      fstat(fd, &status_file.state) == 0;
+  status_file.verified_at = status_file.state.st_ctim;
+  close(fd);
   return RC_TRUE;
 }
