@@ -3,6 +3,7 @@
 #include <string.h>
 #include <time.h>
 
+#include "httpd/mg_escape.h"
 #include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
 
@@ -114,8 +115,9 @@ void send_http_error(connection* conn, int code, const char* format, ...)
   mg_vec target;
   if (error_redirect_of(conn->server, code, &target)) {
     c->status_code = 302;
+    mg_text uri = mg_url_encode(c->uri ? c->uri : "");  // decoded, it may hold line ends
     mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=%s&query_string=%s\r\n\r\n",
-              302, static_cast<int>(target.len), target.ptr, code, c->uri ? c->uri : "",
+              302, static_cast<int>(target.len), target.ptr, code, mg_chars(uri),
               c->query_string ? c->query_string : "");
     close_local_endpoint(conn);
     return;

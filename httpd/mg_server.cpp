@@ -10,6 +10,7 @@
 #include "httpd/mg_acl.h"
 #include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
+#include "httpd/mg_websocket.h"
 
 static_assert(offsetof(mg_server, mgr) == 0, "a manager's address is its server's");
 
@@ -22,9 +23,11 @@ static mg_server* server_of(ns_mgr* mgr)
   return reinterpret_cast<mg_server*>(mgr);
 }
 
+// The connection's own record; a peer of a CGI or proxied request has none.
 static connection* connection_of(const ns_connection* nc)
 {
-  return static_cast<connection*>(nc->user_data);
+  return nc->flags & (MGF_CGI_PEER | MGF_PROXY_PEER) ? nullptr
+                                                     : static_cast<connection*>(nc->user_data);
 }
 
 connection* mg_conn_2_conn(const mg_connection* conn)
@@ -90,11 +93,8 @@ static void on_accept(ns_connection* nc)
 static void on_connect(connection* conn, int result)
 {
   conn->mg_conn.status_code = result;
-  if (result == 0) {
+  if (result == 0)
     set_addresses(conn);
-    if (conn->ns_conn->flags & MGF_PROXY_PEER)
-      return;
-  }
   if (call_user(conn, MG_CONNECT) == MG_FALSE || result != 0)
     conn->ns_conn->flags |= NSF_CLOSE_NOW;
 }
@@ -110,6 +110,8 @@ bool should_keep_alive(const mg_connection* conn)
 {
   const char* method = conn->request_method;
   if (!method || (strcmp(method, "GET") != 0 && mg_conn_2_conn(conn)->endpoint_type != EP_USER))
+    return false;
+  if (conn->is_websocket)
     return false;
   if (const char* header = mg_get_header(conn, "Connection"))
     return strcasecmp(header, "keep-alive") == 0;
@@ -129,6 +131,7 @@ static void release_endpoint(connection* conn)
         peer->flags |= NSF_CLOSE_NOW;
         peer->user_data = nullptr;
       }
+      conn->ns_conn->flags &= ~NSF_READ_PAUSED;
       break;
     case EP_NONE:
     case EP_USER:
@@ -143,7 +146,9 @@ static void reset_request(connection* conn)
 {
   free(conn->request);
   free(conn->path_info);
-  conn->request = conn->path_info = nullptr;
+  free(conn->proxy_request);
+  conn->request = conn->path_info = conn->proxy_request = nullptr;
+  conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
 
@@ -196,6 +201,8 @@ static void try_parse(connection* conn)
     return;
   }
   memcpy(conn->request, io->buf, length);
+  if (mg_option_value(conn->server, ENABLE_PROXY))
+    conn->proxy_request = strndup(io->buf, length);
   iobuf_remove(io, length);
   conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn);
   if (conn->request_len > 0) {
@@ -206,11 +213,16 @@ static void try_parse(connection* conn)
 
 void open_local_endpoint(connection* conn, bool skip_user)
 {
-  conn->endpoint_type = EP_NONE;
+  // Behind the handshake of a WebSocket no HTTP may follow, from whomever.
+  bool is_websocket = conn->mg_conn.is_websocket;
+  conn->endpoint_type = is_websocket ? EP_USER : EP_NONE;
   if (conn->server->event_handler) {
     show_content(conn);
     if (call_user(conn, MG_AUTH) == MG_FALSE) {
-      mg_send_digest_auth_request(conn);
+      if (is_websocket)
+        mg_close_websocket(conn, WEBSOCKET_CLOSE_POLICY);
+      else
+        mg_send_digest_auth_request(conn);
       return;
     }
     if (!skip_user) {
@@ -218,7 +230,8 @@ void open_local_endpoint(connection* conn, bool skip_user)
       return;
     }
   }
-  mg_open_builtin_endpoint(conn);
+  if (!is_websocket)
+    mg_open_builtin_endpoint(conn);
 }
 
 static void send_continue_if_expected(connection* conn)
@@ -242,8 +255,10 @@ static int call_request_handler(connection* conn)
 
 static void call_request_handler_if_data_is_buffered(connection* conn)
 {
-  if (conn->num_bytes_recv - conn->request_len >= conn->cl &&
-      call_request_handler(conn) == MG_FALSE)
+  if (conn->mg_conn.is_websocket)
+    mg_deliver_websocket_frames(conn);
+  else if (conn->num_bytes_recv - conn->request_len >= conn->cl &&
+           call_request_handler(conn) == MG_FALSE)
     open_local_endpoint(conn, true);
 }
 
@@ -266,7 +281,9 @@ static bool accept_request(connection* conn)
     return false;
   }
   if (conn->endpoint_type == EP_NONE) {
-    send_continue_if_expected(conn);
+    mg_upgrade_if_requested(conn);
+    if (!c->is_websocket)
+      send_continue_if_expected(conn);
     open_local_endpoint(conn, false);
   }
   return conn->request_len > 0;
@@ -294,9 +311,21 @@ static void on_recv_data(connection* conn)
     iobuf_free(&nc->recv_iobuf);
     return;
   }
+  if (conn->endpoint_type == EP_PROXY) {
+    mg_forward_to_upstream(conn);
+    return;
+  }
   try_parse(conn);
-  if (accept_request(conn) && conn->endpoint_type == EP_USER)
+  if (!accept_request(conn))
+    return;
+  if (conn->endpoint_type == EP_CGI)
+    mg_forward_to_cgi(conn);
+  if (conn->endpoint_type == EP_USER)
     serve_user(conn);
+  if (conn->endpoint_type == EP_PUT)
+    mg_put_data(conn);
+  if (conn->endpoint_type == EP_FILE)
+    iobuf_free(&nc->recv_iobuf);  // it would be discarded at the file's end
 }
 
 // A datagram is a whole request; its record lives for this call.
@@ -417,6 +446,8 @@ static void on_poll(ns_connection* nc, connection* conn, time_t now)
       write_terminating_chunk(conn);
     close_local_endpoint(conn);
   }
+  if (conn)
+    mg_poll_endpoint(conn, now);
   if (nc->listener && now - nc->last_io_time > MG_IDLE_TIMEOUT_S) {
     on_close(nc, conn);
     nc->flags |= NSF_CLOSE_NOW;
@@ -466,6 +497,7 @@ void mg_destroy_server(struct mg_server** server)
   if (!server || !*server)
     return;
   ns_mgr_free(&(*server)->mgr);
+  mg_end_children(*server);
   for (char* option : (*server)->config_options)
     free(option);
   free(*server);
@@ -474,7 +506,9 @@ void mg_destroy_server(struct mg_server** server)
 
 int mg_poll_server(struct mg_server* server, int milliseconds)
 {
-  return static_cast<int>(ns_mgr_poll(&server->mgr, milliseconds));
+  time_t now = ns_mgr_poll(&server->mgr, milliseconds);
+  mg_reap_children(server);
+  return static_cast<int>(now);
 }
 
 struct mg_connection* mg_next(struct mg_server* server, struct mg_connection* c)

@@ -697,6 +697,9 @@ static void ns_read_from_socket(ns_connection* conn)
       break;
     iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got));
     ns_call(conn, NS_RECV, &got);
+    // Bytes that TLS holds back would never be announced again: those are read in any case.
+    if ((conn->flags & NSF_READ_PAUSED) && !conn->ssl)
+      return;
   }
   bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
   if (failed)
@@ -783,7 +786,7 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
     next = conn->next;
     if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
       ns_call(conn, NS_POLL, &current_time);
-    if (!(conn->flags & NSF_TLS_WANT_WRITE))
+    if (!(conn->flags & (NSF_TLS_WANT_WRITE | NSF_READ_PAUSED)))
       ns_add_to_set(conn->sock, &read_set, &max_fd);
     if (ns_waits_for_writing(conn))
       ns_add_to_set(conn->sock, &write_set, &max_fd);
