@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <netdb.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <pthread.h>
 #include <signal.h>
@@ -319,6 +320,10 @@ ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* 
 
 static void ns_destroy(ns_connection* conn)
 {
+  if (conn->ssl && (conn->flags & NSF_TLS_READY)) {
+    SSL_shutdown(conn->ssl);  // tells the peer that this is the end; its answer is not waited for
+    ERR_clear_error();
+  }
   if (conn->sock >= 0)
     close(conn->sock);
   iobuf_free(&conn->recv_iobuf);
@@ -378,8 +383,11 @@ static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const
   conn->ssl_ctx = SSL_CTX_new(method);
   if (conn->ssl_ctx) {
     SSL_CTX_set_min_proto_version(conn->ssl_ctx, TLS1_2_VERSION);
-    // An idle connection gives its record buffers back, more than 32 KiB of them.
-    SSL_CTX_set_mode(conn->ssl_ctx, SSL_MODE_RELEASE_BUFFERS);
+    // An idle connection gives its record buffers back, more than 32 KiB of them. The chain comes
+    // from the certificate's file; looking for one would verify signatures at every handshake.
+    SSL_CTX_set_mode(conn->ssl_ctx, SSL_MODE_RELEASE_BUFFERS | SSL_MODE_NO_AUTO_CHAIN);
+    // Clients resume with tickets, which cost the switch no memory.
+    SSL_CTX_set_session_cache_mode(conn->ssl_ctx, SSL_SESS_CACHE_OFF);
   }
   bool usable = ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0;
   ERR_clear_error();
@@ -617,6 +625,9 @@ static void accept_conn(ns_connection* listener)
     return;
   }
   conn->sa = peer;
+  // An answer behind the end of a TLS handshake would wait for the peer's delayed acknowledgement.
+  int on = 1;
+  setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   if (listener->ssl_ctx && !ns_attach_ssl(conn, listener->ssl_ctx)) {
     conn->callback = nullptr;
     ns_close_conn(conn);
