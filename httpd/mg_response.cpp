@@ -122,9 +122,11 @@ void send_http_error(connection* conn, int code, const char* format, ...)
   mg_vec target;
   if (error_redirect_of(conn->server, code, &target)) {
     c->status_code = 302;
-    mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=%s&query_string=%s\r\n\r\n",
-              302, static_cast<int>(target.len), target.ptr, code, c->uri ? c->uri : "",
-              c->query_string ? c->query_string : "");
+    mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=", 302,
+              static_cast<int>(target.len), target.ptr, code);
+    escape_controls(c->uri ? c->uri : "",
+                    [c](const char* text, size_t len) { mg_write(c, text, len); });
+    mg_printf(c, "&query_string=%s\r\n\r\n", c->query_string ? c->query_string : "");
     close_local_endpoint(conn);
     return;
   }
