@@ -254,12 +254,19 @@ static void call_request_handler_if_data_is_buffered(connection* conn)
     open_local_endpoint(conn, true);
 }
 
+// A well-formed request line; the parser also takes the status line of a response.
+static bool is_request(const connection* conn)
+{
+  const mg_connection* c = &conn->mg_conn;
+  return strncmp(c->request_method, "HTTP/", sizeof "HTTP/" - 1) != 0 && is_valid_uri(c->uri);
+}
+
 // Answers what cannot be served, or chooses what serves it; false when the request has ended or its
 // header block is still incomplete.
 static bool accept_request(connection* conn)
 {
   const mg_connection* c = &conn->mg_conn;
-  if (conn->request_len < 0 || (conn->request_len > 0 && !is_valid_uri(c->uri))) {
+  if (conn->request_len < 0 || (conn->request_len > 0 && !is_request(conn))) {
     send_http_error(conn, 400, "%s", "");
     return false;
   }
