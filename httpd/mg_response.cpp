@@ -52,7 +52,8 @@ void terminate_headers(connection* conn)
   conn->ns_conn->flags |= MGF_HEADERS_SENT;
 }
 
-// Frames a chunk around the bytes. A small one is put together first, so that the buffer grows once.
+// Frames a chunk around the bytes. A small one is put together first, so that the buffer grows
+// once.
 static void write_chunk(connection* conn, const void* data, size_t len)
 {
   char memory[2048];

@@ -17,9 +17,9 @@ static int tell_what_came(mg_connection* c, mg_event ev)
     int result = mg_get_var(c, "a", var, sizeof var);
     mg_printf_data(c, "%d [%s]", result, var);
   } else {
-    mg_printf_data(c, "%s %s%s%s %s %d [%.*s]", c->request_method, c->uri, c->query_string ? "?" : "",
-                   c->query_string ? c->query_string : "", c->http_version, c->num_headers, len,
-                   c->content ? c->content : "");
+    mg_printf_data(c, "%s %s%s%s %s %d [%.*s]", c->request_method, c->uri,
+                   c->query_string ? "?" : "", c->query_string ? c->query_string : "",
+                   c->http_version, c->num_headers, len, c->content ? c->content : "");
   }
   return MG_TRUE;
 }
