@@ -115,7 +115,9 @@ static void answer_close(connection* conn)
 static void serve_frame(connection* conn, int opcode)
 {
   mg_connection* c = &conn->mg_conn;
-  if (call_user(conn, MG_REQUEST) == MG_FALSE) {
+  // Not by call_user, which shows all that has been received.
+  mg_handler_t handler = conn->server->event_handler;
+  if (!handler || handler(c, MG_REQUEST) == MG_FALSE) {
     if (opcode == WEBSOCKET_OPCODE_PING)
       mg_websocket_write(c, WEBSOCKET_OPCODE_PONG, c->content, c->content_len);
     else if (opcode == WEBSOCKET_OPCODE_CONNECTION_CLOSE)
