@@ -207,12 +207,11 @@ void mg_open_builtin_endpoint(connection* conn)
                             : target.exists && mg_matches_option(conn, CGI_PATTERN, target.path));
   if (!takes_body && mg_must_wait_for_body(conn))
     return;
-  if (!is_served)
+  // What is hidden does not exist, not even behind a password.
+  if (!is_served || is_hidden)
     send_http_error(conn, 404, "%s", "");
   else if (!is_authorized)
     mg_send_digest_auth_request(conn);
-  else if (is_hidden)
-    send_http_error(conn, 404, "%s", "");
   else if (!mg_body_is_complete(conn) && strcmp(c->request_method, "GET") == 0)
     send_http_error(conn, 413, "%s", "");  // the connection stays: the body must not be in the way
   else if (is_dav)
