@@ -244,12 +244,6 @@ TEST(files, head_and_kept_connections)
   EXPECT_EQ(raw_body(raw_answer(server, "HEAD / HTTP/1.1\n\n")), "");
 }
 
-static size_t count_bytes(char*, size_t size, size_t count, void* total)
-{
-  *static_cast<uint64_t*>(total) += size * count;
-  return size * count;
-}
-
 static std::atomic<size_t> largest_queue{0};
 
 static int watch_queue(mg_connection* conn, mg_event event)
@@ -266,14 +260,7 @@ TEST(files, a_huge_file_takes_no_memory)
   server_file(server, "huge", "");
   const uint64_t size = uint64_t{1} << 30;
   ASSERT_EQ(truncate((server.root + "/huge").c_str(), static_cast<off_t>(size)), 0);
-  uint64_t received = 0;
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
-  curl_easy_setopt(curl.get(), CURLOPT_URL, (server.url + "/huge").c_str());
-  curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, count_bytes);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &received);
-  EXPECT_EQ(curl_easy_perform(curl.get()), CURLE_OK);
-  EXPECT_EQ(received, size);
+  EXPECT_EQ(fetch(server.url + "/huge").body_size, size);
   EXPECT_LE(largest_queue, 16384u + 8192u);
 }
 
@@ -379,20 +366,12 @@ static string md5(const string& text)
 
 static long digest_status(const string& url, const string& user, const char* method = "GET")
 {
-  string ignored;
-  long status = 0;
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
-  curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
-  curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method);
-  curl_easy_setopt(curl.get(), CURLOPT_HTTPAUTH, CURLAUTH_DIGEST);
-  curl_easy_setopt(curl.get(), CURLOPT_USERPWD, user.c_str());
-  uint64_t received = 0;
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, count_bytes);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &received);
-  EXPECT_EQ(curl_easy_perform(curl.get()), CURLE_OK);
-  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
-  return status;
+  return fetch(url,
+               {
+                   {CURLOPT_USERPWD,       user  },
+                   {CURLOPT_CUSTOMREQUEST, method}
+  })
+      .status;
 }
 
 TEST(passwords, digest)
@@ -451,14 +430,11 @@ TEST(passwords, one_file_for_all)
 
 static bool is_served_from(const file_server& server, const string& address)
 {
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
-  curl_easy_setopt(curl.get(), CURLOPT_URL, (server.url + "/none").c_str());
-  curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
-  curl_easy_setopt(curl.get(), CURLOPT_INTERFACE, ("host!" + address).c_str());
-  uint64_t received = 0;
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, count_bytes);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &received);
-  return curl_easy_perform(curl.get()) == CURLE_OK && received > 0;
+  return fetch(server.url,
+               {
+                   {CURLOPT_INTERFACE, "host!" + address}
+  })
+             .status == 200;
 }
 
 TEST(addresses, access_list)

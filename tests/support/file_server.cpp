@@ -77,3 +77,30 @@ std::string header_of(const std::string& answer, const std::string& name)
   at += name.size() + 4;
   return answer.substr(at, answer.find("\r\n", at) - at);
 }
+
+static size_t collect(char* data, size_t size, size_t count, void* result)
+{
+  fetched_t* fetched = static_cast<fetched_t*>(result);
+  fetched->body_size += size * count;
+  if (fetched->body_start.size() < 1024 * 1024)
+    fetched->body_start.append(data, size * count);
+  return size * count;
+}
+
+fetched_t fetch(const std::string& url,
+                const std::vector<std::pair<CURLoption, std::string>>& settings)
+{
+  fetched_t fetched = {};
+  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
+  curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
+  curl_easy_setopt(curl.get(), CURLOPT_HTTPAUTH, CURLAUTH_DIGEST);
+  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, 60L);
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, collect);
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &fetched);
+  for (const auto& [option, value] : settings)
+    curl_easy_setopt(curl.get(), option, value.c_str());
+  fetched.error = curl_easy_perform(curl.get());
+  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &fetched.status);
+  return fetched;
+}

@@ -42,3 +42,14 @@ int status_of(const std::string& answer);
 
 // The value of a header of an answer, "" without one.
 std::string header_of(const std::string& answer, const std::string& name);
+
+struct fetched_t {
+  CURLcode error;
+  long status;
+  uint64_t body_size;
+  std::string body_start;  // the first MiB
+};
+
+// Fetches a URL with libcurl, which logs in with a digest where it has a name and password.
+fetched_t fetch(const std::string& url,
+                const std::vector<std::pair<CURLoption, std::string>>& settings = {});
