@@ -237,7 +237,6 @@ void mg_poll_endpoint(connection* conn, time_t now)
     mg_transfer_file_data(conn);
   } else if ((conn->endpoint_type == EP_CGI || conn->endpoint_type == EP_PROXY) &&
              conn->endpoint.nc) {
-    mg_pace(conn->endpoint.nc, nc);
     mg_pace(nc, conn->endpoint.nc);
   }
   if (conn->mg_conn.is_websocket)

@@ -70,7 +70,8 @@ bool mg_body_is_complete(const connection* conn);
 // True when the answer must wait for the body: the request stays open and is opened again then.
 bool mg_must_wait_for_body(connection* conn);
 
-// Stops reading one side of a relay while the other's queue is long.
+// Stops reading one side of a relay while the other's queue is long. To be called on the reader's
+// own NS_POLL, which comes just before the loop looks whether to read.
 void mg_pace(ns_connection* reader, const ns_connection* writer);
 
 // Answers with a status, headers ("" or complete lines) and no body, and ends the request.

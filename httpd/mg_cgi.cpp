@@ -375,12 +375,14 @@ static void on_close(ns_connection* peer, connection* conn)
 static void on_peer_event(ns_connection* peer, ns_event ev, void*)
 {
   connection* conn = static_cast<connection*>(peer->user_data);
-  if (ev == NS_POLL && conn)
+  if (ev == NS_POLL && conn) {
     end_input(peer, conn);
-  else if (ev == NS_RECV)
+    mg_pace(peer, conn->ns_conn);
+  } else if (ev == NS_RECV) {
     on_output(peer, conn);
-  else if (ev == NS_CLOSE)
+  } else if (ev == NS_CLOSE) {
     on_close(peer, conn);
+  }
 }
 
 // --- the endpoint ---

@@ -114,7 +114,9 @@ static void on_peer_event(ns_connection* peer, ns_event ev, void* data)
   connection* conn = static_cast<connection*>(peer->user_data);
   if (!conn)
     return;
-  if (ev == NS_CONNECT)
+  if (ev == NS_POLL)
+    mg_pace(peer, conn->ns_conn);
+  else if (ev == NS_CONNECT)
     on_connected(conn, *static_cast<int*>(data));
   else if (ev == NS_RECV)
     on_response(peer, conn);
