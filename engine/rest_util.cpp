@@ -73,6 +73,15 @@ int32_t rest_atoi(const char* text)
   return static_cast<int32_t>(value);
 }
 
+bool rest_get_number(const struct mg_connection* conn, const char* name, int32_t& number)
+{
+  char text[VARIABLE_SIZE];
+  if (rest_get_var(conn, name, text) <= 0)
+    return false;
+  number = rest_atoi(text);
+  return true;
+}
+
 RC_t convert_to_32bit_uint(const char* buf, uint32_t* localPref)
 {
   if (!buf || !localPref || buf[0] == '-')

@@ -38,6 +38,10 @@ int rest_get_var(const struct mg_connection* conn, const char* name, char (&valu
   return length;
 }
 
+// Reads a variable as a number (rest_atoi). False when it is absent, empty or longer than 255
+// characters; number is then left alone.
+bool rest_get_number(const struct mg_connection* conn, const char* name, int32_t& number);
+
 // --- Numbers ---
 
 // The number at the start of a text as the switch's 32-bit C library reads it: 0 where there is
@@ -90,6 +94,13 @@ RC_t convert_uchar_ary_to_mac_string(const unsigned char* macAddr, char* out_mac
                                      int is_uppercase);
 
 // --- Text ---
+
+// The entry of a table of texts that is indexed by an enumeration's values; null outside the table.
+template <size_t N>
+const char* rest_enum_text(const char* const (&table)[N], int32_t value)
+{
+  return value >= 0 && static_cast<size_t>(value) < N ? table[value] : nullptr;
+}
 
 // Upper-case copy of in_str into out_str, which has room for it. Nothing happens for null
 // arguments.
