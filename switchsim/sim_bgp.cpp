@@ -1,16 +1,15 @@
 #include "switchsim/sim_bgp.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <map>
 #include <string>
 #include <utility>
 
 #include "platform/openapi_bgp.h"
+#include "switchsim/sim_address.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
-#include "switchsim/sim_inet.h"
 #include "switchsim/sim_routing.h"
 #include "switchsim/sim_state.h"
 
@@ -38,8 +37,7 @@ struct globals_t {
   bool log_neighbor_changes = false;
 };
 
-// Family and bytes in network order.
-typedef std::pair<OPEN_AF_t, std::array<uint8_t, 16>> address_key_t;
+typedef std::pair<OPEN_AF_t, sim_address_bytes_t> address_key_t;
 typedef std::pair<address_key_t, uint32_t> peer_key_t;     // with the scope id
 typedef std::pair<address_key_t, uint32_t> network_key_t;  // with the prefix length
 
@@ -74,15 +72,7 @@ bool family_valid(OPEN_AF_t family)
 
 address_key_t key_of(const open_inet_addr_t& address)
 {
-  address_key_t key = {address.family, {}};
-  if (address.family == OPEN_AF_INET) {
-    for (size_t i = 0; i < 4; i++) {
-      key.second[i] = static_cast<uint8_t>(address.addr.ipv4 >> (24 - 8 * i));
-    }
-  } else {
-    std::copy_n(address.addr.ipv6.u.addr8, key.second.size(), key.second.begin());
-  }
-  return key;
+  return {address.family, sim_address_bytes(address)};
 }
 
 // ---- globals ----

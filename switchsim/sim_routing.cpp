@@ -1,16 +1,15 @@
 #include "switchsim/sim_routing.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <vector>
 
 #include "platform/openapi_routing.h"
+#include "switchsim/sim_address.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_base.h"
 #include "switchsim/sim_bgp.h"
 #include "switchsim/sim_call.h"
-#include "switchsim/sim_inet.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/sim_vlan.h"
@@ -189,33 +188,17 @@ open_error_t intf_name(uint32_t number, open_buffdesc* name)
 
 // ---- addresses ----
 
-// In network order; an IPv4 address is the first four.
-typedef std::array<uint8_t, 16> address_bytes_t;
-
-address_bytes_t bytes_of(const open_inet_pfx_t& pfx)
-{
-  address_bytes_t bytes = {};
-  if (pfx.family == OPEN_AF_INET) {
-    for (size_t i = 0; i < 4; i++) {
-      bytes[i] = static_cast<uint8_t>(pfx.addr.ipv4 >> (24 - 8 * i));
-    }
-  } else {
-    std::copy_n(pfx.addr.ipv6.u.addr8, bytes.size(), bytes.begin());
-  }
-  return bytes;
-}
-
 bool same_address(const open_inet_pfx_t& a, const open_inet_pfx_t& b)
 {
-  return a.family == b.family && bytes_of(a) == bytes_of(b);
+  return a.family == b.family && sim_address_bytes(a) == sim_address_bytes(b);
 }
 
 // Whether one of the two networks holds the other.
 bool overlap(const open_inet_pfx_t& a, const open_inet_pfx_t& b)
 {
   const uint32_t bits = std::min(a.pfxLen, b.pfxLen);
-  const address_bytes_t x = bytes_of(a);
-  const address_bytes_t y = bytes_of(b);
+  const sim_address_bytes_t x = sim_address_bytes(a);
+  const sim_address_bytes_t y = sim_address_bytes(b);
   const size_t whole = bits / 8;
   if (!std::equal(x.begin(), x.begin() + whole, y.begin())) {
     return false;
