@@ -13,6 +13,9 @@ void sim_call_reset();
 void sim_auth_reset();
 void sim_ports_reset();
 void sim_vlan_reset();
+void sim_routing_reset();
+void sim_bgp_reset();
+void sim_tcam_reset();
 
 // ...and the keys it takes from a profile.
 bool sim_call_rpc_delay_parse(const sim_json_t& json);
@@ -21,6 +24,7 @@ bool sim_auth_accounts_parse(const sim_json_t& json);
 bool sim_ports_ports_parse(const sim_json_t& json);
 bool sim_ports_link_up_parse(const sim_json_t& json);
 bool sim_vlan_vlan_max_parse(const sim_json_t& json);
+bool sim_tcam_slice_size_parse(const sim_json_t& json);
 
 // Resets all areas and applies a profile to them (JSON text; empty: none). Returns an empty text,
 // or what is wrong with the profile, its key first; the areas are then as without one. The caller
