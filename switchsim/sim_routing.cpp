@@ -454,6 +454,12 @@ open_error_t secondary_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& p
 }
 }  // namespace
 
+// A fault's number becomes the prefix length.
+bool sim_number_set(open_inet_pfx_t& address, const sim_fault_value_t& value)
+{
+  return sim_number_set(address.pfxLen, value);
+}
+
 void sim_routing_reset()
 {
   ipv4_mode = ipv6_mode = OPEN_DISABLE;

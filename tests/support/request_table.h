@@ -1,0 +1,24 @@
+// Tables of requests, made one after the other with a session.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+
+// Requests answered with a fixed message: 98, 99 or 902.
+struct code_case {
+  int line;  // __LINE__
+  const char* method;
+  std::string path;
+  int code;
+};
+void expect_codes(std::initializer_list<code_case> cases);
+
+// Requests and what the switch answers to the last call that each leads to; the answer must have
+// the code that goes with it.
+struct switch_case {
+  int line;
+  const char* method;
+  std::string path;
+  int result;  // open_error_t
+};
+void expect_switch_results(std::initializer_list<switch_case> cases);
