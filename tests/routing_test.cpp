@@ -41,36 +41,34 @@ static void make(const char* method, const std::string& path)
 TEST(Routes, LooseMatchIsThatOfAScan)
 {
   const std::string digits255(255, '7');
-  const std::string paths[] = {
-      "/routing/if/5/ip",
-      "/routing/if/5",
-      "/routing/if/5/",
-      "/routing/if/5/i",
-      "/routing/if/5/ix",
-      "/routing/if/5/adminMode",
-      "/routing/if/5x",
-      "/routing/if/5/ip/",
-      "/routing/if/5/ipx",
-      "/routing/if/5/ip ",
-      "/routing/if/5/ip x",
-      "/routing/if/",
-      "/routing/if",
-      "/routing/if/x",
-      "/routing/vlanRtrIf/5/ip",
-      "/routing/IF/5/ip",
-      "/routing//if/5/ip",
-      "/routing/if//ip",
-      "/routing/if/5 /ip",
-      "/routing/if/-5/ip",
-      "/routing/if/005/ip",
-      "/routing/if/5//ip",
-      "/routing/if/5/ip/6/ip",
-      "/routing/if/" + digits255 + "/ip",
-      "/routing/if/5/i p",
-      "",
-      "/routing/if/" + digits255 + "8/ip",
-      "/routing/if/5/ip\t",
-  };
+  const std::string paths[] = {"/routing/if/5/ip",
+                               "/routing/if/5",
+                               "/routing/if/5/",
+                               "/routing/if/5/i",
+                               "/routing/if/5/ix",
+                               "/routing/if/5/adminMode",
+                               "/routing/if/5x",
+                               "/routing/if/5/ip/",
+                               "/routing/if/5/ipx",
+                               "/routing/if/5/ip ",
+                               "/routing/if/5/ip x",
+                               "/routing/if/",
+                               "/routing/if",
+                               "/routing/if/x",
+                               "/routing/vlanRtrIf/5/ip",
+                               "/routing/IF/5/ip",
+                               "/routing//if/5/ip",
+                               "/routing/if//ip",
+                               "/routing/if/5 /ip",
+                               "/routing/if/-5/ip",
+                               "/routing/if/005/ip",
+                               "/routing/if/5//ip",
+                               "/routing/if/5/ip/6/ip",
+                               "/routing/if/" + digits255 + "/ip",
+                               "/routing/if/5/i p",
+                               "",
+                               "/routing/if/" + digits255 + "8/ip",
+                               "/routing/if/5/ip\t"};
   for (const std::string& path : paths) {
     char digits[256];
     char rest[256];
@@ -131,16 +129,16 @@ TEST(Routes, AddressesAreServedWithoutTheLastSegment)
 TEST(Modes, OfTheSwitchAndOfAPort)
 {
   reset();
-  const char IPV4[] = "Update routing admin mode for IPv4 successfully.";
-  const char IPV6[] = "Update routing admin mode for IPv6 successfully.";
+  const char FOR_IPV4[] = "Update routing admin mode for IPv4 successfully.";
+  const char FOR_IPV6[] = "Update routing admin mode for IPv6 successfully.";
   const char PORT[] = "Update routing admin mode for this interface successfully.";
   expect_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
                 R"({"infomation":{"ipv4_admin_mode":"disable","ipv6_admin_mode":"disable"}})");
-  expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=1", 0, IPV4);
+  expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=1", 0, FOR_IPV4);
   expect_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
                 R"({"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}})");
-  expect_answer(__LINE__, "PUT", "/routing/ipv6/adminMode?value=1", 0, IPV6);
-  expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=0", 0, IPV4);
+  expect_answer(__LINE__, "PUT", "/routing/ipv6/adminMode?value=1", 0, FOR_IPV6);
+  expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=0", 0, FOR_IPV4);
   expect_codes({
       {__LINE__, "PUT", "/routing/ipv4/adminMode",        99},
       {__LINE__, "PUT", "/routing/ipv4/adminMode?value=", 99},
@@ -287,42 +285,31 @@ TEST(VlanInterfaces, SurviveAnUntruthfulSwitch)
 {
   reset();
   make("POST", "/routing/vlanRtrIf?vlanId=10");
-  const auto one = [](const char* logical, const char* name, const char* vlan) {
-    return std::string(R"({"vlan_routing_interface":{"logical_interface_id":)") + logical +
-           R"(,"vlan_routing_interface_num":226,"vlan_routing_interface_name":")" + name +
-           R"(","vlan_id":)" + vlan + "}}";
+  const char PATH[] = "/routing/vlanRtrIf/1";
+  std::string shown;
+  const auto one = [&](const char* logical, const char* name, const char* vlan) {
+    shown = std::string(R"({"vlan_routing_interface":{"logical_interface_id":)") + logical +
+            R"(,"vlan_routing_interface_num":226,"vlan_routing_interface_name":")" + name +
+            R"(","vlan_id":)" + vlan + "}}";
+    return shown.c_str();
   };
-  const struct {
-    int line;
-    const char* call;
-    const char* fault;
-    std::string data;  // empty: 99
-  } cases[] = {
-      {__LINE__,           "rpcclt_openapiRtrIntfTypeGet",  R"({"result": -26})", one("-1", "vlan10",                                      "10")                                                                                                   },
-      {__LINE__,           "rpcclt_openapiRtrIntfTypeGet",  R"({"value": 2})",    one("-2", "vlan10",                                      "10")                                                                                                   },
-      {__LINE__,           "openapiIfFirstGet",             R"({"result": -26})", one("1",  "vlan10",                                      "10")                                                                                                   },
-      {__LINE__,           "rpcclt_openapiIntfNameSizeGet", R"({"value": 0})",    ""      },
-      {__LINE__, "rpcclt_openapiIntfNameSizeGet",                              R"({"value": 1})",                     "" },
-      {__LINE__,          "rpcclt_openapiIntfNameSizeGet",                                    R"({"value": 4294967295})",
-       one("1",                                                         "vlan10",                                              "10")                                                                                                                                              },
-      {__LINE__,                "rpcclt_openapiRtrIntfNameGet",                                          R"({"value": ""})",                                                              one("1",                                                               "",      "10")                                                },
-      {__LINE__,          "rpcclt_openapiRtrIntfVlanIdGet",                                    R"({"value": 4294967295})",
-       one("1",                                                                 "vlan10","-1")},
-  };
-  for (const auto& c : cases) {
-    ASSERT_TRUE(switchsim_fault_set(c.call, c.fault));
-    if (c.data.empty())
-      expect_open_error(c.line, "GET", "/routing/vlanRtrIf/1");
-    else
-      expect_answer(c.line, "GET", "/routing/vlanRtrIf/1", 0, GOT_DATA, c.data.c_str());
-    switchsim_faults_clear();
-  }
-  // a name that fills its buffer to the last byte
-  std::string name(64, 'n');
-  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrIntfNameGet",
-                                  ("{\"value\": \"" + name + "\"}").c_str()));
-  expect_answer(__LINE__, "GET", "/routing/vlanRtrIf/1", 0, GOT_DATA,
-                one("1", name.c_str(), "10").c_str());
+  const char TYPE[] = "rpcclt_openapiRtrIntfTypeGet";
+  const char SIZE[] = "rpcclt_openapiIntfNameSizeGet";
+  const char NAME[] = "rpcclt_openapiRtrIntfNameGet";
+  const char VLAN[] = "rpcclt_openapiRtrIntfVlanIdGet";
+  const char HUGE_VALUE[] = R"({"value": 4294967295})";
+  const std::string full = "{\"value\": \"" + std::string(64, 'n') + "\"}";  // no terminator
+  expect_data_under_fault(__LINE__, TYPE, R"({"result": -26})", PATH, one("-1", "vlan10", "10"));
+  expect_data_under_fault(__LINE__, TYPE, R"({"value": 2})", PATH, one("-2", "vlan10", "10"));
+  expect_data_under_fault(__LINE__, "openapiIfFirstGet", R"({"result": -26})", PATH,
+                          one("1", "vlan10", "10"));
+  expect_data_under_fault(__LINE__, SIZE, R"({"value": 0})", PATH, nullptr);
+  expect_data_under_fault(__LINE__, SIZE, R"({"value": 1})", PATH, nullptr);
+  expect_data_under_fault(__LINE__, SIZE, HUGE_VALUE, PATH, one("1", "vlan10", "10"));
+  expect_data_under_fault(__LINE__, NAME, R"({"value": ""})", PATH, one("1", "", "10"));
+  expect_data_under_fault(__LINE__, NAME, full.c_str(), PATH,
+                          one("1", std::string(64, 'n').c_str(), "10"));
+  expect_data_under_fault(__LINE__, VLAN, HUGE_VALUE, PATH, one("1", "vlan10", "-1"));
 }
 
 // ---- lists ----
@@ -367,33 +354,23 @@ TEST(Lists, EndWhereTheTypeOfInterfaceEnds)
   const char* const port3 = R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
       "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}}}})";
   const char* const bare = R"({"interfaces":{"1":{"ifNum":3},"2":{"ifNum":7}}})";
-  const struct {
-    int line;
-    const char* path;
-    const char* call;
-    const char* fault;
-    const char* data;
-  } cases[] = {
-      {__LINE__, "/routing/vlanRtrIf", "rpcclt_openapiRtrIntfIpAddrGet", R"({"result": -21})",
-       vlans                                                                                                    },
-      {__LINE__, "/routing/vlanRtrIf", "rpcclt_openapiRtrIntfVlanIdGet",
-       R"({"result": -21, "times": 1})",                                                                   vlan2},
-      {__LINE__, "/routing/vlanRtrIf", "rpcclt_openapiRtrIntfNextGet",   R"({"result": -21})",             vlan1},
-      {__LINE__, "/routing/vlanRtrIf", "rpcclt_openapiRtrIntfTypeGet",   R"({"result": -21})",             vlan1},
-      {__LINE__, "/routing/vlanRtrIf", "rpcclt_openapiRtrIntfTypeGet",   R"({"value": 0})",                vlan1},
-      {__LINE__, "/routing/vlanRtrIf", "rpcclt_openapiRtrIntfNextGet",   R"({"value": 226})",              vlan1},
-      {__LINE__, "/routing/if",        "rpcclt_openapiRtrIntfIpAddrGet", R"({"result": -21})",             bare },
-      {__LINE__, "/routing/if",        "rpcclt_openapiRtrIntfNextGet",   R"({"result": -21, "after": 1})",
-       port3                                                                                                    },
-      {__LINE__, "/routing/if",        "rpcclt_openapiRtrIntfTypeGet",   R"({"value": 2, "after": 1})",
-       port3                                                                                                    },
-      {__LINE__, "/routing/if",        "rpcclt_openapiRtrIntfNextGet",   R"({"value": 3})",                port3},
-  };
-  for (const auto& c : cases) {
-    ASSERT_TRUE(switchsim_fault_set(c.call, c.fault));
-    expect_answer(c.line, "GET", c.path, 0, GOT_DATA, c.data);
-    switchsim_faults_clear();
-  }
+  const char ADDRESS[] = "rpcclt_openapiRtrIntfIpAddrGet";
+  const char VLAN[] = "rpcclt_openapiRtrIntfVlanIdGet";
+  const char NEXT[] = "rpcclt_openapiRtrIntfNextGet";
+  const char TYPE[] = "rpcclt_openapiRtrIntfTypeGet";
+  const char VLANS[] = "/routing/vlanRtrIf";
+  const char PORTS[] = "/routing/if";
+  const char FAILS[] = R"({"result": -21})";
+  expect_data_under_fault(__LINE__, ADDRESS, FAILS, VLANS, vlans);
+  expect_data_under_fault(__LINE__, VLAN, R"({"result": -21, "times": 1})", VLANS, vlan2);
+  expect_data_under_fault(__LINE__, NEXT, FAILS, VLANS, vlan1);
+  expect_data_under_fault(__LINE__, TYPE, FAILS, VLANS, vlan1);
+  expect_data_under_fault(__LINE__, TYPE, R"({"value": 0})", VLANS, vlan1);
+  expect_data_under_fault(__LINE__, NEXT, R"({"value": 226})", VLANS, vlan1);
+  expect_data_under_fault(__LINE__, ADDRESS, FAILS, PORTS, bare);
+  expect_data_under_fault(__LINE__, NEXT, R"({"result": -21, "after": 1})", PORTS, port3);
+  expect_data_under_fault(__LINE__, TYPE, R"({"value": 2, "after": 1})", PORTS, port3);
+  expect_data_under_fault(__LINE__, NEXT, R"({"value": 3})", PORTS, port3);
   ASSERT_TRUE(switchsim_fault_set("openapiIfFirstGet", R"({"result": -21})"));
   expect_answer(__LINE__, "GET", "/routing/vlanRtrIf", 1, "VLAN Routing interface doesn't exist.",
                 R"({"vlan_routing_interfaces":{}})");
@@ -413,21 +390,15 @@ TEST(Lists, SurviveUntruthfulAddresses)
   reset();
   make("PUT", "/routing/if/3/adminMode?value=1");
   make("POST", "/routing/if/3/ip" + address_query("0", "192.0.2.1", "24"));
-  const struct {
-    int line;
-    const char* fault;
-    const char* mask;
-  } cases[] = {
-      {__LINE__, R"({"value": 0, "times": 1})",          "0.0.0.0"        },
-      {__LINE__, R"({"value": 33, "times": 1})",         "255.255.255.255"},
-      {__LINE__, R"({"value": 4294967295, "times": 1})", "255.255.255.255"},
-  };
-  for (const auto& c : cases) {
-    ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrIntfIpAddrGet", c.fault));
-    std::string data =
-        R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1","subnet_mask":")";
-    expect_answer(c.line, "GET", "/routing/if", 0, GOT_DATA, (data + c.mask + "\"}}}").c_str());
-  }
+  const char CALL[] = "rpcclt_openapiRtrIntfIpAddrGet";
+  const char NO_MASK[] =
+      R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1","subnet_mask":"0.0.0.0"}}})";
+  const char FULL_MASK[] = R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
+      "subnet_mask":"255.255.255.255"}}})";
+  const char PORTS[] = "/routing/if";
+  expect_data_under_fault(__LINE__, CALL, R"({"value": 0, "times": 1})", PORTS, NO_MASK);
+  expect_data_under_fault(__LINE__, CALL, R"({"value": 33, "times": 1})", PORTS, FULL_MASK);
+  expect_data_under_fault(__LINE__, CALL, R"({"value": 4294967295, "times": 1})", PORTS, FULL_MASK);
   ASSERT_TRUE(
       switchsim_fault_set("rpcclt_openapiRtrIntfIpAddrGet", R"({"result": 0, "value": 1})"));
   switchsim_trace_start();
@@ -438,69 +409,27 @@ TEST(Lists, SurviveUntruthfulAddresses)
 
 // ---- address requests ----
 
-// A parameter's value and what the rules make of it.
-struct type_value {
-  const char* text;
-  int number;
-};
-static const type_value TYPES[] = {
-    {nullptr, 0 },
-    {"",      0 },
-    {"0",     0 },
-    {"1",     1 },
-    {"2",     2 },
-    {"3",     3 },
-    {"4",     4 },
-    {"5",     5 },
-    {"-1",    -1},
-};
-static const struct {
-  const char* text;
-  int family;  // 0: no address
-} ADDRESSES[] = {
-    {nullptr,       0},
-    {"",            0},
-    {"1.2.3",       0},
-    {"10.0.0.1",    1},
-    {"2001:db8::1", 2},
-};
-static const struct {
-  const char* text;
-  long long number;
-} LENGTHS[] = {
-    {nullptr, 0  },
-    {"",      0  },
-    {"0",     0  },
-    {"1",     1  },
-    {"32",    32 },
-    {"33",    33 },
-    {"128",   128},
-    {"129",   129},
-    {"-1",    -1 },
-};
-static const struct {
-  const char* text;
-  int number;
-} EXT_ARGS[] = {
-    {nullptr, 0 },
-    {"",      0 },
-    {"0",     0 },
-    {"1",     1 },
-    {"2",     2 },
-    {"-1",    -1},
-};
+// Values of the parameters; null: absent.
+static const char IPV4[] = "10.0.0.1";
+static const char IPV6[] = "2001:db8::1";
+static const char* const TYPES[] = {nullptr, "", "0", "1", "2", "3", "4", "5", "-1"};
+static const char* const ADDRESSES[] = {nullptr, "", "1.2.3", IPV4, IPV6};
+static const char* const LENGTHS[] = {nullptr, "", "0", "1", "32", "33", "128", "129", "-1"};
+static const char* const EXT_ARGS[] = {nullptr, "", "0", "1", "2", "-1"};
 
 struct address_case {
   bool vlan, create;
-  decltype(TYPES[0]) type;
-  decltype(ADDRESSES[0]) address;
-  decltype(LENGTHS[0]) length;
-  decltype(EXT_ARGS[0]) ext_arg;
+  const char *type, *address, *length, *ext_arg;
 };
 
-static bool missing(const char* text)
+static bool given(const char* text)
 {
-  return !text || !*text;
+  return text && *text;
+}
+
+static int number_of(const char* text)
+{
+  return given(text) ? std::stoi(text) : 0;
 }
 
 // The calls that a request must lead to by the rules for its parameters; true when it gets as far
@@ -509,51 +438,48 @@ static bool oracle(const address_case& c, std::vector<std::string>& calls)
 {
   if (c.vlan)
     calls.push_back("openapiIfFirstGet(3, >226) = 0");
-  bool empty_is_missing = c.create && !c.vlan;
-  if (!c.type.text || (empty_is_missing && !*c.type.text))
+  const int type = number_of(c.type);
+  if (!c.type || (c.create && !c.vlan && !*c.type) || type < 0 || type > 4)
     return false;
-  if (c.type.number < 0 || c.type.number > 4)
-    return false;
-  bool dhcp = c.type.number == 2 || c.type.number == 4;
-  int family = c.type.number >= 3 ? 2 : 1;
+  const bool dhcp = type == 2 || type == 4;
+  const int family = type >= 3 ? 2 : 1;
   std::string record = "{0,\"\",";
-  if (missing(c.address.text)) {
-    if (!dhcp)
+  if (given(c.address)) {
+    const int given_family = c.address == IPV4 ? 1 : c.address == IPV6 ? 2 : 0;
+    calls.push_back("rpcclt_openapiInetAddrGet({" + std::to_string(strlen(c.address) + 1) + ",\"" +
+                    c.address);
+    if (given_family == 0 || (given_family != family && !dhcp))
       return false;
-  } else {
-    std::string text = c.address.text;
-    calls.push_back("rpcclt_openapiInetAddrGet({" + std::to_string(text.size() + 1) + ",\"" + text);
-    if (c.address.family == 0 || (c.address.family != family && !dhcp))
-      return false;
-    record = "{" + std::to_string(c.address.family) + ",\"" + text + "\",";
-  }
-  long long length = c.length.number;
-  if (missing(c.length.text)
-          ? !dhcp
-          : length < 0 || length > (family == 1 ? 32 : 128) || (length == 0 && !dhcp))
+    record = "{" + std::to_string(given_family) + ",\"" + c.address + "\",";
+  } else if (!dhcp) {
     return false;
-  if (!c.ext_arg.text || c.ext_arg.number < 0 || c.ext_arg.number > 1)
+  }
+  const int length = number_of(c.length);
+  if (!given(c.length) && !dhcp)
+    return false;
+  if (length < 0 || length > (family == 1 ? 32 : 128) || (length == 0 && !dhcp))
+    return false;
+  const int ext_arg = number_of(c.ext_arg);
+  if (!c.ext_arg || ext_arg < 0 || ext_arg > 1)
     return false;
   static const int kinds[] = {0, 1, 2, 0, 2};
   calls.push_back(std::string("rpcclt_openapiRtrIntfIpAddr") + (c.create ? "Add(" : "Del(") +
                   std::to_string(family) + (c.vlan ? ", 227, " : ", 2, ") +
-                  std::to_string(kinds[c.type.number]) + ", " + record + std::to_string(length) +
-                  "}, " + std::to_string(c.ext_arg.number) + ") = -24");
+                  std::to_string(kinds[type]) + ", " + record + std::to_string(length) + "}, " +
+                  std::to_string(ext_arg) + ") = -24");
   return true;
 }
 
 static void check_address_case(const address_case& c)
 {
   std::string path = c.vlan ? "/routing/vlanRtrIf/2/ip?a=" : "/routing/if/2/ip?a=";
-  const std::pair<const char*, const char*> parameters[] = {
-      {"&addrType=", c.type.text   },
-      {"&addr=",     c.address.text},
-      {"&pfxLen=",   c.length.text },
-      {"&extArg=",   c.ext_arg.text}
+  const auto append = [&](const char* name, const char* value) {
+    path += value ? std::string(name) + value : "";
   };
-  for (const auto& parameter : parameters)
-    if (parameter.second)
-      path += std::string(parameter.first) + parameter.second;
+  append("&addrType=", c.type);
+  append("&addr=", c.address);
+  append("&pfxLen=", c.length);
+  append("&extArg=", c.ext_arg);
   std::vector<std::string> expected;
   bool accepted = oracle(c, expected);
 
@@ -583,10 +509,10 @@ TEST(Addresses, AllCombinationsOfParameters)
   ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrIntfIpAddrDel", R"({"result": -24})"));
   for (bool vlan : {false, true})
     for (bool create : {false, true})
-      for (const auto& type : TYPES)
-        for (const auto& address : ADDRESSES)
-          for (const auto& length : LENGTHS)
-            for (const auto& ext_arg : EXT_ARGS) {
+      for (const char* type : TYPES)
+        for (const char* address : ADDRESSES)
+          for (const char* length : LENGTHS)
+            for (const char* ext_arg : EXT_ARGS) {
               check_address_case({vlan, create, type, address, length, ext_arg});
               if (HasFailure())
                 return;

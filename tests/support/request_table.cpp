@@ -33,3 +33,14 @@ void expect_switch_results(std::initializer_list<switch_case> cases)
         << "case of line " << c.line << ": " << body;
   }
 }
+
+void expect_data_under_fault(int line, const char* call, const char* fault, const char* path,
+                             const char* json)
+{
+  ASSERT_TRUE(switchsim_fault_set(call, fault)) << "case of line " << line;
+  if (json)
+    expect_answer(line, "GET", path, 0, "Get data successfully.", json);
+  else
+    expect_open_error(line, "GET", path);
+  switchsim_faults_clear();
+}

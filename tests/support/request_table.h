@@ -22,3 +22,8 @@ struct switch_case {
   int result;  // open_error_t
 };
 void expect_switch_results(std::initializer_list<switch_case> cases);
+
+// One GET while a call goes wrong as the fault says: the answer is "Get data successfully." with
+// this data, or 99 when it is null.
+void expect_data_under_fault(int line, const char* call, const char* fault, const char* path,
+                             const char* json);
