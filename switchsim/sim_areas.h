@@ -11,8 +11,11 @@
 void sim_state_reset();
 void sim_call_reset();
 void sim_auth_reset();
+void sim_pending_reset();
 void sim_ports_reset();
+void sim_counters_reset();
 void sim_vlan_reset();
+void sim_lag_reset();
 void sim_routing_reset();
 void sim_bgp_reset();
 void sim_tcam_reset();
@@ -21,9 +24,12 @@ void sim_tcam_reset();
 bool sim_call_rpc_delay_parse(const sim_json_t& json);
 bool sim_call_faults_parse(const sim_json_t& json);
 bool sim_auth_accounts_parse(const sim_json_t& json);
+bool sim_pending_pending_ms_parse(const sim_json_t& json);
 bool sim_ports_ports_parse(const sim_json_t& json);
 bool sim_ports_link_up_parse(const sim_json_t& json);
 bool sim_vlan_vlan_max_parse(const sim_json_t& json);
+bool sim_vlan_vlans_parse(const sim_json_t& json);
+bool sim_lag_lags_parse(const sim_json_t& json);
 bool sim_tcam_slice_size_parse(const sim_json_t& json);
 
 // Resets all areas and applies a profile to them (JSON text; empty: none). Returns an empty text,

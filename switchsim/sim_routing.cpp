@@ -34,11 +34,6 @@ OPEN_CONTROL_t ipv4_mode;
 OPEN_CONTROL_t ipv6_mode;
 std::map<uint32_t, rtr_if_t> rtr_ifs;
 
-bool vlan_exists(uint32_t vlan)
-{
-  return vlan >= 1 && vlan <= sim_vlan_max();
-}
-
 // ---- modes ----
 
 OPEN_CONTROL_t* mode_of(OPEN_AF_t family)
@@ -119,7 +114,7 @@ open_error_t intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
 
 open_error_t vlan_intf_create(uint32_t vlan)
 {
-  if (!vlan_exists(vlan)) {
+  if (!sim_vlan_exists(vlan)) {
     return OPEN_E_NOT_FOUND;
   }
   if (sim_routing_vlan_interface(vlan) != 0) {
@@ -477,6 +472,12 @@ uint32_t sim_routing_vlan_interface(uint32_t vlan)
     return vlan != 0 && entry.second.vlan == vlan;
   });
   return found == rtr_ifs.end() ? 0 : found->first;
+}
+
+uint32_t sim_routing_interface_vlan(uint32_t number)
+{
+  const auto found = rtr_ifs.find(number);
+  return found == rtr_ifs.end() ? 0 : found->second.vlan;
 }
 
 open_error_t rpcclt_openapiRtrAdminModeGet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
