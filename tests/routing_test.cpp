@@ -204,7 +204,7 @@ TEST(VlanInterfaces, AreCreatedListedAndDeleted)
   expect_answer(
       __LINE__, "GET", "/routing/vlanRtrIf/1", 0, GOT_DATA,
       R"({"vlan_routing_interface":{"logical_interface_id":1,"vlan_routing_interface_num":226,
-           "vlan_routing_interface_name":"vlan20","vlan_id":20}})");
+           "vlan_routing_interface_name":"vlan 20","vlan_id":20}})");
   expect_answer(__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=20", 0,
                 "Delete Vlan Routing Interface with VLAN 20 successfully.");
   expect_answer(__LINE__, "GET", "/routing/vlanRtrIf", 0, GOT_DATA,
@@ -218,7 +218,7 @@ TEST(VlanInterfaces, AreCreatedListedAndDeleted)
       {__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=0",    -29},
       {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=30",   0  }, // the lowest free number again
   });
-  EXPECT_NE(api_request("GET", "/routing/vlanRtrIf/1", "json").body.find("\"vlan30\""),
+  EXPECT_NE(api_request("GET", "/routing/vlanRtrIf/1", "json").body.find("\"vlan 30\""),
             std::string::npos);
   expect_each_call_checked(__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=10");
   expect_each_call_checked(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10");
@@ -241,7 +241,7 @@ TEST(VlanInterfaces, ShowTheirAddresses)
   make_addresses("/routing/vlanRtrIf/2");
   // 227 is e3: the MAC address 02:54:58:a0:00:e3, its universal bit turned over
   const char* const one = R"({"vlan_routing_interface":{"logical_interface_id":2,
-      "vlan_routing_interface_num":227,"vlan_routing_interface_name":"vlan20","vlan_id":20,
+      "vlan_routing_interface_num":227,"vlan_routing_interface_name":"vlan 20","vlan_id":20,
       "primary_ipv4_address":"10.1.0.1/255.255.0.0",
       "secondary_ipv4_addresses":{"1":"10.2.0.1/255.255.255.0","2":"10.2.1.129/255.255.255.128"},
       "ipv6_addresses":{"1":"2001:db8:1::1/64","2":"2001:db8:2:0:54:58ff:fea0:e3/64",
@@ -260,14 +260,14 @@ TEST(VlanInterfaces, ShowTheirAddresses)
       __LINE__, "GET", "/routing/vlanRtrIf/2", 0, GOT_DATA,
       "<vlan_routing_interface><logical_interface_id>2</logical_interface_id>"
       "<vlan_routing_interface_num>227</vlan_routing_interface_num><vlan_routing_interface_name>"
-      "vlan20</vlan_routing_interface_name><vlan_id>20</vlan_id><primary_ipv4_address>"
+      "vlan 20</vlan_routing_interface_name><vlan_id>20</vlan_id><primary_ipv4_address>"
       "10.1.0.1/255.255.0.0</primary_ipv4_address><secondary_ipv4_addresses>"
       "<secondary_ipv4_address>10.2.1.129/255.255.255.128</secondary_ipv4_address>"
       "</secondary_ipv4_addresses><ipv6_addresses><prefix/prefix_length>2001:db8:1::1/64"
       "</prefix/prefix_length></ipv6_addresses></vlan_routing_interface>");
   expect_calls(__LINE__, api_calls("GET", "/routing/vlanRtrIf/2"),
                {"openapiIfFirstGet(3, >226) = 0", "rpcclt_openapiIntfNameSizeGet(>64) = 0",
-                "rpcclt_openapiRtrIntfNameGet(227, >{7,\"vlan20\"}) = 0",
+                "rpcclt_openapiRtrIntfNameGet(227, >{8,\"vlan 20\"}) = 0",
                 "rpcclt_openapiRtrIntfTypeGet(227, >3) = 0", "openapiIfFirstGet(3, >226) = 0",
                 "rpcclt_openapiRtrIntfVlanIdGet(227, >20) = 0",
                 "rpcclt_openapiRtrIntfIpAddrGet(1, 227, >{1,\"10.1.0.1\",16}) = 0",
@@ -299,17 +299,29 @@ TEST(VlanInterfaces, SurviveAnUntruthfulSwitch)
   const char VLAN[] = "rpcclt_openapiRtrIntfVlanIdGet";
   const char HUGE_VALUE[] = R"({"value": 4294967295})";
   const std::string full = "{\"value\": \"" + std::string(64, 'n') + "\"}";  // no terminator
-  expect_data_under_fault(__LINE__, TYPE, R"({"result": -26})", PATH, one("-1", "vlan10", "10"));
-  expect_data_under_fault(__LINE__, TYPE, R"({"value": 2})", PATH, one("-2", "vlan10", "10"));
+  expect_data_under_fault(__LINE__, TYPE, R"({"result": -26})", PATH, one("-1", "vlan 10", "10"));
+  expect_data_under_fault(__LINE__, TYPE, R"({"value": 2})", PATH, one("-2", "vlan 10", "10"));
   expect_data_under_fault(__LINE__, "openapiIfFirstGet", R"({"result": -26})", PATH,
-                          one("1", "vlan10", "10"));
+                          one("1", "vlan 10", "10"));
   expect_data_under_fault(__LINE__, SIZE, R"({"value": 0})", PATH, nullptr);
   expect_data_under_fault(__LINE__, SIZE, R"({"value": 1})", PATH, nullptr);
-  expect_data_under_fault(__LINE__, SIZE, HUGE_VALUE, PATH, one("1", "vlan10", "10"));
+  expect_data_under_fault(__LINE__, SIZE, HUGE_VALUE, PATH, one("1", "vlan 10", "10"));
   expect_data_under_fault(__LINE__, NAME, R"({"value": ""})", PATH, one("1", "", "10"));
   expect_data_under_fault(__LINE__, NAME, full.c_str(), PATH,
                           one("1", std::string(64, 'n').c_str(), "10"));
-  expect_data_under_fault(__LINE__, VLAN, HUGE_VALUE, PATH, one("1", "vlan10", "-1"));
+  expect_data_under_fault(__LINE__, VLAN, HUGE_VALUE, PATH, one("1", "vlan 10", "-1"));
+}
+
+TEST(VlanInterfaces, HoldTheirVlan)
+{
+  reset();
+  make("POST", "/routing/vlanRtrIf?vlanId=10");
+  expect_switch_results({
+      {__LINE__, "DELETE", "/vlans/10",                    -26},
+      {__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=10", 0  },
+      {__LINE__, "DELETE", "/vlans/10",                    0  },
+      {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=10", -29},
+  });
 }
 
 // ---- lists ----
@@ -382,6 +394,22 @@ TEST(Lists, EndWhereTheTypeOfInterfaceEnds)
   expect_answer(__LINE__, "GET", "/routing/if", 1, EMPTY, R"({"interfaces":{}})");
   make("PUT", "/routing/if/3/adminMode?value=1");  // and its addresses are still there
   expect_answer(__LINE__, "GET", "/routing/if", 0, GOT_DATA, port3);
+}
+
+TEST(Lists, AddressesAppearWithTheInterface)
+{
+  reset();
+  make_addresses("/routing/if/3");
+  const std::string shown = api_request("GET", "/if/3", "xml").body;
+  const char ADDRESSES_SHOWN[] =
+      "<primary_ip_address>10.1.0.1/255.255.0.0</primary_ip_address><secondary_ip_addresses>"
+      "<secondary_ipv4_address>10.2.0.1/255.255.255.0</secondary_ipv4_address>"
+      "<secondary_ipv4_address>10.2.1.129/255.255.255.128</secondary_ipv4_address>"
+      "</secondary_ip_addresses><ipv6_addresses>"
+      "<prefix/prefix_length>2001:db8:1::1/64</prefix/prefix_length>"
+      "<prefix/prefix_length>2001:db8:2:0:54:58ff:fea0:3/64</prefix/prefix_length>"
+      "<prefix/prefix_length>fe80::5/10</prefix/prefix_length></ipv6_addresses></interface>";
+  EXPECT_NE(shown.find(ADDRESSES_SHOWN), std::string::npos) << shown;
 }
 
 // Prefix lengths that no address has, and a switch that says that every address has one behind it.
