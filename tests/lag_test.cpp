@@ -14,17 +14,9 @@ static const char GOT_DATA[] = "Get data successfully.";
 TEST(Lags, UnservedPathsAreBadRequests)
 {
   engine_reset();
-  expect_answers({
-      {__LINE__, "GET",    "/lag/",          902},
-      {__LINE__, "GET",    "/lag/1/",        902},
-      {__LINE__, "GET",    "/lag/1/port/47", 902},
-      {__LINE__, "PUT",    "/lag/1",         902},
-      {__LINE__, "POST",   "/lag/1",         902},
-      {__LINE__, "DELETE", "/lag/1",         902},
-      {__LINE__, "POST",   "/lag/1/port/",   902},
-      {__LINE__, "POST",   "/lag/1/port/x",  902},
-      {__LINE__, "DELETE", "/lag/1/ports/1", 902},
-  });
+  expect_bad_requests(__LINE__,
+                      "GET /lag/ /lag/1/ /lag/1/port/47 PUT /lag/1 POST /lag/1 DELETE /lag/1 POST "
+                      "/lag/1/port/ /lag/1/port/x DELETE /lag/1/ports/1");
 }
 
 TEST(Lags, AreListedAndShownWithMembers)
@@ -68,22 +60,16 @@ TEST(Lags, AreListedAndShownWithMembers)
 TEST(Lags, APortIsInOneGroupAtMost)
 {
   engine_reset();
-  expect_answers({
-      {__LINE__, "POST",   "/lag/2/port/5",  0,  "Configure port 5 to LAG 2 successfully."},
-      {__LINE__, "POST",   "/lag/2/port/5",  98, nullptr                                  },
-      {__LINE__, "POST",   "/lag/1/port/5",  99, nullptr                                  },
-      {__LINE__, "POST",   "/lag/3/port/6",  99, nullptr                                  },
-      {__LINE__, "POST",   "/lag/2/port/55", 99, nullptr                                  }, // no port
-      {__LINE__, "DELETE", "/lag/1/port/5",  99, nullptr                                  },
-      {__LINE__, "DELETE", "/lag/3/port/5",  99, nullptr                                  },
-      {__LINE__, "DELETE", "/lag/2/port/5",  0,  "Delete port 5 from LAG 2 successfully." },
-      {__LINE__, "DELETE", "/lag/2/port/5",  99, nullptr                                  },
-      {__LINE__, "POST",   "/lag/1/port/5",  0,  "Configure port 5 to LAG 1 successfully."},
-  });
-  for (int port = 10; port < 14; port++)
-    make_requests({
-        {"POST", ("/lag/1/port/" + std::to_string(port)).c_str()}
-    });
+  expect_answer(__LINE__, "POST", "/lag/2/port/5", 0, "Configure port 5 to LAG 2 successfully.");
+  expect_answer(__LINE__, "POST", "/lag/2/port/5", 98, "The same setting is already set.");
+  // in another group, no such group, no port, not a member
+  expect_open_errors(__LINE__,
+                     "POST /lag/1/port/5 /lag/3/port/6 /lag/2/port/55 DELETE /lag/1/port/5 "
+                     "/lag/3/port/5");
+  expect_answer(__LINE__, "DELETE", "/lag/2/port/5", 0, "Delete port 5 from LAG 2 successfully.");
+  expect_open_errors(__LINE__, "DELETE /lag/2/port/5");
+  make_requests(__LINE__,
+                "POST /lag/1/port/5 /lag/1/port/10 /lag/1/port/11 /lag/1/port/12 /lag/1/port/13");
   expect_calls(
       __LINE__, api_calls("POST", "/lag/1/port/15"),
       {"rpcclt_openapiLagPortChannelIdToIfNumZRT(1, >56)", "rpcclt_openapiLagPortAdd(56, 15) = 0",
@@ -98,13 +84,9 @@ TEST(Lags, LinkIsThatOfTheMembers)
 {
   engine_reset();  // no link on 47 and 48
   expect_in_answer(__LINE__, "/if/56", R"("linkState": "down", "speed": "LAG")");
-  make_requests({
-      {"POST", "/lag/1/port/5"},
-  });
+  make_requests(__LINE__, "POST /lag/1/port/5");
   expect_in_answer(__LINE__, "/if/56", R"("linkState": "up")");
-  make_requests({
-      {"PUT", "/if/5/adminState?value=0"},
-  });
+  make_requests(__LINE__, "PUT /if/5/adminState?value=0");
   expect_in_answer(__LINE__, "/if/56", R"("linkState": "down")");
 }
 

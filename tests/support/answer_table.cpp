@@ -4,12 +4,19 @@
 
 #include <algorithm>
 #include <atomic>
+#include <sstream>
 #include <thread>
 
 #include "engine/rest_web_request_hdr.h"
 #include "httpd/httpd.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/local_engine.h"
+
+static std::string with_double_quotes(std::string json)
+{
+  std::replace(json.begin(), json.end(), '\'', '"');
+  return json;
+}
 
 void expect_answers(std::initializer_list<answer_case> cases)
 {
@@ -38,7 +45,7 @@ void expect_data(std::initializer_list<data_case> cases)
 void expect_data_with_fault(const char* profile, std::initializer_list<fault_case> cases)
 {
   for (const fault_case& c : cases) {
-    engine_reset(profile);
+    engine_reset(with_double_quotes(profile).c_str());
     set_fault(c.call, c.fault);
     expect_data({
         {c.line, c.path, c.data_json}
@@ -46,19 +53,47 @@ void expect_data_with_fault(const char* profile, std::initializer_list<fault_cas
   }
 }
 
-void make_requests(std::initializer_list<request_case> requests)
+// Hands each request's method and path on.
+template <class Expect>
+static void each_request(const char* requests, Expect expect)
 {
-  for (const request_case& r : requests) {
-    std::string body = api_request(r.method, r.path, "json").body;
-    EXPECT_NE(body.find("\"rlt_code\": 0,"), std::string::npos) << r.path << ": " << body;
+  std::istringstream words(requests);
+  std::string method, word;
+  while (words >> word) {
+    if (word[0] == '/')
+      expect(method.c_str(), word);
+    else
+      method = word;
   }
 }
 
-void set_fault(const char* call, std::string json)
+void make_requests(int line, const char* requests)
 {
-  std::replace(json.begin(), json.end(), '\'', '"');
+  each_request(requests, [line](const char* method, const std::string& path) {
+    std::string body = api_request(method, path, "json").body;
+    EXPECT_NE(body.find("\"rlt_code\": 0,"), std::string::npos)
+        << "case of line " << line << ": " << method << " " << path << ": " << body;
+  });
+}
+
+void expect_open_errors(int line, const char* requests)
+{
+  each_request(requests, [line](const char* method, const std::string& path) {
+    expect_open_error(line, method, path);
+  });
+}
+
+void expect_bad_requests(int line, const char* requests)
+{
+  each_request(requests, [line](const char* method, const std::string& path) {
+    expect_bad_request(line, method, path);
+  });
+}
+
+void set_fault(const char* call, const std::string& json)
+{
   std::string error;
-  EXPECT_TRUE(switchsim_fault_set(call, json.c_str(), &error)) << error;
+  EXPECT_TRUE(switchsim_fault_set(call, with_double_quotes(json).c_str(), &error)) << error;
 }
 
 void expect_in_answer(int line, const std::string& path, const std::string& text)

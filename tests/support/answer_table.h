@@ -18,15 +18,14 @@ struct answer_case {
 };
 void expect_answers(std::initializer_list<answer_case> cases);
 
-// Makes the requests and takes no interest in what they answer, but that it is a success.
-struct request_case {
-  const char* method;
-  const char* path;
-};
-void make_requests(std::initializer_list<request_case> requests);
+// Requests, each answered with a success, with 99, or with 902: methods, each with the paths behind
+// it, "GET /if/1 /if/2 PUT /if/1/pvid?value=1". line names the list in a failure.
+void make_requests(int line, const char* requests);
+void expect_open_errors(int line, const char* requests);
+void expect_bad_requests(int line, const char* requests);
 
 // Makes a call of the management API go wrong: JSON like a profile's, with ' for ".
-void set_fault(const char* call, std::string json);
+void set_fault(const char* call, const std::string& json);
 
 // The JSON answer to a GET of this path has this text in it. line names the case in a failure.
 void expect_in_answer(int line, const std::string& path, const std::string& text);
