@@ -4,14 +4,8 @@
 #include <initializer_list>
 #include <string>
 
-// Requests answered with a fixed message: 98, 99 or 902.
-struct code_case {
-  int line;  // __LINE__
-  const char* method;
-  std::string path;
-  int code;
-};
-void expect_codes(std::initializer_list<code_case> cases);
+// Requests like "GET /routing", all answered with the fixed message of this code: 98, 99 or 902.
+void expect_code(int line, int code, std::initializer_list<std::string> requests);
 
 // Requests and what the switch answers to the last call that each leads to; the answer must have
 // the code that goes with it.
