@@ -244,21 +244,35 @@ static void open_file_endpoint(connection* conn, const char* path, const char* e
     mg_transfer_file_data(conn);
 }
 
+// Reads straight into the queue; the result of the read.
+static ssize_t queue_from_file(iobuf* queue, int fd, size_t len)
+{
+  if (queue->size - queue->len < len)
+    iobuf_resize(queue, queue->len + len);
+  ssize_t got = read(fd, queue->buf + queue->len, std::min(len, queue->size - queue->len));
+  if (got > 0)
+    queue->len += static_cast<size_t>(got);
+  return got;
+}
+
+// Pieces are read as long as the queue is short; those of one pass in one call.
 void mg_transfer_file_data(connection* conn)
 {
   ns_connection* nc = conn->ns_conn;
   if (nc->send_iobuf.len > MAX_QUEUED)
     return;
-  char piece[READ_SIZE];
-  size_t wanted = static_cast<size_t>(std::min<int64_t>(conn->cl, sizeof piece));
-  ssize_t got = read(conn->endpoint.fd, piece, wanted);
-  if (got > 0) {
-    ns_send(nc, piece, static_cast<size_t>(got));
+  size_t pieces = (MAX_QUEUED - nc->send_iobuf.len) / READ_SIZE + 1;
+  int64_t wanted = std::min<int64_t>(conn->cl, static_cast<int64_t>(pieces * READ_SIZE));
+  ssize_t got = queue_from_file(&nc->send_iobuf, conn->endpoint.fd, static_cast<size_t>(wanted));
+  if (got > 0)
     conn->cl -= got;
-  }
-  if (got > 0 && conn->cl > 0)
-    return;
+  bool is_over = got <= 0 || conn->cl == 0;
   bool is_short = conn->cl > 0;
+  if (!is_over) {
+    nc->flags |= NSF_MORE_FOLLOWS;
+    return;
+  }
+  nc->flags &= ~NSF_MORE_FOLLOWS;
   close_local_endpoint(conn);
   if (is_short)  // the client still waits for what the headers promised
     nc->flags |= NSF_CLOSE_WHEN_SENT;

@@ -351,6 +351,8 @@ static void process_udp(ns_connection* datagram)
   conn.mg_conn.remote_port = ntohs(nc.sa.sin.sin_port);
   conn.num_bytes_recv = static_cast<int64_t>(nc.recv_iobuf.len);
   on_recv_data(&conn);
+  if (nc.send_iobuf.len > 0)
+    ns_send(&nc, nc.send_iobuf.buf, nc.send_iobuf.len);  // the start of a file
   release_endpoint(&conn);
   reset_request(&conn);
   iobuf_free(&nc.recv_iobuf);

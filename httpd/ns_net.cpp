@@ -738,7 +738,8 @@ static void ns_write_to_socket(ns_connection* conn)
       conn->flags |= NSF_CLOSE_NOW;
     }
   } else {
-    sent = static_cast<int>(send(conn->sock, io.buf, io.len, 0));
+    sent = static_cast<int>(
+        send(conn->sock, io.buf, io.len, conn->flags & NSF_MORE_FOLLOWS ? MSG_MORE : 0));
   }
   bool failed = !conn->ssl && ns_is_error(sent);
   ns_call(conn, NS_SEND, &sent);
@@ -746,8 +747,6 @@ static void ns_write_to_socket(ns_connection* conn)
     conn->flags |= NSF_CLOSE_NOW;
   else if (sent > 0)
     iobuf_remove(&io, static_cast<size_t>(sent));
-  if (io.len == 0)
-    iobuf_free(&io);  // an idle connection keeps no buffer
 }
 
 static void ns_serve_readable(ns_connection* conn, time_t now)
@@ -817,6 +816,8 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
     next = conn->next;
     if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
       ns_call(conn, NS_POLL, &current_time);
+    if (conn->send_iobuf.len == 0 && conn->send_iobuf.buf)
+      iobuf_free(&conn->send_iobuf);  // an idle connection keeps no buffer
     if (ns_waits_for_reading(conn))
       ns_add_to_set(conn->sock, &read_set, &max_fd);
     if (ns_waits_for_writing(conn))

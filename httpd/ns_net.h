@@ -37,6 +37,7 @@ constexpr uint32_t NSF_TLS_WANT_WRITE = 0x40;    // TLS once waited for writing;
 constexpr uint32_t NSF_LISTENING = 0x80;         // listening socket
 constexpr uint32_t NSF_UDP = 0x100;              // datagram socket: output is not buffered
 constexpr uint32_t NSF_READ_PAUSED = 0x200;      // do not read: what was read has not gone on yet
+constexpr uint32_t NSF_MORE_FOLLOWS = 0x400;     // output is certain to follow: fill up segments
 constexpr uint32_t MGF_HEADERS_SENT = 0x100000;  // the chunked response's headers are written
 constexpr uint32_t MGF_UNNAMED = 0x200000;       // cleared with the other request flags
 constexpr uint32_t MGF_CGI_PEER = 0x400000;      // the pipe to a CGI child

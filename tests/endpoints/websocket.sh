@@ -9,13 +9,10 @@ packages=$BUILD_DIR/npm
 serve "$ECHO_SERVER" "$root"
 echo_url=$url
 serve_files
-NODE_PATH=$packages/node_modules node - "$echo_url" "$url" <<'END'
+NODE_PATH=$packages/node_modules timeout 120 node - "$echo_url" "$url" <<'END'
 const WebSocket = require('ws');
 const assert = require('assert');
-const once = (socket, name) => new Promise((resolve, reject) => {
-  socket.once(name, (...values) => resolve(values));
-  socket.once('error', reject);
-});
+const { once } = require('events');
 async function open(url) {
   const socket = new WebSocket(url.replace('http', 'ws') + '/', {perMessageDeflate: true});
   await once(socket, 'open');
@@ -42,8 +39,9 @@ async function close(socket) {
   socket.ping('between');
   socket.send('two, ', {fin: false});
   socket.send('three', {fin: true});
-  assert.equal((await once(socket, 'pong'))[0].toString(), 'between');
-  assert.equal((await once(socket, 'message'))[0].toString(), 'one, two, three');
+  const [[pong], [message]] = await Promise.all([once(socket, 'pong'), once(socket, 'message')]);
+  assert.equal(pong.toString(), 'between');
+  assert.equal(message.toString(), 'one, two, three');
   await close(socket);
 
   // Without a handler: data is dropped, PING and CLOSE are answered.
