@@ -26,6 +26,7 @@ constexpr sim_area_t AREAS[] = {
     {sim_auth_reset,  {{"accounts", sim_auth_accounts_parse}}                                 },
     {sim_ports_reset, {{"ports", sim_ports_ports_parse}, {"link_up", sim_ports_link_up_parse}}},
     {sim_vlan_reset,  {{"vlan_max", sim_vlan_vlan_max_parse}}                                 },
+    {sim_flash_reset, {}                                                                      },
 };
 // clang-format on
 

@@ -13,6 +13,7 @@ void sim_call_reset();
 void sim_auth_reset();
 void sim_ports_reset();
 void sim_vlan_reset();
+void sim_flash_reset();
 
 // ...and the keys it takes from a profile.
 bool sim_call_rpc_delay_parse(const sim_json_t& json);
