@@ -1,0 +1,158 @@
+#include "switchsim/sim_cli.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <limits>
+
+namespace
+{
+bool plain(unsigned char c)
+{
+  return c > ' ' && c < 0x7f && c != '"' && c != '\\';
+}
+
+// Takes an escape, at its backslash, off the line.
+bool escape_take(const std::string& line, size_t& at, std::string& text)
+{
+  const std::string escape = line.substr(at, 4);
+  if (escape.size() >= 2 && (escape[1] == '"' || escape[1] == '\\')) {
+    text += escape[1];
+    at += 2;
+    return true;
+  }
+  if (escape.size() < 4 || escape[1] != 'x' ||
+      isxdigit(static_cast<unsigned char>(escape[2])) == 0 ||
+      isxdigit(static_cast<unsigned char>(escape[3])) == 0) {
+    return false;
+  }
+  const unsigned long code = std::stoul(escape.substr(2), nullptr, 16);
+  text += static_cast<char>(static_cast<unsigned char>(code));
+  at += 4;
+  return code != 0;
+}
+
+bool quoted_take(const std::string& line, size_t& at, std::string& text)
+{
+  for (at++; at < line.size() && line[at] != '"';) {
+    if (line[at] != '\\') {
+      text += line[at++];
+    } else if (!escape_take(line, at, text)) {
+      return false;
+    }
+  }
+  return at++ < line.size() && (at == line.size() || isspace(static_cast<unsigned char>(line[at])));
+}
+
+bool number_read(const std::string& text, uint64_t max, uint64_t& number)
+{
+  number = 0;
+  for (const char c : text) {
+    const uint64_t digit = static_cast<uint64_t>(c) - '0';
+    if (digit > 9 || number > (max - digit) / 10) {
+      return false;
+    }
+    number = number * 10 + digit;
+  }
+  return !text.empty();
+}
+
+// The position of a word among "{one|two|...}"; false when it is none of them.
+bool choice_find(std::string choices, const std::string& word, uint64_t& position)
+{
+  choices = choices.substr(1, choices.size() - 2) + "|";
+  for (position = 0; !choices.empty(); position++) {
+    const size_t end = choices.find('|');
+    if (choices.compare(0, end, word) == 0) {
+      return true;
+    }
+    choices.erase(0, end + 1);
+  }
+  return false;
+}
+
+bool field_match(const std::string& field, const sim_cli_word_t& word, sim_cli_arg_t& arg)
+{
+  arg = {0, word.text};
+  if (field == "{t}") {
+    return true;
+  }
+  if (field == "{n}") {
+    return !word.quoted && number_read(word.text, std::numeric_limits<uint32_t>::max(), arg.number);
+  }
+  if (field == "{l}") {
+    return !word.quoted && number_read(word.text, std::numeric_limits<uint64_t>::max(), arg.number);
+  }
+  return !word.quoted && choice_find(field, word.text, arg.number);
+}
+}  // namespace
+
+void sim_cli_word(std::string& line, const std::string& text)
+{
+  if (!text.empty() && text[0] != '!' && text[0] != '#' &&
+      std::all_of(text.begin(), text.end(), plain)) {
+    line += text;
+    return;
+  }
+  line += '"';
+  for (const char c : text) {
+    char escape[sizeof "\\xHH"];
+    if (c == '"' || c == '\\') {
+      line += '\\';
+      line += c;
+    } else if (c == ' ' || plain(static_cast<unsigned char>(c))) {
+      line += c;
+    } else {
+      snprintf(escape, sizeof escape, "\\x%02x",
+               static_cast<unsigned>(static_cast<unsigned char>(c)));
+      line += escape;
+    }
+  }
+  line += '"';
+}
+
+bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words)
+{
+  words.clear();
+  for (size_t at = 0; at < line.size();) {
+    if (isspace(static_cast<unsigned char>(line[at])) != 0) {
+      at++;
+    } else if (words.empty() && (line[at] == '!' || line[at] == '#')) {
+      return true;
+    } else if (line[at] == '"') {
+      words.push_back({"", true});
+      if (!quoted_take(line, at, words.back().text)) {
+        return false;
+      }
+    } else {
+      const size_t start = at;
+      while (at < line.size() && isspace(static_cast<unsigned char>(line[at])) == 0) {
+        at++;
+      }
+      words.push_back({line.substr(start, at - start), false});
+    }
+  }
+  return true;
+}
+
+bool sim_cli_match(const char* pattern, const std::vector<sim_cli_word_t>& words,
+                   sim_cli_args_t& args)
+{
+  std::vector<sim_cli_word_t> fields;
+  sim_cli_split(pattern, fields);
+  if (fields.size() != words.size()) {
+    return false;
+  }
+  args.clear();
+  for (size_t i = 0; i < fields.size(); i++) {
+    if (fields[i].text[0] == '{') {
+      args.emplace_back();
+      if (!field_match(fields[i].text, words[i], args.back())) {
+        return false;
+      }
+    } else if (words[i].quoted || fields[i].text != words[i].text) {
+      return false;
+    }
+  }
+  return true;
+}
