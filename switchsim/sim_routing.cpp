@@ -55,17 +55,6 @@ open_error_t mode_get(OPEN_AF_t family, OPEN_CONTROL_t& mode)
   return current == nullptr ? OPEN_E_PARAM : sim_give(mode, *current);
 }
 
-open_error_t mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
-{
-  OPEN_CONTROL_t* current = mode_of(family);
-  if (current == nullptr || !control_valid(mode)) {
-    return OPEN_E_PARAM;
-  }
-  *current = mode;
-  sim_config_changed();
-  return OPEN_E_NONE;
-}
-
 // ---- interfaces ----
 
 bool routes(const rtr_if_t& rtr)
@@ -91,59 +80,6 @@ open_error_t rtr_configure(uint32_t number, rtr_if_t*& rtr)
     return OPEN_E_UNAVAIL;
   }
   rtr = &rtr_ifs[number];
-  return OPEN_E_NONE;
-}
-
-open_error_t intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
-{
-  rtr_if_t* rtr = nullptr;
-  const open_error_t result = rtr_configure(number, rtr);
-  if (result != OPEN_E_NONE) {
-    return result;
-  }
-  if (!control_valid(mode)) {
-    return OPEN_E_PARAM;
-  }
-  rtr->routing = mode == OPEN_ENABLE;
-  if (!routes(*rtr)) {
-    sim_bgp_interface_removed(number);
-  }
-  sim_config_changed();
-  return OPEN_E_NONE;
-}
-
-open_error_t vlan_intf_create(uint32_t vlan)
-{
-  if (!sim_vlan_exists(vlan)) {
-    return OPEN_E_NOT_FOUND;
-  }
-  if (sim_routing_vlan_interface(vlan) != 0) {
-    return OPEN_E_EXISTS;
-  }
-  const sim_numbering_t& numbers = sim_numbering();
-  uint32_t number = numbers.vlan_first;
-  while (sim_if_find(number) != nullptr) {
-    number++;
-  }
-  if (number >= numbers.vlan_first + numbers.vlan_max) {
-    return OPEN_E_FULL;
-  }
-  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan" + std::to_string(vlan));
-  rtr_ifs[number].vlan = vlan;
-  sim_config_changed();
-  return OPEN_E_NONE;
-}
-
-open_error_t vlan_intf_delete(uint32_t vlan)
-{
-  const uint32_t number = sim_routing_vlan_interface(vlan);
-  if (number == 0) {
-    return OPEN_E_NOT_FOUND;
-  }
-  sim_bgp_interface_removed(number);
-  rtr_ifs.erase(number);
-  sim_if_remove(number);
-  sim_config_changed();
   return OPEN_E_NONE;
 }
 
@@ -360,15 +296,7 @@ open_error_t ipv6_remove(uint32_t number, rtr_if_t& rtr, open_inet_pfx_t pfx, bo
   return address_remove(rtr.ipv6, 0, pfx);
 }
 
-struct address_change_t {
-  bool add;
-  OPEN_AF_t family;
-  OPEN_INTF_IP_ADDR_TYPE_t type;
-  open_inet_pfx_t pfx;
-  OPEN_CONTROL_t ext_arg;
-};
-
-open_error_t rtr_change(uint32_t number, rtr_if_t& rtr, const address_change_t& change)
+open_error_t rtr_change(uint32_t number, rtr_if_t& rtr, const sim_address_change_t& change)
 {
   const bool eui64 = change.ext_arg == OPEN_ENABLE;
   const bool ipv6 = change.family == OPEN_AF_INET6;
@@ -389,23 +317,6 @@ open_error_t rtr_change(uint32_t number, rtr_if_t& rtr, const address_change_t& 
       return ipv6 ? dhcp_set(rtr.dhcp_ipv6, change.add) : dhcp_ipv4_set(rtr, change.add);
   }
   return OPEN_E_PARAM;
-}
-
-open_error_t address_change(uint32_t number, const address_change_t& change)
-{
-  rtr_if_t* rtr = nullptr;
-  open_error_t result = rtr_configure(number, rtr);
-  if (result != OPEN_E_NONE) {
-    return result;
-  }
-  if (mode_of(change.family) == nullptr || !control_valid(change.ext_arg)) {
-    return OPEN_E_PARAM;
-  }
-  result = rtr_change(number, *rtr, change);
-  if (result == OPEN_E_NONE) {
-    sim_config_changed();
-  }
-  return result;
 }
 
 // The address behind the one in the record, or the first one from there on.
@@ -449,6 +360,12 @@ open_error_t secondary_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& p
 }
 }  // namespace
 
+// A fault's number becomes the prefix length.
+bool sim_number_set(open_inet_pfx_t& address, const sim_fault_value_t& value)
+{
+  return sim_number_set(address.pfxLen, value);
+}
+
 void sim_routing_reset()
 {
   ipv4_mode = ipv6_mode = OPEN_DISABLE;
@@ -474,6 +391,87 @@ uint32_t sim_routing_interface_vlan(uint32_t number)
   return found == rtr_ifs.end() ? 0 : found->second.vlan;
 }
 
+open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
+{
+  OPEN_CONTROL_t* current = mode_of(family);
+  if (current == nullptr || !control_valid(mode)) {
+    return OPEN_E_PARAM;
+  }
+  *current = mode;
+  sim_config_changed();
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
+{
+  rtr_if_t* rtr = nullptr;
+  const open_error_t result = rtr_configure(number, rtr);
+  if (result != OPEN_E_NONE) {
+    return result;
+  }
+  if (!control_valid(mode)) {
+    return OPEN_E_PARAM;
+  }
+  rtr->routing = mode == OPEN_ENABLE;
+  if (!routes(*rtr)) {
+    sim_bgp_interface_removed(number);
+  }
+  sim_config_changed();
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_vlan_intf_create(uint32_t vlan)
+{
+  if (!sim_vlan_exists(vlan)) {
+    return OPEN_E_NOT_FOUND;
+  }
+  if (sim_routing_vlan_interface(vlan) != 0) {
+    return OPEN_E_EXISTS;
+  }
+  const sim_numbering_t& numbers = sim_numbering();
+  uint32_t number = numbers.vlan_first;
+  while (sim_if_find(number) != nullptr) {
+    number++;
+  }
+  if (number >= numbers.vlan_first + numbers.vlan_max) {
+    return OPEN_E_FULL;
+  }
+  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan));
+  rtr_ifs[number].vlan = vlan;
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_vlan_intf_delete(uint32_t vlan)
+{
+  const uint32_t number = sim_routing_vlan_interface(vlan);
+  if (number == 0) {
+    return OPEN_E_NOT_FOUND;
+  }
+  sim_bgp_interface_removed(number);
+  rtr_ifs.erase(number);
+  sim_if_remove(number);
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_address_change(uint32_t number, const sim_address_change_t& change)
+{
+  rtr_if_t* rtr = nullptr;
+  open_error_t result = rtr_configure(number, rtr);
+  if (result != OPEN_E_NONE) {
+    return result;
+  }
+  if (mode_of(change.family) == nullptr || !control_valid(change.ext_arg)) {
+    return OPEN_E_PARAM;
+  }
+  result = rtr_change(number, *rtr, change);
+  if (result == OPEN_E_NONE) {
+    sim_config_changed();
+  }
+  return result;
+}
+
 open_error_t rpcclt_openapiRtrAdminModeGet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
                                            OPEN_CONTROL_t* mode)
 {
@@ -484,26 +482,26 @@ open_error_t rpcclt_openapiRtrAdminModeGet(openapiClientHandle_t* client_handle,
 open_error_t rpcclt_openapiRtrAdminModeSet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
                                            OPEN_CONTROL_t mode)
 {
-  const auto work = [&] { return mode_set(family, mode); };
+  const auto work = [&] { return sim_routing_mode_set(family, mode); };
   return sim_call(__func__, client_handle, work, family, mode);
 }
 
 open_error_t rpcclt_openapiRtrIntfRtrAdminModeSet(openapiClientHandle_t* client_handle,
                                                   uint32_t ifNum, OPEN_CONTROL_t mode)
 {
-  const auto work = [&] { return intf_mode_set(ifNum, mode); };
+  const auto work = [&] { return sim_routing_intf_mode_set(ifNum, mode); };
   return sim_call(__func__, client_handle, work, ifNum, mode);
 }
 
 open_error_t rpcclt_openapiRtrVlanIntfCreate(openapiClientHandle_t* client_handle, uint32_t vlanId)
 {
-  const auto work = [&] { return vlan_intf_create(vlanId); };
+  const auto work = [&] { return sim_routing_vlan_intf_create(vlanId); };
   return sim_call(__func__, client_handle, work, vlanId);
 }
 
 open_error_t rpcclt_openapiRtrVlanIntfDelete(openapiClientHandle_t* client_handle, uint32_t vlanId)
 {
-  const auto work = [&] { return vlan_intf_delete(vlanId); };
+  const auto work = [&] { return sim_routing_vlan_intf_delete(vlanId); };
   return sim_call(__func__, client_handle, work, vlanId);
 }
 
@@ -568,8 +566,8 @@ open_error_t rpcclt_openapiRtrIntfIpAddrAdd(openapiClientHandle_t* client_handle
                                             uint32_t ifNum, OPEN_INTF_IP_ADDR_TYPE_t addrType,
                                             open_inet_pfx_t address, OPEN_CONTROL_t extArg)
 {
-  const address_change_t change = {true, family, addrType, address, extArg};
-  const auto work = [&] { return address_change(ifNum, change); };
+  const sim_address_change_t change = {true, family, addrType, address, extArg};
+  const auto work = [&] { return sim_routing_address_change(ifNum, change); };
   return sim_call(__func__, client_handle, work, family, ifNum, addrType, address, extArg);
 }
 
@@ -577,7 +575,7 @@ open_error_t rpcclt_openapiRtrIntfIpAddrDel(openapiClientHandle_t* client_handle
                                             uint32_t ifNum, OPEN_INTF_IP_ADDR_TYPE_t addrType,
                                             open_inet_pfx_t address, OPEN_CONTROL_t extArg)
 {
-  const address_change_t change = {false, family, addrType, address, extArg};
-  const auto work = [&] { return address_change(ifNum, change); };
+  const sim_address_change_t change = {false, family, addrType, address, extArg};
+  const auto work = [&] { return sim_routing_address_change(ifNum, change); };
   return sim_call(__func__, client_handle, work, family, ifNum, addrType, address, extArg);
 }
