@@ -46,30 +46,37 @@ bool quoted_take(const std::string& line, size_t& at, std::string& text)
 }
 
 // The position of a word among "{one|two|...}"; false when it is none of them.
-bool choice_find(std::string choices, const std::string& word, uint64_t& position)
+bool choice_find(std::string_view choices, const std::string& word, uint64_t& position)
 {
-  choices = choices.substr(1, choices.size() - 2) + "|";
-  for (position = 0; !choices.empty(); position++) {
+  choices = choices.substr(1, choices.size() - 2);
+  for (position = 0;; position++) {
     const size_t end = choices.find('|');
-    if (choices.compare(0, end, word) == 0) {
+    if (choices.substr(0, end) == word) {
       return true;
     }
-    choices.erase(0, end + 1);
+    if (end == std::string_view::npos) {
+      return false;
+    }
+    choices.remove_prefix(end + 1);
   }
-  return false;
 }
 
-bool field_match(const std::string& field, const sim_cli_word_t& word, sim_cli_arg_t& arg)
+// Whether a word is what a pattern's word asks for; a field is then added to args.
+bool word_match(std::string_view wanted, const sim_cli_word_t& word, sim_cli_args_t& args)
 {
-  arg = {0, word.text};
-  if (field == "{t}") {
+  if (wanted[0] != '{') {
+    return !word.quoted && wanted == word.text;
+  }
+  args.push_back({0, word.text});
+  uint64_t& number = args.back().number;
+  if (wanted == "{t}") {
     return true;
   }
-  if (field == "{n}") {
-    return !word.quoted && sim_cli_number_read(word.text, arg.number) &&
-           arg.number <= std::numeric_limits<uint32_t>::max();
+  if (wanted == "{n}") {
+    return !word.quoted && sim_cli_number_read(word.text, number) &&
+           number <= std::numeric_limits<uint32_t>::max();
   }
-  return !word.quoted && choice_find(field, word.text, arg.number);
+  return !word.quoted && choice_find(wanted, word.text, number);
 }
 }  // namespace
 
@@ -128,24 +135,16 @@ bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words)
   return true;
 }
 
-bool sim_cli_match(const char* pattern, const std::vector<sim_cli_word_t>& words,
+bool sim_cli_match(std::string_view pattern, const std::vector<sim_cli_word_t>& words,
                    sim_cli_args_t& args)
 {
-  std::vector<sim_cli_word_t> fields;
-  sim_cli_split(pattern, fields);
-  if (fields.size() != words.size()) {
-    return false;
-  }
   args.clear();
-  for (size_t i = 0; i < fields.size(); i++) {
-    if (fields[i].text[0] == '{') {
-      args.emplace_back();
-      if (!field_match(fields[i].text, words[i], args.back())) {
-        return false;
-      }
-    } else if (words[i].quoted || fields[i].text != words[i].text) {
+  for (const sim_cli_word_t& word : words) {
+    const std::string_view wanted = pattern.substr(0, pattern.find(' '));
+    pattern.remove_prefix(std::min(wanted.size() + 1, pattern.size()));
+    if (wanted.empty() || !word_match(wanted, word, args)) {
       return false;
     }
   }
-  return true;
+  return pattern.empty();
 }

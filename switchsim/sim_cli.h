@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -98,17 +99,18 @@ void sim_cli_line(std::string& script, const First& first, const Words&... words
 
 // ---- reading ----
 
-// Splits a line into words; false when a quote is not closed or an escape is none. Empty lines and
-// those that begin with "!" or "#" have no words.
 struct sim_cli_word_t {
   std::string text;
   bool quoted;  // such a word is never one of the pattern's own
 };
+
+// Splits a line into words; false when a quote is not closed or an escape is none. Empty lines and
+// those that begin with "!" or "#" have no words.
 bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words);
 
 // Reads decimal digits and nothing else.
 bool sim_cli_number_read(const std::string& text, uint64_t& number);
 
 // Whether the words are what the pattern asks for; the fields are then in args.
-bool sim_cli_match(const char* pattern, const std::vector<sim_cli_word_t>& words,
+bool sim_cli_match(std::string_view pattern, const std::vector<sim_cli_word_t>& words,
                    sim_cli_args_t& args);

@@ -10,6 +10,7 @@
 #include "switchsim/sim_state.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/local_engine.h"
+#include "tests/support/temp_folder.h"
 
 static const char GOT[] = "Get data successfully.";
 static const char LISTED[] = "Get script file list successfully.";
@@ -34,7 +35,7 @@ static bool unsaved()
   return sim_config_unsaved();
 }
 
-static void apply(int line, const std::string& text)
+static void apply_script(int line, const std::string& text)
 {
   put_script("test.scr", text);
   expect_answer(line, "POST", "/script/apply?scr=test.scr", 0, APPLIED, "{}");
@@ -106,13 +107,13 @@ TEST(Script, ChecksEachCallAndSurvivesAnySwitch)
 TEST(Cli, CommandsChangeWhatRequestsShow)
 {
   engine_reset();
-  apply(__LINE__,
-        "! users begin a line with either\n# mark\n\n"
-        "hostname core1\nvlan 10\nvlan 10\n  vlan  10 name \"two words\" \r\n"
-        "interface 3 description \"say \\\"hi\\\" \\\\ \\x41\"\ninterface 3 admin disable\n"
-        "interface 4 switchport mode access\ninterface 4 switchport access vlan 10\n"
-        "logging host 10.0.0.1\nlogging host 10.0.0.1 port 1514\nssh protocol both\n"
-        "interface 5 mac-locking static 0001.0203.0405 vlan 10 sticky");
+  apply_script(__LINE__,
+               "! users begin a line with either\n# mark\n\n"
+               "hostname core1\nvlan 10\nvlan 10\n  vlan  10 name \"two words\" \r\n"
+               "interface 3 description \"say \\\"hi\\\" \\\\ \\x41\"\ninterface 3 admin disable\n"
+               "interface 4 switchport mode access\ninterface 4 switchport access vlan 10\n"
+               "logging host 10.0.0.1\nlogging host 10.0.0.1 port 1514\nssh protocol both\n"
+               "interface 5 mac-locking static 0001.0203.0405 vlan 10 sticky");
   expect_answers({
       api_case(__LINE__, "GET", "/system", 0, GOT,
                R"({"infomation":{"hostname":"core1","serial_timeout":5,
@@ -177,6 +178,18 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
   }
   std::string saved;
   EXPECT_FALSE(sim_flash_read(SIM_STARTUP_CONFIG, saved));
+}
+
+// The example that the description of the commands ends with.
+TEST(Cli, TheDocumentedExampleRuns)
+{
+  engine_reset();
+  const std::string manual = file_text(std::string(getenv("SOURCE_DIR")) + "/docs/cli.md");
+  const size_t start = manual.rfind("```\n", manual.rfind("```") - 1) + 4;
+  apply_script(__LINE__, manual.substr(start, manual.rfind("```") - start));
+  EXPECT_NE(api_request("GET", "/if/5", "xml").body.find(">Lobby, wall socket 3<"),
+            std::string::npos);
+  EXPECT_NE(api_request("GET", "/if/226", "xml").body.find("10.10.0.1"), std::string::npos);
 }
 
 // --- the running configuration ---
@@ -339,22 +352,22 @@ TEST(Config, TheRunningConfigurationMakesAFreshSwitchTheSame)
   const std::string script = running_config();
 
   engine_reset(profile);
-  apply(__LINE__, script);
+  apply_script(__LINE__, script);
   expect_same(all_answers(), changed);
   EXPECT_EQ(running_config(), script);
-  apply(__LINE__, script);  // on the switch that it came from
+  apply_script(__LINE__, script);  // on the switch that it came from
   EXPECT_EQ(running_config(), script);
 
   // and on a switch with other VLANs and groups; of what was delivered nothing is left
   engine_reset(R"({"vlans": 5, "lags": []})");
-  apply(__LINE__, script);
+  apply_script(__LINE__, script);
   expect_same(all_answers(), changed);
 
   engine_reset(profile);
   expect_same(all_answers(), fresh);
   const std::string delivered = running_config();
   change_everything();
-  apply(__LINE__, delivered);
+  apply_script(__LINE__, delivered);
   expect_same(all_answers(), fresh);
 }
 
@@ -388,9 +401,9 @@ static void reload(int line, const char* mode)
 TEST(Reload, UnsavedChangesAreLostAndTheSessionGoesOn)
 {
   engine_reset(R"({"fans": [], "vlans": [{"id": 7}]})");
-  apply(__LINE__, "hostname saved\nno vlan 7\nwrite memory\n");
+  apply_script(__LINE__, "hostname saved\nno vlan 7\nwrite memory\n");
   EXPECT_FALSE(unsaved());
-  apply(__LINE__, "hostname unsaved\nvlan 8\n");
+  apply_script(__LINE__, "hostname unsaved\nvlan 8\n");
   EXPECT_TRUE(unsaved());
 
   reload(__LINE__, "1");
