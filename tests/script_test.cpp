@@ -350,6 +350,11 @@ TEST(Config, TheRunningConfigurationMakesAFreshSwitchTheSame)
   change_everything();
   const std::vector<std::string> changed = all_answers();
   const std::string script = running_config();
+  // what no request shows
+  for (const char* line : {"interface 228 ip dhcp", "bgp network 10.0.0.0 8 route-map rm1",
+                           "bgp redistribute ipv4 ospf match 1 metric 5 enable route-map \"\"",
+                           "interface 4 switchport trunk replace 10,20,100,101,102"})
+    EXPECT_NE(script.find(std::string("\n") + line + "\n"), std::string::npos) << line;
 
   engine_reset(profile);
   apply_script(__LINE__, script);
