@@ -28,7 +28,10 @@ constexpr sim_area_t AREAS[] = {
     {sim_ports_reset, {{"ports", sim_ports_ports_parse},
                        {"link_up", sim_ports_link_up_parse}}},
     {sim_vlan_reset, {{"vlan_max", sim_vlan_vlan_max_parse}}},
-    {sim_flash_reset, {{"scripts", sim_script_scripts_parse}}},
+    {sim_flash_reset, {{"flash", sim_flash_folder_parse},
+                       {"flash_size", sim_flash_size_parse},
+                       {"scripts", sim_script_scripts_parse}}},
+    {sim_transfer_reset, {{"transfer_stall_s", sim_transfer_stall_parse}}},
     {sim_system_reset, {}},
     {sim_logging_reset, {}},
     {sim_ssh_reset, {}},
@@ -89,5 +92,6 @@ std::string sim_areas_reset(const std::string& profile)
     areas_reset({});
   }
   sim_config_deliver();
+  sim_config_load();
   return error;
 }
