@@ -39,7 +39,7 @@ constexpr uint64_t TEXT_SIZE_MAX = 8u << 20;
 constexpr uint32_t STALL_S_DEFAULT = 30;
 constexpr uint32_t STALL_S_MAX = 3600;
 constexpr long REDIRECTS_MAX = 5;
-constexpr size_t COPY_SIZE = 65536;
+constexpr long BUFFER_SIZE = 65536;
 // The longest that a call which asks whether a transfer runs waits for its end.
 constexpr std::chrono::milliseconds PROGRESS_WAIT(100);
 
@@ -193,6 +193,7 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
   set(CURLOPT_SSL_VERIFYPEER, 0L);
   set(CURLOPT_SSL_VERIFYHOST, 0L);
   set(CURLOPT_SSH_AUTH_TYPES, PASSWORDS);
+  set(CURLOPT_BUFFERSIZE, BUFFER_SIZE);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_CONNECTTIMEOUT, t.stall_s);
   set(CURLOPT_SERVER_RESPONSE_TIMEOUT, t.stall_s);
@@ -238,7 +239,7 @@ std::string remote_run(transfer_t& t)
 
 std::string local_run(transfer_t& t)
 {
-  std::vector<char> bytes(COPY_SIZE);
+  std::vector<char> bytes(BUFFER_SIZE);
   for (;;) {
     const size_t length = fread(bytes.data(), 1, bytes.size(), t.source.get());
     if (length == 0 || t.cut) {
