@@ -178,6 +178,11 @@ RC_t convert_ip_string_to_inet_addr(openapiClientHandle_t* client_handle, const 
                                                                                     : RC_FALSE;
 }
 
+uint32_t rest_ipv4_member(const open_inet_addr_t& address)
+{
+  return address.family == OPEN_AF_INET6 ? ntohl(address.addr.ipv6.u.addr32[0]) : address.addr.ipv4;
+}
+
 uint32_t rest_ipv4_mask(uint32_t prefix_length)
 {
   if (prefix_length == 0)

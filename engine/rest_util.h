@@ -79,6 +79,10 @@ RC_t convert_ipv6_with_in6_addr_to_ip_string(const open_in6_addr_t* addr, char* 
 // Dotted decimal of an address in host byte order into out_ipStr (40 bytes).
 RC_t convert_ipv4_with_uint32_to_ip_string(uint32_t addr, char* out_ipStr);
 
+// The IPv4 address in host byte order; of an IPv6 address its first four bytes, read as the
+// switch's own processor does (the highest first).
+uint32_t rest_ipv4_member(const open_inet_addr_t& address);
+
 // The mask with the top prefix_length bits set, in host byte order: 0 for 0, all ones from 32 on.
 uint32_t rest_ipv4_mask(uint32_t prefix_length);
 

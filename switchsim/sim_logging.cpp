@@ -91,6 +91,13 @@ bool host_ok(const std::string& host)
            std::any_of(host.begin(), host.end(), letter)));
 }
 
+// The host in a descriptor; one without its terminating zero may be cut, and is none.
+std::string host_text(const open_buffdesc* desc)
+{
+  const std::string host = sim_text(desc);
+  return host.size() < desc->size ? host : "";
+}
+
 std::vector<host_t>::iterator host_find(const std::string& address)
 {
   return std::find_if(settings.hosts.begin(), settings.hosts.end(),
@@ -220,7 +227,7 @@ open_error_t host_call(const char* name, const openapiClientHandle_t* handle, op
                        Arg arg, Work work)
 {
   return sim_call(
-      name, handle, [&] { return host_with(sim_text(host), work); }, host, arg);
+      name, handle, [&] { return host_with(host_text(host), work); }, host, arg);
 }
 }  // namespace
 
@@ -311,14 +318,14 @@ open_error_t rpcclt_openapiLoggingHostIpAddrNextGet(openapiClientHandle_t* clien
 
 open_error_t rpcclt_openapiLoggingHostAdd(openapiClientHandle_t* client_handle, open_buffdesc* host)
 {
-  const auto work = [&] { return host_add(sim_text(host)); };
+  const auto work = [&] { return host_add(host_text(host)); };
   return sim_call(__func__, client_handle, work, host);
 }
 
 open_error_t rpcclt_openapiLoggingHostRemove(openapiClientHandle_t* client_handle,
                                              open_buffdesc* host)
 {
-  const auto work = [&] { return host_remove(sim_text(host)); };
+  const auto work = [&] { return host_remove(host_text(host)); };
   return sim_call(__func__, client_handle, work, host);
 }
 

@@ -13,8 +13,10 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 engine_process::engine_process(const std::string& profile,
                                const std::map<std::string, std::string>& environment)
@@ -36,9 +38,16 @@ engine_process::engine_process(const std::string& profile,
     setenv("SWITCHSIM_PROFILE", "profile.json", 1);
   for (const auto& [name, value] : environment)
     setenv(name.c_str(), value.c_str(), 1);
-  const char* engine = getenv("ENGINE");
-  if (engine && chdir(folder.path.c_str()) == 0)
-    execl(engine, engine, static_cast<char*>(nullptr));
+  // On another processor than the engine's, an emulator runs it.
+  const char* emulator = getenv("EMULATOR");
+  std::istringstream command(std::string(emulator ? emulator : "") + " " + getenv("ENGINE"));
+  std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
+  std::vector<char*> arguments;
+  for (std::string& word : words)
+    arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  if (chdir(folder.path.c_str()) == 0)
+    execvp(arguments[0], arguments.data());
   _exit(127);
 }
 
@@ -90,18 +99,17 @@ static std::map<int, unsigned> process_ports(pid_t pid)
 // Until then it is a copy of the test process, with whatever that listens on.
 static bool process_is_engine(pid_t pid)
 {
-  std::error_code error;
-  const std::filesystem::path program =
-      std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", error);
-  return std::filesystem::equivalent(program, getenv("ENGINE"), error);
+  return file_text("/proc/" + std::to_string(pid) + "/cmdline").find(getenv("ENGINE")) !=
+         std::string::npos;
 }
 
 bool engine_process_wait_listening(engine_process& engine)
 {
   auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (std::chrono::steady_clock::now() < limit) {
+    const bool started = process_is_engine(engine.pid);
     std::map<int, unsigned> ports = process_ports(engine.pid);
-    if (ports.size() == 2 && process_is_engine(engine.pid)) {
+    if (started && ports.size() == 2) {
       // Plain HTTP is opened first, so its socket has the lower descriptor.
       engine.url = "http://127.0.0.1:" + std::to_string(ports.begin()->second);
       engine.tls_url = "https://127.0.0.1:" + std::to_string(ports.rbegin()->second);
