@@ -1,7 +1,10 @@
 // The BGP module and the switch's BGP behind it, over sockets.
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <string.h>
+
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -44,21 +47,52 @@ TEST(Bgp, UnservedPathsAreBadRequests)
 {
   engine_reset();
   const std::string long_name(256, 'x');
-  expect_code(
-      __LINE__, 902,
-      {"GET /bgp/", "GET /bgp/holdTime", "PUT /bgp", "PUT /bgp/holdTime/?value=9",
-       "POST /bgp/ipv4/neighbor/", "POST /bgp/ipv4/neighbor/10.0.0.1/?asn=1",
-       "POST /bgp/ipv4/neighbor/10.0.0.1/scope/1?asn=1", "POST /bgp/ipv6/neighbor/fe80::9?asn=1",
-       "POST /bgp/ipv6/neighbor/fe80::9/scope/x?asn=1", "GET /bgp/ipv6/neighbor/fe80::9/scope/",
-       "PUT /bgp/ipv4/neighbor/10.0.0.1/activat?value=1",
-       "PUT /bgp/ipv4/neighbor/10.0.0.1/activatee?value=1",
-       "PUT /bgp/ipv4/neighbor/10.0.0.1/nextHopSelf?value=1",
-       "PUT /bgp/ipv6/neighbor/fe80::9/scope/7/updateSource/1",
-       "DELETE /bgp/ipv4/neighbor/10.0.0.1", "DELETE /bgp/ipv4/redistribution/",
-       "POST /bgp/ipv4/redistribution/" + long_name});
+  expect_code(__LINE__, 902,
+              "GET /bgp/|GET /bgp/holdTime|PUT /bgp|PUT /bgp/holdTime/?value=9|"
+              "POST /bgp/ipv4/neighbor/|POST /bgp/ipv4/neighbor/10.0.0.1/?asn=1|"
+              "POST /bgp/ipv4/neighbor/10.0.0.1/scope/1?asn=1|"
+              "POST /bgp/ipv6/neighbor/fe80::9?asn=1|POST /bgp/ipv6/neighbor/fe80::9/scope/x?asn=1|"
+              "GET /bgp/ipv6/neighbor/fe80::9/scope/|"
+              "PUT /bgp/ipv4/neighbor/10.0.0.1/activat?value=1|"
+              "PUT /bgp/ipv4/neighbor/10.0.0.1/activatee?value=1|"
+              "PUT /bgp/ipv4/neighbor/10.0.0.1/nextHopSelf?value=1|"
+              "PUT /bgp/ipv6/neighbor/fe80::9/scope/7/updateSource/1|"
+              "DELETE /bgp/ipv4/neighbor/10.0.0.1|DELETE /bgp/ipv4/redistribution/|"
+              "POST /bgp/ipv4/redistribution/" +
+                  long_name);
 }
 
 // ---- the switch as a speaker ----
+
+static std::vector<std::string> words(const char* text)
+{
+  std::istringstream list(text);
+  return {std::istream_iterator<std::string>(list), {}};
+}
+
+// Values that are taken, that are refused without a call of the setter, and that the switch
+// refuses.
+static void check_global(int line, const char* name, const char* message, const char* setter,
+                         const char* taken, const char* refused_here, const char* refused_there)
+{
+  const std::string path = std::string("/bgp/") + name;
+  const std::string query = path + "?value=";
+  expect_code(line, 99, "PUT " + path + "|PUT " + query);
+  EXPECT_TRUE(api_calls("PUT", query).empty());
+  for (const std::string& value : words(taken))
+    expect_answer(line, "PUT", query + value, 0,
+                  std::string("Update ") + message + " successfully.");
+  for (const std::string& value : words(refused_here)) {
+    expect_open_error(line, "PUT", query + value);
+    for (const std::string& call : api_calls("PUT", query + value))
+      EXPECT_EQ(call.find(setter), std::string::npos) << call;
+  }
+  for (const std::string& value : words(refused_there))
+    expect_switch_results({
+        {line, "PUT", query + value, -22}
+    });
+  expect_each_call_checked(line, "PUT", query + words(taken).back(), {"rpcclt_openapiInetAddrGet"});
+}
 
 TEST(Bgp, GlobalsHaveTheirRanges)
 {
@@ -67,64 +101,18 @@ TEST(Bgp, GlobalsHaveTheirRanges)
                 R"({"infomation":{"hold_time":90,"keep_alive_time":30,"local_AS_number":0,
                 "local_router_id":"0.0.0.0","local_preference":100,
                 "log_neighbor_changes":"Disable"}})");
-  const char NO_CALL[] = "";
-  const struct {
-    int line;
-    const char* name;
-    const char* message;
-    const char* setter;
-    std::initializer_list<const char*> taken;
-    std::initializer_list<const char*> refused_here;   // before the switch is asked to set it
-    std::initializer_list<const char*> refused_there;  // by the switch
-  } cases[] = {
-      {__LINE__,
-       "holdTime",           "Update hold time for all peers successfully.",
-       "rpcclt_openapiBgpGlobalHoldTimeConfiguredSet(",  {"0", "3", "65535", "180x", "180"},
-       {NO_CALL},
-       {"1", "2", "65536", "-1"}            },
-      {__LINE__,
-       "keepAliveTime",      "Update keep alive time for all peers successfully.",
-       "rpcclt_openapiBgpGlobalKeepAliveConfiguredSet(", {"0", "65535", "x", "60"},
-       {NO_CALL},
-       {"65536", "-1"}                      },
-      {__LINE__,
-       "localAS",            "Update local Autonomous System (AS) number successfully.",
-       "rpcclt_openapiBgpLocalASSet(",                   {"1", "2147483647", "9999999999", "65001"},
-       {NO_CALL},
-       {"0", "-1", "x"}                     },
-      {__LINE__,
-       "routerId",           "Update BGP router ID successfully.",
-       "rpcclt_openapiBgpLocalIdSet(",                   {"223.255.255.255", "10.20.30.40"},
-       {NO_CALL, "300.1.1.1", "1.2.3", "x"},
-       {"0.0.0.0", "127.0.0.1", "224.0.0.1"}},
-      {__LINE__,
-       "localPref",          "Update the value of local preference attribute successfully.",
-       "rpcclt_openapiBgpLocalPrefSet(",                 {"0", "4294967295", "250"},
-       {NO_CALL, "4294967296", "-1", "12a"},
-       {}                                   },
-      {__LINE__,
-       "logNeighborChanges", "Update the log neighbor changes parameter successfully.",
-       "rpcclt_openapiBgpLogNeighborChangesSet(",        {"0", "x", "-1", "5"},
-       {NO_CALL},
-       {}                                   },
-  };
-  for (const auto& c : cases) {
-    const std::string path = std::string("/bgp/") + c.name;
-    expect_open_error(c.line, "PUT", path);
-    for (const char* value : c.taken)
-      expect_answer(c.line, "PUT", path + "?value=" + value, 0, c.message);
-    for (const char* value : c.refused_here) {
-      expect_open_error(c.line, "PUT", path + "?value=" + value);
-      for (const std::string& call : api_calls("PUT", path + "?value=" + value))
-        EXPECT_EQ(call.find(c.setter), std::string::npos) << call;
-    }
-    for (const char* value : c.refused_there)
-      expect_switch_results({
-          {c.line, "PUT", path + "?value=" + value, -22}
-      });
-    const char* last = *(c.taken.end() - 1);
-    expect_each_call_checked(c.line, "PUT", path + "?value=" + last, {"rpcclt_openapiInetAddrGet"});
-  }
+  check_global(__LINE__, "holdTime", "hold time for all peers", "BgpGlobalHoldTimeConfiguredSet",
+               "0 3 65535 180x 180", "", "1 2 65536 -1");
+  check_global(__LINE__, "keepAliveTime", "keep alive time for all peers",
+               "BgpGlobalKeepAliveConfiguredSet", "0 65535 x 60", "", "65536 -1");
+  check_global(__LINE__, "localAS", "local Autonomous System (AS) number", "BgpLocalASSet",
+               "1 2147483647 9999999999 65001", "", "0 -1 x");
+  check_global(__LINE__, "routerId", "BGP router ID", "BgpLocalIdSet",
+               "223.255.255.255 10.20.30.40", "300.1.1.1 1.2.3 x", "0.0.0.0 127.0.0.1 224.0.0.1");
+  check_global(__LINE__, "localPref", "the value of local preference attribute", "BgpLocalPrefSet",
+               "0 4294967295 250", "4294967296 -1 12a", "");
+  check_global(__LINE__, "logNeighborChanges", "the log neighbor changes parameter",
+               "BgpLogNeighborChangesSet", "0 x -1 5", "", "");
   expect_xml_answer(__LINE__, "GET", "/bgp", 0, GOT_DATA,
                     "<infomation><hold_time>180</hold_time><keep_alive_time>60</keep_alive_time>"
                     "<local_AS_number>65001</local_AS_number><local_router_id>10.20.30.40"
@@ -154,16 +142,13 @@ TEST(Bgp, OriginatedNetworks)
   expect_answer(__LINE__, "POST", path + query + "&routeMap=" + name31, 0,
                 "Set BGP originated network (ip address: 10.1.2.0, prefix length: 24) "
                 "successfully.");
-  expect_code(
-      __LINE__, 99,
-      {"POST " + path + "?addr=10.1.2.0&pfxLen=24",
-       "POST " + path + "?addr=10.1.2.0&pfxLen=24&routeMap=",
-       "POST " + path + query + "&routeMap=" + name31 + "m",
-       "POST " + path + "?addr=10.1.2.0&routeMap=a",
-       "POST " + path + "?addr=10.1.2.0&pfxLen=&routeMap=a",
-       "POST " + path + "?pfxLen=24&routeMap=a", "POST " + path + "?addr=&pfxLen=24&routeMap=a",
-       "POST " + path + "?addr=10.1.2&pfxLen=24&routeMap=a", "DELETE " + path + "?addr=10.1.2.0",
-       "DELETE " + path + "?pfxLen=24", "DELETE " + path + "?addr=x&pfxLen=24"});
+  for (const char* refused :
+       {"POST ?addr=10.1.2.0&pfxLen=24", "POST ?pfxLen=24&routeMap=a",
+        "POST ?addr=10.1.2.0&pfxLen=24&routeMap=", "DELETE ?pfxLen=24",
+        "POST ?addr=10.1.2.0&routeMap=a", "DELETE ?addr=x&pfxLen=24",
+        "POST ?addr=10.1.2.0&pfxLen=&routeMap=a", "DELETE ?addr=10.1.2.0",
+        "POST ?addr=&pfxLen=24&routeMap=a", "POST ?addr=10.1.2&pfxLen=24&routeMap=a"})
+    expect_code(__LINE__, 99, std::string(refused).insert(strchr(refused, '?') - refused, path));
   EXPECT_TRUE(api_calls("POST", path + query + "&routeMap=" + name31 + "m").empty());
   expect_switch_results({
       {__LINE__, "POST",   path + query + "&routeMap=" + name31,           -24},
@@ -256,9 +241,8 @@ TEST(Bgp, NeighbourRequestsAreRefused)
     api_request("POST", f.path + "?asn=1", "json");
     const std::string bad =
         f.number == 1 ? "/bgp/ipv4/neighbor/10.0.0" : "/bgp/ipv6/neighbor/fe80::x/scope/7";
-    expect_code(
-        __LINE__, 99,
-        {"POST " + f.path, "POST " + f.path + "?asn=", "POST " + bad + "?asn=1", "GET " + bad});
+    expect_code(__LINE__, 99,
+                "POST " + f.path + "|POST " + f.path + "?asn=|POST " + bad + "?asn=1|GET " + bad);
     for (const char* update :
          {"/activate", "/activate?value=", "/activate?value=2", "/activate?value=-1",
           "/activate?value=1x", "/nextHopSelfMode",

@@ -64,45 +64,23 @@ TEST(Routes, UnservedPathsAreBadRequests)
 {
   reset();
   expect_code(__LINE__, 902,
-              {"GET /routing/",
-               "GET /routing/x",
-               "GET /routing/if/",
-               "GET /routing/if/5",
-               "GET /routing/vlanRtrIf/",
-               "GET /routing/vlanRtrIf/1/",
-               "GET /routing/vlanRtrIf/1x",
-               "GET /routing/ipv4/adminMode",
-               "POST /routing",
-               "POST /routing/if/5/ip/",
-               "POST /routing/if/5/ipx",
-               "POST /routing/if/x/ip",
-               "POST /routing/vlanRtrIf/",
-               "POST /routing/if/",
-               "PUT /routing/ipv4/adminMode/",
-               "PUT /routing/ipv5/adminMode",
-               "PUT /routing/if/x/adminMode",
-               "DELETE /routing",
-               "DELETE /routing/vlanRtrIf/x",
-               "DELETE /routing/if/5/ip/1"});
+              "GET /routing/|GET /routing/x|GET /routing/if/|GET /routing/if/5|"
+              "GET /routing/vlanRtrIf/|GET /routing/vlanRtrIf/1/|GET /routing/vlanRtrIf/1x|"
+              "GET /routing/ipv4/adminMode|POST /routing|POST /routing/if/5/ip/|"
+              "POST /routing/if/5/ipx|POST /routing/if/x/ip|POST /routing/vlanRtrIf/|"
+              "POST /routing/if/|PUT /routing/ipv4/adminMode/|PUT /routing/ipv5/adminMode|"
+              "PUT /routing/if/x/adminMode|DELETE /routing|DELETE /routing/vlanRtrIf/x|"
+              "DELETE /routing/if/5/ip/1");
 }
 
 TEST(Routes, AddressesAreServedWithoutTheLastSegment)
 {
   reset();
   make("POST", "/routing/vlanRtrIf?vlanId=10");
-  expect_answer(
-      __LINE__, "POST", "/routing/if/3" + address_query("0", "10.3.0.1", "24"), 0,
-      "Create Routing Interface IP address (address: 10.3.0.1, prefix length: 24) successfully.");
-  expect_answer(
-      __LINE__, "DELETE", "/routing/if/3/other" + address_query("0", "10.3.0.1", "24"), 0,
-      "Delete Routing Interface IP address (address: 10.3.0.1, prefix length: 24) successfully.");
-  expect_answer(__LINE__, "POST", "/routing/vlanRtrIf/1" + address_query("0", "10.4.0.1", "16"), 0,
-                "Create Routing Vlan Interface IP address (address: 10.4.0.1, prefix length: 16) "
-                "successfully.");
-  expect_answer(__LINE__, "DELETE", "/routing/vlanRtrIf/1/i" + address_query("0", "10.4.0.1", "16"),
-                0,
-                "Delete Routing Vlan Interface IP address (address: 10.4.0.1, prefix length: 16) "
-                "successfully.");
+  for (const char* method : {"POST", "DELETE"}) {
+    make(method, "/routing/if/3" + address_query("0", "10.3.0.1", "24"));
+    make(method, "/routing/vlanRtrIf/1/i" + address_query("0", "10.4.0.1", "16"));
+  }
 }
 
 // ---- modes ----
@@ -120,12 +98,12 @@ TEST(Modes, OfTheSwitchAndOfAPort)
                 R"({"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}})");
   expect_answer(__LINE__, "PUT", "/routing/ipv6/adminMode?value=1", 0, FOR_IPV6);
   expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=0", 0, FOR_IPV4);
-  expect_code(__LINE__, 99, {"PUT /routing/ipv4/adminMode", "PUT /routing/ipv4/adminMode?value="});
+  expect_code(__LINE__, 99, "PUT /routing/ipv4/adminMode|PUT /routing/ipv4/adminMode?value=");
   expect_answer(__LINE__, "PUT", "/routing/if/5/adminMode?value=1", 0, PORT);
   expect_code(__LINE__, 99,
-              {"PUT /routing/if/5/adminMode/x?value=1", "PUT /routing/if/5/adminMode/?value=1",
-               "PUT /routing/if/5/adminModes?value=1", "PUT /routing/if/5?value=1",
-               "PUT /routing/if/5/adminMode", "PUT /routing/if/5/adminMode?value="});
+              "PUT /routing/if/5/adminMode/x?value=1|PUT /routing/if/5/adminMode/?value=1|"
+              "PUT /routing/if/5/adminModes?value=1|PUT /routing/if/5?value=1|"
+              "PUT /routing/if/5/adminMode|PUT /routing/if/5/adminMode?value=");
   expect_xml_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
                     "<infomation><ipv4_admin_mode>disable</ipv4_admin_mode>"
                     "<ipv6_admin_mode>enable</ipv6_admin_mode></infomation>");
@@ -166,12 +144,11 @@ TEST(VlanInterfaces, AreCreatedListedAndDeleted)
                 "Create Vlan Routing Interface with VLAN 20 successfully.");
   expect_answer(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10", 0,
                 "Create Vlan Routing Interface with VLAN 10 successfully.");
-  expect_code(__LINE__, 98, {"POST /routing/vlanRtrIf?vlanId=10"});
+  expect_code(__LINE__, 98, "POST /routing/vlanRtrIf?vlanId=10");
   expect_code(
       __LINE__, 99,
-      {"POST /routing/vlanRtrIf", "POST /routing/vlanRtrIf?vlanId=", "DELETE /routing/vlanRtrIf",
-       "DELETE /routing/vlanRtrIf?vlanId=", "GET /routing/vlanRtrIf/3",
-       "GET /routing/vlanRtrIf/0"});
+      "POST /routing/vlanRtrIf|POST /routing/vlanRtrIf?vlanId=|DELETE /routing/vlanRtrIf|"
+      "DELETE /routing/vlanRtrIf?vlanId=|GET /routing/vlanRtrIf/3|GET /routing/vlanRtrIf/0");
   expect_answer(
       __LINE__, "GET", "/routing/vlanRtrIf/1", 0, GOT_DATA,
       R"({"vlan_routing_interface":{"logical_interface_id":1,"vlan_routing_interface_num":226,
@@ -549,71 +526,51 @@ TEST(Switch, TakesAddressesLikeASwitch)
 {
   reset();
   make("POST", "/routing/vlanRtrIf?vlanId=10");
-  make("POST", "/routing/if/9/ip" + address_query("0", "10.1.0.1", "16"));
-  make("POST", "/routing/if/9/ip" + address_query("3", "2001:db8:9::1", "48"));
-  const auto at = [](const char* intf, const char* type, const char* address, const char* length,
-                     const char* ext_arg = "0") {
-    return std::string("/routing/") + intf + "/ip" + address_query(type, address, length, ext_arg);
-  };
-  expect_switch_results({
-  // none of a host
-      {__LINE__,         "POST",   at("if/1",                 "0",   "0.0.0.0",               "8"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "127.0.0.1",             "8"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "224.0.0.5",             "24"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "255.255.255.255",       "32"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.2.0.0",              "24"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.2.0.255",            "24"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "3",   "::",                    "64"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "3",   "::1",                   "128"),-22},
-      {__LINE__,         "POST",   at("if/1",                 "3",   "ff02::1",               "64"),-22},
- // no such interface, or none that routes
-      {__LINE__,         "POST",   at("if/999",               "0",   "10.2.0.1",              "24"),-29},
-      {__LINE__,         "POST",   at("if/55",                "0",   "10.2.0.1",              "24"),-28},
-      {__LINE__,         "POST",   at("vlanRtrIf/2",          "0",   "10.2.0.1",              "24"),-29},
-      {__LINE__,         "POST",   at("vlanRtrIf/4294967295", "0",   "10.2.0.1",              "24"),-29},
- // networks of another interface, from both sides
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.1.255.1",            "24"),-26},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.2.0.1",              "8"),-26},
-      {__LINE__,         "POST",   at("if/1",                 "3",   "2001:db8:9:1::1",       "64"),-26},
-      {__LINE__,         "POST",   at("vlanRtrIf/1",          "3",   "2001:db8::1",           "33"),-26},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.2.0.1",              "15"),0},
-      {__LINE__,         "POST",   at("if/1",                 "3",   "2001:db8:a::1",         "47"),0},
- // link-local networks may be the same everywhere
-      {__LINE__,         "POST",   at("if/1",                 "3",   "fe80::1",               "64"),0},
-      {__LINE__,         "POST",   at("if/2",                 "3",   "fe80::1",               "64"),0},
- // a primary address gives way to another one, secondary ones hold it
-      {__LINE__,         "POST",   at("if/1",                 "1",   "10.2.0.1",              "15"),-24},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.2.0.1",              "15"),-24},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.2.0.1",              "24"),0},
-      {__LINE__,         "POST",   at("if/1",                 "1",   "10.1.9.9",              "24"),-26},
-      {__LINE__,         "POST",   at("if/1",                 "1",   "10.3.0.1",              "24"),0},
-      {__LINE__,         "POST",   at("if/1",                 "0",   "10.3.0.1",              "24"),-24},
-      {__LINE__,         "POST",   at("if/2",                 "0",   "10.3.0.2",              "24"),-26},
-      {__LINE__,         "POST",   at("if/2",                 "1",   "10.4.0.1",              "24"),-26},
-      {__LINE__,         "DELETE", at("if/1",                 "0",   "10.2.0.1",              "24"),-26},
-      {__LINE__,         "DELETE", at("if/1",                 "1",   "10.2.0.1",              "24"),-29},
-      {__LINE__,         "DELETE", at("if/1",                 "1",   "10.3.0.1",              "25"),-29},
-      {__LINE__,         "DELETE", at("if/1",                 "1",   "10.3.0.1",              "24"),0},
-      {__LINE__,         "DELETE", at("if/1",                 "0",   "10.2.0.2",              "24"),-29},
-      {__LINE__,         "DELETE", at("if/1",                 "0",   "10.2.0.1",              "24"),0},
-      {__LINE__,         "DELETE", at("if/1",                 "0",   "10.2.0.1",              "24"),-29},
- // EUI-64
-      {__LINE__,         "POST",   at("if/3",                 "3",   "2001:db8:d::",          "65","1"),-22},
-      {__LINE__,                "POST",                 at("if/3",                     "3", "2001:db8:d::", "64","1"),0},
-      {__LINE__,               "POST",                       at("if/3",                                         "3",                          "2001:db8:d::54:58ff:fea0:3",                  "64"),-24},
-      {__LINE__,             "DELETE",                     at("if/3",                                       "3",                        "2001:db8:d::",                  "64"),   -29      },
-      {__LINE__,             "DELETE",                     at("if/3",                                       "3",                        "2001:db8:d::",                  "64","1"),0},
- // DHCP in place of addresses set by hand, and the other way round
-      {__LINE__,            "DELETE",                   at("if/9",                                            "2",                                          "",                                              ""),                                             -29                                                                                                                                                                   },
-      {__LINE__,             "POST",                  at("if/9",                                           "2",                                         "", ""),0},
-      {__LINE__,             "POST",                    at("if/9",                                             "2",                                           "",                                                "",                                                                                          "1"),                                                                                                                                                                                                                                                                                                                                                                                                                                 -24},
-      {__LINE__,              "DELETE",                  at("if/9",                                        "0",                                             "10.1.0.1",              "16"),-29},
-      {__LINE__,      "POST",         at("if/9",                               "0","10.1.0.1","16"),                                                                                 0                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                          },
-      {__LINE__,      "DELETE",         at("if/9",                                 "2",                                               "",                                                                     ""),-29},
-      {__LINE__,              "POST",                   at("if/9",                                         "4","",""),0                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                                          },
-      {__LINE__,              "DELETE",                   at("if/9",                                           "3",                                                 "2001:db8:9::1",                                                                                                                      "48"),                                                0},
-      {__LINE__, "DELETE",    at("if/9",                            "4","",""),0                                                                                                                                                                                                                                                                                                                                                                                                                                                                              },
-  });
+  // verb, interface, type, address, prefix length, extArg and what the switch answers
+  static const char STEPS[] =
+      // none of a host
+      "POST if/1 0 0.0.0.0 8 0 -22|POST if/1 0 127.0.0.1 8 0 -22|POST if/1 0 224.0.0.5 24 0 -22|"
+      "POST if/1 0 255.255.255.255 32 0 -22|POST if/1 0 10.2.0.0 24 0 -22|"
+      "POST if/1 0 10.2.0.255 24 0 -22|POST if/1 3 :: 64 0 -22|POST if/1 3 ::1 128 0 -22|"
+      "POST if/1 3 ff02::1 64 0 -22|"
+      // no such interface, or none that routes
+      "POST if/999 0 10.2.0.1 24 0 -29|POST if/55 0 10.2.0.1 24 0 -28|"
+      "POST vlanRtrIf/2 0 10.2.0.1 24 0 -29|POST vlanRtrIf/4294967295 0 10.2.0.1 24 0 -29|"
+      // networks of another interface, from both sides
+      "POST if/9 0 10.1.0.1 16 0 0|POST if/1 0 10.1.255.1 24 0 -26|POST if/1 0 10.2.0.1 8 0 -26|"
+      "POST if/1 0 10.2.0.1 15 0 0|POST if/9 3 2001:db8:9::1 48 0 0|"
+      "POST if/1 3 2001:db8:9:1::1 64 0 -26|POST vlanRtrIf/1 3 2001:db8::1 33 0 -26|"
+      "POST if/1 3 2001:db8:a::1 47 0 0|POST if/1 3 2001:db8:a::1 64 0 -24|"
+      // link-local networks may be the same everywhere
+      "POST if/1 3 fe80::1 64 0 0|POST if/2 3 fe80::1 64 0 0|"
+      // a primary address gives way to another one, secondary ones hold it
+      "POST if/1 1 10.2.0.1 15 0 -24|POST if/1 0 10.2.0.1 15 0 -24|POST if/1 0 10.2.0.1 24 0 0|"
+      "POST if/1 1 10.1.9.9 24 0 -26|POST if/1 1 10.3.0.1 24 0 0|POST if/1 0 10.3.0.1 24 0 -24|"
+      "POST if/2 0 10.3.0.2 24 0 -26|POST if/2 1 10.4.0.1 24 0 -26|DELETE if/1 0 10.2.0.1 24 0 -26|"
+      "DELETE if/1 1 10.2.0.1 24 0 -29|DELETE if/1 1 10.3.0.1 25 0 -29|"
+      "DELETE if/1 1 10.3.0.1 24 0 0|DELETE if/1 0 10.2.0.2 24 0 -29|DELETE if/1 0 10.2.0.1 24 0 0|"
+      "DELETE if/1 0 10.2.0.1 24 0 -29|"
+      // EUI-64
+      "POST if/3 3 2001:db8:d:: 65 1 -22|POST if/3 3 2001:db8:d:: 64 1 0|"
+      "POST if/3 3 2001:db8:d:0:54:58ff:fea0:3 64 0 -24|DELETE if/3 3 2001:db8:d:: 64 0 -29|"
+      "DELETE if/3 3 2001:db8:d:: 64 1 0|"
+      // DHCP in place of addresses set by hand, and the other way round
+      "DELETE if/9 2 :: 0 0 -29|POST if/9 2 :: 0 0 0|POST if/9 2 :: 0 1 -24|"
+      "DELETE if/9 0 10.1.0.1 16 0 -29|POST if/9 0 10.1.0.1 16 0 0|DELETE if/9 2 :: 0 0 -29|"
+      "POST if/9 4 :: 0 0 0|DELETE if/9 3 2001:db8:9::1 48 0 0|DELETE if/9 4 :: 0 0 0";
+  std::stringstream steps(STEPS);
+  for (std::string step; std::getline(steps, step, '|');) {
+    std::string method, intf, type, address, length, ext_arg;
+    int result = 1;
+    std::stringstream(step) >> method >> intf >> type >> address >> length >> ext_arg >> result;
+    SCOPED_TRACE(step);
+    expect_switch_results({
+        {__LINE__, method.c_str(),
+         "/routing/" + intf + "/ip" +
+             address_query(type.c_str(), address.c_str(), length.c_str(), ext_arg.c_str()),
+         result}
+    });
+  }
 }
 
 TEST(Switch, HasRoomForSoManyAndNoMore)

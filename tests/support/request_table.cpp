@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "switchsim/switchsim.h"
 #include "tests/support/local_engine.h"
 
-void expect_code(int line, int code, std::initializer_list<std::string> requests)
+void expect_code(int line, int code, const std::string& requests)
 {
-  for (const std::string& request : requests) {
+  std::stringstream list(requests);
+  for (std::string request; std::getline(list, request, '|');) {
     const std::string method = request.substr(0, request.find(' '));
     const std::string path = request.substr(method.size() + 1);
     if (code == 98)
