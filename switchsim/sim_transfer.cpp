@@ -65,6 +65,10 @@ struct transfer_t {
   uint64_t part_size_max = 0;
   bool may_be_empty = true;
 
+  uint64_t moved = 0;  // bytes that had come or gone at the time beside it
+  std::chrono::steady_clock::time_point moved_at = std::chrono::steady_clock::now();
+  bool stalled = false;
+
   std::atomic<uint32_t> percent{0};
   std::atomic<bool> cut{false};    // to end as soon as possible
   std::atomic<bool> ended{false};  // the thread is about to end and holds no lock
@@ -127,6 +131,20 @@ void percent_set(transfer_t& t, uint64_t done, uint64_t whole)
   }
 }
 
+// Whether nothing has moved for too long. The library's own measure is an average over some seconds
+// and tells too late.
+bool stall_check(transfer_t& t, uint64_t moved)
+{
+  const auto now = std::chrono::steady_clock::now();
+  if (moved != t.moved) {
+    t.moved = moved;
+    t.moved_at = now;
+  }
+  t.stalled = now - t.moved_at >= std::chrono::seconds(t.stall_s);
+  return t.stalled;
+}
+
+// Called about once a second when nothing moves, else more often.
 int progress_take(void* transfer, curl_off_t download_size, curl_off_t downloaded,
                   curl_off_t upload_size, curl_off_t uploaded)
 {
@@ -136,7 +154,7 @@ int progress_take(void* transfer, curl_off_t download_size, curl_off_t downloade
   } else {
     percent_set(t, static_cast<uint64_t>(uploaded), static_cast<uint64_t>(upload_size));
   }
-  return t.cut ? 1 : 0;
+  return t.cut || stall_check(t, static_cast<uint64_t>(downloaded + uploaded)) ? 1 : 0;
 }
 
 // ---- the thread's work: each returns why it failed, or an empty text ----
@@ -196,9 +214,6 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
   set(CURLOPT_BUFFERSIZE, BUFFER_SIZE);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_CONNECTTIMEOUT, t.stall_s);
-  set(CURLOPT_SERVER_RESPONSE_TIMEOUT, t.stall_s);
-  set(CURLOPT_LOW_SPEED_LIMIT, 1L);
-  set(CURLOPT_LOW_SPEED_TIME, t.stall_s);
   set(CURLOPT_NOPROGRESS, 0L);
   set(CURLOPT_XFERINFOFUNCTION, progress_take);
   set(CURLOPT_XFERINFODATA, &t);
@@ -228,6 +243,9 @@ std::string remote_run(transfer_t& t)
   error = error == CURLE_OK ? curl_easy_perform(curl.get()) : error;
   long status = 0;
   curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+  if (t.stalled) {
+    return "nothing moved for " + std::to_string(t.stall_s) + " s";
+  }
   if (error == CURLE_WRITE_ERROR) {
     return part_failure(t);
   }

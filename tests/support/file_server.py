@@ -51,6 +51,8 @@ class Handler(http.server.SimpleHTTPRequestHandler):
         pass
 
 
+# A client that breaks off is no news.
+http.server.ThreadingHTTPServer.handle_error = lambda *args: None
 server = http.server.ThreadingHTTPServer(
     ("127.0.0.1", 0), functools.partial(Handler, directory=sys.argv[1]))
 if len(sys.argv) > 2:
