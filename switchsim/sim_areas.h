@@ -50,6 +50,12 @@ bool sim_transfer_stall_parse(const sim_json_t& json);
 bool sim_script_scripts_parse(const sim_json_t& json);
 
 // What the areas with configuration give of themselves (sim_config.h).
+sim_config_area_t sim_lag_config();
+sim_config_area_t sim_vlan_config();
+sim_config_area_t sim_routing_config();
+sim_config_area_t sim_if_config();
+sim_config_area_t sim_bgp_config();
+sim_config_area_t sim_tcam_config();
 sim_config_area_t sim_system_config();
 sim_config_area_t sim_logging_config();
 sim_config_area_t sim_ssh_config();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <limits>
 
@@ -44,19 +45,6 @@ bool quoted_take(const std::string& line, size_t& at, std::string& text)
   return at++ < line.size() && (at == line.size() || isspace(static_cast<unsigned char>(line[at])));
 }
 
-bool number_read(const std::string& text, uint64_t max, uint64_t& number)
-{
-  number = 0;
-  for (const char c : text) {
-    const uint64_t digit = static_cast<uint64_t>(c) - '0';
-    if (digit > 9 || number > (max - digit) / 10) {
-      return false;
-    }
-    number = number * 10 + digit;
-  }
-  return !text.empty();
-}
-
 // The position of a word among "{one|two|...}"; false when it is none of them.
 bool choice_find(std::string choices, const std::string& word, uint64_t& position)
 {
@@ -78,14 +66,19 @@ bool field_match(const std::string& field, const sim_cli_word_t& word, sim_cli_a
     return true;
   }
   if (field == "{n}") {
-    return !word.quoted && number_read(word.text, std::numeric_limits<uint32_t>::max(), arg.number);
-  }
-  if (field == "{l}") {
-    return !word.quoted && number_read(word.text, std::numeric_limits<uint64_t>::max(), arg.number);
+    return !word.quoted && sim_cli_number_read(word.text, arg.number) &&
+           arg.number <= std::numeric_limits<uint32_t>::max();
   }
   return !word.quoted && choice_find(field, word.text, arg.number);
 }
 }  // namespace
+
+bool sim_cli_number_read(const std::string& text, uint64_t& number)
+{
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, number);
+  return read.ec == std::errc() && read.ptr == end;
+}
 
 void sim_cli_word(std::string& line, const std::string& text)
 {

@@ -4,23 +4,25 @@
 // pattern stand, beside words that stand for themselves,
 //
 //   {n}               a decimal number of 32 bits
-//   {l}               a decimal number of 64 bits
 //   {t}               a text: a word, or anything in double quotes
-//   {disable|enable}  one of several words; its position counts from 0
+//   {disable|enable}  one of several words; its position counts from 0, and {|on} has none at 0
 //
 // A text in quotes takes \" and \\ and, as \xHH, any byte but zero.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "platform/openapi_types.h"
+#include "switchsim/sim_inet.h"
 
 // What a line gave for the fields of the pattern, in their order.
 struct sim_cli_arg_t {
-  uint64_t number;   // of {n} and {l}, and the position of a chosen word
+  uint64_t number;   // of {n}, and the position of a chosen word
   std::string text;  // the word itself
 };
 typedef std::vector<sim_cli_arg_t> sim_cli_args_t;
@@ -30,11 +32,42 @@ struct sim_command_t {
   open_error_t (*run)(const sim_cli_args_t& args);
 };
 
-// The number of an argument as the type that a procedure takes.
-template <class T = uint32_t>
-T sim_cli_number(const sim_cli_args_t& args, size_t index)
+// The argument as the type that a procedure takes; false when it cannot be one.
+template <class T>
+bool sim_cli_take(const sim_cli_arg_t& arg, T& value)
 {
-  return static_cast<T>(args.at(index).number);
+  if constexpr (std::is_same_v<T, std::string>) {
+    value = arg.text;
+    return true;
+  } else if constexpr (std::is_same_v<T, open_inet_addr_t>) {
+    return sim_inet_parse(arg.text, value) == OPEN_E_NONE;
+  } else {
+    value = static_cast<T>(arg.number);
+    return static_cast<uint64_t>(value) == arg.number;
+  }
+}
+
+template <class... Params, size_t... Index>
+open_error_t sim_cli_call(open_error_t (*procedure)(Params...),
+                          [[maybe_unused]] const sim_cli_args_t& args,
+                          std::index_sequence<Index...>)
+{
+  [[maybe_unused]] std::tuple<std::decay_t<Params>...> values = {};
+  const bool taken = (sim_cli_take(args.at(Index), std::get<Index>(values)) && ...);
+  return taken ? procedure(std::get<Index>(values)...) : OPEN_E_PARAM;
+}
+
+template <class... Params>
+constexpr size_t sim_cli_count(open_error_t (*)(Params...))
+{
+  return sizeof...(Params);
+}
+
+// Runs a procedure with the arguments as its parameters, one by one.
+template <auto procedure>
+open_error_t sim_cli_run(const sim_cli_args_t& args)
+{
+  return sim_cli_call(procedure, args, std::make_index_sequence<sim_cli_count(procedure)>());
 }
 
 // ---- writing ----
@@ -72,6 +105,9 @@ struct sim_cli_word_t {
   bool quoted;  // such a word is never one of the pattern's own
 };
 bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words);
+
+// Reads decimal digits and nothing else.
+bool sim_cli_number_read(const std::string& text, uint64_t& number);
 
 // Whether the words are what the pattern asks for; the fields are then in args.
 bool sim_cli_match(const char* pattern, const std::vector<sim_cli_word_t>& words,

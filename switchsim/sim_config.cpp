@@ -9,6 +9,7 @@
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_flash.h"
+#include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/sim_transfer.h"
 
@@ -52,6 +53,12 @@ constexpr sim_command_t WHOLE_COMMANDS[] = {
 // the save state comes last, so that putting back the others does not count as a change.
 const sim_config_area_t CONFIG_AREAS[] = {
     sim_config_area(save_state_keep, nothing_clear, clear_write, WHOLE_COMMANDS),
+    sim_lag_config(),
+    sim_vlan_config(),
+    sim_routing_config(),
+    sim_if_config(),
+    sim_bgp_config(),
+    sim_tcam_config(),
     sim_system_config(),
     sim_logging_config(),
     sim_ssh_config(),
@@ -72,7 +79,10 @@ open_error_t words_run(const std::vector<sim_cli_word_t>& words, std::string& wh
   for (const sim_config_area_t& area : CONFIG_AREAS) {
     for (size_t i = 0; i < area.command_count; i++) {
       if (sim_cli_match(area.commands[i].pattern, words, args)) {
-        const open_error_t result = area.commands[i].run(args);
+        open_error_t result = area.commands[i].run(args);
+        if (result == OPEN_E_EXISTS) {
+          result = OPEN_E_NONE;  // what is asked for is there
+        }
         why = "refused with " + std::to_string(result);
         return result;
       }
@@ -186,6 +196,8 @@ open_error_t sim_reload(uint32_t mode)
   }
   sim_transfer_cut();
   delivered();
+  sim_links_restart();
+  sim_counters_reset();
   sim_config_load();
   sim_ready_after(RELOAD_MS[mode]);
   return OPEN_E_NONE;

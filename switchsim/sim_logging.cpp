@@ -178,56 +178,36 @@ void logging_write(std::string& script)
   }
 }
 
-open_error_t cli_port(const sim_cli_args_t& args, size_t index, uint16_t& setting)
+open_error_t host_port_set(const std::string& address, uint16_t port)
 {
-  return args.at(index).number <= UINT16_MAX
-             ? port_set(setting, sim_cli_number<uint16_t>(args, index))
-             : OPEN_E_PARAM;
+  return host_with(address, [&](host_t& host) { return port_set(host.port, port); });
 }
 
-open_error_t host_port_run(const sim_cli_args_t& args)
+open_error_t host_severity_set(const std::string& address, OPEN_LOG_SEVERITY_t severity)
 {
-  return host_with(args.at(0).text, [&](host_t& host) { return cli_port(args, 1, host.port); });
-}
-
-open_error_t host_severity_run(const sim_cli_args_t& args)
-{
-  return host_with(args.at(0).text, [&](host_t& host) {
-    return severity_set(host.severity, sim_cli_number<OPEN_LOG_SEVERITY_t>(args, 1));
-  });
+  return host_with(address, [&](host_t& host) { return severity_set(host.severity, severity); });
 }
 
 constexpr sim_command_t COMMANDS[] = {
-    {"logging cli {disable|enable}",
-     [](const sim_cli_args_t& args) { return cli_set(sim_cli_number<OPEN_CONTROL_t>(args, 0)); }             },
-    {"logging console {disable|enable}",
-     [](const sim_cli_args_t& args) {
-       return console_set(sim_cli_number<OPEN_CONTROL_t>(args, 0));
-     }                                                                                                       },
-    {"logging console severity {n}",
-     [](const sim_cli_args_t& args) {
-       return console_severity_set(sim_cli_number<OPEN_LOG_SEVERITY_t>(args, 0));
-     }                                                                                                       },
-    {"logging syslog {disable|enable}",
-     [](const sim_cli_args_t& args) {
-       return syslog_set(sim_cli_number<OPEN_CONTROL_t>(args, 0));
-     }                                                                                                       },
-    {"logging syslog port {n}",
-     [](const sim_cli_args_t& args) { return cli_port(args, 0, settings.syslog_port); }                      },
-    {"logging host {t}",                 [](const sim_cli_args_t& args) { return host_add(args.at(0).text); }},
-    {"logging host {t} port {n}",        host_port_run                                                       },
-    {"logging host {t} severity {n}",    host_severity_run                                                   },
-    {"no logging host {t}",
-     [](const sim_cli_args_t& args) { return host_remove(args.at(0).text); }                                 },
+    {"logging cli {disable|enable}",     sim_cli_run<cli_set>             },
+    {"logging console {disable|enable}", sim_cli_run<console_set>         },
+    {"logging console severity {n}",     sim_cli_run<console_severity_set>},
+    {"logging syslog {disable|enable}",  sim_cli_run<syslog_set>          },
+    {"logging syslog port {n}",          sim_cli_run<syslog_port_set>     },
+    {"logging host {t}",                 sim_cli_run<host_add>            },
+    {"logging host {t} port {n}",        sim_cli_run<host_port_set>       },
+    {"logging host {t} severity {n}",    sim_cli_run<host_severity_set>   },
+    {"no logging host {t}",              sim_cli_run<host_remove>         },
 };
 
-// A call about the host in a descriptor, which has another argument behind it.
-template <class Arg, class Work>
-open_error_t host_call(const char* name, const openapiClientHandle_t* handle, open_buffdesc* host,
-                       Arg arg, Work work)
+// Reads a setting of the host in a descriptor.
+template <class T>
+open_error_t host_read(const char* name, const openapiClientHandle_t* handle, open_buffdesc* host,
+                       T* out, T host_t::*setting)
 {
+  const auto read = [&](const host_t& found) { return sim_give(*out, found.*setting); };
   return sim_call(
-      name, handle, [&] { return host_with(host_text(host), work); }, host, arg);
+      name, handle, [&] { return host_with(host_text(host), read); }, host, sim_out(out));
 }
 }  // namespace
 
@@ -332,28 +312,26 @@ open_error_t rpcclt_openapiLoggingHostRemove(openapiClientHandle_t* client_handl
 open_error_t rpcclt_openapiLoggingHostPortGet(openapiClientHandle_t* client_handle,
                                               open_buffdesc* host, uint16_t* port)
 {
-  const auto work = [&](const host_t& found) { return sim_give(*port, found.port); };
-  return host_call(__func__, client_handle, host, sim_out(port), work);
+  return host_read(__func__, client_handle, host, port, &host_t::port);
 }
 
 open_error_t rpcclt_openapiLoggingHostPortSet(openapiClientHandle_t* client_handle,
                                               open_buffdesc* host, uint16_t port)
 {
-  const auto work = [&](host_t& found) { return port_set(found.port, port); };
-  return host_call(__func__, client_handle, host, port, work);
+  const auto work = [&] { return host_port_set(host_text(host), port); };
+  return sim_call(__func__, client_handle, work, host, port);
 }
 
 open_error_t rpcclt_openapiLoggingHostSeverityGet(openapiClientHandle_t* client_handle,
                                                   open_buffdesc* host,
                                                   OPEN_LOG_SEVERITY_t* severity)
 {
-  const auto work = [&](const host_t& found) { return sim_give(*severity, found.severity); };
-  return host_call(__func__, client_handle, host, sim_out(severity), work);
+  return host_read(__func__, client_handle, host, severity, &host_t::severity);
 }
 
 open_error_t rpcclt_openapiLoggingHostSeveritySet(openapiClientHandle_t* client_handle,
                                                   open_buffdesc* host, OPEN_LOG_SEVERITY_t severity)
 {
-  const auto work = [&](host_t& found) { return severity_set(found.severity, severity); };
-  return host_call(__func__, client_handle, host, severity, work);
+  const auto work = [&] { return host_severity_set(host_text(host), severity); };
+  return sim_call(__func__, client_handle, work, host, severity);
 }

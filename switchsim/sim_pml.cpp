@@ -134,26 +134,10 @@ void pml_write(std::string& script)
   }
 }
 
-open_error_t sticky_run(const sim_cli_args_t& args)
-{
-  return sticky_set(sim_cli_number(args, 0), sim_cli_number<OPEN_CONTROL_t>(args, 1));
-}
-
-open_error_t entry_add_run(const sim_cli_args_t& args)
-{
-  return entry_add(sim_cli_number(args, 0), args.at(1).text, sim_cli_number(args, 2),
-                   args.at(3).number != 0);
-}
-
-open_error_t entry_delete_run(const sim_cli_args_t& args)
-{
-  return entry_delete(sim_cli_number(args, 0), args.at(1).text, sim_cli_number(args, 2));
-}
-
 constexpr sim_command_t COMMANDS[] = {
-    {"interface {n} mac-locking sticky {disable|enable}",            sticky_run      },
-    {"interface {n} mac-locking static {t} vlan {n} {fixed|sticky}", entry_add_run   },
-    {"no interface {n} mac-locking static {t} vlan {n}",             entry_delete_run},
+    {"interface {n} mac-locking sticky {disable|enable}",            sim_cli_run<sticky_set>  },
+    {"interface {n} mac-locking static {t} vlan {n} {fixed|sticky}", sim_cli_run<entry_add>   },
+    {"no interface {n} mac-locking static {t} vlan {n}",             sim_cli_run<entry_delete>},
 };
 }  // namespace
 

@@ -70,16 +70,10 @@ void ssh_write(std::string& script)
 }
 
 constexpr sim_command_t COMMANDS[] = {
-    {"ssh server {disable|enable}",
-     [](const sim_cli_args_t& args) { return mode_set(sim_cli_number<OPEN_CONTROL_t>(args, 0)); }},
-    {"ssh protocol {1|2|both}",
-     [](const sim_cli_args_t& args) {
-       return version_set(sim_cli_number<OPEN_SSH_PROTO_VERSION_t>(args, 0));
-     }                                                                                           },
-    {"ssh max-sessions {n}",
-     [](const sim_cli_args_t& args) { return max_sessions_set(sim_cli_number(args, 0)); }        },
-    {"ssh timeout {n}",
-     [](const sim_cli_args_t& args) { return timeout_set(sim_cli_number(args, 0)); }             },
+    {"ssh server {disable|enable}", sim_cli_run<mode_set>        },
+    {"ssh protocol {1|2|both}",     sim_cli_run<version_set>     },
+    {"ssh max-sessions {n}",        sim_cli_run<max_sessions_set>},
+    {"ssh timeout {n}",             sim_cli_run<timeout_set>     },
 };
 }  // namespace
 

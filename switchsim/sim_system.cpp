@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "switchsim/sim_address.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_config.h"
@@ -86,31 +87,24 @@ open_error_t protocol_set(OPEN_PROTOCOL_MODE_t mode)
 }
 
 // A gateway of 0 is none.
-open_error_t network_set(uint32_t ip, uint32_t mask, uint32_t gateway)
+open_error_t network_set(const open_inet_addr_t& ip, const open_inet_addr_t& mask,
+                         const open_inet_addr_t& gateway)
 {
   if (settings.network.protocol != OPEN_PROTOCOL_MODE_NONE) {
     return OPEN_E_FAIL;  // the address is not given by hand
   }
-  const uint32_t first_byte = ip >> 24;
-  const bool host = first_byte != 0 && first_byte != 127 && first_byte < 224;
-  const bool contiguous = mask != 0 && (~mask & (~mask + 1)) == 0;
-  if (!host || !contiguous || (gateway != 0 && (gateway & mask) != (ip & mask))) {
+  const bool ipv4 =
+      ip.family == OPEN_AF_INET && mask.family == OPEN_AF_INET && gateway.family == OPEN_AF_INET;
+  network_port_t network;
+  network.ip = ip.addr.ipv4;
+  network.mask = mask.addr.ipv4;
+  network.gateway = gateway.addr.ipv4;
+  const bool contiguous = network.mask != 0 && (~network.mask & (~network.mask + 1)) == 0;
+  if (!ipv4 || !sim_ipv4_is_host(network.ip) || !contiguous ||
+      (network.gateway != 0 && ((network.gateway ^ network.ip) & network.mask) != 0)) {
     return OPEN_E_PARAM;
   }
-  network_port_t network = settings.network;
-  network.ip = ip;
-  network.mask = mask;
-  network.gateway = gateway;
   return sim_change(settings.network, network);
-}
-
-open_error_t network_set_addresses(const open_inet_addr_t& ip, const open_inet_addr_t& mask,
-                                   const open_inet_addr_t& gateway)
-{
-  if (ip.family != OPEN_AF_INET || mask.family != OPEN_AF_INET || gateway.family != OPEN_AF_INET) {
-    return OPEN_E_PARAM;
-  }
-  return network_set(ip.addr.ipv4, mask.addr.ipv4, gateway.addr.ipv4);
 }
 
 open_error_t network_clear()
@@ -148,32 +142,14 @@ void system_write(std::string& script)
   }
 }
 
-open_error_t network_run(const sim_cli_args_t& args)
-{
-  open_inet_addr_t addresses[3];
-  for (size_t i = 0; i < std::size(addresses); i++) {
-    if (sim_inet_parse(args.at(i).text, addresses[i]) != OPEN_E_NONE) {
-      return OPEN_E_PARAM;
-    }
-  }
-  return network_set_addresses(addresses[0], addresses[1], addresses[2]);
-}
-
 constexpr sim_command_t COMMANDS[] = {
-    {"hostname {t}",                               [](const sim_cli_args_t& args) { return hostname_set(args.at(0).text); }},
-    {"prompt {t}",                                 [](const sim_cli_args_t& args) { return prompt_set(args.at(0).text); }  },
-    {"serial timeout {n}",
-     [](const sim_cli_args_t& args) { return serial_timeout_set(sim_cli_number(args, 0)); }                                },
-    {"telnet server {disable|enable}",
-     [](const sim_cli_args_t& args) {
-       return telnet_set(sim_cli_number<OPEN_CONTROL_t>(args, 0));
-     }                                                                                                                     },
-    {"network protocol {invalid|none|bootp|dhcp}",
-     [](const sim_cli_args_t& args) {
-       return protocol_set(sim_cli_number<OPEN_PROTOCOL_MODE_t>(args, 0));
-     }                                                                                                                     },
-    {"network address {t} {t} {t}",                network_run                                                             },
-    {"no network address",                         [](const sim_cli_args_t&) { return network_clear(); }                   },
+    {"hostname {t}",                        sim_cli_run<hostname_set>      },
+    {"prompt {t}",                          sim_cli_run<prompt_set>        },
+    {"serial timeout {n}",                  sim_cli_run<serial_timeout_set>},
+    {"telnet server {disable|enable}",      sim_cli_run<telnet_set>        },
+    {"network protocol {|none|bootp|dhcp}", sim_cli_run<protocol_set>      },
+    {"network address {t} {t} {t}",         sim_cli_run<network_set>       },
+    {"no network address",                  sim_cli_run<network_clear>     },
 };
 }  // namespace
 
@@ -271,7 +247,7 @@ open_error_t rpcclt_openapiNetworkPortIPv4ParametersSet(openapiClientHandle_t* c
                                                         const open_inet_addr_t* mask,
                                                         const open_inet_addr_t* gateway)
 {
-  const auto work = [&] { return network_set_addresses(*ip, *mask, *gateway); };
+  const auto work = [&] { return network_set(*ip, *mask, *gateway); };
   return sim_call(__func__, client_handle, work, ip, mask, gateway);
 }
 

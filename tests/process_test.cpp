@@ -7,7 +7,7 @@
 #include <string>
 
 #include "engine/rest_operation.h"
-#include "modules/rest_module_process.h"
+#include "modules/rest_cpu_text.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/local_engine.h"
 
