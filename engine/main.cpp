@@ -12,8 +12,8 @@
 
 static constexpr int EXIT_NOT_REGISTERED = 2;
 
-// Memory that stays with the process when an answer's tree is freed, enough for the longest lists. To
-// give it back and get it again with every request would cost more than the whole rest.
+// Memory that stays with the process when an answer's tree is freed, enough for the longest lists.
+// To give it back and get it again with every request would cost more than the whole rest.
 static constexpr int MEMORY_KEPT = 32 * 1024 * 1024;
 
 int main(void)

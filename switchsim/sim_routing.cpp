@@ -180,13 +180,16 @@ bool ipv6_assignable(const open_inet_pfx_t& pfx)
          sim_ipv6_is_host(pfx.addr.ipv6);
 }
 
+constexpr uint64_t EUI64_MIDDLE = 0xfffe000000;
+constexpr uint64_t EUI64_UNIVERSAL = 0x0200000000000000;
+
 // The lower half becomes the interface's MAC address with ff:fe in its middle and the bit for a
 // universal address turned over. Only networks of up to 64 bits leave it that room.
 bool eui64_fill(uint32_t number, open_inet_pfx_t& pfx)
 {
   const uint64_t mac = SIM_BURNED_IN_MAC + number;
-  uint64_t id = (mac >> 24 << 40 | uint64_t{0xfffe} << 24 | (mac & 0xffffff)) ^ uint64_t { 2 }
-                                                                                    << 56;
+  uint64_t id = mac >> 24 << 40 | EUI64_MIDDLE | (mac & 0xffffff);
+  id ^= EUI64_UNIVERSAL;
   for (size_t i = sizeof pfx.addr.ipv6; i-- > sizeof pfx.addr.ipv6 / 2; id >>= 8) {
     pfx.addr.ipv6.u.addr8[i] = static_cast<uint8_t>(id);
   }
@@ -357,7 +360,7 @@ open_error_t secondary_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& p
   }
   size_t index = 0;
   const open_error_t result = address_next(addresses_of(number, family), 1, pfx, index);
-  return result == OPEN_E_NONE ? sim_give(position, index) : result;
+  return result == OPEN_E_NONE ? sim_give(position, static_cast<uint32_t>(index)) : result;
 }
 }  // namespace
 
