@@ -6,6 +6,7 @@
 #include "modules/rest_module_boxs.h"
 #include "modules/rest_strlib_enum.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
 
 static const char GOT[] = "Get data successfully.";

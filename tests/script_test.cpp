@@ -9,6 +9,7 @@
 #include "switchsim/sim_flash.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
 
