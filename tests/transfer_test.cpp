@@ -17,9 +17,9 @@
 
 #include "modules/rest_startupcfg.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/engine_process.h"
 #include "tests/support/local_engine.h"
-#include "tests/support/request_table.h"
 
 namespace fs = std::filesystem;
 
@@ -255,16 +255,15 @@ TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
                    R"(","cfg_modified":")" + modified + "\"}}")
                       .c_str());
   };
-  const std::string request = "POST /download/config?url=http://127.0.0.1:1&cfg=1&";
+  const std::string request = "/download/config?url=http://127.0.0.1:1&cfg=1&";
   expect_info(__LINE__, "", "", "no");
   // Times are kept whether or not the rest of the request is right.
-  expect_code(__LINE__, 99, request + "cfgtime=T1&auto=n");
+  expect_open_error(__LINE__, "POST", request + "cfgtime=T1&auto=n");
   expect_info(__LINE__, "T1", "", "no");
-  expect_code(__LINE__, 99, request + "cfgtime=T2&updatetime=U2&auto=x");
+  expect_open_error(__LINE__, "POST", request + "cfgtime=T2&updatetime=U2&auto=x");
   expect_info(__LINE__, "T2", "U2", "no");
-  expect_code(__LINE__, 99,
-              request + "cfgtime=T3%0Acfg_time:4&updatetime=5&auto=n|" + request +
-                  "cfgtime=" + std::string(24, '1') + "&updatetime=U&auto=n");
+  for (const std::string& time : {std::string("T3%0Acfg_time:4"), std::string(24, '1')})
+    expect_open_error(__LINE__, "POST", request + "cfgtime=" + time + "&updatetime=U&auto=n");
   EXPECT_EQ(file_text(INFO), "cfg_time:T2\ncfg_update:U2\n");
   file_write(INFO, "cfg_time:from\ncfg_update:outside\n");
   expect_info(__LINE__, "from", "outside", "no");
@@ -309,10 +308,10 @@ TEST(Transfer, ChecksItsParametersBeforeItCalls)
     EXPECT_TRUE(api_calls("POST", "/" + request).empty()) << request;
     expect_open_error(__LINE__, "POST", "/" + request);
   }
-  expect_code(__LINE__, 902,
-              "POST /download|POST /upload|POST /upload/image|POST /download/image/|"
-              "GET /download/image|GET /download/status/|GET /upload/startupCfgInfo|"
-              "PUT /upload/script|DELETE /download/config|POST /download/status");
+  expect_bad_requests(__LINE__,
+                      "POST /download /upload /upload/image /download/image/ /download/status "
+                      "GET /download/image /download/status/ /upload/startupCfgInfo "
+                      "PUT /upload/script DELETE /download/config");
 }
 
 TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
@@ -339,17 +338,20 @@ TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
     const std::string request = c.request + "url=" + url;
     const std::string call =
         std::string("rpcclt_openapiTransferFile") + (c.request[1] == 'd' ? "Download" : "Upload");
-    auto fail = [&](const char* fault) { switchsim_fault_set(call.c_str(), fault); };
-    fail(R"({"result": -28})");
+    set_fault(call.c_str(), "{'result': -28}");
     expect_calls(c.line, api_calls("POST", request),
                  {(call + "({1024,\"" + url + "\"}, " + c.file + ")").c_str()});
-    expect_answer(c.line, "POST", request, 1, "Another Transfer is in Progress.");
-    fail(R"({"result": -31})");
-    expect_answer(c.line, "POST", request, 2, NOT_STARTED);
-    for (const char* other : {R"({"result": -24})", R"({"result": -20})"}) {
-      fail(other);
-      expect_open_error(c.line, "POST", request);
-    }
+    expect_answers({
+        {c.line, "POST", request, 1, "Another Transfer is in Progress."}
+    });
+    set_fault(call.c_str(), "{'result': -31}");
+    expect_answers({
+        {c.line, "POST", request, 2, NOT_STARTED}
+    });
+    set_fault(call.c_str(), "{'result': -24}");
+    expect_answers({
+        {c.line, "POST", request, 99}
+    });
   }
 }
 
@@ -365,7 +367,9 @@ TEST(Transfer, AsksForTheRestartOnlyWithAuto)
         __LINE__, api_calls("POST", stall + "y"),
         {"rpcclt_openapiTransferFileDownload(", "rpcclt_openapiTransferCompletedRebootSet() = 0"});
     engine_reset(R"({"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}})");
-    expect_code(__LINE__, 98, "POST " + stall + "y");
+    expect_answers({
+        {__LINE__, "POST", stall + "y", 98}
+    });
   }
 }
 
@@ -389,8 +393,7 @@ TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
   expect_each_call_checked(__LINE__, "GET", "/upload/status");
   expect_each_call_checked(__LINE__, "GET", "/download/status");
   const std::string text(256, 's');
-  switchsim_fault_set("rpcclt_openapiTransferDownloadStatusGet",
-                      ("{\"value\": \"" + text + "\"}").c_str());
+  set_fault("rpcclt_openapiTransferDownloadStatusGet", "{'value': '" + text + "'}");
   EXPECT_EQ(get("/download/status", "status"), text.substr(1));
 }
 
@@ -409,10 +412,10 @@ TEST(Download, BringsFilesFromEveryServerByteForByte)
       "--bind-address 127.0.0.1 --port $P " +
       folder.path);
   char listening[8];
-  snprintf(listening, sizeof listening, ":%04X ", unsigned(std::stoi(atftpd.first_line)));
+  snprintf(listening, sizeof listening, ":%04X ", static_cast<unsigned>(atoi(atftpd.first_line)));
   EXPECT_TRUE(
       wait_until([&] { return file_text("/proc/net/udp").find(listening) != std::string::npos; }));
-  const std::string tftp = "tftp://127.0.0.1:" + atftpd.first_line;
+  const std::string tftp = std::string("tftp://127.0.0.1:") + atftpd.first_line;
 
   std::string content = "# \r\n";
   for (int i = 0; i < 200000; i++)
@@ -460,6 +463,8 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
   EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
   EXPECT_EQ(flash.count(), 1u);
   EXPECT_EQ(get("/script/list", "filename"), "a.scr");
+  EXPECT_EQ(switchsim_reset(R"({"flash": "/dev/null"})"),
+            "flash: is no folder that can be written");
 }
 
 TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
@@ -477,10 +482,9 @@ TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
                            "running-config", "x.scr%2F", "x.scr%0A"})
     expect_open_error(__LINE__, "POST", script_download(web().url + "/empty", name, "n"));
   const std::string to = "&url=" + url_encode(web().url + "/x");
-  expect_code(__LINE__, 99,
-              "POST /upload/script?scr=none.scr" + to + "|POST /upload/script?scr=link.scr" + to +
-                  "|POST /upload/script?scr=..%2F..%2Fetc%2Fhostname" + to +
-                  "|POST /upload/script?scr=a.scr&url=file:///tmp/x.scr");
+  for (const std::string name : {"none.scr", "link.scr", "..%2F..%2Fetc%2Fhostname", ""})
+    expect_open_error(__LINE__, "POST", "/upload/script?scr=" + name + to);
+  expect_open_errors(__LINE__, "POST /upload/script?scr=a.scr&url=file:///tmp/x.scr");
   EXPECT_EQ(flash.count(), 2u);
 }
 
@@ -520,12 +524,13 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
 
   for (const std::string call :
        {"TransferInProgressGet", "TransferResultCodeGet", "TxtCfgValidateAndApply"})
-    for (const std::string result : {"6", "4"}) {
-      engine_reset(
-          ("{\"faults\": {\"rpcclt_openapi" + call + "\": {\"result\": -2" + result + "}}}")
-              .c_str());
-      expect_code(__LINE__, result == "4" ? 98 : 99,
-                  "POST " + script_download(web().url + "/good.scr", "a.scr"));
+    for (const int code : {98, 99}) {
+      engine_reset();
+      set_fault(("rpcclt_openapi" + call).c_str(),
+                code == 98 ? "{'result': -24}" : "{'result': -26}");
+      expect_answers({
+          {__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), code}
+      });
     }
 }
 
@@ -541,12 +546,12 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_EQ(delivered, uploaded("3"));
   EXPECT_EQ(delivered.find("first"), std::string::npos);
   EXPECT_NE(running.find("hostname first\n"), std::string::npos) << running;
-  expect_code(__LINE__, 99, "POST /upload/config?sn=1&cfg=2&url=" + url_encode(web().url));
+  expect_open_errors(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1");
   uploaded("5");
   server_t tar("cd " + web().folder.path +
                " && mkdir archive && tar -C archive -xf cfg5 && "
                "cmp archive/running-config cfg4 && ls archive | tr '\\n' ' '");
-  EXPECT_EQ(tar.first_line, "factory-defaults running-config startup-config ");
+  EXPECT_STREQ(tar.first_line, "factory-defaults running-config startup-config ");
 
   // The running configuration suits the switch it came from.
   expect_answer(__LINE__, "POST", script_download(web().url + "/cfg4", "run.scr"), 0, APPLIED);
