@@ -6,6 +6,7 @@
 #include "engine/rest_common.h"
 #include "engine/rest_path.h"
 #include "engine/rest_util.h"
+#include "help/rest_module_help.h"
 #include "modules/rest_module_base.h"
 #include "session/rest_engine_session_hdr.h"
 #include "session/rest_module_login.h"
@@ -19,6 +20,7 @@ static constexpr struct {
   module_handler_t handler;
 } api_modules[] = {
     {"login", login_api_handler},
+    {"help",  help_api_handler },
     {"base",  base_api_handler },
 };
 
