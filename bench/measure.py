@@ -31,6 +31,7 @@ http {{
   server {{
     listen 127.0.0.1:{plain} backlog=1024;
     listen 127.0.0.1:{tls} ssl backlog=1024;
+    ssl_protocols TLSv1.2 TLSv1.3;
     ssl_certificate {root}/cert.pem;
     ssl_certificate_key {root}/key.pem;
     default_type "text/xml; charset=utf-8";
@@ -129,6 +130,8 @@ def main():
     nginx = None
     try:
         at_start = resident_kib(engine.pid), private_kib(engine.pid)
+        plain_rss, plain_each = idle_connections(engine.pid, ENGINE_PORTS[0], 1000, False)
+        tls_rss, tls_each = idle_connections(engine.pid, ENGINE_PORTS[1], 900, True)
         login = fetch(f"http://127.0.0.1:{ENGINE_PORTS[0]}/login",
                       b"user=admin&password=admin&format=json")
         key = json.loads(login)["result"]["rlt_data"]["sessionKey"]
@@ -145,8 +148,6 @@ def main():
                 name = f"{'HTTPS' if tls else 'HTTP'}, {connections} connections"
                 compare(name, path, tls, connections)
         compare("new TLS connections", path, True, 16, close=True)
-        plain_rss, plain_each = idle_connections(engine.pid, ENGINE_PORTS[0], 1000, False)
-        tls_rss, tls_each = idle_connections(engine.pid, ENGINE_PORTS[1], 900, True)
         print(f"\n{'memory':34}{'resident KiB':>14}{'private KiB':>14}")
         print(f"{'at start':34}{at_start[0]:14}{at_start[1]:14}")
         print(f"{'1000 idle connections':34}{plain_rss:14}{plain_each:11.2f} each")

@@ -23,12 +23,14 @@ dyn_string_t* dynStringNew(void)
 
 DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr)
 {
-  if (!pStr || !pAddStr)
+  return pAddStr ? dynStringAppendBytes(pStr, pAddStr, strlen(pAddStr)) : DYN_STRING_RC_FALSE;
+}
+
+DYN_STRING_RC_t dynStringAppendBytes(dyn_string_t* pStr, const char* bytes, size_t length)
+{
+  if (!pStr || length > static_cast<size_t>(INT_MAX - DYN_STRING_STEP - pStr->size))
     return DYN_STRING_RC_FALSE;
-  size_t add = strlen(pAddStr);
-  if (add > static_cast<size_t>(INT_MAX - DYN_STRING_STEP - pStr->size))
-    return DYN_STRING_RC_FALSE;
-  int add_len = static_cast<int>(add);
+  int add_len = static_cast<int>(length);
   int new_len = pStr->len + add_len;
   if (new_len + 1 > pStr->size) {
     int new_size = pStr->size + add_len + DYN_STRING_STEP;
@@ -39,8 +41,9 @@ DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr)
     pStr->string = grown;
     pStr->size = new_size;
   }
-  memcpy(pStr->string + pStr->len, pAddStr, add + 1);
+  memcpy(pStr->string + pStr->len, bytes, length);
   pStr->len = new_len;
+  pStr->string[new_len] = '\0';
   return DYN_STRING_RC_TRUE;
 }
 

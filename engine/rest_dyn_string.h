@@ -1,6 +1,8 @@
 // Growable character string that collects rendered text.
 #pragma once
 
+#include <stddef.h>
+
 // Note: the opposite sense of RC_t.
 enum DYN_STRING_RC_t { DYN_STRING_RC_FALSE = 0, DYN_STRING_RC_TRUE = 1 };
 
@@ -17,6 +19,9 @@ dyn_string_t* dynStringNew(void);
 // Appends a copy of the text. DYN_STRING_RC_FALSE, with the string unchanged, for a null argument
 // or when memory is short.
 DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr);
+
+// The same for a text whose length the caller knows; bytes must hold no zero.
+DYN_STRING_RC_t dynStringAppendBytes(dyn_string_t* pStr, const char* bytes, size_t length);
 
 // Frees the string and sets the pointer to null. A null argument or pointer is allowed.
 void dynStringFree(dyn_string_t** pStr);

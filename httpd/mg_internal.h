@@ -2,6 +2,8 @@
 #pragma once
 
 #include <stdint.h>
+#include <stdio.h>
+#include <string.h>
 
 #include "httpd/httpd.h"
 #include "httpd/ns_net.h"
@@ -55,6 +57,7 @@ struct connection {
   int64_t num_bytes_recv;  // received for this request, header block included
   int64_t cl;              // Content-Length; of a file: bytes left to send
   int request_len;         // length of the header block; 0 incomplete, negative malformed
+  bool handler_called;     // with MG_REQUEST, for this request
 };
 
 struct mg_server {
@@ -84,6 +87,32 @@ void close_local_endpoint(connection* conn);
 // Whether the connection is to stay open behind this request.
 bool should_keep_alive(const mg_connection* conn);
 const char* suggest_connection_header(const mg_connection* conn);
+
+// Whether the socket is the far side of a request that is served elsewhere; its user_data is then
+// the connection that waits for it.
+inline bool is_peer(const ns_connection* nc)
+{
+  return (nc->flags & (MGF_CGI_PEER | MGF_PROXY_PEER)) != 0;
+}
+
+// Passes the text in pieces to put(bytes, length), control bytes as percent escapes: a decoded path
+// may hold line ends, which would end a header or a line of the log.
+template <typename Put>
+void escape_controls(const char* text, Put put)
+{
+  while (*text != '\0') {
+    size_t plain = 0;
+    while (static_cast<unsigned char>(text[plain]) >= 0x20 && text[plain] != 0x7f)
+      plain++;
+    put(text, plain);
+    text += plain;
+    for (; *text != '\0' && (static_cast<unsigned char>(*text) < 0x20 || *text == 0x7f); text++) {
+      char escape[sizeof "%XX"];
+      snprintf(escape, sizeof escape, "%%%02X", unsigned{static_cast<unsigned char>(*text)});
+      put(escape, sizeof escape - 1);
+    }
+  }
+}
 
 // --- mg_response.cpp ---
 

@@ -29,10 +29,13 @@ void log_access(const connection* conn)
     snprintf(user, sizeof user, "-");
 
   flock(fileno(file), LOCK_EX);
-  fprintf(file, "%s - %s [%s] \"%s %s%s%s HTTP/%s\" %d 0", c->remote_ip, user, date,
-          c->request_method ? c->request_method : "-", c->uri ? c->uri : "-",
-          c->query_string ? "?" : "", c->query_string ? c->query_string : "",
-          c->http_version ? c->http_version : "", c->status_code);
+  fprintf(file, "%s - %s [%s] \"%s ", c->remote_ip, user, date,
+          c->request_method ? c->request_method : "-");
+  escape_controls(c->uri ? c->uri : "-",
+                  [file](const char* text, size_t len) { fwrite(text, 1, len, file); });
+  fprintf(file, "%s%s HTTP/%s\" %d 0", c->query_string ? "?" : "",
+          c->query_string ? c->query_string : "", c->http_version ? c->http_version : "",
+          c->status_code);
   log_header(file, c, "Referer");
   log_header(file, c, "User-Agent");
   fputc('\n', file);

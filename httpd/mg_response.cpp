@@ -47,16 +47,25 @@ void terminate_headers(connection* conn)
 {
   if (conn->ns_conn->flags & MGF_HEADERS_SENT)
     return;
-  mg_send_header(&conn->mg_conn, "Transfer-Encoding", "chunked");
-  mg_write(&conn->mg_conn, "\r\n", 2);
+  mg_send_status(&conn->mg_conn, 200);
+  mg_printf(&conn->mg_conn, "Transfer-Encoding: chunked\r\n\r\n");
   conn->ns_conn->flags |= MGF_HEADERS_SENT;
 }
 
+// Frames a chunk around the bytes. A small one is put together first, so that the buffer grows
+// once.
 static void write_chunk(connection* conn, const void* data, size_t len)
 {
-  char size[2 * sizeof len + sizeof "\r\n"];
-  int digits = snprintf(size, sizeof size, "%zX\r\n", len);
-  ns_send(conn->ns_conn, size, static_cast<size_t>(digits));
+  char memory[2048];
+  int digits = snprintf(memory, sizeof memory, "%zX\r\n", len);
+  size_t used = static_cast<size_t>(digits);
+  if (len <= sizeof memory - used - 2) {
+    memcpy(memory + used, data, len);
+    memcpy(memory + used + len, "\r\n", 2);
+    ns_send(conn->ns_conn, memory, used + len + 2);
+    return;
+  }
+  ns_send(conn->ns_conn, memory, used);
   ns_send(conn->ns_conn, data, len);
   ns_send(conn->ns_conn, "\r\n", 2);
 }
@@ -114,9 +123,11 @@ void send_http_error(connection* conn, int code, const char* format, ...)
   mg_vec target;
   if (error_redirect_of(conn->server, code, &target)) {
     c->status_code = 302;
-    mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=%s&query_string=%s\r\n\r\n",
-              302, static_cast<int>(target.len), target.ptr, code, c->uri ? c->uri : "",
-              c->query_string ? c->query_string : "");
+    mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=", 302,
+              static_cast<int>(target.len), target.ptr, code);
+    escape_controls(c->uri ? c->uri : "",
+                    [c](const char* text, size_t len) { mg_write(c, text, len); });
+    mg_printf(c, "&query_string=%s\r\n\r\n", c->query_string ? c->query_string : "");
     close_local_endpoint(conn);
     return;
   }

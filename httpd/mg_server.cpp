@@ -1,11 +1,11 @@
-#include <limits.h>
+#include <arpa/inet.h>
+#include <ctype.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
 #include <unistd.h>
-
-#include <memory>
 
 #include "httpd/mg_acl.h"
 #include "httpd/mg_internal.h"
@@ -34,10 +34,21 @@ connection* mg_conn_2_conn(const mg_connection* conn)
       reinterpret_cast<const connection*>(member - offsetof(connection, mg_conn)));
 }
 
+// Lets the handler see the body bytes that have arrived, and no others: the buffer moves and
+// shrinks, and holds the header block until that is complete.
+static void show_content(connection* conn)
+{
+  const iobuf& io = conn->ns_conn->recv_iobuf;
+  bool is_body = conn->request_len > 0 || conn->endpoint_type == EP_CLIENT;
+  conn->mg_conn.content = is_body ? io.buf : nullptr;
+  conn->mg_conn.content_len = is_body ? io.len : 0;
+}
+
 int call_user(connection* conn, mg_event ev)
 {
   if (!conn || !conn->server || !conn->server->event_handler)
     return MG_FALSE;
+  show_content(conn);
   return conn->server->event_handler(&conn->mg_conn, ev);
 }
 
@@ -87,16 +98,18 @@ static void on_accept(ns_connection* nc)
     nc->flags |= NSF_CLOSE_NOW;
 }
 
-static void on_connect(connection* conn, int result)
+static void on_connect(ns_connection* nc, connection* conn, int result)
 {
-  conn->mg_conn.status_code = result;
-  if (result == 0) {
-    set_addresses(conn);
-    if (conn->ns_conn->flags & MGF_PROXY_PEER)
-      return;
+  if (!conn || is_peer(nc)) {
+    if (result != 0)
+      nc->flags |= NSF_CLOSE_NOW;
+    return;
   }
+  conn->mg_conn.status_code = result;
+  if (result == 0)
+    set_addresses(conn);
   if (call_user(conn, MG_CONNECT) == MG_FALSE || result != 0)
-    conn->ns_conn->flags |= NSF_CLOSE_NOW;
+    nc->flags |= NSF_CLOSE_NOW;
 }
 
 // --- the end of a request ---
@@ -146,6 +159,7 @@ static void reset_request(connection* conn)
   conn->request = conn->path_info = nullptr;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
+  conn->handler_called = false;
 
   mg_connection* c = &conn->mg_conn;
   c->request_method = c->uri = c->http_version = c->query_string = nullptr;
@@ -176,13 +190,6 @@ void close_local_endpoint(connection* conn)
 
 // --- reading a request ---
 
-// Lets the handler see the body bytes that have arrived, and no others.
-static void show_content(connection* conn)
-{
-  conn->mg_conn.content = conn->ns_conn->recv_iobuf.buf;
-  conn->mg_conn.content_len = conn->ns_conn->recv_iobuf.len;
-}
-
 static void try_parse(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
@@ -208,7 +215,6 @@ void open_local_endpoint(connection* conn, bool skip_user)
 {
   conn->endpoint_type = EP_NONE;
   if (conn->server->event_handler) {
-    show_content(conn);
     if (call_user(conn, MG_AUTH) == MG_FALSE) {
       mg_send_digest_auth_request(conn);
       return;
@@ -230,7 +236,7 @@ static void send_continue_if_expected(connection* conn)
 
 static int call_request_handler(connection* conn)
 {
-  show_content(conn);
+  conn->handler_called = true;  // once: more bytes may come while the answer is being prepared
   int answer = call_user(conn, MG_REQUEST);
   if (answer == MG_TRUE) {
     if (conn->ns_conn->flags & MGF_HEADERS_SENT)
@@ -242,9 +248,17 @@ static int call_request_handler(connection* conn)
 
 static void call_request_handler_if_data_is_buffered(connection* conn)
 {
-  if (conn->num_bytes_recv - conn->request_len >= conn->cl &&
+  // Subtracted, since a client may announce any 64-bit length.
+  if (!conn->handler_called && conn->num_bytes_recv - conn->request_len >= conn->cl &&
       call_request_handler(conn) == MG_FALSE)
     open_local_endpoint(conn, true);
+}
+
+// A well-formed request line; the parser also takes the status line of a response.
+static bool is_request(const connection* conn)
+{
+  const mg_connection* c = &conn->mg_conn;
+  return strncmp(c->request_method, "HTTP/", sizeof "HTTP/" - 1) != 0 && is_valid_uri(c->uri);
 }
 
 // Answers what cannot be served, or chooses what serves it; false when the request has ended or its
@@ -252,7 +266,7 @@ static void call_request_handler_if_data_is_buffered(connection* conn)
 static bool accept_request(connection* conn)
 {
   const mg_connection* c = &conn->mg_conn;
-  if (conn->request_len < 0 || (conn->request_len > 0 && !is_valid_uri(c->uri))) {
+  if (conn->request_len < 0 || (conn->request_len > 0 && !is_request(conn))) {
     send_http_error(conn, 400, "%s", "");
     return false;
   }
@@ -276,7 +290,6 @@ static bool accept_request(connection* conn)
 static void serve_user(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
-  show_content(conn);
   int consumed = call_user(conn, MG_RECV);
   if (consumed < 0)
     conn->ns_conn->flags |= NSF_CLOSE_WHEN_SENT;
@@ -308,6 +321,8 @@ static void process_udp(ns_connection* datagram)
   connection conn = {};
   init_connection(&conn, &nc);
   nc.user_data = &conn;
+  inet_ntop(AF_INET, &nc.sa.sin.sin_addr, conn.mg_conn.remote_ip, sizeof conn.mg_conn.remote_ip);
+  conn.mg_conn.remote_port = ntohs(nc.sa.sin.sin_port);
   conn.num_bytes_recv = static_cast<int64_t>(nc.recv_iobuf.len);
   on_recv_data(&conn);
   release_endpoint(&conn);
@@ -318,38 +333,37 @@ static void process_udp(ns_connection* datagram)
 
 // --- responses on outbound connections ---
 
-// Joins the chunks at the start of the buffer in place; true once the last one is there.
-static bool join_chunks(iobuf* io)
+// Reads the size line of the chunk at that offset; the offset of the chunk's bytes, or 0 when the
+// line is malformed or incomplete.
+static size_t read_chunk_size(const iobuf* io, size_t offset, size_t* size)
 {
-  size_t from = 0, to = 0;
-  std::unique_ptr<char, decltype(&free)> joined(static_cast<char*>(malloc(io->len + 1)), free);
-  while (joined && from < io->len) {
-    size_t chunk = 0;
-    size_t digits = 0;
-    for (; from + digits < io->len && digits < 8; digits++) {
-      static const char hex[] = "0123456789abcdefABCDEF";
-      const char* digit = strchr(hex, io->buf[from + digits]);
-      if (!digit || !*digit)
-        break;
-      size_t value = static_cast<size_t>(digit - hex);
-      chunk = chunk * 16 + (value < 16 ? value : value - 6);
-    }
-    const void* line_end = memchr(io->buf + from, '\n', io->len - from);
-    if (digits == 0 || !line_end)
+  const char* line = io->buf + offset;
+  const char* end = static_cast<const char*>(memchr(line, '\n', io->len - offset));
+  char digits[9] = "";
+  for (size_t i = 0; end && i < sizeof digits - 1 && isxdigit(static_cast<unsigned char>(line[i]));
+       i++)
+    digits[i] = line[i];
+  *size = strtoul(digits, nullptr, 16);
+  return digits[0] ? static_cast<size_t>(end - io->buf) + 1 : 0;
+}
+
+// Whether all chunks of a body are there; with `join` they are put together in place.
+static bool walk_chunks(iobuf* io, bool join)
+{
+  for (size_t from = 0, to = 0;;) {
+    size_t size;
+    size_t start = read_chunk_size(io, from, &size);
+    if (start == 0 || size > io->len - start || io->len - start - size < sizeof "\r\n" - 1)
       return false;
-    from = static_cast<size_t>(static_cast<const char*>(line_end) - io->buf) + 1;
-    if (chunk > io->len - from || io->len - from - chunk < 2)
-      return false;
-    if (chunk == 0) {
-      memcpy(io->buf, joined.get(), to);
-      io->len = to;
+    if (join)
+      memmove(io->buf + to, io->buf + start, size);
+    to += size;
+    from = start + size + sizeof "\r\n" - 1;
+    if (size == 0) {
+      io->len = join ? to : io->len;
       return true;
     }
-    memcpy(joined.get() + to, io->buf + from, chunk);
-    to += chunk;
-    from += chunk + 2;
   }
-  return false;
 }
 
 static bool response_is_complete(connection* conn)
@@ -359,13 +373,13 @@ static bool response_is_complete(connection* conn)
     return conn->num_bytes_recv - conn->request_len >= conn->cl;
   const char* encoding = mg_get_header(c, "Transfer-Encoding");
   if (encoding && strcasecmp(encoding, "chunked") == 0)
-    return join_chunks(&conn->ns_conn->recv_iobuf);
+    return walk_chunks(&conn->ns_conn->recv_iobuf, false) &&
+           walk_chunks(&conn->ns_conn->recv_iobuf, true);
   return false;  // the body runs to the close
 }
 
 static void deliver_reply(connection* conn)
 {
-  show_content(conn);
   call_user(conn, MG_REPLY);
   iobuf_free(&conn->ns_conn->recv_iobuf);
   reset_request(conn);
@@ -398,11 +412,25 @@ static void on_recv(ns_connection* nc, connection* conn, int count)
     process_response(conn);
 }
 
+// The connection that waited for a peer goes once it has sent what it got.
+static void release_waiting_client(connection* conn)
+{
+  ns_connection* nc = conn->ns_conn;
+  nc->flags &= ~NSF_HOLD_SEND;
+  nc->flags |= nc->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
+  conn->endpoint.nc = nullptr;
+  conn->endpoint_type = EP_NONE;
+}
+
 static void on_close(ns_connection* nc, connection* conn)
 {
   nc->user_data = nullptr;
   if (!conn)
     return;
+  if (is_peer(nc)) {
+    release_waiting_client(conn);
+    return;
+  }
   if (conn->endpoint_type == EP_CLIENT && nc->recv_iobuf.len > 0)
     deliver_reply(conn);
   call_user(conn, MG_CLOSE);
@@ -412,6 +440,8 @@ static void on_close(ns_connection* nc, connection* conn)
 
 static void on_poll(ns_connection* nc, connection* conn, time_t now)
 {
+  if (is_peer(nc))
+    return;
   if (conn && call_user(conn, MG_POLL) == MG_TRUE) {
     if (nc->flags & MGF_HEADERS_SENT)
       write_terminating_chunk(conn);
@@ -434,8 +464,7 @@ void mg_ev_handler(ns_connection* nc, ns_event ev, void* data)
       on_accept(nc);
       break;
     case NS_CONNECT:
-      if (conn)
-        on_connect(conn, *static_cast<int*>(data));
+      on_connect(nc, conn, *static_cast<int*>(data));
       break;
     case NS_RECV:
       on_recv(nc, conn, *static_cast<int*>(data));
@@ -506,9 +535,13 @@ void mg_copy_listeners(struct mg_server* from, struct mg_server* to)
   for (ns_connection* nc = ns_next(&from->mgr, nullptr); nc; nc = ns_next(&from->mgr, nc)) {
     if (!(nc->flags & NSF_LISTENING))
       continue;
-    ns_connection* copy = ns_add_sock(&to->mgr, nc->sock, nc->callback, nc->user_data);
-    if (!copy)
+    int sock = fcntl(nc->sock, F_DUPFD_CLOEXEC, 0);  // each server closes its own descriptor
+    ns_connection* copy = ns_add_sock(&to->mgr, sock, nc->callback, nc->user_data);
+    if (!copy) {
+      if (sock >= 0)
+        close(sock);
       continue;
+    }
     copy->sa = nc->sa;
     copy->flags = nc->flags;
     copy->proto_data = nc->proto_data;

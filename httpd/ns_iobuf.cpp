@@ -19,8 +19,12 @@ void iobuf_free(iobuf* io)
 
 void iobuf_resize(iobuf* io, size_t new_size)
 {
-  if (new_size == io->size || new_size < io->len || new_size == 0)
+  if (new_size == io->size || new_size < io->len)
     return;
+  if (new_size == 0) {
+    iobuf_free(io);
+    return;
+  }
   if (char* storage = static_cast<char*>(realloc(io->buf, new_size))) {
     io->buf = storage;
     io->size = new_size;

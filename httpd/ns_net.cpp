@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <netdb.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <pthread.h>
 #include <signal.h>
@@ -319,6 +320,11 @@ ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* 
 
 static void ns_destroy(ns_connection* conn)
 {
+  if (conn->flags & NSF_TLS_READY) {
+    // So that the peer can tell an end from a cut; whether it still listens does not matter.
+    SSL_shutdown(conn->ssl);
+    ERR_clear_error();
+  }
   if (conn->sock >= 0)
     close(conn->sock);
   iobuf_free(&conn->recv_iobuf);
@@ -356,7 +362,6 @@ static int ns_use_cert(SSL_CTX* ctx, const char* path)
   if (SSL_CTX_use_certificate_file(ctx, path, SSL_FILETYPE_PEM) != 1 ||
       SSL_CTX_use_PrivateKey_file(ctx, path, SSL_FILETYPE_PEM) != 1)
     return -2;
-  SSL_CTX_set_mode(ctx, SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   SSL_CTX_use_certificate_chain_file(ctx, path);
   return 0;
 }
@@ -377,9 +382,17 @@ static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const
 {
   conn->ssl_ctx = SSL_CTX_new(method);
   if (conn->ssl_ctx) {
+    static const unsigned char session_scope[] = "httpd";
     SSL_CTX_set_min_proto_version(conn->ssl_ctx, TLS1_2_VERSION);
-    // An idle connection gives its record buffers back, more than 32 KiB of them.
-    SSL_CTX_set_mode(conn->ssl_ctx, SSL_MODE_RELEASE_BUFFERS);
+    // An idle connection gives its record buffers back, more than 32 KiB of them; a write is tried
+    // again from a buffer that has grown, and so may have moved, in between; the chain comes from
+    // the certificate's file, as looking for one would verify signatures at every handshake.
+    SSL_CTX_set_mode(conn->ssl_ctx, SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
+                                        SSL_MODE_NO_AUTO_CHAIN);
+    // Clients resume sessions by ticket; a table of them would only take memory. With client
+    // certificates a session without a scope could not be resumed at all.
+    SSL_CTX_set_session_cache_mode(conn->ssl_ctx, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_session_id_context(conn->ssl_ctx, session_scope, sizeof session_scope - 1);
   }
   bool usable = ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0;
   ERR_clear_error();
@@ -389,7 +402,9 @@ static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const
 static bool ns_attach_ssl(ns_connection* conn, SSL_CTX* ctx)
 {
   conn->ssl = SSL_new(ctx);
-  return conn->ssl && SSL_set_fd(conn->ssl, conn->sock) == 1;
+  bool attached = conn->ssl && SSL_set_fd(conn->ssl, conn->sock) == 1;
+  ERR_clear_error();
+  return attached;
 }
 
 // --- listeners and outbound connections ---
@@ -498,6 +513,9 @@ int ns_socketpair2(int pair[2], int type)
     if (done) {
       pair[1] = first;
       first = -1;
+      // Somebody else may have sent to it before it was connected.
+      while (recv(pair[1], &other, sizeof other, MSG_DONTWAIT) >= 0) {
+      }
     }
   }
   if (first >= 0)
@@ -587,18 +605,17 @@ static void ns_take_wakeup(ns_mgr* mgr)
 
 // --- one connection's share of a pass ---
 
-// Takes a connection off the queue when there is no descriptor left to serve it with, so that the
-// listener does not stay readable for ever.
+// Takes a connection off the queue when there is no descriptor left to serve it with: the listener
+// would stay readable for ever. The pass opens the next spare descriptor.
 static void ns_refuse_connection(ns_connection* listener)
 {
   ns_mgr* mgr = listener->mgr;
-  if (mgr->spare_fd < 0)
-    return;
-  close(mgr->spare_fd);
+  if (mgr->spare_fd >= 0)
+    close(mgr->spare_fd);
+  mgr->spare_fd = -1;
   int sock = accept4(listener->sock, nullptr, nullptr, SOCK_CLOEXEC);
   if (sock >= 0)
     close(sock);
-  mgr->spare_fd = ns_open_spare();
 }
 
 static void accept_conn(ns_connection* listener)
@@ -617,6 +634,9 @@ static void accept_conn(ns_connection* listener)
     return;
   }
   conn->sa = peer;
+  // An answer behind the end of a TLS handshake would wait for the peer's delayed acknowledgement.
+  int on = 1;
+  setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   if (listener->ssl_ctx && !ns_attach_ssl(conn, listener->ssl_ctx)) {
     conn->callback = nullptr;
     ns_close_conn(conn);
@@ -763,6 +783,14 @@ static void ns_add_to_set(int sock, fd_set* set, int* max_fd)
     *max_fd = sock;
 }
 
+// Without the spare descriptor a listener that has run out of them could not refuse a client and
+// would keep the loop spinning.
+static bool ns_waits_for_reading(const ns_connection* conn)
+{
+  bool accepts = (conn->flags & (NSF_LISTENING | NSF_UDP)) == NSF_LISTENING;
+  return !(conn->flags & NSF_TLS_WANT_WRITE) && !(accepts && conn->mgr->spare_fd < 0);
+}
+
 static bool ns_waits_for_writing(const ns_connection* conn)
 {
   if (conn->flags & NSF_CONNECTING)
@@ -778,12 +806,14 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
   int max_fd = -1;
   time_t current_time = time(nullptr);
   ns_add_to_set(mgr->ctl[1], &read_set, &max_fd);
+  if (mgr->spare_fd < 0)
+    mgr->spare_fd = ns_open_spare();
 
   for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
     next = conn->next;
     if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
       ns_call(conn, NS_POLL, &current_time);
-    if (!(conn->flags & NSF_TLS_WANT_WRITE))
+    if (ns_waits_for_reading(conn))
       ns_add_to_set(conn->sock, &read_set, &max_fd);
     if (ns_waits_for_writing(conn))
       ns_add_to_set(conn->sock, &write_set, &max_fd);

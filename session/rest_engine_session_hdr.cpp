@@ -4,7 +4,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -156,34 +157,34 @@ RC_t get_session_timeout(uint32_t* value)
 // --- The status file ---
 //
 // It is due after every change, twice a request, and almost always holds the right bytes already.
-// So the text is kept with the sessions it was made from and the file's state when it was written,
-// and one stat tells whether the file is still that one. A change within the clock tick of our own
-// write would leave the same times; until such a tick has passed the file's content is compared as
-// well.
+// So the text is kept with the sessions it was made from, and the file is watched: as long as no
+// event says that somebody touched or replaced it, it need not be written again.
 
 struct status_file_t {
   api_loginsession_t sessions[REST_SESSION_MAX];  // what text says
   char text[REST_SESSION_MAX * 512];              // a line takes at most 400 characters
   size_t length;
-  bool written;          // the file was last written with this text
-  struct stat state;     // the file after that
-  timespec verified_at;  // when its content was last known to be text
+  bool written;  // the file held the text when the watch began
 };
 static status_file_t status_file = {};
 
-// More than one tick of the clock that stamps files.
-static constexpr int64_t FILE_CLOCK_TICK_NS = 50 * 1000 * 1000;
+// The descriptor that brings the file's events (-1: none, so the file is written every time), and
+// which file is watched.
+static int status_events = -1;
+static int status_watch = -1;
 
-static int64_t session_ns_between(const timespec& from, const timespec& to)
+// Whether anything happened to the file since its events were last discarded.
+static bool session_file_touched(void)
 {
-  return (static_cast<int64_t>(to.tv_sec) - from.tv_sec) * 1000000000 + (to.tv_nsec - from.tv_nsec);
+  int pending = 0;
+  return ioctl(status_events, FIONREAD, &pending) != 0 || pending > 0;
 }
 
-static bool session_same_state(const struct stat& a, const struct stat& b)
+static void session_discard_events(void)
 {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         session_ns_between(a.st_mtim, b.st_mtim) == 0 &&
-         session_ns_between(a.st_ctim, b.st_ctim) == 0;
+  char events[4096];
+  while (read(status_events, events, sizeof events) > 0) {
+  }
 }
 
 static bool session_file_holds_text(void)
@@ -198,21 +199,21 @@ static bool session_file_holds_text(void)
          memcmp(content, status_file.text, status_file.length) == 0;
 }
 
-// Whether the file still is the one that this process wrote, unchanged.
-static bool session_file_untouched(void)
+// Watches the file just written. Whatever happened to it before the watch began shows in its
+// content, whatever happens later brings an event.
+static bool session_watch_file(void)
 {
-  struct stat state = {};
-  if (!status_file.written || stat(REST_SESSION_FILE, &state) != 0 ||
-      !session_same_state(state, status_file.state))
+  if (status_events < 0)
+    status_events = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  int watch = inotify_add_watch(status_events, REST_SESSION_FILE,
+                                IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF);
+  if (watch < 0)
     return false;
-  if (session_ns_between(state.st_ctim, status_file.verified_at) > FILE_CLOCK_TICK_NS)
-    return true;
-  timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  if (!session_file_holds_text())
-    return false;
-  status_file.verified_at = now;
-  return true;
+  if (status_watch >= 0 && status_watch != watch)
+    inotify_rm_watch(status_events, status_watch);
+  status_watch = watch;
+  session_discard_events();
+  return session_file_holds_text();
 }
 
 static size_t session_status_text(char* text, size_t size)
@@ -235,7 +236,7 @@ RC_t output_session_file(void)
     status_file.length = session_status_text(status_file.text, sizeof status_file.text);
     status_file.written = false;
   }
-  if (session_file_untouched())
+  if (status_file.written && !session_file_touched())
     return RC_TRUE;
 
   // Written over in place and cut to length: a truncation first would have the file system flush
@@ -244,11 +245,10 @@ RC_t output_session_file(void)
   int fd = open(REST_SESSION_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (fd < 0)
     return RC_FALSE;
-  status_file.written =
+  bool complete =
       write(fd, status_file.text, status_file.length) == static_cast<ssize_t>(status_file.length) &&
-      ftruncate(fd, static_cast<off_t>(status_file.length)) == 0 &&
-      fstat(fd, &status_file.state) == 0;
-  status_file.verified_at = status_file.state.st_ctim;
+      ftruncate(fd, static_cast<off_t>(status_file.length)) == 0;
   close(fd);
+  status_file.written = complete && session_watch_file();
   return RC_TRUE;
 }

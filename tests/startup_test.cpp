@@ -25,6 +25,16 @@ TEST(StartUp, EndsWithStatus2WhenItCannotRegister)
             "\nFailed to initialize RPC to OpEN. Exiting (result = -21)\n");
 }
 
+TEST(StartUp, RunsOnWhicheverLibraryStandsBehindTheName)
+{
+  engine_process engine("", {
+                                {"LD_LIBRARY_PATH", getenv("OTHER_OPENCLT")}
+  });
+  EXPECT_EQ(engine_process_wait_exit(engine), 2);
+  EXPECT_EQ(file_text(engine.folder.path + "/stdout"),
+            "\nFailed to initialize RPC to OpEN. Exiting (result = -28)\n");
+}
+
 TEST(StartUp, RefusesABadProfileBeforeItListens)
 {
   engine_process engine(R"({"accounts": [{"user": 5}]})");

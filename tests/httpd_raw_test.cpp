@@ -1,0 +1,211 @@
+// Raw requests and their raw answers, over a real socket.
+#include <string>
+
+#include "tests/httpd_support.h"
+
+using std::string;
+using namespace std::string_literals;
+
+// What the handler saw: method, target, version, number of headers, body.
+static int tell_what_came(mg_connection* c, mg_event ev)
+{
+  char var[8];
+  int len = static_cast<int>(c->content_len);
+  if (ev != MG_REQUEST || (c->uri && strcmp(c->uri, "/missing") == 0))
+    return ev == MG_AUTH ? MG_TRUE : MG_FALSE;
+  if (strcmp(c->uri, "/var") == 0) {
+    int result = mg_get_var(c, "a", var, sizeof var);
+    mg_printf_data(c, "%d [%s]", result, var);
+  } else {
+    mg_printf_data(c, "%s %s%s%s %s %d [%.*s]", c->request_method, c->uri,
+                   c->query_string ? "?" : "", c->query_string ? c->query_string : "",
+                   c->http_version, c->num_headers, len, c->content ? c->content : "");
+  }
+  return MG_TRUE;
+}
+
+// What follows the answer: KEPT another request is served, ENDS the server closes, WAITS there was
+// no answer, the server waits for more and closes when the client has no more.
+enum outcome { KEPT, ENDS, WAITS };
+
+struct raw_row {
+  int line;
+  outcome end;
+  string request;
+  string answer;
+  string rest = "";  // sent when the server has read the request's first part
+};
+
+static const string HEAD = "GET / HTTP/1.1\r\n";
+static const string POST = "POST / HTTP/1.1\r\nContent-Length: ";
+static const string CONTINUE = "HTTP/1.1 100 Continue\r\n\r\n";
+static const string BAD = error_answer("400 Bad Request");
+static const string TOO_LARGE = error_answer("413 Payload Too Large");
+static const string BAD_VERSION = error_answer("505 HTTP Version Not Supported");
+
+static string headers(int count)
+{
+  string text;
+  for (int i = 0; i < count; i++)
+    text += "X-" + std::to_string(i) + ": v\r\n";
+  return text;
+}
+
+// A request whose header block has exactly so many bytes.
+static string sized(size_t size)
+{
+  string text = HEAD + "X: ";
+  return text + string(size - text.size() - 4, 'a') + "\r\n\r\n";
+}
+
+// clang-format off
+static const raw_row rows[] = {
+  // versions and what they say about the connection
+  {__LINE__, KEPT,  "GET / HTTP/1.1\r\n\r\n",                           chunked("GET / 1.1 0 []")},
+  {__LINE__, ENDS,  "GET / HTTP/1.0\r\n\r\n",                           chunked("GET / 1.0 0 []")},
+  {__LINE__, KEPT,  "GET / HTTP/1.0\r\nConnection: Keep-Alive\r\n\r\n", chunked("GET / 1.0 1 []")},
+  {__LINE__, ENDS,  HEAD + "Connection: close\r\n\r\n",                 chunked("GET / 1.1 1 []")},
+  {__LINE__, ENDS,  HEAD + "Connection: Upgrade\r\n\r\n",               chunked("GET / 1.1 1 []")},
+  {__LINE__, KEPT,  HEAD + "CONNECTION: KEEP-ALIVE\r\n\r\n",            chunked("GET / 1.1 1 []")},
+  {__LINE__, KEPT,  "POST / HTTP/1.1\r\n\r\n",                          chunked("POST / 1.1 0 []")},
+  {__LINE__, KEPT,  "POST / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n", chunked("POST / 1.0 1 []")},
+  {__LINE__, ENDS,  "POST / HTTP/1.0\r\n\r\n",                          chunked("POST / 1.0 0 []")},
+  {__LINE__, ENDS,  "GET / HTTP/1.2\r\n\r\n",                           BAD_VERSION},
+  {__LINE__, ENDS,  "GET / HTTP/2.0\r\n\r\n",                           BAD_VERSION},
+  {__LINE__, ENDS,  "GET / HTTP/1.10\r\n\r\n",                          BAD_VERSION},
+  {__LINE__, ENDS,  "GET / HTTP/1.1 \r\n\r\n",                          BAD_VERSION},
+  {__LINE__, ENDS,  "GET / x HTTP/1.1\r\n\r\n",                         BAD},
+  {__LINE__, ENDS,  "GET / HTTP/\r\n\r\n",                              BAD_VERSION},
+  {__LINE__, ENDS,  "GET / http/1.1\r\n\r\n",                           BAD},
+  {__LINE__, ENDS,  "GET / FTP/1.1\r\n\r\n",                            BAD},
+  // request lines
+  {__LINE__, KEPT,  "GET / HTTP/1.1\n\n",                               chunked("GET / 1.1 0 []")},
+  {__LINE__, KEPT,  "GET / HTTP/1.1\nA: b\n\r\n",                       chunked("GET / 1.1 1 []")},
+  {__LINE__, KEPT,  "\r\n  GET / HTTP/1.1\r\n\r\n",                     chunked("GET / 1.1 0 []")},
+  {__LINE__, KEPT,  "GET   /   HTTP/1.1\r\n\r\n",                       chunked("GET / 1.1 0 []")},
+  {__LINE__, ENDS,  "\r\n\r\nGET / HTTP/1.1\r\n\r\n",                   BAD},
+  {__LINE__, ENDS,  "\n\n",                                             BAD},
+  {__LINE__, ENDS,  "GET /\r\n\r\n",                                    BAD},
+  {__LINE__, ENDS,  "GET\r\n\r\n",                                      BAD},
+  {__LINE__, ENDS,  "GET HTTP/1.1\r\n\r\n",                             BAD},
+  {__LINE__, ENDS,  "get / HTTP/1.1\r\n\r\n",                           BAD},
+  {__LINE__, ENDS,  "PATCH / HTTP/1.1\r\n\r\n",                         BAD},
+  {__LINE__, ENDS,  "GETX / HTTP/1.1\r\n\r\n",                          BAD},
+  {__LINE__, ENDS,  "HTTP/1.1 200 OK\r\n\r\n",                          BAD},
+  {__LINE__, ENDS,  "HTTP/1.1 5:80 1.1\r\n\r\n",                        BAD},
+  {__LINE__, ENDS,  "\x16\x03\x01\x02\x00\x01\x00\x01\xfc"s,            BAD},
+  {__LINE__, KEPT,  "HEAD / HTTP/1.1\r\n\r\n",                          chunked("HEAD / 1.1 0 []")},
+  {__LINE__, KEPT,  "PUT / HTTP/1.1\r\n\r\n",                           chunked("PUT / 1.1 0 []")},
+  {__LINE__, KEPT,  "DELETE / HTTP/1.1\r\n\r\n",                        chunked("DELETE / 1.1 0 []")},
+  {__LINE__, KEPT,  "OPTIONS * HTTP/1.1\r\n\r\n",                       chunked("OPTIONS * 1.1 0 []")},
+  {__LINE__, KEPT,  "PROPFIND / HTTP/1.1\r\n\r\n",                      chunked("PROPFIND / 1.1 0 []")},
+  {__LINE__, KEPT,  "MKCOL / HTTP/1.1\r\n\r\n",                         chunked("MKCOL / 1.1 0 []")},
+  {__LINE__, KEPT,  "CONNECT host:80 HTTP/1.1\r\n\r\n",                 chunked("CONNECT host:80 1.1 0 []")},
+  // targets
+  {__LINE__, KEPT,  "GET http://h/p HTTP/1.1\r\n\r\n",                  chunked("GET http://h/p 1.1 0 []")},
+  {__LINE__, KEPT,  "GET HTTPS://h HTTP/1.1\r\n\r\n",                   chunked("GET HTTPS://h 1.1 0 []")},
+  {__LINE__, ENDS,  "GET x HTTP/1.1\r\n\r\n",                           BAD},
+  {__LINE__, ENDS,  "GET ./x HTTP/1.1\r\n\r\n",                         BAD},
+  {__LINE__, ENDS,  "GET *x HTTP/1.1\r\n\r\n",                          BAD},
+  {__LINE__, ENDS,  "GET host:x HTTP/1.1\r\n\r\n",                      BAD},
+  {__LINE__, ENDS,  "GET :80 HTTP/1.1\r\n\r\n",                         BAD},
+  {__LINE__, ENDS,  "GET ?a=b HTTP/1.1\r\n\r\n",                        BAD},
+  {__LINE__, ENDS,  "GET %00/x HTTP/1.1\r\n\r\n",                       BAD},
+  {__LINE__, KEPT,  "GET %2Fx HTTP/1.1\r\n\r\n",                        chunked("GET /x 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /%41%zz%4 HTTP/1.1\r\n\r\n",                   chunked("GET /A%zz%4 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /a%00b HTTP/1.1\r\n\r\n",                      chunked("GET /a 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /a+b HTTP/1.1\r\n\r\n",                        chunked("GET /a+b 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /\xc3\xa4 HTTP/1.1\r\n\r\n",                   chunked("GET /\xc3\xa4 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /a//b HTTP/1.1\r\n\r\n",                       chunked("GET /a/b 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /../etc HTTP/1.1\r\n\r\n",                     chunked("GET /etc 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /a/%2e%2e/b HTTP/1.1\r\n\r\n",                 chunked("GET /a/b 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /a?b?%41 HTTP/1.1\r\n\r\n",                    chunked("GET /a?b?%41 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /a? HTTP/1.1\r\n\r\n",                         chunked("GET /a? 1.1 0 []")},
+  {__LINE__, KEPT,  "GET /" + string(9000, 'a') + " HTTP/1.1\r\n\r\n",  chunked("GET /" + string(9000, 'a') + " 1.1 0 []")},
+  // header blocks
+  {__LINE__, ENDS,  HEAD + "A: \x01\r\n\r\n",                           BAD},
+  {__LINE__, ENDS,  HEAD + "A:\tb\r\n\r\n",                             BAD},
+  {__LINE__, ENDS,  HEAD + "A: \x7f\r\n\r\n",                           BAD},
+  {__LINE__, ENDS,  HEAD + "A: \0\r\n\r\n"s,                            BAD},
+  {__LINE__, ENDS,  HEAD + "A\x1b",                                     BAD},
+  {__LINE__, KEPT,  HEAD + "A: \xff\r\n\r\n",                           chunked("GET / 1.1 1 []")},
+  {__LINE__, KEPT,  HEAD + "no colon\r\nB: c\r\n\r\n",                  chunked("GET / 1.1 2 []")},
+  {__LINE__, KEPT,  HEAD + ": nameless\r\nB: c\r\n\r\n",                chunked("GET / 1.1 0 []")},
+  {__LINE__, KEPT,  HEAD + headers(30) + "\r\n",                        chunked("GET / 1.1 30 []")},
+  {__LINE__, KEPT,  HEAD + headers(31) + "\r\n",                        chunked("GET / 1.1 30 []")},
+  {__LINE__, ENDS,  HEAD + "Connection: close\r\n" + headers(500) + "\r\n", chunked("GET / 1.1 30 []")},
+  {__LINE__, KEPT,  HEAD + headers(30) + "Connection: close\r\n\r\n",   chunked("GET / 1.1 30 []")},
+  {__LINE__, KEPT,  sized(16384),                                       chunked("GET / 1.1 1 []")},
+  {__LINE__, KEPT,  string(16384, ' '),                                 chunked("GET / 1.1 0 []"), HEAD + "\r\n"},
+  {__LINE__, ENDS,  string(16384, 'a'),                                 TOO_LARGE, "a"},
+  {__LINE__, ENDS,  sized(30000),                                       TOO_LARGE},
+  {__LINE__, WAITS, "GET / HTTP/1.1\r\nA: b\r\n",                       ""},
+  {__LINE__, WAITS, "G",                                                ""},
+  {__LINE__, WAITS, "",                                                 ""},
+  {__LINE__, KEPT,  "GET / HT",                                         chunked("GET / 1.1 0 []"), "TP/1.1\r\n\r\n"},
+  {__LINE__, KEPT,  HEAD + "\r",                                        chunked("GET / 1.1 0 []"), "\n"},
+  // bodies
+  {__LINE__, KEPT,  POST + "5\r\n\r\nhello",                            chunked("POST / 1.1 1 [hello]")},
+  {__LINE__, KEPT,  POST + "5\r\n\r\n",                                 chunked("POST / 1.1 1 [hello]"), "hello"},
+  {__LINE__, KEPT,  POST + "5\r\n\r\nhel",                              chunked("POST / 1.1 1 [hello]"), "lo"},
+  {__LINE__, KEPT,  POST + "3000\r\n\r\n" + string(2900, 'x'),          chunked("POST / 1.1 1 [" + string(3000, 'x') + "]"), string(100, 'x')},
+  {__LINE__, KEPT,  "GET / HTTP/1.1\r\nContent-Length: 2\r\n\r\nab",    chunked("GET / 1.1 1 [ab]")},
+  {__LINE__, KEPT,  "POST / HTTP/1.1\r\n\r\nno length",                 chunked("POST / 1.1 0 [no length]")},
+  {__LINE__, KEPT,  POST + "0\r\n\r\n",                                 chunked("POST / 1.1 1 []")},
+  {__LINE__, KEPT,  POST + "\r\n\r\n",                                  chunked("POST / 1.1 1 []")},
+  {__LINE__, KEPT,  POST + "abc\r\n\r\n",                               chunked("POST / 1.1 1 []")},
+  {__LINE__, KEPT,  POST + "0x5\r\n\r\n",                               chunked("POST / 1.1 1 []")},
+  {__LINE__, KEPT,  POST + "2x\r\n\r\nab",                              chunked("POST / 1.1 1 [ab]")},
+  {__LINE__, KEPT,  POST + "-5\r\n\r\nhello",                           chunked("POST / 1.1 1 [hello]")},
+  {__LINE__, KEPT,  POST + "-9223372036854775808\r\n\r\n",              chunked("POST / 1.1 1 []")},
+  {__LINE__, KEPT,  POST + "-99999999999999999999\r\n\r\n",             chunked("POST / 1.1 1 []")},
+  {__LINE__, WAITS, POST + "9223372036854775807\r\n\r\nx",              ""},
+  {__LINE__, WAITS, POST + "99999999999999999999\r\n\r\nx",             ""},
+  {__LINE__, WAITS, POST + "4294967296\r\n\r\nx",                       ""},
+  {__LINE__, WAITS, POST + "5\r\n\r\nhell",                             ""},
+  {__LINE__, KEPT,  POST + "2\r\nContent-Length: 9\r\n\r\nab",          chunked("POST / 1.1 2 [ab]")},
+  {__LINE__, WAITS, POST + "9\r\nContent-Length: 2\r\n\r\nab",          ""},
+  {__LINE__, KEPT,  POST + "2\r\nExpect: 100-Continue\r\n\r\n",         CONTINUE + chunked("POST / 1.1 2 [ab]"), "ab"},
+  {__LINE__, KEPT,  POST + "2\r\nExpect: 100\r\n\r\n",                  chunked("POST / 1.1 2 [ab]"), "ab"},
+  {__LINE__, KEPT,  "GET /1 HTTP/1.1\r\n\r\nGET /2 HTTP/1.1\r\n\r\n",   chunked("GET /1 1.1 0 [GET /2 HTTP/1.1\r\n\r\n]")},
+  {__LINE__, ENDS,  "GET /missing HTTP/1.1\r\n\r\n",                    error_answer("404 Not Found")},
+  {__LINE__, ENDS,  "FOO / HTTP/1.1\r\n\r\n" + string(6000, '\n'),      BAD},
+  // variables
+  {__LINE__, KEPT,  "GET /var?a=1234567 HTTP/1.1\r\n\r\n",              chunked("7 [1234567]")},
+  {__LINE__, KEPT,  "GET /var?a=12345678 HTTP/1.1\r\n\r\n",             chunked("-1 []")},
+  {__LINE__, KEPT,  "GET /var?b&A=%4%41%zz+ HTTP/1.1\r\n\r\n",          chunked("7 [%4A%zz ]")},
+  {__LINE__, KEPT,  "GET /var?ba=1 HTTP/1.1\r\n\r\n",                   chunked("-1 []")},
+  {__LINE__, KEPT,  "POST /var?a=12345678 HTTP/1.1\r\nContent-Length: 3\r\n\r\na=9", chunked("1 [9]")},
+  {__LINE__, KEPT,  "POST /var HTTP/1.1\r\nContent-Length: 10\r\n\r\na=12345678", chunked("-2 [1234567]")},
+};
+// clang-format on
+
+TEST(httpd_raw, each_request_gets_its_answer_and_the_next_client_too)
+{
+  test_server s(tell_what_came);
+  const string next = "GET /next HTTP/1.1\r\n\r\n", next_answer = chunked("GET /next 1.1 0 []");
+  FOR_EACH_ROW(row, rows)
+  {
+    client c(s.port);
+    poll_until(s, [&] { return newest(s) != nullptr; });
+    c.send(row.request);
+    if (row.end == WAITS || !row.rest.empty())
+      wait_received(s, static_cast<int64_t>(row.request.size()));
+    c.send(row.rest);
+    string expected = row.answer;
+    if (row.end == KEPT) {
+      wait_for(s, c, row.answer.size());
+      c.send(next);
+      expected += next_answer;
+      wait_for(s, c, expected.size());
+    } else {
+      if (row.end == WAITS)
+        shutdown(c.fd, SHUT_WR);
+      wait_for_close(s, c);
+    }
+    EXPECT_EQ(c.got, expected);
+    EXPECT_EQ(c.closed, row.end != KEPT);
+    shutdown(c.fd, SHUT_RDWR);
+    poll_until(s, [&] { return newest(s) == nullptr; });
+  }
+}
