@@ -108,7 +108,7 @@ TEST(ResultTree, RendersLongListsInTimeLinearInTheirLength)
     return best;
   };
   // Eight times the entries; walking the list for each of them would take sixty-four times as long.
-  EXPECT_LT(seconds(4096), 20 * seconds(512));
+  EXPECT_LT(seconds(4096), 32 * seconds(512));
 }
 
 TEST(GrowableString, GrowsByTheAddedTextAndOneStep)

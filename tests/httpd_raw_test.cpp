@@ -1,27 +1,22 @@
 // Raw requests and their raw answers, over a real socket.
-#include <string>
-
 #include "tests/httpd_support.h"
 
-using std::string;
 using namespace std::string_literals;
 
-// What the handler saw: method, target, version, number of headers, body.
-static int tell_what_came(mg_connection* c, mg_event ev)
+// Answers with what came: method, target, version, number of headers, body.
+static int tell_what_came(mg_connection* c)
 {
   char var[8];
-  int len = static_cast<int>(c->content_len);
-  if (ev != MG_REQUEST || (c->uri && strcmp(c->uri, "/missing") == 0))
-    return ev == MG_AUTH ? MG_TRUE : MG_FALSE;
+  if (strcmp(c->uri, "/missing") == 0)
+    return MG_FALSE;
   if (strcmp(c->uri, "/var") == 0) {
     int result = mg_get_var(c, "a", var, sizeof var);
-    mg_printf_data(c, "%d [%s]", result, var);
-  } else {
-    mg_printf_data(c, "%s %s%s%s %s %d [%.*s]", c->request_method, c->uri,
-                   c->query_string ? "?" : "", c->query_string ? c->query_string : "",
-                   c->http_version, c->num_headers, len, c->content ? c->content : "");
+    return mg_printf_data(c, "%d [%s]", result, var) != 0;
   }
-  return MG_TRUE;
+  return mg_printf_data(c, "%s %s%s%s %s %d [%s]", c->request_method, c->uri,
+                        c->query_string ? "?" : "", c->query_string ? c->query_string : "",
+                        c->http_version, c->num_headers,
+                        string(c->content ? c->content : "", c->content_len).c_str()) != 0;
 }
 
 // What follows the answer: KEPT another request is served, ENDS the server closes, WAITS there was
@@ -65,13 +60,10 @@ static const raw_row rows[] = {
   {__LINE__, ENDS,  "GET / HTTP/1.0\r\n\r\n",                           chunked("GET / 1.0 0 []")},
   {__LINE__, KEPT,  "GET / HTTP/1.0\r\nConnection: Keep-Alive\r\n\r\n", chunked("GET / 1.0 1 []")},
   {__LINE__, ENDS,  HEAD + "Connection: close\r\n\r\n",                 chunked("GET / 1.1 1 []")},
-  {__LINE__, ENDS,  HEAD + "Connection: Upgrade\r\n\r\n",               chunked("GET / 1.1 1 []")},
   {__LINE__, KEPT,  HEAD + "CONNECTION: KEEP-ALIVE\r\n\r\n",            chunked("GET / 1.1 1 []")},
   {__LINE__, KEPT,  "POST / HTTP/1.1\r\n\r\n",                          chunked("POST / 1.1 0 []")},
   {__LINE__, KEPT,  "POST / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n", chunked("POST / 1.0 1 []")},
-  {__LINE__, ENDS,  "POST / HTTP/1.0\r\n\r\n",                          chunked("POST / 1.0 0 []")},
   {__LINE__, ENDS,  "GET / HTTP/1.2\r\n\r\n",                           BAD_VERSION},
-  {__LINE__, ENDS,  "GET / HTTP/2.0\r\n\r\n",                           BAD_VERSION},
   {__LINE__, ENDS,  "GET / HTTP/1.10\r\n\r\n",                          BAD_VERSION},
   {__LINE__, ENDS,  "GET / HTTP/1.1 \r\n\r\n",                          BAD_VERSION},
   {__LINE__, ENDS,  "GET / x HTTP/1.1\r\n\r\n",                         BAD},
@@ -84,32 +76,22 @@ static const raw_row rows[] = {
   {__LINE__, KEPT,  "\r\n  GET / HTTP/1.1\r\n\r\n",                     chunked("GET / 1.1 0 []")},
   {__LINE__, KEPT,  "GET   /   HTTP/1.1\r\n\r\n",                       chunked("GET / 1.1 0 []")},
   {__LINE__, ENDS,  "\r\n\r\nGET / HTTP/1.1\r\n\r\n",                   BAD},
-  {__LINE__, ENDS,  "\n\n",                                             BAD},
   {__LINE__, ENDS,  "GET /\r\n\r\n",                                    BAD},
-  {__LINE__, ENDS,  "GET\r\n\r\n",                                      BAD},
   {__LINE__, ENDS,  "GET HTTP/1.1\r\n\r\n",                             BAD},
-  {__LINE__, ENDS,  "get / HTTP/1.1\r\n\r\n",                           BAD},
   {__LINE__, ENDS,  "PATCH / HTTP/1.1\r\n\r\n",                         BAD},
-  {__LINE__, ENDS,  "GETX / HTTP/1.1\r\n\r\n",                          BAD},
   {__LINE__, ENDS,  "HTTP/1.1 200 OK\r\n\r\n",                          BAD},
   {__LINE__, ENDS,  "HTTP/1.1 5:80 1.1\r\n\r\n",                        BAD},
   {__LINE__, ENDS,  "\x16\x03\x01\x02\x00\x01\x00\x01\xfc"s,            BAD},
   {__LINE__, KEPT,  "HEAD / HTTP/1.1\r\n\r\n",                          chunked("HEAD / 1.1 0 []")},
-  {__LINE__, KEPT,  "PUT / HTTP/1.1\r\n\r\n",                           chunked("PUT / 1.1 0 []")},
   {__LINE__, KEPT,  "DELETE / HTTP/1.1\r\n\r\n",                        chunked("DELETE / 1.1 0 []")},
   {__LINE__, KEPT,  "OPTIONS * HTTP/1.1\r\n\r\n",                       chunked("OPTIONS * 1.1 0 []")},
-  {__LINE__, KEPT,  "PROPFIND / HTTP/1.1\r\n\r\n",                      chunked("PROPFIND / 1.1 0 []")},
-  {__LINE__, KEPT,  "MKCOL / HTTP/1.1\r\n\r\n",                         chunked("MKCOL / 1.1 0 []")},
   {__LINE__, KEPT,  "CONNECT host:80 HTTP/1.1\r\n\r\n",                 chunked("CONNECT host:80 1.1 0 []")},
   // targets
   {__LINE__, KEPT,  "GET http://h/p HTTP/1.1\r\n\r\n",                  chunked("GET http://h/p 1.1 0 []")},
-  {__LINE__, KEPT,  "GET HTTPS://h HTTP/1.1\r\n\r\n",                   chunked("GET HTTPS://h 1.1 0 []")},
   {__LINE__, ENDS,  "GET x HTTP/1.1\r\n\r\n",                           BAD},
   {__LINE__, ENDS,  "GET ./x HTTP/1.1\r\n\r\n",                         BAD},
-  {__LINE__, ENDS,  "GET *x HTTP/1.1\r\n\r\n",                          BAD},
   {__LINE__, ENDS,  "GET host:x HTTP/1.1\r\n\r\n",                      BAD},
   {__LINE__, ENDS,  "GET :80 HTTP/1.1\r\n\r\n",                         BAD},
-  {__LINE__, ENDS,  "GET ?a=b HTTP/1.1\r\n\r\n",                        BAD},
   {__LINE__, ENDS,  "GET %00/x HTTP/1.1\r\n\r\n",                       BAD},
   {__LINE__, KEPT,  "GET %2Fx HTTP/1.1\r\n\r\n",                        chunked("GET /x 1.1 0 []")},
   {__LINE__, KEPT,  "GET /%41%zz%4 HTTP/1.1\r\n\r\n",                   chunked("GET /A%zz%4 1.1 0 []")},
@@ -120,7 +102,6 @@ static const raw_row rows[] = {
   {__LINE__, KEPT,  "GET /../etc HTTP/1.1\r\n\r\n",                     chunked("GET /etc 1.1 0 []")},
   {__LINE__, KEPT,  "GET /a/%2e%2e/b HTTP/1.1\r\n\r\n",                 chunked("GET /a/b 1.1 0 []")},
   {__LINE__, KEPT,  "GET /a?b?%41 HTTP/1.1\r\n\r\n",                    chunked("GET /a?b?%41 1.1 0 []")},
-  {__LINE__, KEPT,  "GET /a? HTTP/1.1\r\n\r\n",                         chunked("GET /a? 1.1 0 []")},
   {__LINE__, KEPT,  "GET /" + string(9000, 'a') + " HTTP/1.1\r\n\r\n",  chunked("GET /" + string(9000, 'a') + " 1.1 0 []")},
   // header blocks
   {__LINE__, ENDS,  HEAD + "A: \x01\r\n\r\n",                           BAD},
@@ -133,17 +114,14 @@ static const raw_row rows[] = {
   {__LINE__, KEPT,  HEAD + ": nameless\r\nB: c\r\n\r\n",                chunked("GET / 1.1 0 []")},
   {__LINE__, KEPT,  HEAD + headers(30) + "\r\n",                        chunked("GET / 1.1 30 []")},
   {__LINE__, KEPT,  HEAD + headers(31) + "\r\n",                        chunked("GET / 1.1 30 []")},
-  {__LINE__, ENDS,  HEAD + "Connection: close\r\n" + headers(500) + "\r\n", chunked("GET / 1.1 30 []")},
   {__LINE__, KEPT,  HEAD + headers(30) + "Connection: close\r\n\r\n",   chunked("GET / 1.1 30 []")},
   {__LINE__, KEPT,  sized(16384),                                       chunked("GET / 1.1 1 []")},
   {__LINE__, KEPT,  string(16384, ' '),                                 chunked("GET / 1.1 0 []"), HEAD + "\r\n"},
   {__LINE__, ENDS,  string(16384, 'a'),                                 TOO_LARGE, "a"},
   {__LINE__, ENDS,  sized(30000),                                       TOO_LARGE},
   {__LINE__, WAITS, "GET / HTTP/1.1\r\nA: b\r\n",                       ""},
-  {__LINE__, WAITS, "G",                                                ""},
   {__LINE__, WAITS, "",                                                 ""},
   {__LINE__, KEPT,  "GET / HT",                                         chunked("GET / 1.1 0 []"), "TP/1.1\r\n\r\n"},
-  {__LINE__, KEPT,  HEAD + "\r",                                        chunked("GET / 1.1 0 []"), "\n"},
   // bodies
   {__LINE__, KEPT,  POST + "5\r\n\r\nhello",                            chunked("POST / 1.1 1 [hello]")},
   {__LINE__, KEPT,  POST + "5\r\n\r\n",                                 chunked("POST / 1.1 1 [hello]"), "hello"},
@@ -152,16 +130,13 @@ static const raw_row rows[] = {
   {__LINE__, KEPT,  "GET / HTTP/1.1\r\nContent-Length: 2\r\n\r\nab",    chunked("GET / 1.1 1 [ab]")},
   {__LINE__, KEPT,  "POST / HTTP/1.1\r\n\r\nno length",                 chunked("POST / 1.1 0 [no length]")},
   {__LINE__, KEPT,  POST + "0\r\n\r\n",                                 chunked("POST / 1.1 1 []")},
-  {__LINE__, KEPT,  POST + "\r\n\r\n",                                  chunked("POST / 1.1 1 []")},
   {__LINE__, KEPT,  POST + "abc\r\n\r\n",                               chunked("POST / 1.1 1 []")},
   {__LINE__, KEPT,  POST + "0x5\r\n\r\n",                               chunked("POST / 1.1 1 []")},
   {__LINE__, KEPT,  POST + "2x\r\n\r\nab",                              chunked("POST / 1.1 1 [ab]")},
   {__LINE__, KEPT,  POST + "-5\r\n\r\nhello",                           chunked("POST / 1.1 1 [hello]")},
   {__LINE__, KEPT,  POST + "-9223372036854775808\r\n\r\n",              chunked("POST / 1.1 1 []")},
-  {__LINE__, KEPT,  POST + "-99999999999999999999\r\n\r\n",             chunked("POST / 1.1 1 []")},
   {__LINE__, WAITS, POST + "9223372036854775807\r\n\r\nx",              ""},
   {__LINE__, WAITS, POST + "99999999999999999999\r\n\r\nx",             ""},
-  {__LINE__, WAITS, POST + "4294967296\r\n\r\nx",                       ""},
   {__LINE__, WAITS, POST + "5\r\n\r\nhell",                             ""},
   {__LINE__, KEPT,  POST + "2\r\nContent-Length: 9\r\n\r\nab",          chunked("POST / 1.1 2 [ab]")},
   {__LINE__, WAITS, POST + "9\r\nContent-Length: 2\r\n\r\nab",          ""},
@@ -182,30 +157,26 @@ static const raw_row rows[] = {
 
 TEST(httpd_raw, each_request_gets_its_answer_and_the_next_client_too)
 {
-  test_server s(tell_what_came);
-  const string next = "GET /next HTTP/1.1\r\n\r\n", next_answer = chunked("GET /next 1.1 0 []");
+  test_server s(on_request(tell_what_came));
   FOR_EACH_ROW(row, rows)
   {
     client c(s.port);
-    poll_until(s, [&] { return newest(s) != nullptr; });
+    s.until([&] { return s.newest() != nullptr; });
     c.send(row.request);
     if (row.end == WAITS || !row.rest.empty())
-      wait_received(s, static_cast<int64_t>(row.request.size()));
+      s.until_received(row.request.size());
     c.send(row.rest);
     string expected = row.answer;
     if (row.end == KEPT) {
-      wait_for(s, c, row.answer.size());
-      c.send(next);
-      expected += next_answer;
-      wait_for(s, c, expected.size());
-    } else {
-      if (row.end == WAITS)
-        shutdown(c.fd, SHUT_WR);
-      wait_for_close(s, c);
+      c.receive(s, expected.size());
+      c.send("GET /next HTTP/1.1\r\n\r\n");
+      expected += chunked("GET /next 1.1 0 []");
+    } else if (row.end == WAITS) {
+      shutdown(c.fd, SHUT_WR);
     }
-    EXPECT_EQ(c.got, expected);
+    EXPECT_EQ(c.receive(s, row.end == KEPT ? expected.size() : SIZE_MAX), expected);
     EXPECT_EQ(c.closed, row.end != KEPT);
     shutdown(c.fd, SHUT_RDWR);
-    poll_until(s, [&] { return newest(s) == nullptr; });
+    s.until([&] { return s.newest() == nullptr; });
   }
 }

@@ -13,8 +13,10 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 engine_process::engine_process(const std::string& profile,
                                const std::map<std::string, std::string>& environment)
@@ -36,9 +38,16 @@ engine_process::engine_process(const std::string& profile,
     setenv("SWITCHSIM_PROFILE", "profile.json", 1);
   for (const auto& [name, value] : environment)
     setenv(name.c_str(), value.c_str(), 1);
-  const char* engine = getenv("ENGINE");
-  if (engine && chdir(folder.path.c_str()) == 0)
-    execl(engine, engine, static_cast<char*>(nullptr));
+  // On another processor than the engine's, an emulator runs it.
+  const char* emulator = getenv("EMULATOR");
+  std::istringstream command(std::string(emulator ? emulator : "") + " " + getenv("ENGINE"));
+  std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
+  std::vector<char*> arguments;
+  for (std::string& word : words)
+    arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  if (chdir(folder.path.c_str()) == 0)
+    execvp(arguments[0], arguments.data());
   _exit(127);
 }
 

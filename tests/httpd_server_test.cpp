@@ -1,0 +1,394 @@
+// The HTTP layer: what a handler is called with and what reaches the client.
+#include <curl/curl.h>
+
+#include <atomic>
+#include <regex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "tests/httpd_support.h"
+
+static const string GET = "GET / HTTP/1.1\r\n\r\n";
+
+static string content(const mg_connection* c)
+{
+  return c->content ? string(c->content, c->content_len) : "";
+}
+
+TEST(httpd_server, each_event_sees_the_body_that_has_arrived)
+{
+  string seen;
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    char a[10] = "";
+    if (ev == MG_AUTH)
+      mg_get_var(c, "a", a, sizeof a);
+    if (ev == MG_REQUEST)
+      mg_printf_data(c, "%s", "done");
+    if (ev != MG_POLL)
+      seen += std::to_string(ev) + a + "[" + content(c) + "]";
+    EXPECT_TRUE(c->uri || !c->content) << "between two requests";
+    return ev == MG_AUTH || ev == MG_REQUEST;
+  });
+  client c(s.port);
+  const string head = "POST / HTTP/1.1\r\nContent-Length: 7\r\n\r\n";
+  for (const string& body : {string("a=1&b=2"), string("a=3&b=4")}) {
+    c.got.clear();
+    c.send(head + body.substr(0, 3));
+    s.until_received(head.size() + 3);
+    c.send(body.substr(3));
+    EXPECT_EQ(c.receive(s, chunked("done").size()), chunked("done"));
+  }
+  shutdown(c.fd, SHUT_WR);
+  c.receive(s);
+  EXPECT_EQ(seen,
+            "1021[a=1]105[a=1]105[a=1&b=2]103[a=1&b=2]"
+            "1023[a=3]105[a=3]105[a=3&b=4]103[a=3&b=4]106[]");
+}
+
+TEST(httpd_server, a_handler_consumes_the_body_as_it_comes)
+{
+  const struct {
+    int line, answer;  // to MG_RECV
+    string left;
+  } rows[] = {
+      {__LINE__, 0, "hello"},
+      {__LINE__, 1, "ello" },
+      {__LINE__, 5, ""     },
+      {__LINE__, 6, "hello"}
+  };
+  int answer = -1;
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    if (ev == MG_REQUEST)
+      mg_printf_data(c, "<%s>", content(c).c_str());
+    return ev == MG_RECV ? answer : ev == MG_AUTH || ev == MG_REQUEST;
+  });
+  client refused(s.port);
+  refused.send("POST / HTTP/1.1\r\nContent-Length: 9\r\n\r\nhello");
+  EXPECT_EQ(refused.receive(s), "") << "a negative answer closes";
+  FOR_EACH_ROW(row, rows)
+  {
+    answer = row.answer;
+    client c(s.port);
+    c.send("POST / HTTP/1.0\r\nContent-Length: 5\r\n\r\nhello");
+    EXPECT_EQ(c.receive(s), chunked("<" + row.left + ">"));
+  }
+}
+
+TEST(httpd_server, a_long_running_request_is_ended_by_a_poll)
+{
+  int requests = 0;
+  bool finish = false;
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    if (ev == MG_REQUEST && ++requests)
+      return mg_send_data(c, "first", 5) ? MG_MORE : MG_FALSE;
+    if (ev == MG_POLL && finish && c->uri)
+      return mg_printf_data(c, "%s+%s", c->uri, content(c).c_str()) != 0;
+    return ev == MG_AUTH;
+  });
+  client c(s.port);
+  const string more(5000, 'x');  // moves the buffer that the content lies in
+  string answer = chunked("first");
+  answer.insert(answer.size() - 5, chunk("/+" + more));
+  c.send(GET);
+  c.receive(s, 1);
+  c.send(more);
+  s.until_received(GET.size() + more.size());
+  finish = true;
+  EXPECT_EQ(c.receive(s, answer.size()), answer);
+  EXPECT_EQ(requests, 1) << "however many bytes follow";
+  c.send(GET);
+  s.until([&] { return requests == 2; });
+}
+
+TEST(httpd_server, responses_are_written_as_asked)
+{
+  const string big(10000, 'b');
+  // clang-format off
+  const struct {
+    int line;
+    std::function<size_t(mg_connection*)> write;
+    string answer;
+  } rows[] = {
+    {__LINE__, [](auto c) { return mg_send_status(c, 201), mg_send_header(c, "A", "b"); }, "HTTP/1.1 201 Created\r\nA: b\r\n"},
+    {__LINE__, [](auto c) { return mg_send_header(c, "A", "b"), mg_send_status(c, 404); }, "HTTP/1.1 200 OK\r\nA: b\r\n"},
+    {__LINE__, [](auto c) { return mg_send_status(c, 299); },                   "HTTP/1.1 299 Server Error\r\n"},
+    {__LINE__, [&](auto c) { return mg_printf_data(c, "%s", big.c_str()); },    chunked(big)},
+    {__LINE__, [](auto c) { return mg_send_data(c, "a\0b", 3); },               chunked(string("a\0b", 3))},
+    {__LINE__, [](auto c) { return mg_send_data(c, "", 0); },                   chunked("")},
+    {__LINE__, [](auto c) { return mg_write(c, "raw", 3), mg_printf(c, "%d", 7); }, "raw7"},
+  };
+  // clang-format on
+  FOR_EACH_ROW(row, rows)
+  {
+    size_t queued = 0, at_end = 0;
+    test_server s(on_request([&](mg_connection* c) {
+      queued = row.write(c);
+      at_end = mg_conn_2_conn(c)->ns_conn->send_iobuf.len;
+      return MG_TRUE;
+    }));
+    client c(s.port);
+    c.send("GET / HTTP/1.0\r\n\r\n");
+    EXPECT_EQ(c.receive(s), row.answer);
+    EXPECT_EQ(queued, at_end) << "what is queued, not what was written last";
+  }
+}
+
+TEST(httpd_server, a_refused_request_gets_a_challenge_and_no_body)
+{
+  int asked = 0, refused = 1;
+  test_server s([&](mg_connection*, mg_event ev) { return ev == MG_AUTH && ++asked != refused; });
+  mg_set_option(s.server, "auth_domain", "here");
+  for (; refused <= 3; refused++) {  // by the handler, for what is built in, not at all
+    asked = 0;
+    client c(s.port);
+    c.send(GET);
+    string answer = std::regex_replace(c.receive(s), std::regex("nonce=\"\\d+\""), "nonce");
+    EXPECT_EQ(answer, refused == 3 ? error_answer("404 Not Found")
+                                   : "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest "
+                                     "qop=\"auth\", realm=\"here\", nonce\r\n\r\n");
+    EXPECT_EQ(asked, std::min(refused, 2));
+  }
+}
+
+TEST(httpd_server, errors_go_through_the_hook_and_the_redirects)
+{
+  const string moved = "HTTP/1.1 302 Moved\r\nLocation: ", gone = error_answer("404 Not Found");
+  // clang-format off
+  const struct {
+    int line;
+    const char* rewrites;
+    string request, answer;
+  } rows[] = {
+    {__LINE__, "",                                "GET /x HTTP/1.1\r\n\r\n",      gone},
+    {__LINE__, "/x=/dir,@h=d,40=/a,404x=/b,4040=/c", "GET /x HTTP/1.1\r\n\r\n",   gone},
+    {__LINE__, "405=/a,404=/e,404=/f",            "GET /x?q=1 HTTP/1.1\r\n\r\n",  moved + "/e?code=404&orig_uri=/x&query_string=q=1\r\n\r\n"},
+    {__LINE__, "400=/bad",                        "\x01",                         moved + "/bad?code=400&orig_uri=&query_string=\r\n\r\n"},
+    {__LINE__, "404=/e",                          "GET /a%0d%0aB:c HTTP/1.1\r\n\r\n", moved + "/e?code=404&orig_uri=/a%0D%0AB:c&query_string=\r\n\r\n"},
+    {__LINE__, "404=/e",                          "GET /hooked HTTP/1.1\r\n\r\n", "own 404"},
+  };
+  // clang-format on
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    if (ev != MG_HTTP_ERROR || !c->uri || strcmp(c->uri, "/hooked") != 0)
+      return ev == MG_AUTH;
+    return mg_printf(c, "own %d", c->status_code) != 0;
+  });
+  FOR_EACH_ROW(row, rows)
+  {
+    mg_set_option(s.server, "url_rewrites", row.rewrites);
+    client c(s.port);
+    c.send(row.request);
+    EXPECT_EQ(c.receive(s), row.answer);
+  }
+}
+
+TEST(httpd_server, error_bodies_are_cut_or_left_out)
+{
+  for (int code : {204, 299, 300, 304, 399, 400}) {
+    test_server s(on_request([&](mg_connection* c) {
+      send_http_error(mg_conn_2_conn(c), code, "%0300d", 1);
+      return MG_MORE;
+    }));
+    client c(s.port);
+    c.send("GET / HTTP/1.0\r\n\r\n");
+    size_t body = c.receive(s).size() - c.got.find("\r\n\r\n") - 4;
+    EXPECT_EQ(body, code == 204 || code / 100 == 3 ? 0u : 199u) << code;
+    EXPECT_NE(c.got.find("Content-Length: " + std::to_string(body) + "\r\n"), string::npos);
+  }
+}
+
+TEST(httpd_server, the_access_log_has_a_line_for_each_answer)
+{
+  // clang-format off
+  const struct {
+    int line;
+    string request, logged;  // the time as "T"; "" for no line
+  } rows[] = {
+    {__LINE__, "GET /a?b=%20 HTTP/1.1\r\n\r\n", "127.0.0.1 - - [T] \"GET /a?b=%20 HTTP/1.1\" 200 0 - -\n"},
+    {__LINE__, "PUT /%0a HTTP/1.0\r\nUser-Agent: c d\r\nreferer: r\r\nAuthorization: Digest a=b, username=\"joe\"\r\n\r\n",
+                                                "127.0.0.1 - joe [T] \"PUT /%0A HTTP/1.0\" 200 0 \"r\" \"c d\"\n"},
+    {__LINE__, "GET / HTTP/1.3\r\n\r\n",        "127.0.0.1 - - [T] \"GET / HTTP/1.3\" 505 0 - -\n"},
+    {__LINE__, string(16500, 'a'),              "127.0.0.1 - - [T] \"- - HTTP/\" 413 0 - -\n"},
+    {__LINE__, "GET /\r\n\r\n",                 ""},
+  };
+  // clang-format on
+  const std::regex time("\\[\\d\\d/[A-Z][a-z]{2}/\\d{4}:\\d\\d:\\d\\d:\\d\\d [+-]\\d{4}\\]");
+  test_server s(on_request([](mg_connection* c) { return mg_send_data(c, "x", 1) != 0; }));
+  FOR_EACH_ROW(row, rows)
+  {
+    temp_folder folder;
+    mg_set_option(s.server, "access_log_file", (folder.path + "/log").c_str());
+    client c(s.port);
+    c.send(row.request);
+    c.receive(s, 1);
+    EXPECT_EQ(std::regex_replace(file_text(folder.path + "/log"), time, "[T]"), row.logged);
+  }
+}
+
+static size_t append(char* data, size_t size, size_t count, string* out)
+{
+  out->append(data, size * count);
+  return size * count;
+}
+
+TEST(httpd_server, curl_keeps_its_connection_over_http_and_https)
+{
+  temp_folder folder;
+  string pem = folder.path + "/ssl.pem";
+  make_certificate(pem);
+  for (const string& address : {string("127.0.0.1:0"), "ssl://127.0.0.1:0:" + pem}) {
+    std::set<int> ports;
+    test_server s(on_request([&](mg_connection* c) {
+                    ports.insert(c->remote_port);
+                    return mg_send_data(c, c->content, c->content_len) != 0;
+                  }),
+                  address);
+    string url =
+        (address[0] == 's' ? "https://" : "http://") + ("127.0.0.1:" + std::to_string(s.port));
+    string got;
+    CURLM* multi = curl_multi_init();
+    CURL* curl = curl_easy_init();
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &got);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append);
+    for (size_t size : {1u, 2047u, 2048u, 70000u, 2000000u}) {  // big ones wait for "100 Continue"
+      string body(size, 'z');
+      got.clear();
+      curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(size));
+      curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
+      curl_multi_add_handle(multi, curl);
+      s.until([&] {
+        int running = 0;
+        return curl_multi_perform(multi, &running) != CURLM_OK || running == 0;
+      });
+      curl_multi_remove_handle(multi, curl);
+      EXPECT_TRUE(got == body) << size << ' ' << got.size();
+    }
+    EXPECT_EQ(ports.size(), 1u);
+    curl_easy_cleanup(curl);
+    curl_multi_cleanup(multi);
+  }
+}
+
+TEST(httpd_server, a_client_that_stops_reading_is_closed_when_idle_and_others_are_served)
+{
+  int closed = 0;
+  const string big(32 << 20, 'b');
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    closed += ev == MG_CLOSE;
+    if (ev == MG_REQUEST)
+      mg_send_data(c, big.data(), strcmp(c->uri, "/big") == 0 ? big.size() : 1);
+    return ev == MG_AUTH || ev == MG_REQUEST;
+  });
+  client stuck(s.port);
+  stuck.send("GET /big HTTP/1.1\r\n\r\n");
+  s.until([&] { return s.newest() && s.newest()->ns_conn->send_iobuf.len > 0; });
+  ns_connection* nc = s.newest()->ns_conn;
+  client other(s.port);
+  other.send(GET);
+  EXPECT_EQ(other.receive(s, chunked("b").size()), chunked("b"));
+  time_t now = mg_poll_server(s.server, 0);
+  nc->last_io_time = now - MG_IDLE_TIMEOUT_S + 60;
+  mg_poll_server(s.server, 0);
+  EXPECT_EQ(closed, 0) << "a minute before the limit";
+  nc->last_io_time = now - MG_IDLE_TIMEOUT_S - 1;
+  s.until([&] { return closed == 1; });
+  EXPECT_LT(stuck.receive(s).size(), big.size());
+  EXPECT_FALSE(other.read());
+}
+
+TEST(httpd_server, outbound_requests_bring_replies)
+{
+  std::vector<string> replies;
+  string path;
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    if (ev == MG_CONNECT && c->status_code == 0)
+      return mg_printf(c, "GET %s HTTP/1.%d\r\n\r\n", path.c_str(), path != "/close") != 0;
+    if (ev == MG_CONNECT || ev == MG_REPLY)
+      replies.push_back(path + (ev == MG_REPLY ? std::to_string(c->status_code) + content(c) : ""));
+    if (ev == MG_REQUEST && path == "/chunks")
+      mg_printf_data(c, "%s", "some"), mg_printf_data(c, "%s", "thing");
+    else if (ev == MG_REQUEST)
+      mg_printf(c, "HTTP/1.1 201 x\r\n%s\r\nbytes",
+                path == "/close" ? "" : "Content-Length: 5\r\n");
+    return ev == MG_AUTH || ev == MG_REQUEST;
+  });
+  for (const char* next : {"/length", "/chunks", "/close", "/refused"}) {
+    path = next;
+    size_t before = replies.size();
+    int port = path == "/refused" ? 1 : s.port;
+    ASSERT_NE(mg_connect(s.server, ("127.0.0.1:" + std::to_string(port)).c_str()), nullptr);
+    s.until([&] { return replies.size() > before; });
+  }
+  EXPECT_EQ(replies, (std::vector<string>{"/length201bytes", "/chunks200something",
+                                          "/close201bytes", "/refused"}));
+  EXPECT_EQ(mg_connect(s.server, "nonsense"), nullptr);
+}
+
+TEST(httpd_server, a_datagram_is_a_request)
+{
+  test_server s(on_request([](mg_connection* c) { return mg_printf(c, "%s", c->remote_ip) == 0; }),
+                "udp://127.0.0.1:0");
+  client c(s.port, SOCK_DGRAM);
+  c.send("\x01");
+  c.send("GET /u HTTP/1.0\r\n\r\n");
+  string expected = error_answer("400 Bad Request") + "127.0.0.1";
+  EXPECT_EQ(c.receive(s, expected.size()), expected);
+}
+
+TEST(httpd_server, a_wake_up_calls_the_handler_for_each_connection)
+{
+  static std::vector<string> texts;
+  test_server s([](mg_connection*, mg_event ev) -> int { return ev == MG_AUTH; });
+  client one(s.port), two(s.port);
+  s.until([&] { return s.newest() && mg_next(s.server, &s.newest()->mg_conn); });
+  std::atomic<bool> returned{false};
+  std::thread other([&] {
+    mg_wakeup_server(s.server);
+    auto handler = [](mg_connection* c, mg_event ev) -> int {
+      texts.push_back(std::to_string(ev) + static_cast<char*>(c->callback_param));
+      return MG_FALSE;
+    };
+    mg_wakeup_server_ex(s.server, handler, "%s %d", "wake", 7);
+    returned = true;
+  });
+  s.until([&] { return returned.load(); });
+  other.join();
+  EXPECT_EQ(texts, (std::vector<string>{"100wake 7", "100wake 7"}));
+}
+
+TEST(httpd_server, the_access_list_and_what_a_request_tells_of_its_connection)
+{
+  string seen;
+  test_server s(on_request([&](mg_connection* c) {
+    seen = string(c->remote_ip) + " " + c->local_ip + ":" + std::to_string(c->local_port);
+    EXPECT_EQ(c->connection_param, nullptr) << "the last request's is gone";
+    c->connection_param = c;
+    return mg_send_data(c, "x", 1) != 0;
+  }));
+  for (const char* acl : {"", "+10.0.0.0/8", "nonsense", "-0.0.0.0/0,+127.0.0.1"}) {
+    mg_set_option(s.server, "access_control_list", acl);
+    client c(s.port);
+    for (size_t i = 1; i <= 2; i++) {
+      c.send(GET);
+      string answer = c.receive(s, i * chunked("x").size());
+      EXPECT_EQ(answer.size(), string("+10.0.0.0/8") == acl ? 0 : i * chunked("x").size()) << acl;
+    }
+  }
+  EXPECT_EQ(seen, "127.0.0.1 127.0.0.1:" + std::to_string(s.port));
+}
+
+TEST(httpd_server, shared_listeners_outlive_their_server_and_need_no_handler)
+{
+  auto s = std::make_unique<test_server>(on_request([](mg_connection*) { return MG_TRUE; }));
+  mg_server* bare = mg_create_server(nullptr, nullptr);
+  mg_copy_listeners(s->server, bare);
+  std::swap(s->server, bare);
+  mg_destroy_server(&bare);
+  mg_destroy_server(&bare);
+  client c(s->port);
+  c.send(GET);
+  EXPECT_EQ(c.receive(*s), error_answer("404 Not Found"));
+}
