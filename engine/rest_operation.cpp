@@ -3,9 +3,13 @@
 #include <stdarg.h>
 #include <stdio.h>
 
+#include <algorithm>
+#include <new>
+
 #include "engine/rest_common.h"
 
 static constexpr size_t MESSAGE_SIZE = 256;
+static constexpr uint32_t SWITCH_TEXT_MAX = 65536;
 
 int answer_data(struct mg_connection* conn, tree_ptr tree)
 {
@@ -56,6 +60,16 @@ int answer_open_error(struct mg_connection* conn, open_error_t result)
 {
   send_open_error_response(conn, result, nullptr);
   return 0;
+}
+
+switch_text switch_text_new(uint32_t size)
+{
+  size = std::min(size, SWITCH_TEXT_MAX);
+  switch_text room = {};
+  room.text.reset(new (std::nothrow) char[size + 1]());
+  room.desc.size = size;
+  room.desc.pstart = room.text.get();
+  return room;
 }
 
 node_t* append_tree_group(node_t* list, const char* name)

@@ -53,6 +53,20 @@ int answer_open_error(struct mg_connection* conn, open_error_t result);
       return answer_open_error(conn, open_rlt);                  \
   } while (0)
 
+// The most steps of a walk over what the switch lists, and the most items of a count it gives: an
+// end for a switch that names none.
+constexpr uint32_t REST_WALK_MAX = 65536;
+
+// Room for a text of the size that the switch asks for. The room is zeroed, and a terminator stands
+// behind it whatever the switch writes.
+struct switch_text {
+  std::unique_ptr<char[]> text;  // null when memory is short
+  open_buffdesc desc;            // what the management API fills
+};
+
+// A size that no text of the switch has is cut to 64 KiB.
+switch_text switch_text_new(uint32_t size);
+
 // Appends a subtree with the same key and tag name and returns its child list.
 node_t* append_tree_group(node_t* list, const char* name);
 

@@ -73,6 +73,15 @@ int32_t rest_atoi(const char* text)
   return static_cast<int32_t>(value);
 }
 
+bool rest_get_number(const struct mg_connection* conn, const char* name, int32_t& number)
+{
+  char text[VARIABLE_SIZE];
+  if (rest_get_var(conn, name, text) <= 0)
+    return false;
+  number = rest_atoi(text);
+  return true;
+}
+
 RC_t convert_to_32bit_uint(const char* buf, uint32_t* localPref)
 {
   if (!buf || !localPref || buf[0] == '-')
@@ -167,6 +176,11 @@ RC_t convert_ip_string_to_inet_addr(openapiClientHandle_t* client_handle, const 
   open_buffdesc desc = rest_text_desc(text);
   return rpcclt_openapiInetAddrGet(client_handle, &desc, out_ipAddr) == OPEN_E_NONE ? RC_TRUE
                                                                                     : RC_FALSE;
+}
+
+uint32_t rest_ipv4_member(const open_inet_addr_t& address)
+{
+  return address.family == OPEN_AF_INET6 ? ntohl(address.addr.ipv6.u.addr32[0]) : address.addr.ipv4;
 }
 
 uint32_t rest_ipv4_mask(uint32_t prefix_length)

@@ -38,6 +38,10 @@ int rest_get_var(const struct mg_connection* conn, const char* name, char (&valu
   return length;
 }
 
+// Reads a variable as a number (rest_atoi). False when it is absent, empty or longer than 255
+// characters; number is then left alone.
+bool rest_get_number(const struct mg_connection* conn, const char* name, int32_t& number);
+
 // --- Numbers ---
 
 // The number at the start of a text as the switch's 32-bit C library reads it: 0 where there is
@@ -75,6 +79,10 @@ RC_t convert_ipv6_with_in6_addr_to_ip_string(const open_in6_addr_t* addr, char* 
 // Dotted decimal of an address in host byte order into out_ipStr (40 bytes).
 RC_t convert_ipv4_with_uint32_to_ip_string(uint32_t addr, char* out_ipStr);
 
+// The IPv4 address in host byte order; of an IPv6 address its first four bytes, read as the
+// switch's own processor does (the highest first).
+uint32_t rest_ipv4_member(const open_inet_addr_t& address);
+
 // The mask with the top prefix_length bits set, in host byte order: 0 for 0, all ones from 32 on.
 uint32_t rest_ipv4_mask(uint32_t prefix_length);
 
@@ -90,6 +98,13 @@ RC_t convert_uchar_ary_to_mac_string(const unsigned char* macAddr, char* out_mac
                                      int is_uppercase);
 
 // --- Text ---
+
+// The entry of a table of texts that is indexed by an enumeration's values; null outside the table.
+template <size_t N>
+const char* rest_enum_text(const char* const (&table)[N], int32_t value)
+{
+  return value >= 0 && static_cast<size_t>(value) < N ? table[value] : nullptr;
+}
 
 // Upper-case copy of in_str into out_str, which has room for it. Nothing happens for null
 // arguments.

@@ -20,12 +20,18 @@ struct sim_area_t {
 
 // clang-format off: aligned columns would change every row for each new one
 constexpr sim_area_t AREAS[] = {
-    {sim_state_reset, {}                                                                      },
+    {sim_state_reset,    {}                                                                      },
     {sim_call_reset,
-     {{"rpc_delay_ms", sim_call_rpc_delay_parse}, {"faults", sim_call_faults_parse}}          },
-    {sim_auth_reset,  {{"accounts", sim_auth_accounts_parse}}                                 },
-    {sim_ports_reset, {{"ports", sim_ports_ports_parse}, {"link_up", sim_ports_link_up_parse}}},
-    {sim_vlan_reset,  {{"vlan_max", sim_vlan_vlan_max_parse}}                                 },
+     {{"rpc_delay_ms", sim_call_rpc_delay_parse}, {"faults", sim_call_faults_parse}}             },
+    {sim_auth_reset,     {{"accounts", sim_auth_accounts_parse}}                                 },
+    {sim_pending_reset,  {{"pending_ms", sim_pending_pending_ms_parse}}                          },
+    {sim_ports_reset,    {{"ports", sim_ports_ports_parse}, {"link_up", sim_ports_link_up_parse}}},
+    {sim_counters_reset, {}                                                                      },
+    {sim_vlan_reset,     {{"vlan_max", sim_vlan_vlan_max_parse}, {"vlans", sim_vlan_vlans_parse}}},
+    {sim_lag_reset,      {{"lags", sim_lag_lags_parse}}                                          },
+    {sim_routing_reset,  {}                                                                      },
+    {sim_bgp_reset,      {}                                                                      },
+    {sim_tcam_reset,     {{"tcam_slice_size", sim_tcam_slice_size_parse}}                        },
 };
 // clang-format on
 

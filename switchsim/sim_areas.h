@@ -11,16 +11,26 @@
 void sim_state_reset();
 void sim_call_reset();
 void sim_auth_reset();
+void sim_pending_reset();
 void sim_ports_reset();
+void sim_counters_reset();
 void sim_vlan_reset();
+void sim_lag_reset();
+void sim_routing_reset();
+void sim_bgp_reset();
+void sim_tcam_reset();
 
 // ...and the keys it takes from a profile.
 bool sim_call_rpc_delay_parse(const sim_json_t& json);
 bool sim_call_faults_parse(const sim_json_t& json);
 bool sim_auth_accounts_parse(const sim_json_t& json);
+bool sim_pending_pending_ms_parse(const sim_json_t& json);
 bool sim_ports_ports_parse(const sim_json_t& json);
 bool sim_ports_link_up_parse(const sim_json_t& json);
 bool sim_vlan_vlan_max_parse(const sim_json_t& json);
+bool sim_vlan_vlans_parse(const sim_json_t& json);
+bool sim_lag_lags_parse(const sim_json_t& json);
+bool sim_tcam_slice_size_parse(const sim_json_t& json);
 
 // Resets all areas and applies a profile to them (JSON text; empty: none). Returns an empty text,
 // or what is wrong with the profile, its key first; the areas are then as without one. The caller

@@ -5,7 +5,12 @@
 #include "platform/openapi_base.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_counters.h"
+#include "switchsim/sim_lag.h"
+#include "switchsim/sim_pending.h"
+#include "switchsim/sim_routing.h"
 #include "switchsim/sim_state.h"
+#include "switchsim/sim_vlan.h"
 
 namespace
 {
@@ -18,6 +23,8 @@ constexpr uint32_t VLAN_MAX = 128;
 
 sim_numbering_t numbering;
 std::map<uint32_t, sim_if_t> ifs;
+sim_pending_list_t pending;
+uint64_t settled_ms;  // up to here each interface's up_ms counts
 
 OPEN_IF_CONNECTOR_TYPE_t connector_of(uint32_t port)
 {
@@ -25,6 +32,18 @@ OPEN_IF_CONNECTOR_TYPE_t connector_of(uint32_t port)
     return OPEN_SFPPLUS;
   }
   return port == 53 || port == 54 ? OPEN_QSFP : OPEN_RJ45;
+}
+
+OPEN_PORT_SPEEDS_t speed_when_new(OPEN_IF_CONNECTOR_TYPE_t connector)
+{
+  switch (connector) {
+    case OPEN_SFPPLUS:
+      return OPEN_PORTCTRL_PORTSPEED_FULL_10GSX;
+    case OPEN_QSFP:
+      return OPEN_PORTCTRL_PORTSPEED_FULL_40GSX;
+    default:
+      return OPEN_PORTCTRL_PORTSPEED_AUTO_NEG;
+  }
 }
 
 bool wired_when_new(uint32_t port)
@@ -43,9 +62,12 @@ void ports_build(uint32_t ports)
   numbering.highest = numbering.vlan_first + VLAN_MAX - 1;
 
   ifs.clear();
+  pending.clear();
+  settled_ms = 0;
   for (uint32_t port = 1; port <= ports; port++) {
     sim_if_t& intf = sim_if_add(port, OPEN_INTF_TYPE_PHY, "0/" + std::to_string(port));
     intf.connector = connector_of(port);
+    intf.speed = speed_when_new(intf.connector);
     intf.wired = wired_when_new(port);
   }
   sim_if_add(numbering.cpu, OPEN_INTF_TYPE_CPU, "CPU").wired = true;
@@ -67,20 +89,6 @@ open_error_t if_from(std::map<uint32_t, sim_if_t>::const_iterator from, OPEN_INT
   return sim_give(number, found->first);
 }
 
-open_error_t link_state(uint32_t number, OPEN_LINK_STATE_t& state)
-{
-  const sim_if_t* intf = sim_if_find(number);
-  if (intf == nullptr) {
-    return OPEN_E_NOT_FOUND;
-  }
-  return sim_give(state, sim_if_link_up(*intf) ? OPEN_LINK_UP : OPEN_LINK_DOWN);
-}
-
-open_error_t if_name(uint32_t number, open_buffdesc* name)
-{
-  const sim_if_t* intf = sim_if_find(number);
-  return intf == nullptr ? OPEN_E_NOT_FOUND : sim_text_put(name, intf->name);
-}
 }  // namespace
 
 void sim_ports_reset()
@@ -137,6 +145,7 @@ sim_if_t* sim_port_find(uint32_t number)
 
 sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& name)
 {
+  sim_links_settle();
   sim_if_t& intf = ifs[number];
   intf = {number, type, name, OPEN_CONNECTOR_NONE, OPEN_ENABLE, false};
   return intf;
@@ -145,11 +154,43 @@ sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& 
 void sim_if_remove(uint32_t number)
 {
   ifs.erase(number);
+  sim_vlan_if_removed(number);
+  sim_counters_if_removed(number);
+}
+
+void sim_if_changed(uint32_t number)
+{
+  sim_pending_note(pending, number, sim_if_find(number) == nullptr);
+}
+
+static bool if_wired(const sim_if_t& intf)
+{
+  switch (intf.type) {
+    case OPEN_INTF_TYPE_LAG:
+      return sim_lag_wired(intf.number);
+    case OPEN_INTF_TYPE_VLAN:
+      return sim_vlan_link_up(sim_routing_interface_vlan(intf.number));
+    default:
+      return intf.wired;
+  }
 }
 
 bool sim_if_link_up(const sim_if_t& intf)
 {
-  return intf.wired && intf.admin == OPEN_ENABLE;
+  return if_wired(intf) && intf.admin == OPEN_ENABLE && intf.soft_shutdown == OPEN_DISABLE;
+}
+
+uint64_t sim_if_up_ms(const sim_if_t& intf)
+{
+  return intf.up_ms + (sim_if_link_up(intf) ? sim_uptime_ms() - settled_ms : 0);
+}
+
+void sim_links_settle()
+{
+  for (auto& entry : ifs) {
+    entry.second.up_ms = sim_if_up_ms(entry.second);
+  }
+  settled_ms = sim_uptime_ms();
 }
 
 open_error_t openapiIfFirstGet(openapiClientHandle_t* client_handle, OPEN_INTF_TYPE_t type,
@@ -166,18 +207,12 @@ open_error_t openapiIfNextGet(openapiClientHandle_t* client_handle, OPEN_INTF_TY
   return sim_call(__func__, client_handle, work, type, ifNum, sim_out(nextIfNum));
 }
 
-open_error_t openapiIfNameGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
-                              open_buffdesc* name)
+open_error_t openapiIfNextChangedGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                     uint32_t* nextIfNum, uint32_t* delete_pending)
 {
-  const auto work = [&] { return if_name(ifNum, name); };
-  return sim_call(__func__, client_handle, work, ifNum, sim_out(name));
-}
-
-open_error_t openapiIfLinkStateGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
-                                   OPEN_LINK_STATE_t* state)
-{
-  const auto work = [&] { return link_state(ifNum, *state); };
-  return sim_call(__func__, client_handle, work, ifNum, sim_out(state));
+  const auto work = [&] { return sim_pending_next(pending, ifNum, *nextIfNum, *delete_pending); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(nextIfNum),
+                  sim_out(delete_pending));
 }
 
 open_error_t openapiMaxInterfaceCountGet(openapiClientHandle_t* client_handle, uint32_t* count)

@@ -1,5 +1,6 @@
-// The table of all interfaces that exist, and how they are numbered. The areas of port channels and
-// VLAN routing interfaces add theirs; what only one area knows about an interface it keeps itself.
+// The table of all interfaces that exist, how they are numbered, their settings and their links.
+// The areas of port channels and VLAN routing interfaces add theirs; what only one area knows about
+// an interface it keeps itself, and forgets when told that the interface is gone.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +17,11 @@ struct sim_if_t {
   OPEN_IF_CONNECTOR_TYPE_t connector;
   OPEN_CONTROL_t admin;
   bool wired;  // somebody answers at the other end, as far as this switch lets them
+  OPEN_CONTROL_t soft_shutdown = OPEN_DISABLE;
+  OPEN_PORT_SPEEDS_t speed = OPEN_PORTCTRL_PORTSPEED_UNKNOWN;
+  uint32_t mtu = 1500;
+  std::string description = {};
+  uint64_t up_ms = 0;  // how long there was link, up to the last sim_links_settle
 };
 
 // The numbers that each kind of interface can have.
@@ -41,5 +47,26 @@ sim_if_t* sim_port_find(uint32_t number);
 sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& name);
 void sim_if_remove(uint32_t number);
 
-// Wired and enabled.
+// The interface has come or gone, or a setting of it has changed: that is not saved, and it may
+// take a while to be in force.
+void sim_if_changed(uint32_t number);
+
+// ---- links ----
+
+// Wired and enabled; a port channel or a VLAN's interface is wired where a member has link.
 bool sim_if_link_up(const sim_if_t& intf);
+
+// How long there has been link, in milliseconds.
+uint64_t sim_if_up_ms(const sim_if_t& intf);
+
+// Whatever may change a link says so first, so that the time until then counts as it was.
+void sim_links_settle();
+
+// ---- settings, with the result codes of the management API ----
+
+open_error_t sim_if_admin_set(uint32_t number, OPEN_CONTROL_t state);
+open_error_t sim_if_soft_shutdown_set(uint32_t number, OPEN_CONTROL_t state);
+open_error_t sim_if_auto_neg_set(uint32_t number, OPEN_PORT_AUTO_NEG_t mode);
+open_error_t sim_if_speed_set(uint32_t number, OPEN_PORT_SPEEDS_t speed);
+open_error_t sim_if_mtu_set(uint32_t number, uint32_t mtu);
+open_error_t sim_if_description_set(uint32_t number, const std::string& text);

@@ -1,0 +1,296 @@
+#include "switchsim/sim_lag.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+
+#include "platform/openapi_lag.h"
+#include "switchsim/sim_areas.h"
+#include "switchsim/sim_call.h"
+#include "switchsim/sim_ports.h"
+#include "switchsim/sim_state.h"
+
+namespace
+{
+constexpr uint32_t MEMBERS_MAX = 8;
+constexpr uint32_t NAME_MAX_LENGTH = 15;
+
+struct lag_t {
+  std::string name;
+  std::set<uint32_t> ports;
+};
+
+std::map<uint32_t, lag_t> lags;  // by interface number
+
+uint32_t channel_id_of(uint32_t number)
+{
+  return number - sim_numbering().lag_first + 1;
+}
+
+lag_t* lag_find(uint32_t number)
+{
+  const auto found = lags.find(number);
+  return found == lags.end() ? nullptr : &found->second;
+}
+
+lag_t& lag_add(uint32_t number)
+{
+  const std::string id = std::to_string(channel_id_of(number));
+  sim_if_add(number, OPEN_INTF_TYPE_LAG, "lag " + id).speed = OPEN_PORTCTRL_PORTSPEED_LAG;
+  lags[number] = {"ch" + id, {}};
+  return lags[number];
+}
+
+// What stands in the way of a port's joining the group.
+open_error_t port_add_check(const lag_t& lag, uint32_t port)
+{
+  if (sim_port_find(port) == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  if (lag.ports.count(port) > 0) {
+    return OPEN_E_EXISTS;
+  }
+  const bool elsewhere = std::any_of(lags.begin(), lags.end(), [&](const auto& entry) {
+    return entry.second.ports.count(port) > 0;
+  });
+  if (elsewhere) {
+    return OPEN_E_FAIL;
+  }
+  return lag.ports.size() < MEMBERS_MAX ? OPEN_E_NONE : OPEN_E_FULL;
+}
+
+open_error_t name_get(uint32_t number, open_buffdesc* name)
+{
+  const lag_t* lag = lag_find(number);
+  return lag == nullptr ? OPEN_E_NOT_FOUND : sim_text_put(name, lag->name);
+}
+
+open_error_t members_get(uint32_t number, uint32_t& count, open_buffdesc* members)
+{
+  const lag_t* lag = lag_find(number);
+  if (lag == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  if (lag->ports.size() > std::min(count, static_cast<uint32_t>(members->size / sizeof count))) {
+    return OPEN_E_PARAM;
+  }
+  char* slot = static_cast<char*>(members->pstart);
+  for (const uint32_t port : lag->ports) {
+    memcpy(slot, &port, sizeof port);
+    slot += sizeof port;
+  }
+  count = static_cast<uint32_t>(lag->ports.size());
+  members->size = static_cast<uint32_t>(count * sizeof count);
+  return OPEN_E_NONE;
+}
+
+void all_remove()
+{
+  for (const auto& entry : lags) {
+    sim_if_remove(entry.first);
+  }
+  lags.clear();
+}
+
+bool member_parse(const sim_json_t& json, lag_t& lag)
+{
+  uint32_t port = 0;
+  if (!sim_json_uint(json, 1, sim_numbering().ports, port)) {
+    return false;
+  }
+  if (port_add_check(lag, port) != OPEN_E_NONE) {
+    return sim_json_refuse(json, "is in a group already, or one too many");
+  }
+  lag.ports.insert(port);
+  return true;
+}
+
+bool lag_parse(const sim_json_t& json)
+{
+  lag_t* lag = nullptr;
+  const auto parse_id = [&](const sim_json_t& j) {
+    uint32_t id = 0;
+    if (!sim_json_uint(j, 1, sim_numbering().lag_max, id)) {
+      return false;
+    }
+    if (lag_find(sim_lag_if_num(id)) != nullptr) {
+      return sim_json_refuse(j, "is there twice");
+    }
+    lag = &lag_add(sim_lag_if_num(id));
+    return true;
+  };
+  const auto parse_name = [&](const sim_json_t& j) {
+    return sim_json_text(j, 0, NAME_MAX_LENGTH, lag->name);
+  };
+  const auto parse_members = [&](const sim_json_t& j) {
+    return sim_json_list(j, [&](const sim_json_t& item) { return member_parse(item, *lag); });
+  };
+  return sim_json_record(json, {
+                                   {"id",      true,  parse_id     },
+                                   {"name",    false, parse_name   },
+                                   {"members", false, parse_members},
+  });
+}
+}  // namespace
+
+// The built-in groups; a switch with fewer ports has them without the ports that it lacks.
+void sim_lag_reset()
+{
+  lags.clear();
+  lag_t& first = lag_add(sim_lag_if_num(1));
+  for (const uint32_t port : {47, 48}) {
+    if (sim_port_find(port) != nullptr) {
+      first.ports.insert(port);
+    }
+  }
+  lag_add(sim_lag_if_num(2));
+}
+
+bool sim_lag_lags_parse(const sim_json_t& json)
+{
+  all_remove();
+  return sim_json_list(json, lag_parse);
+}
+
+uint32_t sim_lag_if_num(uint32_t channel_id)
+{
+  const sim_numbering_t& numbering = sim_numbering();
+  return channel_id >= 1 && channel_id <= numbering.lag_max ? numbering.lag_first + channel_id - 1
+                                                            : 0;
+}
+
+bool sim_lag_wired(uint32_t number)
+{
+  const lag_t* lag = lag_find(number);
+  return lag != nullptr && std::any_of(lag->ports.begin(), lag->ports.end(), [](uint32_t port) {
+           return sim_if_link_up(*sim_port_find(port));
+         });
+}
+
+open_error_t sim_lag_create(uint32_t number)
+{
+  const sim_numbering_t& numbering = sim_numbering();
+  if (number < numbering.lag_first || number >= numbering.lag_first + numbering.lag_max) {
+    return OPEN_E_PARAM;
+  }
+  if (lag_find(number) != nullptr) {
+    return OPEN_E_EXISTS;
+  }
+  lag_add(number);
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_lag_delete(uint32_t number)
+{
+  if (lag_find(number) == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  lags.erase(number);
+  sim_if_remove(number);
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_lag_port_add(uint32_t number, uint32_t port)
+{
+  lag_t* lag = lag_find(number);
+  if (lag == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  const open_error_t result = port_add_check(*lag, port);
+  if (result == OPEN_E_NONE) {
+    sim_links_settle();
+    lag->ports.insert(port);
+    sim_if_changed(number);
+  }
+  return result;
+}
+
+open_error_t sim_lag_port_delete(uint32_t number, uint32_t port)
+{
+  lag_t* lag = lag_find(number);
+  if (lag == nullptr || lag->ports.count(port) == 0) {
+    return OPEN_E_NOT_FOUND;
+  }
+  sim_links_settle();
+  lag->ports.erase(port);
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t rpcclt_openapiLagIfNumToPortChannelIdZRT(openapiClientHandle_t* client_handle,
+                                                      uint32_t lagIfNum, uint32_t* channelId)
+{
+  const auto work = [&] {
+    return lag_find(lagIfNum) == nullptr ? OPEN_E_NOT_FOUND
+                                         : sim_give(*channelId, channel_id_of(lagIfNum));
+  };
+  return sim_call(__func__, client_handle, work, lagIfNum, sim_out(channelId));
+}
+
+open_error_t rpcclt_openapiLagPortChannelIdToIfNumZRT(openapiClientHandle_t* client_handle,
+                                                      uint32_t channelId, uint32_t* lagIfNum)
+{
+  const auto work = [&] {
+    const uint32_t number = sim_lag_if_num(channelId);
+    return lag_find(number) == nullptr ? OPEN_E_NOT_FOUND : sim_give(*lagIfNum, number);
+  };
+  return sim_call(__func__, client_handle, work, channelId, sim_out(lagIfNum));
+}
+
+open_error_t rpcclt_openapiLagCreateZRT(openapiClientHandle_t* client_handle, uint32_t lagIfNum)
+{
+  return sim_call(
+      __func__, client_handle, [&] { return sim_lag_create(lagIfNum); }, lagIfNum);
+}
+
+open_error_t rpcclt_openapiLagDeleteZRT(openapiClientHandle_t* client_handle, uint32_t lagIfNum)
+{
+  return sim_call(
+      __func__, client_handle, [&] { return sim_lag_delete(lagIfNum); }, lagIfNum);
+}
+
+open_error_t rpcclt_openapiLagNameMaxLengthGet(openapiClientHandle_t* client_handle,
+                                               uint32_t* length)
+{
+  const auto work = [&] { return sim_give(*length, NAME_MAX_LENGTH + 1); };
+  return sim_call(__func__, client_handle, work, sim_out(length));
+}
+
+open_error_t rpcclt_openapiLagNameGet(openapiClientHandle_t* client_handle, uint32_t lagIfNum,
+                                      open_buffdesc* name)
+{
+  const auto work = [&] { return name_get(lagIfNum, name); };
+  return sim_call(__func__, client_handle, work, lagIfNum, sim_out(name));
+}
+
+open_error_t rpcclt_openapiLagMaxMemberCountGet(openapiClientHandle_t* client_handle,
+                                                uint32_t* count)
+{
+  const auto work = [&] { return sim_give(*count, MEMBERS_MAX); };
+  return sim_call(__func__, client_handle, work, sim_out(count));
+}
+
+open_error_t rpcclt_openapiLagMembersGet(openapiClientHandle_t* client_handle, uint32_t lagIfNum,
+                                         uint32_t* count, open_buffdesc* members)
+{
+  const auto work = [&] { return members_get(lagIfNum, *count, members); };
+  return sim_call(__func__, client_handle, work, lagIfNum, sim_out(count), sim_out_list(members));
+}
+
+open_error_t rpcclt_openapiLagPortAdd(openapiClientHandle_t* client_handle, uint32_t lagIfNum,
+                                      uint32_t ifNum)
+{
+  const auto work = [&] { return sim_lag_port_add(lagIfNum, ifNum); };
+  return sim_call(__func__, client_handle, work, lagIfNum, ifNum);
+}
+
+open_error_t rpcclt_openapiLagPortDelete(openapiClientHandle_t* client_handle, uint32_t lagIfNum,
+                                         uint32_t ifNum)
+{
+  const auto work = [&] { return sim_lag_port_delete(lagIfNum, ifNum); };
+  return sim_call(__func__, client_handle, work, lagIfNum, ifNum);
+}

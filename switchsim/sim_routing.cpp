@@ -1,0 +1,581 @@
+#include "switchsim/sim_routing.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+#include "platform/openapi_routing.h"
+#include "switchsim/sim_address.h"
+#include "switchsim/sim_areas.h"
+#include "switchsim/sim_base.h"
+#include "switchsim/sim_bgp.h"
+#include "switchsim/sim_call.h"
+#include "switchsim/sim_ports.h"
+#include "switchsim/sim_state.h"
+#include "switchsim/sim_vlan.h"
+
+namespace
+{
+constexpr size_t SECONDARY_MAX = 31;
+constexpr size_t IPV6_MAX = 16;
+constexpr uint32_t IF_NAME_SIZE = 64;
+
+// A port keeps its addresses while routing is off there.
+struct rtr_if_t {
+  uint32_t vlan = 0;     // 0: a port
+  bool routing = false;  // on a port
+  bool dhcp_ipv4 = false;
+  bool dhcp_ipv6 = false;
+  std::vector<open_inet_pfx_t> ipv4;  // the primary one, then the secondary ones
+  std::vector<open_inet_pfx_t> ipv6;
+};
+
+OPEN_CONTROL_t ipv4_mode;
+OPEN_CONTROL_t ipv6_mode;
+std::map<uint32_t, rtr_if_t> rtr_ifs;
+
+// ---- modes ----
+
+OPEN_CONTROL_t* mode_of(OPEN_AF_t family)
+{
+  if (family == OPEN_AF_INET) {
+    return &ipv4_mode;
+  }
+  return family == OPEN_AF_INET6 ? &ipv6_mode : nullptr;
+}
+
+bool control_valid(OPEN_CONTROL_t control)
+{
+  return control == OPEN_DISABLE || control == OPEN_ENABLE;
+}
+
+open_error_t mode_get(OPEN_AF_t family, OPEN_CONTROL_t& mode)
+{
+  const OPEN_CONTROL_t* current = mode_of(family);
+  return current == nullptr ? OPEN_E_PARAM : sim_give(mode, *current);
+}
+
+// ---- interfaces ----
+
+bool routes(const rtr_if_t& rtr)
+{
+  return rtr.vlan != 0 || rtr.routing;
+}
+
+// The routing interface of this number, or null.
+const rtr_if_t* rtr_find(uint32_t number)
+{
+  const auto found = rtr_ifs.find(number);
+  return found != rtr_ifs.end() && routes(found->second) ? &found->second : nullptr;
+}
+
+// The record to configure of a port or of a VLAN's interface.
+open_error_t rtr_configure(uint32_t number, rtr_if_t*& rtr)
+{
+  const sim_if_t* intf = sim_if_find(number);
+  if (intf == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  if (intf->type != OPEN_INTF_TYPE_PHY && intf->type != OPEN_INTF_TYPE_VLAN) {
+    return OPEN_E_UNAVAIL;
+  }
+  rtr = &rtr_ifs[number];
+  return OPEN_E_NONE;
+}
+
+open_error_t vlan_intf_number(uint32_t vlan, uint32_t& number)
+{
+  const uint32_t found = sim_routing_vlan_interface(vlan);
+  return found == 0 ? OPEN_E_NOT_FOUND : sim_give(number, found);
+}
+
+open_error_t intf_next(uint32_t number, uint32_t& next)
+{
+  const auto found = std::find_if(rtr_ifs.upper_bound(number), rtr_ifs.end(),
+                                  [](const auto& entry) { return routes(entry.second); });
+  return found == rtr_ifs.end() ? OPEN_E_FAIL : sim_give(next, found->first);
+}
+
+open_error_t intf_type(uint32_t number, OPEN_INTF_TYPE_t& type)
+{
+  const rtr_if_t* rtr = rtr_find(number);
+  if (rtr == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  return sim_give(type, rtr->vlan != 0 ? OPEN_INTF_TYPE_VLAN : OPEN_INTF_TYPE_PHY);
+}
+
+open_error_t intf_vlan(uint32_t number, uint32_t& vlan)
+{
+  const rtr_if_t* rtr = rtr_find(number);
+  return rtr == nullptr || rtr->vlan == 0 ? OPEN_E_NOT_FOUND : sim_give(vlan, rtr->vlan);
+}
+
+open_error_t intf_name(uint32_t number, open_buffdesc* name)
+{
+  return rtr_find(number) == nullptr ? OPEN_E_NOT_FOUND
+                                     : sim_text_put(name, sim_if_find(number)->name);
+}
+
+// ---- addresses ----
+
+bool same_address(const open_inet_pfx_t& a, const open_inet_pfx_t& b)
+{
+  return a.family == b.family && sim_address_bytes(a) == sim_address_bytes(b);
+}
+
+// Whether one of the two networks holds the other.
+bool overlap(const open_inet_pfx_t& a, const open_inet_pfx_t& b)
+{
+  const uint32_t bits = std::min(a.pfxLen, b.pfxLen);
+  const sim_address_bytes_t x = sim_address_bytes(a);
+  const sim_address_bytes_t y = sim_address_bytes(b);
+  const size_t whole = bits / 8;
+  if (!std::equal(x.begin(), x.begin() + whole, y.begin())) {
+    return false;
+  }
+  return bits % 8 == 0 || (x[whole] ^ y[whole]) >> (8 - bits % 8) == 0;
+}
+
+// Link-local networks are those of one link each, whatever their number.
+bool overlaps_another(uint32_t number, const open_inet_pfx_t& pfx)
+{
+  const bool ipv4 = pfx.family == OPEN_AF_INET;
+  if (!ipv4 && sim_ipv6_is_link_local(pfx.addr.ipv6)) {
+    return false;
+  }
+  return std::any_of(rtr_ifs.begin(), rtr_ifs.end(), [&](const auto& entry) {
+    const auto& others = ipv4 ? entry.second.ipv4 : entry.second.ipv6;
+    return entry.first != number &&
+           std::any_of(others.begin(), others.end(), [&](const open_inet_pfx_t& other) {
+             return (ipv4 || !sim_ipv6_is_link_local(other.addr.ipv6)) && overlap(pfx, other);
+           });
+  });
+}
+
+std::vector<open_inet_pfx_t>::const_iterator find_address(const std::vector<open_inet_pfx_t>& list,
+                                                          const open_inet_pfx_t& pfx)
+{
+  return std::find_if(list.begin(), list.end(),
+                      [&](const open_inet_pfx_t& held) { return same_address(held, pfx); });
+}
+
+// A host in a network: where a network has room for more than two, the first and the last address
+// are the network's own.
+bool ipv4_assignable(const open_inet_pfx_t& pfx)
+{
+  if (pfx.family != OPEN_AF_INET || pfx.pfxLen < 1 || pfx.pfxLen > 32 ||
+      !sim_ipv4_is_host(pfx.addr.ipv4)) {
+    return false;
+  }
+  const uint32_t host_bits = pfx.pfxLen == 32 ? 0 : UINT32_MAX >> pfx.pfxLen;
+  const uint32_t host = pfx.addr.ipv4 & host_bits;
+  return pfx.pfxLen >= 31 || (host != 0 && host != host_bits);
+}
+
+bool ipv6_assignable(const open_inet_pfx_t& pfx)
+{
+  return pfx.family == OPEN_AF_INET6 && pfx.pfxLen >= 1 && pfx.pfxLen <= 128 &&
+         sim_ipv6_is_host(pfx.addr.ipv6);
+}
+
+// The lower half becomes the interface's MAC address with ff:fe in its middle and the bit for a
+// universal address turned over. Only networks of up to 64 bits leave it that room.
+bool eui64_fill(uint32_t number, open_inet_pfx_t& pfx)
+{
+  const uint64_t mac = SIM_BURNED_IN_MAC + number;
+  uint64_t id = (mac >> 24 << 40 | uint64_t{0xfffe} << 24 | (mac & 0xffffff)) ^ uint64_t { 2 }
+                                                                                    << 56;
+  for (size_t i = sizeof pfx.addr.ipv6; i-- > sizeof pfx.addr.ipv6 / 2; id >>= 8) {
+    pfx.addr.ipv6.u.addr8[i] = static_cast<uint8_t>(id);
+  }
+  return pfx.pfxLen <= 64;
+}
+
+open_error_t primary_add(uint32_t number, rtr_if_t& rtr, const open_inet_pfx_t& pfx)
+{
+  if (!ipv4_assignable(pfx)) {
+    return OPEN_E_PARAM;
+  }
+  const auto held = find_address(rtr.ipv4, pfx);
+  if (held != rtr.ipv4.end() && (held != rtr.ipv4.begin() || held->pfxLen == pfx.pfxLen)) {
+    return OPEN_E_EXISTS;
+  }
+  if (overlaps_another(number, pfx)) {
+    return OPEN_E_FAIL;
+  }
+  rtr.ipv4.resize(std::max<size_t>(rtr.ipv4.size(), 1));
+  rtr.ipv4.front() = pfx;  // a new one takes the place of the old one, and that of DHCP
+  rtr.dhcp_ipv4 = false;
+  return OPEN_E_NONE;
+}
+
+open_error_t secondary_add(uint32_t number, rtr_if_t& rtr, const open_inet_pfx_t& pfx)
+{
+  if (!ipv4_assignable(pfx)) {
+    return OPEN_E_PARAM;
+  }
+  if (find_address(rtr.ipv4, pfx) != rtr.ipv4.end()) {
+    return OPEN_E_EXISTS;
+  }
+  if (rtr.ipv4.empty() || overlaps_another(number, pfx)) {
+    return OPEN_E_FAIL;
+  }
+  if (rtr.ipv4.size() > SECONDARY_MAX) {
+    return OPEN_E_FULL;
+  }
+  rtr.ipv4.push_back(pfx);
+  return OPEN_E_NONE;
+}
+
+open_error_t ipv6_add(uint32_t number, rtr_if_t& rtr, open_inet_pfx_t pfx, bool eui64)
+{
+  if (!ipv6_assignable(pfx) || (eui64 && !eui64_fill(number, pfx))) {
+    return OPEN_E_PARAM;
+  }
+  if (find_address(rtr.ipv6, pfx) != rtr.ipv6.end()) {
+    return OPEN_E_EXISTS;
+  }
+  if (overlaps_another(number, pfx)) {
+    return OPEN_E_FAIL;
+  }
+  if (rtr.ipv6.size() == IPV6_MAX) {
+    return OPEN_E_FULL;
+  }
+  rtr.ipv6.push_back(pfx);
+  return OPEN_E_NONE;
+}
+
+open_error_t dhcp_set(bool& dhcp, bool on)
+{
+  if (dhcp == on) {
+    return on ? OPEN_E_EXISTS : OPEN_E_NOT_FOUND;
+  }
+  dhcp = on;
+  return OPEN_E_NONE;
+}
+
+// No server answers, so the interface waits for an address. DHCP takes the place of addresses that
+// were set by hand.
+open_error_t dhcp_ipv4_set(rtr_if_t& rtr, bool on)
+{
+  const open_error_t result = dhcp_set(rtr.dhcp_ipv4, on);
+  if (result == OPEN_E_NONE) {
+    rtr.ipv4.clear();
+  }
+  return result;
+}
+
+// Removes the address with this very prefix from a range of a list.
+open_error_t address_remove(std::vector<open_inet_pfx_t>& list, size_t first,
+                            const open_inet_pfx_t& pfx)
+{
+  const auto held = find_address(list, pfx);
+  if (held == list.end() || held->pfxLen != pfx.pfxLen ||
+      static_cast<size_t>(held - list.begin()) < first) {
+    return OPEN_E_NOT_FOUND;
+  }
+  list.erase(held);
+  return OPEN_E_NONE;
+}
+
+open_error_t primary_remove(rtr_if_t& rtr, const open_inet_pfx_t& pfx)
+{
+  if (rtr.ipv4.empty() || !same_address(rtr.ipv4.front(), pfx)) {
+    return OPEN_E_NOT_FOUND;
+  }
+  // the secondary addresses have to go first
+  return rtr.ipv4.size() > 1 ? OPEN_E_FAIL : address_remove(rtr.ipv4, 0, pfx);
+}
+
+open_error_t ipv6_remove(uint32_t number, rtr_if_t& rtr, open_inet_pfx_t pfx, bool eui64)
+{
+  if (pfx.family != OPEN_AF_INET6 || (eui64 && !eui64_fill(number, pfx))) {
+    return OPEN_E_PARAM;
+  }
+  return address_remove(rtr.ipv6, 0, pfx);
+}
+
+open_error_t rtr_change(uint32_t number, rtr_if_t& rtr, const sim_address_change_t& change)
+{
+  const bool eui64 = change.ext_arg == OPEN_ENABLE;
+  const bool ipv6 = change.family == OPEN_AF_INET6;
+  switch (change.type) {
+    case OPEN_IP_ADDR_TYPE_STATIC_PRIMARY:
+      if (ipv6) {
+        return change.add ? ipv6_add(number, rtr, change.pfx, eui64)
+                          : ipv6_remove(number, rtr, change.pfx, eui64);
+      }
+      return change.add ? primary_add(number, rtr, change.pfx) : primary_remove(rtr, change.pfx);
+    case OPEN_IP_ADDR_TYPE_STATIC_SECONDARY:
+      if (ipv6) {
+        return OPEN_E_PARAM;
+      }
+      return change.add ? secondary_add(number, rtr, change.pfx)
+                        : address_remove(rtr.ipv4, 1, change.pfx);
+    case OPEN_IP_ADDR_TYPE_DHCP:
+      return ipv6 ? dhcp_set(rtr.dhcp_ipv6, change.add) : dhcp_ipv4_set(rtr, change.add);
+  }
+  return OPEN_E_PARAM;
+}
+
+// The address behind the one in the record, or the first one from there on.
+open_error_t address_next(const std::vector<open_inet_pfx_t>& list, size_t first,
+                          open_inet_pfx_t& pfx, size_t& index)
+{
+  const auto held = find_address(list, pfx);
+  index = held == list.end() ? first : static_cast<size_t>(held - list.begin()) + 1;
+  return index < list.size() ? sim_give(pfx, list[index]) : OPEN_E_NOT_FOUND;
+}
+
+const std::vector<open_inet_pfx_t>& addresses_of(uint32_t number, OPEN_AF_t family)
+{
+  static const std::vector<open_inet_pfx_t> none;
+  const auto found = rtr_ifs.find(number);
+  if (found == rtr_ifs.end() || mode_of(family) == nullptr) {
+    return none;
+  }
+  return family == OPEN_AF_INET ? found->second.ipv4 : found->second.ipv6;
+}
+
+open_error_t address_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& pfx)
+{
+  const auto& list = addresses_of(number, family);
+  if (family == OPEN_AF_INET) {
+    return list.empty() ? OPEN_E_NOT_FOUND : sim_give(pfx, list.front());
+  }
+  size_t index = 0;
+  return address_next(list, 0, pfx, index);
+}
+
+open_error_t secondary_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& pfx,
+                           uint32_t& position)
+{
+  if (family != OPEN_AF_INET) {
+    return OPEN_E_PARAM;
+  }
+  size_t index = 0;
+  const open_error_t result = address_next(addresses_of(number, family), 1, pfx, index);
+  return result == OPEN_E_NONE ? sim_give(position, index) : result;
+}
+}  // namespace
+
+// A fault's number becomes the prefix length.
+bool sim_number_set(open_inet_pfx_t& address, const sim_fault_value_t& value)
+{
+  return sim_number_set(address.pfxLen, value);
+}
+
+void sim_routing_reset()
+{
+  ipv4_mode = ipv6_mode = OPEN_DISABLE;
+  rtr_ifs.clear();
+}
+
+bool sim_routing_interface(uint32_t number)
+{
+  return rtr_find(number) != nullptr;
+}
+
+uint32_t sim_routing_vlan_interface(uint32_t vlan)
+{
+  const auto found = std::find_if(rtr_ifs.begin(), rtr_ifs.end(), [vlan](const auto& entry) {
+    return vlan != 0 && entry.second.vlan == vlan;
+  });
+  return found == rtr_ifs.end() ? 0 : found->first;
+}
+
+uint32_t sim_routing_interface_vlan(uint32_t number)
+{
+  const auto found = rtr_ifs.find(number);
+  return found == rtr_ifs.end() ? 0 : found->second.vlan;
+}
+
+open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
+{
+  OPEN_CONTROL_t* current = mode_of(family);
+  if (current == nullptr || !control_valid(mode)) {
+    return OPEN_E_PARAM;
+  }
+  *current = mode;
+  sim_config_changed();
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
+{
+  rtr_if_t* rtr = nullptr;
+  const open_error_t result = rtr_configure(number, rtr);
+  if (result != OPEN_E_NONE) {
+    return result;
+  }
+  if (!control_valid(mode)) {
+    return OPEN_E_PARAM;
+  }
+  rtr->routing = mode == OPEN_ENABLE;
+  if (!routes(*rtr)) {
+    sim_bgp_interface_removed(number);
+  }
+  sim_config_changed();
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_vlan_intf_create(uint32_t vlan)
+{
+  if (!sim_vlan_exists(vlan)) {
+    return OPEN_E_NOT_FOUND;
+  }
+  if (sim_routing_vlan_interface(vlan) != 0) {
+    return OPEN_E_EXISTS;
+  }
+  const sim_numbering_t& numbers = sim_numbering();
+  uint32_t number = numbers.vlan_first;
+  while (sim_if_find(number) != nullptr) {
+    number++;
+  }
+  if (number >= numbers.vlan_first + numbers.vlan_max) {
+    return OPEN_E_FULL;
+  }
+  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan));
+  rtr_ifs[number].vlan = vlan;
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_vlan_intf_delete(uint32_t vlan)
+{
+  const uint32_t number = sim_routing_vlan_interface(vlan);
+  if (number == 0) {
+    return OPEN_E_NOT_FOUND;
+  }
+  sim_bgp_interface_removed(number);
+  rtr_ifs.erase(number);
+  sim_if_remove(number);
+  sim_if_changed(number);
+  return OPEN_E_NONE;
+}
+
+open_error_t sim_routing_address_change(uint32_t number, const sim_address_change_t& change)
+{
+  rtr_if_t* rtr = nullptr;
+  open_error_t result = rtr_configure(number, rtr);
+  if (result != OPEN_E_NONE) {
+    return result;
+  }
+  if (mode_of(change.family) == nullptr || !control_valid(change.ext_arg)) {
+    return OPEN_E_PARAM;
+  }
+  result = rtr_change(number, *rtr, change);
+  if (result == OPEN_E_NONE) {
+    sim_config_changed();
+  }
+  return result;
+}
+
+open_error_t rpcclt_openapiRtrAdminModeGet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
+                                           OPEN_CONTROL_t* mode)
+{
+  const auto work = [&] { return mode_get(family, *mode); };
+  return sim_call(__func__, client_handle, work, family, sim_out(mode));
+}
+
+open_error_t rpcclt_openapiRtrAdminModeSet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
+                                           OPEN_CONTROL_t mode)
+{
+  const auto work = [&] { return sim_routing_mode_set(family, mode); };
+  return sim_call(__func__, client_handle, work, family, mode);
+}
+
+open_error_t rpcclt_openapiRtrIntfRtrAdminModeSet(openapiClientHandle_t* client_handle,
+                                                  uint32_t ifNum, OPEN_CONTROL_t mode)
+{
+  const auto work = [&] { return sim_routing_intf_mode_set(ifNum, mode); };
+  return sim_call(__func__, client_handle, work, ifNum, mode);
+}
+
+open_error_t rpcclt_openapiRtrVlanIntfCreate(openapiClientHandle_t* client_handle, uint32_t vlanId)
+{
+  const auto work = [&] { return sim_routing_vlan_intf_create(vlanId); };
+  return sim_call(__func__, client_handle, work, vlanId);
+}
+
+open_error_t rpcclt_openapiRtrVlanIntfDelete(openapiClientHandle_t* client_handle, uint32_t vlanId)
+{
+  const auto work = [&] { return sim_routing_vlan_intf_delete(vlanId); };
+  return sim_call(__func__, client_handle, work, vlanId);
+}
+
+open_error_t rpcclt_openapiRtrVlanIntfNumGetZRT(openapiClientHandle_t* client_handle,
+                                                uint32_t vlanId, uint32_t* ifNum)
+{
+  const auto work = [&] { return vlan_intf_number(vlanId, *ifNum); };
+  return sim_call(__func__, client_handle, work, vlanId, sim_out(ifNum));
+}
+
+open_error_t rpcclt_openapiRtrIntfNextGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                          uint32_t* nextIfNum)
+{
+  const auto work = [&] { return intf_next(ifNum, *nextIfNum); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(nextIfNum));
+}
+
+open_error_t rpcclt_openapiRtrIntfTypeGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                          OPEN_INTF_TYPE_t* type)
+{
+  const auto work = [&] { return intf_type(ifNum, *type); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(type));
+}
+
+open_error_t rpcclt_openapiRtrIntfVlanIdGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                            uint32_t* vlanId)
+{
+  const auto work = [&] { return intf_vlan(ifNum, *vlanId); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(vlanId));
+}
+
+open_error_t rpcclt_openapiRtrIntfNameGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                          open_buffdesc* name)
+{
+  const auto work = [&] { return intf_name(ifNum, name); };
+  return sim_call(__func__, client_handle, work, ifNum, sim_out(name));
+}
+
+open_error_t rpcclt_openapiIntfNameSizeGet(openapiClientHandle_t* client_handle, uint32_t* size)
+{
+  const auto work = [&] { return sim_give(*size, IF_NAME_SIZE); };
+  return sim_call(__func__, client_handle, work, sim_out(size));
+}
+
+open_error_t rpcclt_openapiRtrIntfIpAddrGet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
+                                            uint32_t ifNum, open_inet_pfx_t* address)
+{
+  const auto work = [&] { return address_get(family, ifNum, *address); };
+  return sim_call(__func__, client_handle, work, family, ifNum, sim_out(address));
+}
+
+open_error_t rpcclt_openapiRtrIntfSecIpAddrGet(openapiClientHandle_t* client_handle,
+                                               OPEN_AF_t family, uint32_t ifNum,
+                                               open_inet_pfx_t* address, uint32_t* secIpIndex)
+{
+  const auto work = [&] { return secondary_get(family, ifNum, *address, *secIpIndex); };
+  return sim_call(__func__, client_handle, work, family, ifNum, sim_out(address),
+                  sim_out(secIpIndex));
+}
+
+open_error_t rpcclt_openapiRtrIntfIpAddrAdd(openapiClientHandle_t* client_handle, OPEN_AF_t family,
+                                            uint32_t ifNum, OPEN_INTF_IP_ADDR_TYPE_t addrType,
+                                            open_inet_pfx_t address, OPEN_CONTROL_t extArg)
+{
+  const sim_address_change_t change = {true, family, addrType, address, extArg};
+  const auto work = [&] { return sim_routing_address_change(ifNum, change); };
+  return sim_call(__func__, client_handle, work, family, ifNum, addrType, address, extArg);
+}
+
+open_error_t rpcclt_openapiRtrIntfIpAddrDel(openapiClientHandle_t* client_handle, OPEN_AF_t family,
+                                            uint32_t ifNum, OPEN_INTF_IP_ADDR_TYPE_t addrType,
+                                            open_inet_pfx_t address, OPEN_CONTROL_t extArg)
+{
+  const sim_address_change_t change = {false, family, addrType, address, extArg};
+  const auto work = [&] { return sim_routing_address_change(ifNum, change); };
+  return sim_call(__func__, client_handle, work, family, ifNum, addrType, address, extArg);
+}
