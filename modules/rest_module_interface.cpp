@@ -19,7 +19,6 @@
 static constexpr uint16_t INTERFACE_CODE_REFUSED = 1;
 static constexpr uint16_t INTERFACE_CODE_VLAN_INVALID = 2;
 
-// clang-format off: aligned columns would change every row for the longest name
 static constexpr rest_route_t interface_routes[] = {
     {REQUEST_METHOD_POST,   "/if/{n}/vlan/{n}",             api_interface_create_specified_num_to_vlan  },
     {REQUEST_METHOD_POST,   "/if/{n}/trunk/vlan",           api_interface_create_switchport_trunk_vlan  },
@@ -46,7 +45,6 @@ static constexpr rest_route_t interface_routes[] = {
     {REQUEST_METHOD_DELETE, "/if/{n}/vlan/{n}",             api_interface_delete_specified_num_from_vlan},
     {REQUEST_METHOD_DELETE, "/if/{n}/trunk/vlan",           api_interface_delete_switchport_trunk_vlan  },
 };
-// clang-format on
 
 int interface_api_handler(openapiClientHandle_t* client_handle, struct mg_connection* conn)
 {
@@ -66,7 +64,6 @@ static int path_vid(const struct mg_connection* conn)
 
 // ---- texts ----
 
-// clang-format off: one row for four counters
 static constexpr const char* counter_names[] = {
     "CTR_RESERVED",
     "CTR_RX_TOTAL_BYTES",
@@ -132,7 +129,6 @@ static constexpr const char* counter_names[] = {
     "CTR_TX_RATE_FRAMES",
     "CTR_ETHER_STATS_HOLD",
 };
-// clang-format on
 static_assert(std::size(counter_names) == OPEN_CTR_ETHER_STATS_HOLD + 1, "one name a counter");
 
 RC_t get_counter_name_by_id(uint32_t counterId, char* out_counterName)

@@ -16,6 +16,9 @@
 static constexpr uint32_t POLICY_VERSION_MAJOR = 0;
 static constexpr uint32_t POLICY_VERSION_MINOR = 1;
 
+// How often the switch is asked for the policy behind one before that one is taken for the last.
+static constexpr uint32_t POLICY_TRIES_MAX = 16;
+
 static constexpr size_t POLICY_TYPE_TEXT_SIZE = 32;
 static constexpr size_t MAC_TEXT_SIZE = sizeof "00:00:00:00:00:00";
 
@@ -194,14 +197,15 @@ int api_tcam_get_policy_list(openapiClientHandle_t* client_handle, struct mg_con
   uint32_t policy_id = 0;
   open_error_t result = rpcclt_openapiTcamPolicyGetFirst(client_handle, &policy_id);
   // Only OPEN_E_FAIL is the end. A step that fails otherwise lists the same policy once more and is
-  // taken again; one that succeeds without getting on would never end.
-  for (uint32_t count = 1; result != OPEN_E_FAIL && count <= REST_WALK_MAX; count++) {
+  // taken again, but not for ever.
+  uint32_t tries = 0;
+  for (uint32_t count = 1;
+       result != OPEN_E_FAIL && tries < POLICY_TRIES_MAX && count <= REST_WALK_MAX; count++) {
     append_tree_field(append_tree_entry(policies, count, "policy"), "policy_id",
                       static_cast<int>(policy_id));
     uint32_t next = policy_id;
     result = rpcclt_openapiTcamPolicyGetNext(client_handle, policy_id, &next);
-    if (result == OPEN_E_NONE && next <= policy_id)
-      break;
+    tries = next > policy_id ? 0 : tries + 1;
     policy_id = next;
   }
   return answer_data(conn, std::move(tree));

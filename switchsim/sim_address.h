@@ -1,6 +1,8 @@
 // What kind of address an IPv4 or IPv6 address is, and its bytes.
 #pragma once
 
+#include <stddef.h>
+
 #include <array>
 #include <cstdint>
 

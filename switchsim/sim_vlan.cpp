@@ -549,7 +549,14 @@ open_error_t rpcclt_openapiVlanIfTaggingSet(openapiClientHandle_t* client_handle
 open_error_t openapiVlanIfPvidGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
                                   uint32_t* pvid)
 {
-  const auto work = [&] { return switchport_get(ifNum, *pvid, pvid_of); };
+  const auto work = [&] {
+    const uint32_t routed = sim_routing_interface_vlan(ifNum);
+    if (routed == 0) {
+      return switchport_get(ifNum, *pvid, pvid_of);
+    }
+    *pvid = routed;  // the routing interface of a VLAN is in that VLAN and no other
+    return OPEN_E_NONE;
+  };
   return sim_call(__func__, client_handle, work, ifNum, sim_out(pvid));
 }
 
@@ -565,7 +572,13 @@ open_error_t rpcclt_openapiVlanIfAcceptFrameTypeGet(openapiClientHandle_t* clien
                                                     OPEN_DOT1Q_ACCEPT_FRAME_TYPE_t* type)
 {
   const auto get = [](const switchport_t& port) { return port.accept; };
-  const auto work = [&] { return switchport_get(ifNum, *type, get); };
+  const auto work = [&] {
+    if (sim_routing_interface_vlan(ifNum) == 0) {
+      return switchport_get(ifNum, *type, get);
+    }
+    *type = OPEN_DOT1Q_ADMIT_ALL;
+    return OPEN_E_NONE;
+  };
   return sim_call(__func__, client_handle, work, ifNum, sim_out(type));
 }
 

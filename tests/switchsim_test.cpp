@@ -310,7 +310,7 @@ TEST(Interfaces, HaveLinkAndName)
   for (uint32_t port = 1; port <= 54; port++)
     EXPECT_EQ(link_up(port), port == 2 || port == 54) << port;
   OPEN_LINK_STATE_t state;
-  EXPECT_EQ(openapiIfLinkStateGet(&client, 56, &state), OPEN_E_NOT_FOUND);
+  EXPECT_EQ(openapiIfLinkStateGet(&client, 225, &state), OPEN_E_NOT_FOUND);
 
   char text[5] = "";
   open_buffdesc name = {sizeof text, text};

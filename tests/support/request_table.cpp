@@ -2,18 +2,23 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "switchsim/switchsim.h"
 #include "tests/support/local_engine.h"
 
-void expect_codes(std::initializer_list<code_case> cases)
+void expect_code(int line, int code, const std::string& requests)
 {
-  for (const code_case& c : cases) {
-    if (c.code == 98)
-      expect_answer(c.line, c.method, c.path, 98, "The same setting is already set.");
-    else if (c.code == 99)
-      expect_open_error(c.line, c.method, c.path);
+  std::stringstream list(requests);
+  for (std::string request; std::getline(list, request, '|');) {
+    const std::string method = request.substr(0, request.find(' '));
+    const std::string path = request.substr(method.size() + 1);
+    if (code == 98)
+      expect_answer(line, method.c_str(), path, 98, "The same setting is already set.");
+    else if (code == 99)
+      expect_open_error(line, method.c_str(), path);
     else
-      expect_bad_request(c.line, c.method, c.path);
+      expect_bad_request(line, method.c_str(), path);
   }
 }
 

@@ -4,14 +4,9 @@
 #include <initializer_list>
 #include <string>
 
-// Requests answered with a fixed message: 98, 99 or 902.
-struct code_case {
-  int line;  // __LINE__
-  const char* method;
-  std::string path;
-  int code;
-};
-void expect_codes(std::initializer_list<code_case> cases);
+// Requests in the form "GET /if|GET /if/1", all answered with the fixed message of this code: 98,
+// 99 or 902.
+void expect_code(int line, int code, const std::string& requests);
 
 // Requests and what the switch answers to the last call that each leads to; the answer must have
 // the code that goes with it.
