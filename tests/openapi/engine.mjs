@@ -1,6 +1,7 @@
 // A running engine on the simulated switch, on two ports of its own, in a folder of its own.
 import { execFileSync, spawn } from "node:child_process";
 import {
+  mkdirSync,
   mkdtempSync,
   readdirSync,
   readFileSync,
@@ -8,6 +9,7 @@ import {
   rmSync,
   writeFileSync,
 } from "node:fs";
+import { createServer } from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 
@@ -76,6 +78,7 @@ async function waitFor(what, condition) {
 export async function startEngine() {
   const folder = mkdtempSync(join(tmpdir(), "engine-"));
   makeCertificate(folder);
+  mkdirSync(join(folder, "user-apps"));
   const child = spawn(process.env.ENGINE, { cwd: folder, stdio: ["ignore", "ignore", "pipe"] });
   let errors = "";
   child.stderr.on("data", (text) => (errors += text));
@@ -93,6 +96,19 @@ export async function startEngine() {
       await ended;
       rmSync(folder, { recursive: true });
     },
+  };
+}
+
+// A server that the switch can fetch files from and send them to: each file is one line of a script.
+export async function startFileServer() {
+  const server = createServer((request, response) => {
+    request.resume();
+    request.on("end", () => response.end("hostname switch1\n"));
+  });
+  await new Promise((resolve) => server.listen(0, "127.0.0.1", resolve));
+  return {
+    url: `http://127.0.0.1:${server.address().port}`,
+    stop: () => new Promise((resolve) => server.close(resolve).closeAllConnections()),
   };
 }
 
