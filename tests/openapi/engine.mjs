@@ -1,49 +1,27 @@
 // A running engine on the simulated switch, on two ports of its own, in a folder of its own.
 import { execFileSync, spawn } from "node:child_process";
-import {
-  mkdirSync,
-  mkdtempSync,
-  readdirSync,
-  readFileSync,
-  readlinkSync,
-  rmSync,
-  writeFileSync,
-} from "node:fs";
+import * as fs from "node:fs";
 import { createServer } from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 
+// One PEM file with the key and the certificate.
 function makeCertificate(folder) {
-  const files = ["key.pem", "cert.pem"].map((name) => join(folder, name));
-  execFileSync(
-    "openssl",
-    [
-      "req",
-      "-x509",
-      "-newkey",
-      "ec",
-      "-pkeyopt",
-      "ec_paramgen_curve:prime256v1",
-      "-nodes",
-      "-subj",
-      "/CN=localhost",
-      "-keyout",
-      files[0],
-      "-out",
-      files[1],
-    ],
-    { stdio: "pipe" },
-  );
-  writeFileSync(join(folder, "ssl.pem"), files.map((file) => readFileSync(file, "utf8")).join(""));
+  const options =
+    "-x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -subj /CN=localhost";
+  const pem = execFileSync("openssl", ["req", ...options.split(" "), "-keyout", "-"], {
+    stdio: ["ignore", "pipe", "ignore"],
+  });
+  fs.writeFileSync(join(folder, "ssl.pem"), pem);
 }
 
 // The descriptor of the process's socket with each inode.
 function sockets(pid) {
   const found = new Map();
   const folder = `/proc/${pid}/fd`;
-  for (const fd of readdirSync(folder)) {
+  for (const fd of fs.readdirSync(folder)) {
     try {
-      const inode = /^socket:\[(\d+)\]$/.exec(readlinkSync(join(folder, fd)))?.[1];
+      const inode = /^socket:\[(\d+)\]$/.exec(fs.readlinkSync(join(folder, fd)))?.[1];
       if (inode) found.set(inode, Number(fd));
     } catch {
       // closed meanwhile
@@ -55,7 +33,8 @@ function sockets(pid) {
 // The port that the process opened first: plain HTTP comes before HTTPS. Undefined before both are.
 function httpPort(pid) {
   const own = sockets(pid);
-  const listening = readFileSync("/proc/net/tcp", "utf8")
+  const listening = fs
+    .readFileSync("/proc/net/tcp", "utf8")
     .split("\n")
     .slice(1)
     .map((line) => line.trim().split(/\s+/))
@@ -76,9 +55,9 @@ async function waitFor(what, condition) {
 }
 
 export async function startEngine() {
-  const folder = mkdtempSync(join(tmpdir(), "engine-"));
+  const folder = fs.mkdtempSync(join(tmpdir(), "engine-"));
   makeCertificate(folder);
-  mkdirSync(join(folder, "user-apps"));
+  fs.mkdirSync(join(folder, "user-apps"));
   const child = spawn(process.env.ENGINE, { cwd: folder, stdio: ["ignore", "ignore", "pipe"] });
   let errors = "";
   child.stderr.on("data", (text) => (errors += text));
@@ -94,7 +73,7 @@ export async function startEngine() {
     stop: async () => {
       child.kill();
       await ended;
-      rmSync(folder, { recursive: true });
+      fs.rmSync(folder, { recursive: true });
     },
   };
 }
@@ -115,7 +94,7 @@ export async function startFileServer() {
 export { waitFor };
 
 export const description = JSON.parse(
-  readFileSync(new URL("../../docs/openapi.json", import.meta.url), "utf8"),
+  fs.readFileSync(new URL("../../docs/openapi.json", import.meta.url), "utf8"),
 );
 
 // All operations of the description: { path, method, operation }.
