@@ -9,9 +9,16 @@
 #include "help/rest_module_help.h"
 #include "modules/rest_module_base.h"
 #include "modules/rest_module_bgp.h"
+#include "modules/rest_module_boxs.h"
 #include "modules/rest_module_interface.h"
 #include "modules/rest_module_lag.h"
+#include "modules/rest_module_logging.h"
+#include "modules/rest_module_pml.h"
+#include "modules/rest_module_process.h"
 #include "modules/rest_module_routing.h"
+#include "modules/rest_module_script.h"
+#include "modules/rest_module_ssh.h"
+#include "modules/rest_module_system.h"
 #include "modules/rest_module_tcam.h"
 #include "modules/rest_module_vlan.h"
 #include "session/rest_engine_session_hdr.h"
@@ -32,8 +39,15 @@ static constexpr struct {
     {"base",    base_api_handler     },
     {"lag",     lag_api_handler      },
     {"routing", routing_api_handler  },
+    {"logging", logging_api_handler  },
+    {"system",  system_api_handler   },
     {"bgp",     bgp_api_handler      },
     {"tcam",    tcam_api_handler     },
+    {"boxs",    boxs_api_handler     },
+    {"ssh",     ssh_api_handler      },
+    {"script",  script_api_handler   },
+    {"pml",     pml_api_handler      },
+    {"process", process_api_handler  },
 };
 
 // What the session check found, kept in the connection's own parameter until the request ends: a
