@@ -6,6 +6,7 @@
 #include "engine/rest_config.h"
 #include "engine/rest_web_request_hdr.h"
 #include "httpd/httpd.h"
+#include "modules/rest_startupcfg.h"
 #include "platform/l7proc.h"
 #include "platform/openapi_client.h"
 
@@ -33,6 +34,7 @@ int main(void)
               "Starting RESTful API Engine application");
   printf("\n");
   fflush(stdout);
+  initialize_transfer_variables();
 
   struct mg_server* server = mg_create_server(nullptr, evt_handler);
   mg_set_option(server, "listening_port", REST_LISTENING_PORT);

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev openssl)
+BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
 
 die() {
   echo "$(basename "$0"): $*" >&2

@@ -35,7 +35,10 @@ constexpr sim_area_t AREAS[] = {
     {sim_routing_reset, {}},
     {sim_bgp_reset, {}},
     {sim_tcam_reset, {{"tcam_slice_size", sim_tcam_slice_size_parse}}},
-    {sim_flash_reset, {{"scripts", sim_script_scripts_parse}}},
+    {sim_flash_reset, {{"flash", sim_flash_folder_parse},
+                       {"flash_size", sim_flash_size_parse},
+                       {"scripts", sim_script_scripts_parse}}},
+    {sim_transfer_reset, {{"transfer_stall_s", sim_transfer_stall_parse}}},
     {sim_system_reset, {}},
     {sim_logging_reset, {}},
     {sim_ssh_reset, {}},
@@ -96,5 +99,6 @@ std::string sim_areas_reset(const std::string& profile)
     areas_reset({});
   }
   sim_config_deliver();
+  sim_config_load();
   return error;
 }

@@ -21,6 +21,7 @@ void sim_routing_reset();
 void sim_bgp_reset();
 void sim_tcam_reset();
 void sim_flash_reset();
+void sim_transfer_reset();
 void sim_system_reset();
 void sim_logging_reset();
 void sim_ssh_reset();
@@ -43,6 +44,9 @@ bool sim_boxs_fans_parse(const sim_json_t& json);
 bool sim_boxs_power_supplies_parse(const sim_json_t& json);
 bool sim_boxs_temp_sensors_parse(const sim_json_t& json);
 bool sim_boxs_transceivers_parse(const sim_json_t& json);
+bool sim_flash_folder_parse(const sim_json_t& json);
+bool sim_flash_size_parse(const sim_json_t& json);
+bool sim_transfer_stall_parse(const sim_json_t& json);
 bool sim_script_scripts_parse(const sim_json_t& json);
 
 // What the areas with configuration give of themselves (sim_config.h).

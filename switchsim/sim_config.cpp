@@ -11,13 +11,13 @@
 #include "switchsim/sim_flash.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
+#include "switchsim/sim_transfer.h"
 
 namespace
 {
 // How long the switch is away, by reload mode.
 constexpr uint32_t RELOAD_MS[] = {0, 2000, 2000, 500};
-enum { RELOAD_SWITCH = 1, RELOAD_WITHOUT_CONFIG = 2, RELOAD_SOFTWARE = 3 };
-static_assert(std::size(RELOAD_MS) == RELOAD_SOFTWARE + 1);
+static_assert(std::size(RELOAD_MS) == SIM_RELOAD_SOFTWARE + 1);
 
 bool save_asked;  // by the script that runs
 sim_restore_t delivered;
@@ -171,23 +171,34 @@ std::string sim_config_delivered_text()
   return script;
 }
 
+void sim_config_load()
+{
+  std::string script;
+  std::string error;
+  const char* name = SIM_STARTUP_CONFIG;
+  if (!sim_flash_read(name, script)) {
+    name = SIM_FACTORY_DEFAULTS;
+    sim_flash_read(name, script);
+  }
+  if (!sim_config_run(script, error)) {
+    fprintf(stderr, "switchsim: %s: %s\n", name, error.c_str());
+  }
+  sim_config_saved();
+}
+
 open_error_t sim_reload(uint32_t mode)
 {
-  if (mode < RELOAD_SWITCH || mode > RELOAD_SOFTWARE) {
+  if (mode < SIM_RELOAD_SWITCH || mode > SIM_RELOAD_SOFTWARE) {
     return OPEN_E_PARAM;
   }
-  if (mode == RELOAD_WITHOUT_CONFIG) {
+  if (mode == SIM_RELOAD_WITHOUT_CONFIG) {
     sim_flash_remove(SIM_STARTUP_CONFIG);
   }
+  sim_transfer_cut();
   delivered();
   sim_links_restart();
   sim_counters_reset();
-  std::string script;
-  std::string error;
-  if (sim_flash_read(SIM_STARTUP_CONFIG, script) && !sim_config_run(script, error)) {
-    fprintf(stderr, "switchsim: %s: %s\n", SIM_STARTUP_CONFIG, error.c_str());
-  }
-  sim_config_saved();
+  sim_config_load();
   sim_ready_after(RELOAD_MS[mode]);
   return OPEN_E_NONE;
 }

@@ -11,6 +11,7 @@
 
 // Files of the flash that hold configurations.
 constexpr char SIM_STARTUP_CONFIG[] = "startup-config";
+constexpr char SIM_FACTORY_DEFAULTS[] = "factory-defaults";
 
 // Puts back what was kept.
 typedef std::function<void()> sim_restore_t;
@@ -49,6 +50,15 @@ void sim_config_deliver();
 // That configuration as a script.
 std::string sim_config_delivered_text();
 
-// Starts the switch again: it takes the state it was delivered with, then runs the configuration
-// that was saved; a wrong one is told and left out. Modes as in rpcclt_openapiSystemReloadSet.
+// Runs the configuration that was saved, else the factory defaults if the flash has any; a wrong
+// one is told and left out.
+void sim_config_load();
+
+// Starts the switch again: it takes the state it was delivered with, then loads its configuration.
+// Modes as in rpcclt_openapiSystemReloadSet.
+enum : uint32_t {
+  SIM_RELOAD_SWITCH = 1,
+  SIM_RELOAD_WITHOUT_CONFIG = 2,
+  SIM_RELOAD_SOFTWARE = 3,
+};
 open_error_t sim_reload(uint32_t mode);
