@@ -1,19 +1,26 @@
 // The engine: registers with the management API, waits for it, and serves requests until killed.
+#include <malloc.h>
 #include <stdio.h>
 #include <unistd.h>
 
 #include "engine/rest_config.h"
 #include "engine/rest_web_request_hdr.h"
 #include "httpd/httpd.h"
+#include "modules/rest_startupcfg.h"
 #include "platform/l7proc.h"
 #include "platform/openapi_client.h"
 
 static constexpr int EXIT_NOT_REGISTERED = 2;
 
+// Memory that stays with the process when an answer's tree is freed, enough for the longest lists.
+// To give it back and get it again with every request would cost more than the whole rest.
+static constexpr int MEMORY_KEPT = 32 * 1024 * 1024;
+
 int main(void)
 {
   static char name[] = "restful_api_engine";
   l7proc_crashlog_register();
+  mallopt(M_TRIM_THRESHOLD, MEMORY_KEPT);
 
   open_error_t result = openapiClientRegister(name, &client_handle);
   if (result != OPEN_E_NONE) {
@@ -27,6 +34,7 @@ int main(void)
               "Starting RESTful API Engine application");
   printf("\n");
   fflush(stdout);
+  initialize_transfer_variables();
 
   struct mg_server* server = mg_create_server(nullptr, evt_handler);
   mg_set_option(server, "listening_port", REST_LISTENING_PORT);

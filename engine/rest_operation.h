@@ -16,6 +16,7 @@
 #include <memory>
 
 #include "engine/rest_tree_obj.h"
+#include "engine/rest_util.h"
 #include "httpd/httpd.h"
 #include "platform/openapi_types.h"
 
@@ -52,6 +53,20 @@ int answer_open_error(struct mg_connection* conn, open_error_t result);
     if (open_error_t open_rlt = (call); open_rlt != OPEN_E_NONE) \
       return answer_open_error(conn, open_rlt);                  \
   } while (0)
+
+// A whole update that hands the number "value" to one call and then answers one message. No number
+// reads like OPEN_E_PARAM.
+template <class T>
+int answer_number_update(openapiClientHandle_t* client_handle, struct mg_connection* conn,
+                         open_error_t (*set)(openapiClientHandle_t* client_handle, T value),
+                         const char* message)
+{
+  int32_t value = 0;
+  if (!rest_get_number(conn, "value", value))
+    return answer_open_error(conn, OPEN_E_PARAM);
+  OPEN_OR_ANSWER(conn, set(client_handle, static_cast<T>(value)));
+  return answer_success(conn, "%s", message);
+}
 
 // The most steps of a walk over what the switch lists, and the most items of a count it gives: an
 // end for a switch that names none.

@@ -6,12 +6,21 @@
 #include "engine/rest_common.h"
 #include "engine/rest_path.h"
 #include "engine/rest_util.h"
+#include "help/rest_module_help.h"
 #include "modules/rest_module_base.h"
 #include "modules/rest_module_bgp.h"
+#include "modules/rest_module_boxs.h"
 #include "modules/rest_module_interface.h"
 #include "modules/rest_module_lag.h"
+#include "modules/rest_module_logging.h"
+#include "modules/rest_module_pml.h"
+#include "modules/rest_module_process.h"
 #include "modules/rest_module_routing.h"
+#include "modules/rest_module_script.h"
+#include "modules/rest_module_ssh.h"
+#include "modules/rest_module_system.h"
 #include "modules/rest_module_tcam.h"
+#include "modules/rest_module_transfer.h"
 #include "modules/rest_module_vlan.h"
 #include "session/rest_engine_session_hdr.h"
 #include "session/rest_module_login.h"
@@ -24,14 +33,24 @@ static constexpr struct {
   const char* name;
   module_handler_t handler;
 } api_modules[] = {
-    {"login",   login_api_handler    },
-    {"vlans",   vlan_api_handler     },
-    {"if",      interface_api_handler},
-    {"base",    base_api_handler     },
-    {"lag",     lag_api_handler      },
-    {"routing", routing_api_handler  },
-    {"bgp",     bgp_api_handler      },
-    {"tcam",    tcam_api_handler     },
+    {"login",    login_api_handler    },
+    {"help",     help_api_handler     },
+    {"vlans",    vlan_api_handler     },
+    {"if",       interface_api_handler},
+    {"base",     base_api_handler     },
+    {"lag",      lag_api_handler      },
+    {"routing",  routing_api_handler  },
+    {"logging",  logging_api_handler  },
+    {"system",   system_api_handler   },
+    {"bgp",      bgp_api_handler      },
+    {"tcam",     tcam_api_handler     },
+    {"boxs",     boxs_api_handler     },
+    {"download", transfer_api_handler },
+    {"upload",   transfer_api_handler },
+    {"ssh",      ssh_api_handler      },
+    {"script",   script_api_handler   },
+    {"pml",      pml_api_handler      },
+    {"process",  process_api_handler  },
 };
 
 // What the session check found, kept in the connection's own parameter until the request ends: a

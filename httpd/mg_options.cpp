@@ -5,6 +5,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <memory>
+
 #include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
 
@@ -93,6 +95,9 @@ static const char* option_run_as(const char* user)
   const passwd* account = getpwnam(user);
   if (!account)
     return "Unknown user";
+  // The groups of the user who started the server go too.
+  if (geteuid() == 0 && initgroups(user, account->pw_gid) != 0)
+    return "setgid() failed";
   if (setgid(account->pw_gid) != 0)
     return "setgid() failed";
   if (setuid(account->pw_uid) != 0)
@@ -110,14 +115,16 @@ const char* mg_set_option(struct mg_server* server, const char* name, const char
   if ((!old && !value) || (old && value && strcmp(old, value) == 0))
     return nullptr;
   bool unset = !value || !*value;
-  option_store(server, option, unset ? nullptr : value);
+  // The value may lie in the old one, and the stored one changes while its addresses are bound.
+  std::unique_ptr<char, decltype(&free)> copy(unset ? nullptr : strdup(value), free);
+  option_store(server, option, copy.get());
   if (option == HEXDUMP_FILE)
     server->mgr.hexdump_file = server->config_options[option];
   if (unset)
     return nullptr;
   if (option == LISTENING_PORT)
-    return option_listen(server, value);
+    return option_listen(server, copy.get());
   if (option == RUN_AS_USER)
-    return option_run_as(value);
+    return option_run_as(copy.get());
   return nullptr;
 }

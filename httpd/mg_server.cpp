@@ -445,7 +445,7 @@ static void on_close(ns_connection* nc, connection* conn)
   nc->user_data = nullptr;
   if (!conn)
     return;
-  if (conn->endpoint_type == EP_CLIENT && nc->recv_iobuf.len > 0)
+  if (conn->endpoint_type == EP_CLIENT && (nc->recv_iobuf.len > 0 || conn->request_len > 0))
     deliver_reply(conn);
   call_user(conn, MG_CLOSE);
   close_local_endpoint(conn);
@@ -529,7 +529,7 @@ struct mg_connection* mg_next(struct mg_server* server, struct mg_connection* c)
   ns_connection* nc = c ? mg_conn_2_conn(c)->ns_conn : nullptr;
   do {
     nc = ns_next(&server->mgr, nc);
-  } while (nc && !connection_of(nc));
+  } while (nc && (!connection_of(nc) || is_peer(nc)));
   return nc ? &connection_of(nc)->mg_conn : nullptr;
 }
 

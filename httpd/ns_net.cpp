@@ -17,6 +17,8 @@
 #include <memory>
 
 static constexpr size_t READ_STEP = 2048;
+// A peer that sends faster than it is read must not keep the others waiting for ever.
+static constexpr size_t READ_PASS_LIMIT = 4 * 1024 * 1024;
 static constexpr size_t DATAGRAM_SIZE = 2000;
 static constexpr int LISTEN_BACKLOG = 128;
 static constexpr size_t WAKEUP_DATA_SIZE = 8192;
@@ -710,7 +712,10 @@ static void ns_read_from_socket(ns_connection* conn)
   }
   char bytes[READ_STEP];
   int got;
-  for (;;) {
+  for (size_t total = 0;; total += static_cast<size_t>(got)) {
+    // What TLS has decoded already would not make the socket readable again.
+    if (total >= READ_PASS_LIMIT && !(conn->ssl && SSL_pending(conn->ssl) > 0))
+      return;
     got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
                     : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));
     if (got <= 0)
@@ -834,7 +839,7 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
   timeout.tv_usec = milliseconds % 1000 * 1000;
   if (select(max_fd + 1, &read_set, &write_set, nullptr, &timeout) > 0) {
     current_time = time(nullptr);
-    if (mgr->ctl[1] >= 0 && FD_ISSET(mgr->ctl[1], &read_set))
+    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &read_set))
       ns_take_wakeup(mgr);
     for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
       next = conn->next;

@@ -110,7 +110,8 @@ open_error_t rpcclt_openapiIfSwitchportTrunkNativeVlanSet(openapiClientHandle_t*
                                                           uint32_t ifNum, uint32_t vid);
 
 // The list is text like "5,7-9"; its size does not count a terminating zero. OPEN_E_PARAM: not a
-// list of VLAN numbers, or a number out of range; nothing of it is taken then.
+// list of VLAN numbers, or a number out of range; nothing of it is taken then. With ADD, Create
+// adds the list to the VLANs of the trunk and Set puts it in their place.
 open_error_t rpcclt_openapiIfSwitchportTrunkVlanCreate(openapiClientHandle_t* client_handle,
                                                        uint32_t ifNum,
                                                        OPEN_VLAN_LIST_OPERATION_t operation,

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev openssl)
+BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
 
 die() {
   echo "$(basename "$0"): $*" >&2
@@ -33,12 +33,13 @@ need_packages() {
   rm -f "$log"
 }
 
-# configured PRESET ARGUMENT...: configures the preset unless it already is with these arguments.
+# configured PRESET ARGUMENT...: configures the preset unless it already is, as it stands now and
+# with these arguments.
 configured() {
   local preset=$1
   shift
   local stamp=build/$preset/.configured
-  if [ ! -f "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
+  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
     cmake --preset "$preset" "$@" >/dev/null
     printf '%s' "$*" >"$stamp"
   fi

@@ -18,20 +18,36 @@ struct sim_area_t {
   sim_key_t keys[KEYS_MAX];  // ended by an empty one
 };
 
-// clang-format off: aligned columns would change every row for each new one
+// aligned columns would change every row for each new one
+// clang-format off
 constexpr sim_area_t AREAS[] = {
-    {sim_state_reset,    {}                                                                      },
-    {sim_call_reset,
-     {{"rpc_delay_ms", sim_call_rpc_delay_parse}, {"faults", sim_call_faults_parse}}             },
-    {sim_auth_reset,     {{"accounts", sim_auth_accounts_parse}}                                 },
-    {sim_pending_reset,  {{"pending_ms", sim_pending_pending_ms_parse}}                          },
-    {sim_ports_reset,    {{"ports", sim_ports_ports_parse}, {"link_up", sim_ports_link_up_parse}}},
-    {sim_counters_reset, {}                                                                      },
-    {sim_vlan_reset,     {{"vlan_max", sim_vlan_vlan_max_parse}, {"vlans", sim_vlan_vlans_parse}}},
-    {sim_lag_reset,      {{"lags", sim_lag_lags_parse}}                                          },
-    {sim_routing_reset,  {}                                                                      },
-    {sim_bgp_reset,      {}                                                                      },
-    {sim_tcam_reset,     {{"tcam_slice_size", sim_tcam_slice_size_parse}}                        },
+    {sim_state_reset, {}},
+    {sim_call_reset, {{"rpc_delay_ms", sim_call_rpc_delay_parse},
+                      {"faults", sim_call_faults_parse}}},
+    {sim_auth_reset, {{"accounts", sim_auth_accounts_parse}}},
+    {sim_pending_reset, {{"pending_ms", sim_pending_pending_ms_parse}}},
+    {sim_ports_reset, {{"ports", sim_ports_ports_parse},
+                       {"link_up", sim_ports_link_up_parse}}},
+    {sim_counters_reset, {}},
+    {sim_vlan_reset, {{"vlan_max", sim_vlan_vlan_max_parse},
+                      {"vlans", sim_vlan_vlans_parse}}},
+    {sim_lag_reset, {{"lags", sim_lag_lags_parse}}},
+    {sim_routing_reset, {}},
+    {sim_bgp_reset, {}},
+    {sim_tcam_reset, {{"tcam_slice_size", sim_tcam_slice_size_parse}}},
+    {sim_flash_reset, {{"flash", sim_flash_folder_parse},
+                       {"flash_size", sim_flash_size_parse},
+                       {"scripts", sim_script_scripts_parse}}},
+    {sim_transfer_reset, {{"transfer_stall_s", sim_transfer_stall_parse}}},
+    {sim_system_reset, {}},
+    {sim_logging_reset, {}},
+    {sim_ssh_reset, {}},
+    {sim_pml_reset, {}},
+    {sim_boxs_reset, {{"fans", sim_boxs_fans_parse},
+                      {"power_supplies", sim_boxs_power_supplies_parse},
+                      {"temp_sensors", sim_boxs_temp_sensors_parse},
+                      {"transceivers", sim_boxs_transceivers_parse}}},
+    {sim_process_reset, {}},
 };
 // clang-format on
 
@@ -82,5 +98,7 @@ std::string sim_areas_reset(const std::string& profile)
   if (!error.empty() || !keys_known(top) || !areas_reset(top)) {
     areas_reset({});
   }
+  sim_config_deliver();
+  sim_config_load();
   return error;
 }

@@ -1,5 +1,6 @@
 #include "switchsim/sim_base.h"
 
+#include <cctype>
 #include <cstdio>
 
 #include "platform/openapi_base.h"
@@ -31,6 +32,46 @@ std::string sim_mac_text(uint64_t mac)
   snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", byte(40), byte(32), byte(24),
            byte(16), byte(8), byte(0));
   return text;
+}
+
+bool sim_mac_parse(const std::string& text, uint64_t& mac)
+{
+  constexpr struct {
+    char separator;
+    size_t groups;
+    size_t digits_min;
+    size_t digits_max;
+  } NOTATIONS[] = {
+      {':',  6, 1,  2 },
+      {'-',  6, 1,  2 },
+      {'.',  3, 4,  4 },
+      {'\0', 1, 12, 12}
+  };
+  for (const auto& notation : NOTATIONS) {
+    uint64_t value = 0;
+    size_t groups = 0;
+    size_t at = 0;
+    for (; groups < notation.groups; groups++) {
+      if (groups > 0 && (at >= text.size() || text[at++] != notation.separator)) {
+        break;
+      }
+      const size_t start = at;
+      uint64_t group = 0;
+      while (at < text.size() && at - start < notation.digits_max &&
+             isxdigit(static_cast<unsigned char>(text[at])) != 0) {
+        group = group << 4 | std::stoul(text.substr(at++, 1), nullptr, 16);
+      }
+      if (at - start < notation.digits_min) {
+        break;
+      }
+      value = value << (48 / notation.groups) | group;
+    }
+    if (groups == notation.groups && at == text.size()) {
+      mac = value;
+      return true;
+    }
+  }
+  return false;
 }
 
 open_error_t rpcclt_openapiNetworkOSVersionGet(openapiClientHandle_t* client_handle,
@@ -83,9 +124,13 @@ open_error_t rpcclt_openapiOspfEqualCostRoutesMax(openapiClientHandle_t* client_
   return sim_call(__func__, client_handle, work, sim_out(count));
 }
 
+// The one call that a switch answers while it starts again.
 open_error_t openapiSystemReadyStateGet(openapiClientHandle_t* client_handle,
                                         uint32_t* isSystemReady)
 {
-  const auto work = [&] { return sim_give(*isSystemReady, sim_ready() ? 1u : 0u); };
-  return sim_call(__func__, client_handle, work, sim_out(isSystemReady));
+  const auto work = [&] {
+    return sim_registered(client_handle) ? sim_give(*isSystemReady, sim_ready() ? 1u : 0u)
+                                         : OPEN_E_RPC;
+  };
+  return sim_run(__func__, work, sim_out(isSystemReady));
 }

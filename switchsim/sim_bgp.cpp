@@ -10,6 +10,7 @@
 #include "switchsim/sim_address.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_config.h"
 #include "switchsim/sim_routing.h"
 #include "switchsim/sim_state.h"
 
@@ -184,21 +185,26 @@ open_error_t network_set(bool add, bool use_route_map, const open_inet_addr_t& a
   return changed();
 }
 
-open_error_t redistribution_add(OPEN_AF_t family, const std::string& protocol,
-                                const redistribution_t& wanted)
-{
-  redistributions[{family, protocol}] = wanted;
-  return changed();
-}
-
-open_error_t redistribution_remove(OPEN_AF_t family, const std::string& protocol)
-{
-  return redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND : changed();
-}
-
 bool protocol_known(const std::string& name)
 {
   return std::find(std::begin(PROTOCOLS), std::end(PROTOCOLS), name) != std::end(PROTOCOLS);
+}
+
+// Only routes of one protocol can be told apart by match bits.
+open_error_t redistribution_set(bool add, OPEN_AF_t family, const std::string& protocol,
+                                const redistribution_t& wanted, bool match_set)
+{
+  const bool match_valid =
+      !match_set || (protocol == PROTOCOL_WITH_MATCH && (wanted.match_bits & ~MATCH_BITS_ALL) == 0);
+  if (!family_valid(family) || !protocol_known(protocol) || !match_valid ||
+      wanted.route_map.size() > ROUTE_MAP_NAME_MAX) {
+    return OPEN_E_PARAM;
+  }
+  if (!add) {
+    return redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND : changed();
+  }
+  redistributions[{family, protocol}] = wanted;
+  return changed();
 }
 
 // ---- peers ----
@@ -315,6 +321,146 @@ void sim_bgp_interface_removed(uint32_t number)
   }
 }
 
+// ---- configuration ----
+
+namespace
+{
+sim_restore_t bgp_keep()
+{
+  return [kept_globals = globals, kept_peers = peers, kept_networks = networks,
+          kept_redistributions = redistributions] {
+    globals = kept_globals;
+    peers = kept_peers;
+    networks = kept_networks;
+    redistributions = kept_redistributions;
+  };
+}
+
+std::string key_text(const address_key_t& key)
+{
+  const sim_address_bytes_t& bytes = key.second;
+  open_in6_addr_t ipv6 = {};
+  std::copy(bytes.begin(), bytes.end(), ipv6.u.addr8);
+  uint32_t ipv4 = 0;
+  for (size_t i = 0; i < sizeof ipv4; i++) {
+    ipv4 = ipv4 << 8 | bytes[i];
+  }
+  return sim_inet_text(key.first, ipv4, ipv6);
+}
+
+const char* family_text(OPEN_AF_t family)
+{
+  return family == OPEN_AF_INET ? "ipv4" : "ipv6";
+}
+
+OPEN_CONTROL_t control_of(bool on)
+{
+  return on ? OPEN_ENABLE : OPEN_DISABLE;
+}
+
+void peer_write(std::string& script, const peer_key_t& key, const peer_t& peer)
+{
+  const auto line = [&](const auto&... words) {
+    sim_cli_line(script, "bgp neighbor", key_text(key.first), "scope", key.second, words...);
+  };
+  const auto family_lines = [&](OPEN_AF_t family, const family_settings_t& settings) {
+    line(family_text(family), "activate", control_of(settings.active));
+    line(family_text(family), "next-hop-self", settings.next_hop_self);
+  };
+  line("remote-as", peer.remote_as);
+  family_lines(OPEN_AF_INET, peer.ipv4);
+  family_lines(OPEN_AF_INET6, peer.ipv6);
+  if (peer.update_source != 0) {
+    line("update-source", peer.update_source);
+  }
+}
+
+void bgp_write(std::string& script)
+{
+  if (globals.local_as != 0) {
+    sim_cli_line(script, "bgp local-as", globals.local_as);
+  }
+  if (globals.router_id != 0) {
+    sim_cli_line(script, "bgp router-id", sim_ipv4_text(globals.router_id));
+  }
+  sim_cli_line(script, "bgp hold-time", globals.hold_time);
+  sim_cli_line(script, "bgp keep-alive", globals.keep_alive);
+  sim_cli_line(script, "bgp local-preference", globals.local_pref);
+  sim_cli_line(script, "bgp log-neighbor-changes", control_of(globals.log_neighbor_changes));
+  for (const auto& [key, route_map] : networks) {
+    sim_cli_line(script, "bgp network", key_text(key.first), key.second, "route-map", route_map);
+  }
+  for (const auto& [key, wanted] : redistributions) {
+    sim_cli_line(script, "bgp redistribute", family_text(key.first), key.second, "match",
+                 wanted.match_bits, "metric", wanted.metric, control_of(wanted.metric_set),
+                 "route-map", wanted.route_map);
+  }
+  for (const auto& [key, peer] : peers) {
+    peer_write(script, key, peer);
+  }
+}
+
+open_error_t cli_router_id_set(const open_inet_addr_t& id)
+{
+  return id.family == OPEN_AF_INET ? router_id_set(id.addr.ipv4) : OPEN_E_PARAM;
+}
+
+open_error_t cli_network_add(const open_inet_addr_t& address, uint32_t length,
+                             const std::string& route_map)
+{
+  return network_set(true, !route_map.empty(), address, length, route_map);
+}
+
+open_error_t cli_network_remove(const open_inet_addr_t& address, uint32_t length)
+{
+  return network_set(false, false, address, length, "");
+}
+
+open_error_t cli_redistribution_add(OPEN_AF_t family, const std::string& protocol,
+                                    uint32_t match_bits, uint32_t metric, bool metric_set,
+                                    const std::string& route_map)
+{
+  return redistribution_set(true, family, protocol, {match_bits, metric_set, metric, route_map},
+                            match_bits != 0);
+}
+
+open_error_t cli_redistribution_remove(OPEN_AF_t family, const std::string& protocol)
+{
+  return redistribution_set(false, family, protocol, {}, false);
+}
+
+open_error_t cli_peer_remove(const open_inet_addr_t& address, uint32_t scope)
+{
+  return peers.erase({key_of(address), scope}) == 0 ? OPEN_E_NOT_FOUND : changed();
+}
+
+constexpr sim_command_t COMMANDS[] = {
+    {"bgp local-as {n}",                                                                      sim_cli_run<local_as_set>             },
+    {"bgp router-id {t}",                                                                     sim_cli_run<cli_router_id_set>        },
+    {"bgp hold-time {n}",                                                                     sim_cli_run<hold_time_set>            },
+    {"bgp keep-alive {n}",                                                                    sim_cli_run<keep_alive_set>           },
+    {"bgp local-preference {n}",                                                              sim_cli_run<local_pref_set>           },
+    {"bgp log-neighbor-changes {disable|enable}",                                             sim_cli_run<log_neighbor_changes_set> },
+    {"bgp network {t} {n} route-map {t}",                                                     sim_cli_run<cli_network_add>          },
+    {"no bgp network {t} {n}",                                                                sim_cli_run<cli_network_remove>       },
+    {"bgp redistribute {|ipv4|ipv6} {t} match {n} metric {n} {disable|enable} route-map {t}",
+     sim_cli_run<cli_redistribution_add>                                                                                            },
+    {"no bgp redistribute {|ipv4|ipv6} {t}",                                                  sim_cli_run<cli_redistribution_remove>},
+    {"bgp neighbor {t} scope {n} remote-as {n}",                                              sim_cli_run<peer_as_set>              },
+    {"bgp neighbor {t} scope {n} {|ipv4|ipv6} activate {disable|enable}",
+     sim_cli_run<peer_active_set>                                                                                                   },
+    {"bgp neighbor {t} scope {n} {|ipv4|ipv6} next-hop-self {disable|enable}",
+     sim_cli_run<peer_next_hop_self_set>                                                                                            },
+    {"bgp neighbor {t} scope {n} update-source {n}",                                          sim_cli_run<peer_update_source_set>   },
+    {"no bgp neighbor {t} scope {n}",                                                         sim_cli_run<cli_peer_remove>          },
+};
+}  // namespace
+
+sim_config_area_t sim_bgp_config()
+{
+  return sim_config_area(bgp_keep, sim_bgp_reset, bgp_write, COMMANDS);
+}
+
 open_error_t rpcclt_openapiBgpGlobalHoldTimeConfiguredGet(openapiClientHandle_t* client_handle,
                                                           uint32_t* holdTime)
 {
@@ -413,20 +559,13 @@ open_error_t rpcclt_openapiBgpRedistributionSet(openapiClientHandle_t* client_ha
                                                 open_buffdesc* routeMapName)
 {
   const auto work = [&] {
-    const std::string protocol = sim_text(protoName);
     const std::string route_map = sim_text(routeMapName);
-    const bool match_valid =
-        !matchSet || (protocol == PROTOCOL_WITH_MATCH && (matchBits & ~MATCH_BITS_ALL) == 0);
-    if (!family_valid(family) || !protocol_known(protocol) || !match_valid ||
-        !route_map_valid(routeMapSet, route_map)) {
+    if (routeMapSet && route_map.empty()) {
       return OPEN_E_PARAM;
     }
-    if (!isAdd) {
-      return redistribution_remove(family, protocol);
-    }
-    return redistribution_add(family, protocol,
-                              {matchSet ? matchBits : 0, metricSet && metricValueSet, metricValue,
-                               routeMapSet ? route_map : ""});
+    const redistribution_t wanted = {matchSet ? matchBits : 0, metricSet && metricValueSet,
+                                     metricValue, routeMapSet ? route_map : ""};
+    return redistribution_set(isAdd, family, sim_text(protoName), wanted, matchSet);
   };
   return sim_call(__func__, client_handle, work, isAdd, protoName, matchSet, matchBits, metricSet,
                   metricValueSet, metricValue, routeMapSet, family, routeMapName);

@@ -1,10 +1,8 @@
 #include "switchsim/sim_call.h"
 
-#include <arpa/inet.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <json-c/json.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +15,7 @@
 
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_client.h"
+#include "switchsim/sim_inet.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/switchsim.h"
 
@@ -259,14 +258,7 @@ void sim_put(std::string& line, const sim_out_list_t& out)
 // Family and address as text; the address of no known family is left out.
 static std::string inet_text(OPEN_AF_t family, uint32_t ipv4, const open_in6_addr_t& ipv6)
 {
-  char text[INET6_ADDRSTRLEN] = "";
-  if (family == OPEN_AF_INET) {
-    const uint32_t network = htonl(ipv4);
-    inet_ntop(AF_INET, &network, text, sizeof text);
-  } else if (family == OPEN_AF_INET6) {
-    inet_ntop(AF_INET6, &ipv6, text, sizeof text);
-  }
-  return std::to_string(family) + ",\"" + text + "\"";
+  return std::to_string(family) + ",\"" + sim_inet_text(family, ipv4, ipv6) + "\"";
 }
 
 void sim_put(std::string& line, const open_inet_addr_t& address)

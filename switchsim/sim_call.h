@@ -24,6 +24,7 @@
 
 #include "platform/openapi_base.h"
 #include "platform/openapi_types.h"
+#include "switchsim/sim_state.h"
 
 // ---- what a fault does to one call ----
 
@@ -47,6 +48,8 @@ sim_turn_t sim_turn_take(const char* name);
 void sim_turn_misfit(const char* name);
 
 bool sim_registered(const openapiClientHandle_t* handle);
+// OPEN_E_RPC without registration, OPEN_E_UNAVAIL while the switch starts again.
+open_error_t sim_answerable(const openapiClientHandle_t* handle);
 
 // Opens the trace file that the environment names, if any; false and a line on standard error when
 // it cannot.
@@ -245,7 +248,23 @@ auto sim_call(const char* name, const openapiClientHandle_t* handle, Work work, 
     -> decltype(work())
 {
   const auto registered_work = [&] {
-    return sim_registered(handle) ? work() : static_cast<decltype(work())>(OPEN_E_RPC);
+    const open_error_t answerable = sim_answerable(handle);
+    return answerable == OPEN_E_NONE ? work() : static_cast<decltype(work())>(answerable);
   };
   return sim_run(name, registered_work, args...);
+}
+
+// The calls that do nothing but read one value, or hand one value to a procedure.
+template <class T, class V>
+open_error_t sim_read(const char* name, const openapiClientHandle_t* handle, T* out, const V& value)
+{
+  return sim_call(
+      name, handle, [&] { return sim_give(*out, value); }, sim_out(out));
+}
+template <class V>
+open_error_t sim_set(const char* name, const openapiClientHandle_t* handle, V value,
+                     open_error_t (*set)(V value))
+{
+  return sim_call(
+      name, handle, [&] { return set(value); }, value);
 }

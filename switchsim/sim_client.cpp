@@ -60,6 +60,14 @@ bool sim_registered(const openapiClientHandle_t* handle)
   return handle != nullptr && handle->opaque[0] == REGISTERED;
 }
 
+open_error_t sim_answerable(const openapiClientHandle_t* handle)
+{
+  if (!sim_registered(handle)) {
+    return OPEN_E_RPC;
+  }
+  return sim_ready() ? OPEN_E_NONE : OPEN_E_UNAVAIL;
+}
+
 open_error_t openapiClientRegister(const char* name, openapiClientHandle_t* client_handle)
 {
   const bool ready = sim_trace_open() && sim_start();

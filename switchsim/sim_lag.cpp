@@ -9,6 +9,7 @@
 #include "platform/openapi_lag.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_config.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 
@@ -35,11 +36,16 @@ lag_t* lag_find(uint32_t number)
   return found == lags.end() ? nullptr : &found->second;
 }
 
+std::string name_when_new(uint32_t number)
+{
+  return "ch" + std::to_string(channel_id_of(number));
+}
+
 lag_t& lag_add(uint32_t number)
 {
   const std::string id = std::to_string(channel_id_of(number));
   sim_if_add(number, OPEN_INTF_TYPE_LAG, "lag " + id).speed = OPEN_PORTCTRL_PORTSPEED_LAG;
-  lags[number] = {"ch" + id, {}};
+  lags[number] = {name_when_new(number), {}};
   return lags[number];
 }
 
@@ -219,6 +225,72 @@ open_error_t sim_lag_port_delete(uint32_t number, uint32_t port)
   lag->ports.erase(port);
   sim_if_changed(number);
   return OPEN_E_NONE;
+}
+
+// ---- configuration ----
+
+namespace
+{
+sim_restore_t lag_keep()
+{
+  return [kept = lags] { lags = kept; };
+}
+
+void lag_write(std::string& script)
+{
+  for (const auto& [number, lag] : lags) {
+    const uint32_t id = channel_id_of(number);
+    sim_cli_line(script, "port-channel", id);
+    if (lag.name != name_when_new(number)) {
+      sim_cli_line(script, "port-channel", id, "name", lag.name);
+    }
+    for (const uint32_t port : lag.ports) {
+      sim_cli_line(script, "port-channel", id, "member", port);
+    }
+  }
+}
+
+open_error_t cli_create(uint32_t id)
+{
+  return sim_lag_create(sim_lag_if_num(id));
+}
+
+open_error_t cli_delete(uint32_t id)
+{
+  return sim_lag_delete(sim_lag_if_num(id));
+}
+
+open_error_t cli_port_add(uint32_t id, uint32_t port)
+{
+  return sim_lag_port_add(sim_lag_if_num(id), port);
+}
+
+open_error_t cli_port_delete(uint32_t id, uint32_t port)
+{
+  return sim_lag_port_delete(sim_lag_if_num(id), port);
+}
+
+open_error_t cli_name_set(uint32_t id, const std::string& name)
+{
+  lag_t* lag = lag_find(sim_lag_if_num(id));
+  if (lag == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  return name.size() <= NAME_MAX_LENGTH ? sim_change(lag->name, name) : OPEN_E_PARAM;
+}
+
+constexpr sim_command_t COMMANDS[] = {
+    {"port-channel {n}",               sim_cli_run<cli_create>     },
+    {"port-channel {n} name {t}",      sim_cli_run<cli_name_set>   },
+    {"port-channel {n} member {n}",    sim_cli_run<cli_port_add>   },
+    {"no port-channel {n}",            sim_cli_run<cli_delete>     },
+    {"no port-channel {n} member {n}", sim_cli_run<cli_port_delete>},
+};
+}  // namespace
+
+sim_config_area_t sim_lag_config()
+{
+  return sim_config_area(lag_keep, all_remove, lag_write, COMMANDS);
 }
 
 open_error_t rpcclt_openapiLagIfNumToPortChannelIdZRT(openapiClientHandle_t* client_handle,

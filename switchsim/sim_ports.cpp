@@ -5,6 +5,7 @@
 #include "platform/openapi_base.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_config.h"
 #include "switchsim/sim_counters.h"
 #include "switchsim/sim_lag.h"
 #include "switchsim/sim_pending.h"
@@ -191,6 +192,81 @@ void sim_links_settle()
     entry.second.up_ms = sim_if_up_ms(entry.second);
   }
   settled_ms = sim_uptime_ms();
+}
+
+void sim_links_restart()
+{
+  for (auto& entry : ifs) {
+    entry.second.up_ms = 0;
+  }
+  settled_ms = sim_uptime_ms();
+}
+
+// ---- configuration ----
+
+namespace
+{
+sim_restore_t if_keep()
+{
+  return [kept_ifs = ifs, kept_pending = pending, kept_settled_ms = settled_ms] {
+    ifs = kept_ifs;
+    pending = kept_pending;
+    settled_ms = kept_settled_ms;
+  };
+}
+
+// The settings of a new interface of the same kind.
+sim_if_t if_when_new(const sim_if_t& intf)
+{
+  sim_if_t fresh = {intf.number, intf.type, intf.name, intf.connector, OPEN_ENABLE, intf.wired};
+  fresh.speed = intf.type == OPEN_INTF_TYPE_PHY ? speed_when_new(intf.connector) : intf.speed;
+  fresh.up_ms = intf.up_ms;
+  return fresh;
+}
+
+void if_clear()
+{
+  sim_links_settle();
+  for (auto& entry : ifs) {
+    entry.second = if_when_new(entry.second);
+  }
+}
+
+void if_write(std::string& script)
+{
+  for (const auto& [number, intf] : ifs) {
+    const sim_if_t fresh = if_when_new(intf);
+    if (intf.speed != fresh.speed) {
+      sim_cli_line(script, "interface", number, "speed", static_cast<int>(intf.speed));
+    }
+    if (intf.mtu != fresh.mtu) {
+      sim_cli_line(script, "interface", number, "mtu", intf.mtu);
+    }
+    if (intf.description != fresh.description) {
+      sim_cli_line(script, "interface", number, "description", intf.description);
+    }
+    if (intf.soft_shutdown != fresh.soft_shutdown) {
+      sim_cli_line(script, "interface", number, "soft-shutdown", intf.soft_shutdown);
+    }
+    if (intf.admin != fresh.admin) {
+      sim_cli_line(script, "interface", number, "admin", intf.admin);
+    }
+  }
+}
+
+constexpr sim_command_t COMMANDS[] = {
+    {"interface {n} speed {n}",                         sim_cli_run<sim_if_speed_set>        },
+    {"interface {n} auto-negotiation {enable|disable}", sim_cli_run<sim_if_auto_neg_set>     },
+    {"interface {n} mtu {n}",                           sim_cli_run<sim_if_mtu_set>          },
+    {"interface {n} description {t}",                   sim_cli_run<sim_if_description_set>  },
+    {"interface {n} soft-shutdown {disable|enable}",    sim_cli_run<sim_if_soft_shutdown_set>},
+    {"interface {n} admin {disable|enable}",            sim_cli_run<sim_if_admin_set>        },
+};
+}  // namespace
+
+sim_config_area_t sim_if_config()
+{
+  return sim_config_area(if_keep, if_clear, if_write, COMMANDS);
 }
 
 open_error_t openapiIfFirstGet(openapiClientHandle_t* client_handle, OPEN_INTF_TYPE_t type,

@@ -62,6 +62,9 @@ uint64_t sim_if_up_ms(const sim_if_t& intf);
 // Whatever may change a link says so first, so that the time until then counts as it was.
 void sim_links_settle();
 
+// The switch starts again: links count from now on.
+void sim_links_restart();
+
 // ---- settings, with the result codes of the management API ----
 
 open_error_t sim_if_admin_set(uint32_t number, OPEN_CONTROL_t state);

@@ -10,6 +10,7 @@
 #include "switchsim/sim_base.h"
 #include "switchsim/sim_bgp.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_config.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/sim_vlan.h"
@@ -179,13 +180,16 @@ bool ipv6_assignable(const open_inet_pfx_t& pfx)
          sim_ipv6_is_host(pfx.addr.ipv6);
 }
 
+constexpr uint64_t EUI64_MIDDLE = 0xfffe000000;
+constexpr uint64_t EUI64_UNIVERSAL = 0x0200000000000000;
+
 // The lower half becomes the interface's MAC address with ff:fe in its middle and the bit for a
 // universal address turned over. Only networks of up to 64 bits leave it that room.
 bool eui64_fill(uint32_t number, open_inet_pfx_t& pfx)
 {
   const uint64_t mac = SIM_BURNED_IN_MAC + number;
-  uint64_t id = (mac >> 24 << 40 | uint64_t{0xfffe} << 24 | (mac & 0xffffff)) ^ uint64_t { 2 }
-                                                                                    << 56;
+  uint64_t id = mac >> 24 << 40 | EUI64_MIDDLE | (mac & 0xffffff);
+  id ^= EUI64_UNIVERSAL;
   for (size_t i = sizeof pfx.addr.ipv6; i-- > sizeof pfx.addr.ipv6 / 2; id >>= 8) {
     pfx.addr.ipv6.u.addr8[i] = static_cast<uint8_t>(id);
   }
@@ -356,7 +360,7 @@ open_error_t secondary_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& p
   }
   size_t index = 0;
   const open_error_t result = address_next(addresses_of(number, family), 1, pfx, index);
-  return result == OPEN_E_NONE ? sim_give(position, index) : result;
+  return result == OPEN_E_NONE ? sim_give(position, static_cast<uint32_t>(index)) : result;
 }
 }  // namespace
 
@@ -422,18 +426,24 @@ open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
 
 open_error_t sim_routing_vlan_intf_create(uint32_t vlan)
 {
+  uint32_t number = sim_numbering().vlan_first;
+  while (sim_if_find(number) != nullptr) {
+    number++;
+  }
+  return sim_routing_vlan_intf_create_as(vlan, number);
+}
+
+open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number)
+{
+  const sim_numbering_t& numbers = sim_numbering();
   if (!sim_vlan_exists(vlan)) {
     return OPEN_E_NOT_FOUND;
   }
   if (sim_routing_vlan_interface(vlan) != 0) {
     return OPEN_E_EXISTS;
   }
-  const sim_numbering_t& numbers = sim_numbering();
-  uint32_t number = numbers.vlan_first;
-  while (sim_if_find(number) != nullptr) {
-    number++;
-  }
-  if (number >= numbers.vlan_first + numbers.vlan_max) {
+  if (number < numbers.vlan_first || number >= numbers.vlan_first + numbers.vlan_max ||
+      sim_if_find(number) != nullptr) {
     return OPEN_E_FULL;
   }
   sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan));
@@ -470,6 +480,146 @@ open_error_t sim_routing_address_change(uint32_t number, const sim_address_chang
     sim_config_changed();
   }
   return result;
+}
+
+// ---- configuration ----
+
+namespace
+{
+sim_restore_t routing_keep()
+{
+  return [kept_ipv4 = ipv4_mode, kept_ipv6 = ipv6_mode, kept_ifs = rtr_ifs] {
+    ipv4_mode = kept_ipv4;
+    ipv6_mode = kept_ipv6;
+    rtr_ifs = kept_ifs;
+  };
+}
+
+void routing_clear()
+{
+  for (const auto& entry : rtr_ifs) {
+    if (entry.second.vlan != 0) {
+      sim_if_remove(entry.first);
+    }
+  }
+  sim_routing_reset();
+}
+
+template <class... More>
+void address_write(std::string& script, uint32_t number, const char* command,
+                   const open_inet_pfx_t& pfx, const More&... more)
+{
+  sim_cli_line(script, "interface", number, command,
+               sim_inet_text(pfx.family, pfx.addr.ipv4, pfx.addr.ipv6), pfx.pfxLen, more...);
+}
+
+void addresses_write(std::string& script, uint32_t number, const rtr_if_t& rtr)
+{
+  if (rtr.dhcp_ipv4) {
+    sim_cli_line(script, "interface", number, "ip dhcp");
+  }
+  if (rtr.dhcp_ipv6) {
+    sim_cli_line(script, "interface", number, "ipv6 dhcp");
+  }
+  for (const open_inet_pfx_t& pfx : rtr.ipv4) {
+    if (&pfx == &rtr.ipv4.front()) {
+      address_write(script, number, "ip address", pfx);
+    } else {
+      address_write(script, number, "ip address", pfx, "secondary");
+    }
+  }
+  for (const open_inet_pfx_t& pfx : rtr.ipv6) {
+    address_write(script, number, "ipv6 address", pfx);
+  }
+}
+
+void routing_write(std::string& script)
+{
+  sim_cli_line(script, "routing ip", ipv4_mode);
+  sim_cli_line(script, "routing ipv6", ipv6_mode);
+  for (const auto& [number, rtr] : rtr_ifs) {
+    if (rtr.vlan != 0) {
+      sim_cli_line(script, "vlan", rtr.vlan, "routing", number);
+    }
+    if (rtr.routing) {
+      sim_cli_line(script, "interface", number, "routing enable");
+    }
+    addresses_write(script, number, rtr);
+  }
+}
+
+open_inet_pfx_t prefix_of(const open_inet_addr_t& address, uint32_t length)
+{
+  open_inet_pfx_t pfx = {};
+  pfx.family = address.family;
+  if (address.family == OPEN_AF_INET) {
+    pfx.addr.ipv4 = address.addr.ipv4;
+  } else {
+    pfx.addr.ipv6 = address.addr.ipv6;
+  }
+  pfx.pfxLen = length;
+  return pfx;
+}
+
+template <bool add, OPEN_AF_t family, OPEN_INTF_IP_ADDR_TYPE_t type,
+          OPEN_CONTROL_t ext_arg = OPEN_DISABLE>
+open_error_t cli_address(uint32_t number, const open_inet_addr_t& address, uint32_t length)
+{
+  return sim_routing_address_change(number,
+                                    {add, family, type, prefix_of(address, length), ext_arg});
+}
+
+template <bool add, OPEN_AF_t family>
+open_error_t cli_dhcp(uint32_t number)
+{
+  return cli_address<add, family, OPEN_IP_ADDR_TYPE_DHCP>(number, {}, 0);
+}
+
+template <OPEN_AF_t family>
+open_error_t cli_mode(OPEN_CONTROL_t mode)
+{
+  return sim_routing_mode_set(family, mode);
+}
+
+constexpr OPEN_INTF_IP_ADDR_TYPE_t PRIMARY = OPEN_IP_ADDR_TYPE_STATIC_PRIMARY;
+constexpr OPEN_INTF_IP_ADDR_TYPE_t SECONDARY = OPEN_IP_ADDR_TYPE_STATIC_SECONDARY;
+
+constexpr auto primary_add_run = sim_cli_run<cli_address<true, OPEN_AF_INET, PRIMARY>>;
+constexpr auto secondary_add_run = sim_cli_run<cli_address<true, OPEN_AF_INET, SECONDARY>>;
+constexpr auto ipv6_add_run = sim_cli_run<cli_address<true, OPEN_AF_INET6, PRIMARY>>;
+constexpr auto eui64_add_run = sim_cli_run<cli_address<true, OPEN_AF_INET6, PRIMARY, OPEN_ENABLE>>;
+constexpr auto primary_remove_run = sim_cli_run<cli_address<false, OPEN_AF_INET, PRIMARY>>;
+constexpr auto secondary_remove_run = sim_cli_run<cli_address<false, OPEN_AF_INET, SECONDARY>>;
+constexpr auto ipv6_remove_run = sim_cli_run<cli_address<false, OPEN_AF_INET6, PRIMARY>>;
+constexpr auto dhcp_run = sim_cli_run<cli_dhcp<true, OPEN_AF_INET>>;
+constexpr auto dhcp_ipv6_run = sim_cli_run<cli_dhcp<true, OPEN_AF_INET6>>;
+constexpr auto no_dhcp_run = sim_cli_run<cli_dhcp<false, OPEN_AF_INET>>;
+constexpr auto no_dhcp_ipv6_run = sim_cli_run<cli_dhcp<false, OPEN_AF_INET6>>;
+
+constexpr sim_command_t COMMANDS[] = {
+    {"routing ip {disable|enable}",                   sim_cli_run<cli_mode<OPEN_AF_INET>>         },
+    {"routing ipv6 {disable|enable}",                 sim_cli_run<cli_mode<OPEN_AF_INET6>>        },
+    {"vlan {n} routing",                              sim_cli_run<sim_routing_vlan_intf_create>   },
+    {"vlan {n} routing {n}",                          sim_cli_run<sim_routing_vlan_intf_create_as>},
+    {"no vlan {n} routing",                           sim_cli_run<sim_routing_vlan_intf_delete>   },
+    {"interface {n} routing {disable|enable}",        sim_cli_run<sim_routing_intf_mode_set>      },
+    {"interface {n} ip dhcp",                         dhcp_run                                    },
+    {"interface {n} ipv6 dhcp",                       dhcp_ipv6_run                               },
+    {"interface {n} ip address {t} {n}",              primary_add_run                             },
+    {"interface {n} ip address {t} {n} secondary",    secondary_add_run                           },
+    {"interface {n} ipv6 address {t} {n}",            ipv6_add_run                                },
+    {"interface {n} ipv6 address {t} {n} eui64",      eui64_add_run                               },
+    {"no interface {n} ip dhcp",                      no_dhcp_run                                 },
+    {"no interface {n} ipv6 dhcp",                    no_dhcp_ipv6_run                            },
+    {"no interface {n} ip address {t} {n}",           primary_remove_run                          },
+    {"no interface {n} ip address {t} {n} secondary", secondary_remove_run                        },
+    {"no interface {n} ipv6 address {t} {n}",         ipv6_remove_run                             },
+};
+}  // namespace
+
+sim_config_area_t sim_routing_config()
+{
+  return sim_config_area(routing_keep, routing_clear, routing_write, COMMANDS);
 }
 
 open_error_t rpcclt_openapiRtrAdminModeGet(openapiClientHandle_t* client_handle, OPEN_AF_t family,

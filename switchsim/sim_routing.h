@@ -20,6 +20,8 @@ open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode);
 open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode);
 
 open_error_t sim_routing_vlan_intf_create(uint32_t vlan);
+// With this interface number, which must be free and one of its kind.
+open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number);
 open_error_t sim_routing_vlan_intf_delete(uint32_t vlan);
 
 struct sim_address_change_t {

@@ -38,5 +38,20 @@ open_error_t sim_give(T& out, const V& value)
   return OPEN_E_NONE;
 }
 
+// Changes a setting of the configuration: most writes end so.
+template <class T, class V>
+open_error_t sim_change(T& setting, const V& value)
+{
+  setting = value;
+  sim_config_changed();
+  return OPEN_E_NONE;
+}
+
+// Whether a number that stands for a mode is one.
+inline bool sim_mode_ok(OPEN_CONTROL_t mode)
+{
+  return mode == OPEN_DISABLE || mode == OPEN_ENABLE;
+}
+
 // The text on one line: line breaks as \n and \r.
 std::string sim_one_line(std::string_view text);

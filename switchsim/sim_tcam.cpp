@@ -2,15 +2,19 @@
 // it holds any. A slice is what the group statistics call a group.
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "platform/openapi_tcam.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_base.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_config.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 
@@ -126,6 +130,14 @@ bool policy_valid(const open_tcamApiPolicy_t& policy)
          (!redirects || sim_if_find(policy.actionVal.redirIntfNum) != nullptr);
 }
 
+void policy_place(uint32_t id, const open_tcamApiPolicy_t& record, slice_t& slice)
+{
+  slice.type = static_cast<uint32_t>(record.policyType);
+  slice.entries++;
+  policies[id] = {record, &slice, {}};
+  sim_config_changed();
+}
+
 open_error_t policy_create(const open_tcamApiPolicy_t& record, uint32_t& id)
 {
   if (!policy_valid(record)) {
@@ -135,11 +147,8 @@ open_error_t policy_create(const open_tcamApiPolicy_t& record, uint32_t& id)
   if (slice == nullptr) {
     return OPEN_E_FULL;
   }
-  slice->type = static_cast<uint32_t>(record.policyType);
-  slice->entries++;
-  policies[++last_id] = {record, slice, {}};
-  id = last_id;
-  sim_config_changed();
+  id = ++last_id;
+  policy_place(id, record, *slice);
   return OPEN_E_NONE;
 }
 
@@ -269,6 +278,240 @@ void sim_tcam_reset()
 bool sim_tcam_slice_size_parse(const sim_json_t& json)
 {
   return sim_json_uint(json, 1, SLICE_SIZE, slice_size);
+}
+
+// ---- configuration ----
+
+namespace
+{
+sim_restore_t tcam_keep()
+{
+  return
+      [kept_ingress = ingress, kept_egress = egress, kept_policies = policies, kept_id = last_id] {
+        ingress = kept_ingress;
+        egress = kept_egress;
+        policies = kept_policies;
+        last_id = kept_id;
+      };
+}
+
+// The fields of a policy as commands name them; an action's values come before the action.
+enum field_kind_t { NUMBER, IPV4, IPV6, MAC };
+struct field_t {
+  const char* name;
+  field_kind_t kind;
+  size_t offset;
+  size_t size;
+};
+#define FIELD(name, kind, member)                           \
+  {                                                         \
+    name, kind, offsetof(open_tcamApiPolicy_t, member),     \
+        sizeof(std::declval<open_tcamApiPolicy_t>().member) \
+  }
+constexpr field_t FIELDS[] = {
+    FIELD("version-major", NUMBER, policyHeader.versionInfo.versionMajor),
+    FIELD("version-minor", NUMBER, policyHeader.versionInfo.versionMinor),
+    FIELD("header-length", NUMBER, policyHeader.headerLen),
+    FIELD("priority", NUMBER, policyPrio),
+    FIELD("rule", NUMBER, ruleNum),
+    FIELD("rule-priority", NUMBER, rulePrio),
+    FIELD("match-dst-mac", MAC, matchDstMac),
+    FIELD("match-src-mac", MAC, matchSrcMac),
+    FIELD("match-vlan", NUMBER, matchVlanVal),
+    FIELD("match-vlan-priority", NUMBER, matchVlanPrio),
+    FIELD("match-ether-type", NUMBER, matchEthType),
+    FIELD("match-dst-ip", IPV4, matchDstIp),
+    FIELD("match-dst-ip-mask", IPV4, matchDstIpMask),
+    FIELD("match-src-ip", IPV4, matchSrcIp),
+    FIELD("match-src-ip-mask", IPV4, matchSrcIpMask),
+    FIELD("match-ip-protocol", NUMBER, matchIpProto),
+    FIELD("match-ip-protocol-mask", NUMBER, matchIpProtoMask),
+    FIELD("match-ip-dscp", NUMBER, matchIpDscp),
+    FIELD("match-ip-dscp-mask", NUMBER, matchIpDscpMask),
+    FIELD("match-src-port", NUMBER, matchSrcPortIcmpType),
+    FIELD("match-src-port-mask", NUMBER, matchSrcPortIcmpTypeMask),
+    FIELD("match-dst-port", NUMBER, matchDstPortIcmpCode),
+    FIELD("match-dst-port-mask", NUMBER, matchDstPortIcmpCodeMask),
+    FIELD("match-src-ipv6", IPV6, matchSrcIpv6Addr),
+    FIELD("match-src-ipv6-mask", IPV6, matchSrcIpv6Mask),
+    FIELD("match-dst-ipv6", IPV6, matchDstIpv6Addr),
+    FIELD("match-dst-ipv6-mask", IPV6, matchDstIpv6Mask),
+    FIELD("redirect-interface", NUMBER, actionVal.redirIntfNum),
+    FIELD("new-src-mac", MAC, actionVal.srcAddr),
+    FIELD("new-dst-mac", MAC, actionVal.dstMac),
+    FIELD("new-ether-type", NUMBER, actionVal.etherType),
+    FIELD("new-vlan", NUMBER, actionVal.vlanId),
+    FIELD("new-vlan-priority", NUMBER, actionVal.vlanPrio),
+    FIELD("new-dscp", NUMBER, actionVal.dscp),
+    FIELD("actions", NUMBER, actionType),
+};
+#undef FIELD
+
+// A field as a number: of its own size, or of the six bytes of a MAC address.
+template <class T>
+uint64_t number_load(const char* at)
+{
+  T number;
+  memcpy(&number, at, sizeof number);
+  return number;
+}
+
+template <class T>
+bool number_store(char* at, uint64_t number)
+{
+  const T stored = static_cast<T>(number);
+  memcpy(at, &stored, sizeof stored);
+  return stored == number;
+}
+
+uint64_t field_load(const field_t& field, const char* at)
+{
+  switch (field.size) {
+    case sizeof(uint8_t):
+      return number_load<uint8_t>(at);
+    case sizeof(uint16_t):
+      return number_load<uint16_t>(at);
+    case sizeof(uint32_t):
+      return number_load<uint32_t>(at);
+    default:
+      return number_load<uint64_t>(at);
+  }
+}
+
+bool field_store(const field_t& field, char* at, uint64_t number)
+{
+  switch (field.size) {
+    case sizeof(uint8_t):
+      return number_store<uint8_t>(at, number);
+    case sizeof(uint16_t):
+      return number_store<uint16_t>(at, number);
+    case sizeof(uint32_t):
+      return number_store<uint32_t>(at, number);
+    default:
+      return number_store<uint64_t>(at, number);
+  }
+}
+
+std::string field_text(const field_t& field, const open_tcamApiPolicy_t& record)
+{
+  const char* at = reinterpret_cast<const char*>(&record) + field.offset;
+  uint8_t mac[6];
+  open_in6_addr_t ipv6;
+  switch (field.kind) {
+    case IPV4:
+      return sim_ipv4_text(static_cast<uint32_t>(field_load(field, at)));
+    case IPV6:
+      memcpy(&ipv6, at, sizeof ipv6);
+      return sim_inet_text(OPEN_AF_INET6, 0, ipv6);
+    case MAC:
+      memcpy(mac, at, sizeof mac);
+      return sim_mac_text(mac_of(mac));
+    default:
+      return std::to_string(field_load(field, at));
+  }
+}
+
+bool field_read(const field_t& field, const std::string& text, open_tcamApiPolicy_t& record)
+{
+  char* at = reinterpret_cast<char*>(&record) + field.offset;
+  open_inet_addr_t address = {};
+  uint64_t number = 0;
+  switch (field.kind) {
+    case IPV4:
+      return sim_inet_parse(text, address) == OPEN_E_NONE && address.family == OPEN_AF_INET &&
+             field_store(field, at, address.addr.ipv4);
+    case IPV6:
+      if (sim_inet_parse(text, address) != OPEN_E_NONE || address.family != OPEN_AF_INET6) {
+        return false;
+      }
+      memcpy(at, &address.addr.ipv6, field.size);
+      return true;
+    case MAC:
+      if (!sim_mac_parse(text, number)) {
+        return false;
+      }
+      for (size_t i = field.size; i-- > 0; number >>= 8) {
+        at[i] = static_cast<char>(number);
+      }
+      return true;
+    default:
+      return sim_cli_number_read(text, number) && field_store(field, at, number);
+  }
+}
+
+void tcam_write(std::string& script)
+{
+  const open_tcamApiPolicy_t empty = {};
+  for (const auto& [id, policy] : policies) {
+    const bool at_egress = policy.record.policyType == OPEN_TCAM_POLICY_TYPE_EGRESS;
+    const slice_t* first = at_egress ? egress.data() : ingress.data();
+    sim_cli_line(script, "tcam policy", id, "type", static_cast<uint32_t>(policy.record.policyType),
+                 "slice", policy.slice - first);
+    for (const field_t& field : FIELDS) {
+      const std::string text = field_text(field, policy.record);
+      if (text != field_text(field, empty)) {
+        sim_cli_line(script, "tcam policy", id, "set", field.name, text);
+      }
+    }
+    for (const uint32_t port : policy.ports) {
+      sim_cli_line(script, "tcam policy", id, "interface", port);
+    }
+  }
+}
+
+// Slices hold policies of one type, so an empty policy takes its place in one of them at once.
+open_error_t cli_policy_create(uint32_t id, OPEN_TCAM_POLICY_TYPE_t type, uint32_t index)
+{
+  open_tcamApiPolicy_t record = {};
+  record.policyType = type;
+  if (id == 0 || !policy_valid(record)) {
+    return OPEN_E_PARAM;
+  }
+  if (policies.count(id) > 0) {
+    return OPEN_E_EXISTS;
+  }
+  slice_t* slice = with_slices(
+      type == OPEN_TCAM_POLICY_TYPE_EGRESS,
+      [&](slice_t* slices, size_t count) { return index < count ? slices + index : nullptr; });
+  if (slice == nullptr) {
+    return OPEN_E_PARAM;
+  }
+  if (slice->entries == slice_size ||
+      (slice->entries > 0 && slice->type != static_cast<uint32_t>(type))) {
+    return OPEN_E_FULL;
+  }
+  policy_place(id, record, *slice);
+  last_id = std::max(last_id, id);
+  return OPEN_E_NONE;
+}
+
+open_error_t cli_policy_set(uint32_t id, const std::string& name, const std::string& text)
+{
+  const auto policy = policies.find(id);
+  const auto field = std::find_if(std::begin(FIELDS), std::end(FIELDS),
+                                  [&](const field_t& row) { return name == row.name; });
+  if (policy == policies.end()) {
+    return OPEN_E_NOT_FOUND;
+  }
+  open_tcamApiPolicy_t record = policy->second.record;
+  if (field == std::end(FIELDS) || !field_read(*field, text, record) || !policy_valid(record)) {
+    return OPEN_E_PARAM;
+  }
+  return sim_change(policy->second.record, record);
+}
+
+constexpr sim_command_t COMMANDS[] = {
+    {"tcam policy {n} type {n} slice {n}", sim_cli_run<cli_policy_create>},
+    {"tcam policy {n} set {t} {t}",        sim_cli_run<cli_policy_set>   },
+    {"tcam policy {n} interface {n}",      sim_cli_run<policy_attach>    },
+    {"no tcam policy {n}",                 sim_cli_run<policy_destroy>   },
+    {"no tcam policy {n} interface {n}",   sim_cli_run<policy_detach>    },
+};
+}  // namespace
+
+sim_config_area_t sim_tcam_config()
+{
+  return sim_config_area(tcam_keep, policies_clear, tcam_write, COMMANDS);
 }
 
 open_error_t rpcclt_openapiTcamApiInit(openapiClientHandle_t* client_handle)

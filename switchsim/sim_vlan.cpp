@@ -10,6 +10,7 @@
 
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_config.h"
 #include "switchsim/sim_pending.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_routing.h"
@@ -85,15 +86,17 @@ switchport_t* switchport_find(uint32_t number)
 }
 
 // Everything is in VLAN 1 from the beginning, and in no other VLAN until something puts it there.
-membership_t membership_of(const vlan_t& vlan, uint32_t vid, uint32_t number)
+membership_t membership_when_new(uint32_t vid)
 {
-  const auto found = vlan.memberships.find(number);
-  if (found != vlan.memberships.end()) {
-    return found->second;
-  }
   return {vid == VLAN_DEFAULT ? OPEN_VLAN_PARTICIPATION_MODE_INCLUDE
                               : OPEN_VLAN_PARTICIPATION_MODE_AUTO,
           false};
+}
+
+membership_t membership_of(const vlan_t& vlan, uint32_t vid, uint32_t number)
+{
+  const auto found = vlan.memberships.find(number);
+  return found == vlan.memberships.end() ? membership_when_new(vid) : found->second;
 }
 
 uint32_t pvid_of(const switchport_t& port)
@@ -435,6 +438,128 @@ open_error_t sim_vlan_switchport_mode_set(uint32_t number, OPEN_VLAN_INTF_SWITCH
   const bool right =
       mode >= OPEN_VLAN_SWITCHPORT_MODE_GENERAL && mode <= OPEN_VLAN_SWITCHPORT_MODE_TRUNK;
   return switchport_set(number, right, [&](switchport_t& port) { port.mode = mode; });
+}
+
+// ---- configuration ----
+
+namespace
+{
+sim_restore_t vlan_keep()
+{
+  return [kept_vlans = vlans, kept_switchports = switchports, kept_pending = pending] {
+    vlans = kept_vlans;
+    switchports = kept_switchports;
+    pending = kept_pending;
+  };
+}
+
+void vlan_clear()
+{
+  vlans.clear();
+  switchports.clear();
+  vlan_add(VLAN_DEFAULT);
+}
+
+constexpr const char* MODES[] = {nullptr, "general", "access", "trunk"};
+constexpr const char* ACCEPTED[] = {nullptr, "all", "tagged", "untagged"};
+constexpr const char* PARTICIPATIONS[] = {"include", "auto", "exclude"};
+
+std::string list_text(const std::set<uint32_t>& list)
+{
+  std::string text;
+  for (const uint32_t vid : list) {
+    text += (text.empty() ? "" : ",") + std::to_string(vid);
+  }
+  return text;
+}
+
+void switchport_write(std::string& script, uint32_t number, const switchport_t& port)
+{
+  const switchport_t fresh;
+  if (port.mode != fresh.mode) {
+    sim_cli_line(script, "interface", number, "switchport mode", MODES[port.mode]);
+  }
+  if (port.access != fresh.access) {
+    sim_cli_line(script, "interface", number, "switchport access vlan", port.access);
+  }
+  if (port.native != fresh.native) {
+    sim_cli_line(script, "interface", number, "switchport trunk native vlan", port.native);
+  }
+  if (!port.trunk.empty()) {
+    sim_cli_line(script, "interface", number, "switchport trunk replace", list_text(port.trunk));
+  }
+  if (port.pvid != fresh.pvid) {
+    sim_cli_line(script, "interface", number, "pvid", port.pvid);
+  }
+  if (port.accept != fresh.accept) {
+    sim_cli_line(script, "interface", number, "accept", ACCEPTED[port.accept]);
+  }
+}
+
+void vlan_write(std::string& script)
+{
+  for (const auto& [vid, vlan] : vlans) {
+    if (vid != VLAN_DEFAULT) {
+      sim_cli_line(script, vlan.is_static ? "vlan" : "vlan learned", vid);
+    }
+    if (vlan.name != name_when_new(vid)) {
+      sim_cli_line(script, "vlan", vid, "name", vlan.name);
+    }
+    const membership_t fresh = membership_when_new(vid);
+    for (const auto& [number, membership] : vlan.memberships) {
+      if (membership.mode != fresh.mode) {
+        sim_cli_line(script, "interface", number, "vlan", vid, PARTICIPATIONS[membership.mode]);
+      }
+      if (membership.tagged) {
+        sim_cli_line(script, "interface", number, "vlan", vid, "tagged");
+      }
+    }
+  }
+  for (const auto& [number, port] : switchports) {
+    switchport_write(script, number, port);
+  }
+}
+
+open_error_t vlan_learn(uint32_t vid)
+{
+  const open_error_t result = sim_vlan_create(vid);
+  if (result == OPEN_E_NONE) {
+    vlans[vid].is_static = false;
+  }
+  return result;
+}
+
+open_error_t cli_participation_set(uint32_t number, uint32_t vid,
+                                   OPEN_VLAN_PARTICIPATION_MODE_t mode)
+{
+  return sim_vlan_participation_set(vid, number, mode);
+}
+
+open_error_t cli_tagging_set(uint32_t number, uint32_t vid, uint32_t tagging)
+{
+  return sim_vlan_tagging_set(vid, number, tagging);
+}
+
+constexpr sim_command_t COMMANDS[] = {
+    {"vlan {n}",                                                sim_cli_run<sim_vlan_create>      },
+    {"vlan learned {n}",                                        sim_cli_run<vlan_learn>           },
+    {"vlan {n} name {t}",                                       sim_cli_run<sim_vlan_name_set>    },
+    {"no vlan {n}",                                             sim_cli_run<sim_vlan_delete>      },
+    {"interface {n} vlan {n} {include|auto|exclude}",           sim_cli_run<cli_participation_set>},
+    {"interface {n} vlan {n} {untagged|tagged}",                sim_cli_run<cli_tagging_set>      },
+    {"interface {n} pvid {n}",                                  sim_cli_run<sim_vlan_pvid_set>    },
+    {"interface {n} accept {|all|tagged|untagged}",             sim_cli_run<sim_vlan_accept_set>  },
+    {"interface {n} switchport mode {|general|access|trunk}",
+     sim_cli_run<sim_vlan_switchport_mode_set>                                                    },
+    {"interface {n} switchport access vlan {n}",                sim_cli_run<sim_vlan_access_set>  },
+    {"interface {n} switchport trunk native vlan {n}",          sim_cli_run<sim_vlan_native_set>  },
+    {"interface {n} switchport trunk {add|replace|remove} {t}", sim_cli_run<sim_vlan_trunk_set>   },
+};
+}  // namespace
+
+sim_config_area_t sim_vlan_config()
+{
+  return sim_config_area(vlan_keep, vlan_clear, vlan_write, COMMANDS);
 }
 
 // ---- the calls ----

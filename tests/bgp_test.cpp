@@ -9,8 +9,9 @@
 #include <vector>
 
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
-#include "tests/support/request_table.h"
+#include "tests/support/switch_table.h"
 
 static const char GOT_DATA[] = "Get data successfully.";
 static const char BAD_VALUE[] = "The value of parameter is invalid.";
@@ -47,19 +48,21 @@ TEST(Bgp, UnservedPathsAreBadRequests)
 {
   engine_reset();
   const std::string long_name(256, 'x');
-  expect_code(__LINE__, 902,
-              "GET /bgp/|GET /bgp/holdTime|PUT /bgp|PUT /bgp/holdTime/?value=9|"
-              "POST /bgp/ipv4/neighbor/|POST /bgp/ipv4/neighbor/10.0.0.1/?asn=1|"
-              "POST /bgp/ipv4/neighbor/10.0.0.1/scope/1?asn=1|"
-              "POST /bgp/ipv6/neighbor/fe80::9?asn=1|POST /bgp/ipv6/neighbor/fe80::9/scope/x?asn=1|"
-              "GET /bgp/ipv6/neighbor/fe80::9/scope/|"
-              "PUT /bgp/ipv4/neighbor/10.0.0.1/activat?value=1|"
-              "PUT /bgp/ipv4/neighbor/10.0.0.1/activatee?value=1|"
-              "PUT /bgp/ipv4/neighbor/10.0.0.1/nextHopSelf?value=1|"
-              "PUT /bgp/ipv6/neighbor/fe80::9/scope/7/updateSource/1|"
-              "DELETE /bgp/ipv4/neighbor/10.0.0.1|DELETE /bgp/ipv4/redistribution/|"
-              "POST /bgp/ipv4/redistribution/" +
-                  long_name);
+  expect_bad_requests(
+      __LINE__,
+      ("GET /bgp/ GET /bgp/holdTime PUT /bgp PUT /bgp/holdTime/?value=9 "
+       "POST /bgp/ipv4/neighbor/ POST /bgp/ipv4/neighbor/10.0.0.1/?asn=1 "
+       "POST /bgp/ipv4/neighbor/10.0.0.1/scope/1?asn=1 "
+       "POST /bgp/ipv6/neighbor/fe80::9?asn=1 POST /bgp/ipv6/neighbor/fe80::9/scope/x?asn=1 "
+       "GET /bgp/ipv6/neighbor/fe80::9/scope/ "
+       "PUT /bgp/ipv4/neighbor/10.0.0.1/activat?value=1 "
+       "PUT /bgp/ipv4/neighbor/10.0.0.1/activatee?value=1 "
+       "PUT /bgp/ipv4/neighbor/10.0.0.1/nextHopSelf?value=1 "
+       "PUT /bgp/ipv6/neighbor/fe80::9/scope/7/updateSource/1 "
+       "DELETE /bgp/ipv4/neighbor/10.0.0.1 DELETE /bgp/ipv4/redistribution/ "
+       "POST /bgp/ipv4/redistribution/" +
+       long_name)
+          .c_str());
 }
 
 // ---- the switch as a speaker ----
@@ -77,7 +80,7 @@ static void check_global(int line, const char* name, const char* message, const 
 {
   const std::string path = std::string("/bgp/") + name;
   const std::string query = path + "?value=";
-  expect_code(line, 99, "PUT " + path + "|PUT " + query);
+  expect_open_errors(line, ("PUT " + path + " PUT " + query).c_str());
   EXPECT_TRUE(api_calls("PUT", query).empty());
   for (const std::string& value : words(taken))
     expect_answer(line, "PUT", query + value, 0,
@@ -148,7 +151,8 @@ TEST(Bgp, OriginatedNetworks)
         "POST ?addr=10.1.2.0&routeMap=a", "DELETE ?addr=x&pfxLen=24",
         "POST ?addr=10.1.2.0&pfxLen=&routeMap=a", "DELETE ?addr=10.1.2.0",
         "POST ?addr=&pfxLen=24&routeMap=a", "POST ?addr=10.1.2&pfxLen=24&routeMap=a"})
-    expect_code(__LINE__, 99, std::string(refused).insert(strchr(refused, '?') - refused, path));
+    expect_open_errors(__LINE__,
+                       (std::string(refused).insert(strchr(refused, '?') - refused, path)).c_str());
   EXPECT_TRUE(api_calls("POST", path + query + "&routeMap=" + name31 + "m").empty());
   expect_switch_results({
       {__LINE__, "POST",   path + query + "&routeMap=" + name31,           -24},
@@ -241,8 +245,9 @@ TEST(Bgp, NeighbourRequestsAreRefused)
     api_request("POST", f.path + "?asn=1", "json");
     const std::string bad =
         f.number == 1 ? "/bgp/ipv4/neighbor/10.0.0" : "/bgp/ipv6/neighbor/fe80::x/scope/7";
-    expect_code(__LINE__, 99,
-                "POST " + f.path + "|POST " + f.path + "?asn=|POST " + bad + "?asn=1|GET " + bad);
+    expect_open_errors(
+        __LINE__,
+        ("POST " + f.path + " POST " + f.path + "?asn= POST " + bad + "?asn=1 GET " + bad).c_str());
     for (const char* update :
          {"/activate", "/activate?value=", "/activate?value=2", "/activate?value=-1",
           "/activate?value=1x", "/nextHopSelfMode",

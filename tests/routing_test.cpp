@@ -10,8 +10,9 @@
 
 #include "engine/rest_route.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
-#include "tests/support/request_table.h"
+#include "tests/support/switch_table.h"
 
 static const char GOT_DATA[] = "Get data successfully.";
 
@@ -63,14 +64,14 @@ TEST(Routes, LooseMatchIsThatOfAScan)
 TEST(Routes, UnservedPathsAreBadRequests)
 {
   reset();
-  expect_code(__LINE__, 902,
-              "GET /routing/|GET /routing/x|GET /routing/if/|GET /routing/if/5|"
-              "GET /routing/vlanRtrIf/|GET /routing/vlanRtrIf/1/|GET /routing/vlanRtrIf/1x|"
-              "GET /routing/ipv4/adminMode|POST /routing|POST /routing/if/5/ip/|"
-              "POST /routing/if/5/ipx|POST /routing/if/x/ip|POST /routing/vlanRtrIf/|"
-              "POST /routing/if/|PUT /routing/ipv4/adminMode/|PUT /routing/ipv5/adminMode|"
-              "PUT /routing/if/x/adminMode|DELETE /routing|DELETE /routing/vlanRtrIf/x|"
-              "DELETE /routing/if/5/ip/1");
+  expect_bad_requests(__LINE__,
+                      "GET /routing/ GET /routing/x GET /routing/if/ GET /routing/if/5 "
+                      "GET /routing/vlanRtrIf/ GET /routing/vlanRtrIf/1/ GET /routing/vlanRtrIf/1x "
+                      "GET /routing/ipv4/adminMode POST /routing POST /routing/if/5/ip/ "
+                      "POST /routing/if/5/ipx POST /routing/if/x/ip POST /routing/vlanRtrIf/ "
+                      "POST /routing/if/ PUT /routing/ipv4/adminMode/ PUT /routing/ipv5/adminMode "
+                      "PUT /routing/if/x/adminMode DELETE /routing DELETE /routing/vlanRtrIf/x "
+                      "DELETE /routing/if/5/ip/1");
 }
 
 TEST(Routes, AddressesAreServedWithoutTheLastSegment)
@@ -98,12 +99,12 @@ TEST(Modes, OfTheSwitchAndOfAPort)
                 R"({"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}})");
   expect_answer(__LINE__, "PUT", "/routing/ipv6/adminMode?value=1", 0, FOR_IPV6);
   expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=0", 0, FOR_IPV4);
-  expect_code(__LINE__, 99, "PUT /routing/ipv4/adminMode|PUT /routing/ipv4/adminMode?value=");
+  expect_open_errors(__LINE__, "PUT /routing/ipv4/adminMode PUT /routing/ipv4/adminMode?value=");
   expect_answer(__LINE__, "PUT", "/routing/if/5/adminMode?value=1", 0, PORT);
-  expect_code(__LINE__, 99,
-              "PUT /routing/if/5/adminMode/x?value=1|PUT /routing/if/5/adminMode/?value=1|"
-              "PUT /routing/if/5/adminModes?value=1|PUT /routing/if/5?value=1|"
-              "PUT /routing/if/5/adminMode|PUT /routing/if/5/adminMode?value=");
+  expect_open_errors(__LINE__,
+                     "PUT /routing/if/5/adminMode/x?value=1 PUT /routing/if/5/adminMode/?value=1 "
+                     "PUT /routing/if/5/adminModes?value=1 PUT /routing/if/5?value=1 "
+                     "PUT /routing/if/5/adminMode PUT /routing/if/5/adminMode?value=");
   expect_xml_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
                     "<infomation><ipv4_admin_mode>disable</ipv4_admin_mode>"
                     "<ipv6_admin_mode>enable</ipv6_admin_mode></infomation>");
@@ -144,11 +145,12 @@ TEST(VlanInterfaces, AreCreatedListedAndDeleted)
                 "Create Vlan Routing Interface with VLAN 20 successfully.");
   expect_answer(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10", 0,
                 "Create Vlan Routing Interface with VLAN 10 successfully.");
-  expect_code(__LINE__, 98, "POST /routing/vlanRtrIf?vlanId=10");
-  expect_code(
-      __LINE__, 99,
-      "POST /routing/vlanRtrIf|POST /routing/vlanRtrIf?vlanId=|DELETE /routing/vlanRtrIf|"
-      "DELETE /routing/vlanRtrIf?vlanId=|GET /routing/vlanRtrIf/3|GET /routing/vlanRtrIf/0");
+  expect_answer(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10", 98,
+                "The same setting is already set.");
+  expect_open_errors(
+      __LINE__,
+      "POST /routing/vlanRtrIf POST /routing/vlanRtrIf?vlanId= DELETE /routing/vlanRtrIf "
+      "DELETE /routing/vlanRtrIf?vlanId= GET /routing/vlanRtrIf/3 GET /routing/vlanRtrIf/0");
   expect_answer(
       __LINE__, "GET", "/routing/vlanRtrIf/1", 0, GOT_DATA,
       R"({"vlan_routing_interface":{"logical_interface_id":1,"vlan_routing_interface_num":226,

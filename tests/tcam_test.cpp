@@ -6,8 +6,9 @@
 
 #include "modules/rest_module_tcam.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
-#include "tests/support/request_table.h"
+#include "tests/support/switch_table.h"
 
 static const char GOT_DATA[] = "Get data successfully.";
 static const char INIT[] = "rpcclt_openapiTcamApiInit() = 0";
@@ -32,8 +33,8 @@ TEST(Tcam, EveryRequestBeginsWithTheInitialisation)
       expect_bad_request(__LINE__, method, path);
       expect_calls(__LINE__, api_calls(method, path), {INIT});
     }
-  expect_code(__LINE__, 902,
-              "PUT /tcam/policy|POST /tcam/policy/1|GET /tcam/policy/1/port/1|DELETE /tcam");
+  expect_bad_requests(
+      __LINE__, "PUT /tcam/policy POST /tcam/policy/1 GET /tcam/policy/1/port/1 DELETE /tcam");
   expect_calls(__LINE__, api_calls("GET", "/tcam"), {INIT});
   const char* const version = R"({"infomation":{"tcam_api_version":"0.1"}})";
   expect_answer(__LINE__, "GET", "/tcam", 0, GOT_DATA, version);

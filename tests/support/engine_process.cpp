@@ -96,12 +96,20 @@ static std::map<int, unsigned> process_ports(pid_t pid)
   return ports;
 }
 
+// Until then it is a copy of the test process, with whatever that listens on.
+static bool process_is_engine(pid_t pid)
+{
+  return file_text("/proc/" + std::to_string(pid) + "/cmdline").find(getenv("ENGINE")) !=
+         std::string::npos;
+}
+
 bool engine_process_wait_listening(engine_process& engine)
 {
   auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (std::chrono::steady_clock::now() < limit) {
+    const bool started = process_is_engine(engine.pid);
     std::map<int, unsigned> ports = process_ports(engine.pid);
-    if (ports.size() == 2) {
+    if (started && ports.size() == 2) {
       // Plain HTTP is opened first, so its socket has the lower descriptor.
       engine.url = "http://127.0.0.1:" + std::to_string(ports.begin()->second);
       engine.tls_url = "https://127.0.0.1:" + std::to_string(ports.rbegin()->second);

@@ -1,26 +1,9 @@
-#include "tests/support/request_table.h"
+#include "tests/support/switch_table.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "switchsim/switchsim.h"
 #include "tests/support/local_engine.h"
-
-void expect_code(int line, int code, const std::string& requests)
-{
-  std::stringstream list(requests);
-  for (std::string request; std::getline(list, request, '|');) {
-    const std::string method = request.substr(0, request.find(' '));
-    const std::string path = request.substr(method.size() + 1);
-    if (code == 98)
-      expect_answer(line, method.c_str(), path, 98, "The same setting is already set.");
-    else if (code == 99)
-      expect_open_error(line, method.c_str(), path);
-    else
-      expect_bad_request(line, method.c_str(), path);
-  }
-}
 
 void expect_switch_results(std::initializer_list<switch_case> cases)
 {

@@ -1,12 +1,8 @@
-// Tables of requests, made one after the other with a session.
+// Tables of requests, made one after the other with a session, that tell of the switch.
 #pragma once
 
 #include <initializer_list>
 #include <string>
-
-// Requests in the form "GET /if|GET /if/1", all answered with the fixed message of this code: 98,
-// 99 or 902.
-void expect_code(int line, int code, const std::string& requests);
 
 // Requests and what the switch answers to the last call that each leads to; the answer must have
 // the code that goes with it.

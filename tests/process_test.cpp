@@ -1,0 +1,167 @@
+// The "process" module: memory and CPU use, and how the switch's texts about it are split.
+#include <gtest/gtest.h>
+#include <json-c/json.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+#include "engine/rest_operation.h"
+#include "modules/rest_cpu_text.h"
+#include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
+#include "tests/support/local_engine.h"
+
+static const char GOT[] = "Get data successfully.";
+static const char TOTAL[] = "rpcclt_openapiProcTotalCpuUtilGet";
+static const char TASKS[] = "rpcclt_openapiProcTaskCpuUtilGet";
+
+static std::string tree_json(const tree_ptr& tree)
+{
+  char* text = nullptr;
+  print_tree_by_json(tree.get(), &text);
+  std::unique_ptr<char, decltype(&free)> owner(text, free);
+  return text;
+}
+
+static std::string total_json(std::string_view text)
+{
+  tree_ptr tree(new_tree());
+  process_append_total(tree.get(), text);
+  return tree_json(tree);
+}
+
+static std::string tasks_json(std::string_view text, uint32_t periods)
+{
+  tree_ptr tree(new_tree());
+  process_append_tasks(tree.get(), text, periods);
+  return tree_json(tree);
+}
+
+TEST(Process, SplitsTheTotalUse)
+{
+  const struct {
+    const char* text;
+    const char* json;
+  } cases[] = {
+      {"",                            "{ }"                                           },
+      {"5 Secs:12.3456%;60 Secs:9%;", R"({ "5 Secs": ":12.3456%", "60 Secs": ":9%" })"},
+      {"a:1;b:2",                     R"({ "a": ":1", "b": ":2" })"                   },
+      {"a:1:2;b:",                    R"({ "a": ":1:2", "b": ":" })"                  },
+      {";;a:1;;;b:2;;",               R"({ "a": ":1", "b": ":2" })"                   },
+      {"no colon;:no label;;a:1;:;",  R"({ "a": ":1" })"                              },
+      {"a:1\tx;b\n:2\n3;c:4",         R"({ "a": ":1", "b\n": ":2", "c": ":4" })"      },
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(total_json(c.text), c.json) << c.text;
+}
+
+TEST(Process, SplitsTheTasksUse)
+{
+  const struct {
+    const char* text;
+    uint32_t periods;
+    const char* json;
+  } cases[] = {
+      {"",                                           3,          "{ }"                                                     },
+      {"1,init,a:1%;b:2%;\n22,x y,a:3%;b:4%;\n",     2,
+       R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" }, )"
+       R"("2": { "PID": 22, "name": "x y", "a": "3%", "b": "4%" } })"                                                      },
+      {"1,init,a:1%;b:2%;c:3%",                      2,
+       R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" } })"                                                    },
+      {"1,init,a:1%;",                               0,          R"({ "1": { "PID": 1, "name": "init" } })"                },
+      {"1,init,a:1%;",                               4294967295, R"({ "1": { "PID": 1, "name": "init", "a": "1%" } })"     },
+      {"1,init,a:;b:2;",                             2,          R"({ "1": { "PID": 1, "name": "init" } })"                },
+      {"1,init,a;b:2;",                              2,          R"({ "1": { "PID": 1, "name": "init", "a;b": "2" } })"    },
+      {"1,init,a:1;:2;b:3;",                         3,          R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"      },
+      {"1,init,a:1;\tb:3;",                          3,          R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"      },
+      {"1,init\n\n\n2,sh,",                          3,
+       R"({ "1": { "PID": 1, "name": "init" }, "2": { "PID": 2, "name": "sh" } })"                                         },
+      {"x,init,a:1;\n,n,a:1\n3\n4,,a:1;\n-5,n,a:1;", 1,
+       R"({ "1": { "PID": -5, "name": "n", "a": "1" } })"                                                                  },
+      {"99999999999,n,a:1;",                         1,          R"({ "1": { "PID": 2147483647, "name": "n", "a": "1" } })"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(tasks_json(c.text, c.periods), c.json) << c.text;
+  EXPECT_EQ(tasks_json(std::string_view("1,init,a:1;\n2,cut", 8), 1),
+            R"({ "1": { "PID": 1, "name": "init" } })");
+}
+
+// The lengths of the labels and of the text of a task line; what is longer is cut.
+TEST(Process, CutsLongTexts)
+{
+  const std::string x(300, 'x');
+  const std::string cut(255, 'x');
+  EXPECT_EQ(
+      tasks_json("1," + x + "," + x + ":" + x + ";", 1),
+      "{ \"1\": { \"PID\": 1, \"name\": \"" + cut + "\", \"" + cut + "\": \"" + cut + "\" } }");
+}
+
+TEST(Process, AnswersWhatTheSwitchSays)
+{
+  engine_reset();
+  const auto expect_cpu = [](const std::string& total, const std::string& tasks,
+                             const char* data_json) {
+    EXPECT_TRUE(switchsim_fault_set(TOTAL, ("{\"value\": \"" + total + "\"}").c_str()));
+    expect_answers_with_fault(TASKS, "{\"value\": \"" + tasks + "\"}",
+                              {api_case(__LINE__, "GET", "/process/cpu", 0, GOT, data_json)});
+  };
+  expect_cpu("a:1;b:2", "7,sh,a:1;b:2;c:3;d:4;\\n8,x,\\n",
+             R"({"total_CPU_utilization":{"a":":1","b":":2"},"processes_CPU_utilization":{
+                 "1":{"PID":7,"name":"sh","a":"1","b":"2","c":"3"},"2":{"PID":8,"name":"x"}}})");
+  const char* nothing = R"({"total_CPU_utilization":{},"processes_CPU_utilization":{}})";
+  expect_cpu("", "", nothing);
+  expect_cpu(std::string(256, 'x'), std::string(16384, '7'), nothing);
+  expect_each_call_checked(__LINE__, "GET", "/process/cpu");
+  expect_each_call_checked(__LINE__, "GET", "/process/memory");
+  for (const char* path : {"/process", "/process/memory/", "/process/cpus"})
+    expect_bad_request(__LINE__, "GET", path);
+  for (const char* method : {"POST", "PUT", "DELETE"})
+    expect_bad_request(__LINE__, method, "/process/memory");
+}
+
+static int64_t json_number(json_object* object, const char* name)
+{
+  json_object* value = nullptr;
+  EXPECT_TRUE(json_object_object_get_ex(object, name, &value)) << name;
+  return json_object_get_int64(value);
+}
+
+TEST(Process, TellsTheFiguresOfTheMachine)
+{
+  engine_reset();
+  const auto data = [](const char* path) {
+    json_object* answer = json_tokener_parse(api_request("GET", path, "json").body.c_str());
+    json_object* inner = nullptr;
+    json_object_object_get_ex(answer, "result", &inner);
+    json_object_object_get_ex(inner, "rlt_data", &inner);
+    json_object_get(inner);
+    json_object_put(answer);
+    return std::unique_ptr<json_object, int (*)(json_object*)>(inner, json_object_put);
+  };
+  const auto memory = data("/process/memory");
+  const int64_t total = json_number(memory.get(), "total_memory");
+  EXPECT_EQ(total, sysconf(_SC_PHYS_PAGES) * (sysconf(_SC_PAGESIZE) / 1024));
+  EXPECT_EQ(total,
+            json_number(memory.get(), "alloc_memory") + json_number(memory.get(), "free_memory"));
+
+  const auto cpu = data("/process/cpu");
+  json_object* periods = nullptr;
+  json_object_object_get_ex(cpu.get(), "total_CPU_utilization", &periods);
+  EXPECT_EQ(json_object_object_length(periods), 3);
+  json_object_object_foreach(periods, label, use)
+  {
+    float percent = -1;
+    EXPECT_EQ(sscanf(json_object_get_string(use), ":%f%%", &percent), 1) << label;
+    EXPECT_TRUE(percent >= 0 && percent <= 100) << label << percent;
+  }
+  json_object* tasks = nullptr;
+  json_object_object_get_ex(cpu.get(), "processes_CPU_utilization", &tasks);
+  bool found = false;
+  json_object_object_foreach(tasks, position, task)
+  {
+    EXPECT_EQ(json_object_object_length(task), 5) << position;
+    found = found || json_number(task, "PID") == getpid();
+  }
+  EXPECT_TRUE(found);
+}

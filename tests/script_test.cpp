@@ -1,0 +1,487 @@
+// The "script" module, the commands of CLI scripts, and what a switch keeps over a reload.
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <string>
+#include <vector>
+
+#include "switchsim/sim_config.h"
+#include "switchsim/sim_flash.h"
+#include "switchsim/sim_state.h"
+#include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
+#include "tests/support/local_engine.h"
+#include "tests/support/temp_folder.h"
+
+static const char GOT[] = "Get data successfully.";
+static const char LISTED[] = "Get script file list successfully.";
+static const char APPLIED[] = "Apply script successfully.";
+static const char DELETED[] = "Delete the script file successfully.";
+
+static void put_script(const std::string& name, const std::string& text)
+{
+  const auto lock = sim_lock();
+  EXPECT_TRUE(sim_flash_write(name, text)) << name;
+}
+
+static std::string running_config()
+{
+  const auto lock = sim_lock();
+  return sim_config_text();
+}
+
+static bool unsaved()
+{
+  const auto lock = sim_lock();
+  return sim_config_unsaved();
+}
+
+static void apply_script(int line, const std::string& text)
+{
+  put_script("test.scr", text);
+  expect_answer(line, "POST", "/script/apply?scr=test.scr", 0, APPLIED, "{}");
+}
+
+// --- the module ---
+
+TEST(Script, FilesAreListedAppliedAndDeleted)
+{
+  engine_reset();
+  const std::string longest = std::string(28, 's') + ".scr";
+  expect_answer(__LINE__, "GET", "/script/list", 0, LISTED,
+                R"({"script_files":{"count_of_files":0}})");
+  put_script("base.scr", "hostname core1\n");
+  put_script(longest, "");
+  put_script("startup-config", "");
+  expect_xml_answer(__LINE__, "GET", "/script/list", 0, LISTED,
+                    ("<script_files><count_of_files>2</count_of_files><script_file><filename>"
+                     "base.scr</filename></script_file><script_file><filename>" +
+                     longest + "</filename></script_file></script_files>")
+                        .c_str());
+  expect_answers({
+      api_case(__LINE__, "POST", "/script/apply?scr=base.scr", 0, APPLIED, "{}"),
+      api_case(__LINE__, "POST", "/script/apply?scr=" + longest, 0, APPLIED, "{}"),
+      api_case(__LINE__, "POST", "/script/apply", 99),
+      api_case(__LINE__, "POST", "/script/apply?scr=", 99),
+      api_case(__LINE__, "POST", "/script/apply?scr=s" + longest, 99),
+      api_case(__LINE__, "POST", "/script/apply?scr=none.scr", 99),
+      api_case(__LINE__, "POST", "/script/apply?scr=startup-config", 99),
+      api_case(__LINE__, "POST", "/script/apply?scr=..%2Fbase.scr", 99),
+      api_case(__LINE__, "DELETE", "/script", 99),
+      api_case(__LINE__, "DELETE", "/script?scr=s" + longest, 99),
+      api_case(__LINE__, "DELETE", "/script?scr=startup-config", 99),
+      api_case(__LINE__, "DELETE", "/script?scr=base.scr", 0, DELETED),
+      api_case(__LINE__, "DELETE", "/script?scr=base.scr", 99),
+      api_case(__LINE__, "GET", "/script/list", 0, LISTED,
+               (R"({"script_files":{"count_of_files":1,"1":{"filename":")" + longest + R"("}}})")
+                   .c_str()),
+  });
+  expect_calls(__LINE__, api_calls("POST", "/script/apply?scr=a.scr"),
+               {"rpcclt_openapiTxtCfgValidateAndApply({6,\"a.scr\"}) = -29"});
+  for (const char* path : {"/script", "/script/list/", "/script/apply", "/script/x"})
+    expect_bad_request(__LINE__, "GET", path);
+  for (const char* path : {"/script/x", "/script/"})
+    expect_bad_request(__LINE__, "DELETE", path);
+  expect_bad_request(__LINE__, "PUT", "/script/apply?scr=a.scr");
+}
+
+TEST(Script, ChecksEachCallAndSurvivesAnySwitch)
+{
+  const auto prepare = [] { engine_reset(R"({"scripts": {"a.scr": "hostname x\n"}})"); };
+  prepare();
+  expect_each_call_checked(__LINE__, "GET", "/script/list");
+  expect_each_call_checked(__LINE__, "POST", "/script/apply?scr=a.scr", {}, prepare);
+  expect_each_call_checked(__LINE__, "DELETE", "/script?scr=a.scr", {}, prepare);
+  for (int i = 100; i < 200; i++)
+    put_script(std::to_string(i) + ".scr", "");
+  const std::string full = api_request("GET", "/script/list", "xml").body;
+  EXPECT_NE(full.find("<count_of_files>100<"), std::string::npos);
+  EXPECT_NE(full.find("<filename>199.scr<"), std::string::npos);
+  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiTxtCfgFilesListGet", "{\"value\": 4294967295}"));
+  EXPECT_EQ(api_request("GET", "/script/list", "xml").body, full);
+  EXPECT_EQ(switchsim_reset(R"({"scripts": {"a.txt": ""}})"),
+            "scripts.a.txt: a script's name has at most 32 characters and ends in .scr");
+}
+
+// --- commands ---
+
+TEST(Cli, CommandsChangeWhatRequestsShow)
+{
+  engine_reset();
+  apply_script(__LINE__,
+               "! users begin a line with either\n# mark\n\n"
+               "hostname core1\nvlan 10\nvlan 10\n  vlan  10 name \"two words\" \r\n"
+               "interface 3 description \"say \\\"hi\\\" \\\\ \\x41\"\ninterface 3 admin disable\n"
+               "interface 4 switchport mode access\ninterface 4 switchport access vlan 10\n"
+               "logging host 10.0.0.1\nlogging host 10.0.0.1 port 1514\nssh protocol both\n"
+               "interface 5 mac-locking static 0001.0203.0405 vlan 10 sticky");
+  expect_answers({
+      api_case(__LINE__, "GET", "/system", 0, GOT,
+               R"({"infomation":{"hostname":"core1","serial_timeout":5,
+                   "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}})"),
+      api_case(__LINE__, "GET", "/logging/hosts/10.0.0.1", 0, GOT,
+               R"({"logging_host":{"address":"10.0.0.1","port":1514,
+                   "severity_level":"Critical conditions."}})"),
+      api_case(__LINE__, "GET", "/pml/if/5/mac", 0, "Get interface static mac successfully.",
+               R"({"interface":{"1":{"macAddr":"00:01:02:03:04:05","vlan":10,
+                   "sticky":"enable"}}})"),
+  });
+  const auto shows = [](const char* path, const char* text) {
+    const std::string body = api_request("GET", path, "xml").body;
+    EXPECT_NE(body.find(text), std::string::npos) << path << " without " << text << ": " << body;
+  };
+  shows("/vlans/10", ">two words<");
+  shows("/if/3", ">say \"hi\" \\ A<");
+  shows("/if/3", ">disable<");
+  shows("/if/4", ">10<");
+  shows("/ssh", ">1 and 2<");
+  EXPECT_TRUE(unsaved());
+}
+
+TEST(Cli, ABadLineIsToldAndChangesNothing)
+{
+  engine_reset();
+  const std::string before = running_config();
+  const struct {
+    const char* line;
+    const char* why;
+  } cases[] = {
+      {"vlan",                                  "no such command"                            },
+      {"vlan x",                                "no such command"                            },
+      {"vlan 4294967296",                       "no such command"                            },
+      {"vlan \"10\"",                           "no such command"                            },
+      {"\"vlan\" 10",                           "no such command"                            },
+      {"vlan 10 and more",                      "no such command"                            },
+      {"vlan 5000",                             "refused with -22"                           },
+      {"no vlan 11",                            "refused with -29"                           },
+      {"interface 3 switchport mode",           "no such command"                            },
+      {"interface 3 switchport mode router",    "no such command"                            },
+      {"interface 99 admin disable",            "refused with -29"                           },
+      {"logging syslog port 65536",             "refused with -22"                           },
+      {"network address 10.0.0.1 x 0.0.0.0",    "refused with -22"                           },
+      {"hostname \"a",                          "a quote is not closed or an escape is wrong"},
+      {"hostname \"a\"b",                       "a quote is not closed or an escape is wrong"},
+      {"hostname \"\\q\"",                      "a quote is not closed or an escape is wrong"},
+      {"hostname \"\\x00\"",                    "a quote is not closed or an escape is wrong"},
+      {"hostname \"\\x4\"",                     "a quote is not closed or an escape is wrong"},
+      {"tcam policy 1 set priority 4294967296", "refused with -22"                           },
+  };
+  for (const auto& c : cases) {
+    put_script("bad.scr", std::string("clear config\nvlan 10\ntcam policy 1 type 1 slice 2\n"
+                                      "write memory\n") +
+                              c.line + "\nhostname after\n");
+    testing::internal::CaptureStderr();
+    expect_open_error(__LINE__, "POST", "/script/apply?scr=bad.scr");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              std::string("switchsim: script bad.scr: line 5: ") + c.why + ": " + c.line + "\n");
+    EXPECT_EQ(running_config(), before) << c.line;
+    EXPECT_FALSE(unsaved());
+  }
+  std::string saved;
+  EXPECT_FALSE(sim_flash_read(SIM_STARTUP_CONFIG, saved));
+}
+
+// Each command that undoes another one, so that nothing is left of any of them.
+TEST(Cli, CommandsTakeBackWhatOthersDid)
+{
+  engine_reset();
+  apply_script(__LINE__, "clear config\n");
+  const std::string cleared = running_config();
+  apply_script(
+      __LINE__,
+      "vlan 10\nvlan learned 11\nvlan 11 name x\ninterface 3 vlan 10 include\n"
+      "interface 3 vlan 10 tagged\ninterface 3 vlan 10 untagged\ninterface 3 vlan 10 auto\n"
+      "interface 3 pvid 10\ninterface 3 pvid 1\ninterface 3 accept untagged\n"
+      "interface 3 accept all\ninterface 3 switchport mode trunk\n"
+      "interface 3 switchport mode general\ninterface 3 switchport trunk add 5,7-9\n"
+      "interface 3 switchport trunk remove 5,7-9\ninterface 3 switchport trunk native vlan 10\n"
+      "interface 3 switchport trunk native vlan 1\n"
+      "interface 3 auto-negotiation disable\ninterface 3 auto-negotiation enable\n"
+      "interface 3 soft-shutdown enable\ninterface 3 soft-shutdown disable\n"
+      "interface 3 mtu 9000\ninterface 3 mtu 1500\ninterface 3 speed 3\ninterface 3 speed 1\n"
+      "interface 3 description x\ninterface 3 description \"\"\n"
+      "port-channel 9\nport-channel 9 name x\nport-channel 9 member 9\n"
+      "no port-channel 9 member 9\nno port-channel 9\n"
+      "routing ip enable\nrouting ip disable\nrouting ipv6 enable\nrouting ipv6 disable\n"
+      "vlan 10 routing\nno vlan 10 routing\nvlan 10 routing 230\nno vlan 10 routing\n"
+      "interface 5 routing enable\ninterface 5 ip dhcp\nno interface 5 ip dhcp\n"
+      "interface 5 ipv6 dhcp\nno interface 5 ipv6 dhcp\n"
+      "interface 5 ip address 10.5.0.1 24\ninterface 5 ip address 10.6.0.1 24 secondary\n"
+      "no interface 5 ip address 10.6.0.1 24 secondary\nno interface 5 ip address 10.5.0.1 24\n"
+      "interface 5 ipv6 address 2001:db8:: 64 eui64\n"
+      "no interface 5 ipv6 address 2001:db8::54:58ff:fea0:5 64\n"
+      "interface 5 ipv6 address 2001:db8::1 64\nno interface 5 ipv6 address 2001:db8::1 64\n"
+      "bgp neighbor 10.5.0.2 scope 0 remote-as 65002\n"
+      "bgp neighbor 10.5.0.2 scope 0 update-source 5\nno bgp neighbor 10.5.0.2 scope 0\n"
+      "bgp network 10.0.0.0 8 route-map \"\"\nno bgp network 10.0.0.0 8\n"
+      "bgp redistribute ipv6 static match 0 metric 0 disable route-map m\n"
+      "no bgp redistribute ipv6 static\ninterface 5 routing disable\n"
+      "tcam policy 1 type 3 slice 3\ntcam policy 1 set match-dst-ipv6 2001:db8::1\n"
+      "tcam policy 1 interface 3\nno tcam policy 1 interface 3\nno tcam policy 1\n"
+      "interface 3 mac-locking static 000102030405 vlan 10 fixed\n"
+      "no interface 3 mac-locking static 000102030405 vlan 10\n"
+      "network address 10.1.2.3 255.255.0.0 10.1.0.1\nno network address\n"
+      "network protocol dhcp\nnetwork protocol none\nprompt \"core #\"\nprompt TX5454\n"
+      "logging host a.b\nlogging host a.b severity 1\nno logging host a.b\n"
+      "no vlan 11\nno vlan 10\n");
+  EXPECT_EQ(running_config(), cleared);
+}
+
+// The example that the description of the commands ends with.
+TEST(Cli, TheDocumentedExampleRuns)
+{
+  engine_reset();
+  const std::string manual = file_text(std::string(getenv("SOURCE_DIR")) + "/docs/cli.md");
+  const size_t start = manual.rfind("```\n", manual.rfind("```") - 1) + 4;
+  apply_script(__LINE__, manual.substr(start, manual.rfind("```") - start));
+  EXPECT_NE(api_request("GET", "/if/5", "xml").body.find(">Lobby, wall socket 3<"),
+            std::string::npos);
+  EXPECT_NE(api_request("GET", "/if/226", "xml").body.find("10.10.0.1"), std::string::npos);
+}
+
+// --- the running configuration ---
+
+// Every route that shows configuration, for the numbers that the test sets up and for others.
+static std::vector<std::string> all_answers()
+{
+  std::vector<std::string> paths = {"/base",
+                                    "/base/idname",
+                                    "/bgp",
+                                    "/vlans",
+                                    "/vlans/pendingChanges",
+                                    "/if",
+                                    "/if/pendingChanges",
+                                    "/lag",
+                                    "/logging",
+                                    "/logging/hosts",
+                                    "/routing",
+                                    "/routing/vlanRtrIf",
+                                    "/system",
+                                    "/routing/if",
+                                    "/logging/hosts/log.example.net",
+                                    "/tcam",
+                                    "/tcam/groupStats",
+                                    "/ssh",
+                                    "/tcam/policy",
+                                    "/logging/hosts/fe80::1",
+                                    "/lag/1",
+                                    "/lag/2",
+                                    "/lag/3",
+                                    "/lag/56",
+                                    "/bgp/ipv4/neighbor/10.9.0.2",
+                                    "/lag/58",
+                                    "/bgp/ipv6/neighbor/fe80::9/scope/226",
+                                    "/bgp/ipv6/neighbor/2001:db8::9/scope/0"};
+  for (int vlan : {1, 2, 3, 10, 20, 30, 40})
+    for (const char* path : {"/vlans/", "/routing/vlanRtrIf/"})
+      paths.push_back(path + std::to_string(vlan));
+  for (int policy = 1; policy <= 4; policy++)
+    paths.push_back("/tcam/policy/" + std::to_string(policy));
+  for (int number : {1, 2, 3, 4, 5, 6, 7, 46, 47, 48, 49, 53, 54, 56, 57, 58, 226, 227, 228}) {
+    const std::string text = std::to_string(number);
+    for (const char* path : {"", "/vlan", "/switchportMode", "/vlan/1", "/vlan/10", "/vlan/20"})
+      paths.push_back("/if/" + text + path);
+    paths.push_back("/pml/if/" + text + "/sticky");
+    paths.push_back("/pml/if/" + text + "/mac");
+  }
+  for (std::string& path : paths)
+    path += " " + api_request("GET", path, "json").body;
+  return paths;
+}
+
+// Changes something of everything that can be set.
+static void change_everything()
+{
+  static const char* const requests[][2] = {
+      {"POST",   "/vlans/10"                                                                  },
+      {"PUT",    "/vlans/10/name?value=a%20%22b%22%0A%5C"                                     },
+      {"POST",   "/vlans/20"                                                                  },
+      {"POST",   "/vlans/30"                                                                  },
+      {"DELETE", "/vlans/2"                                                                   },
+      {"PUT",    "/vlans/1/name?value=core"                                                   },
+      {"POST",   "/if/1/vlan/10"                                                              },
+      {"PUT",    "/if/1/vlan/10/taggingMode?value=1"                                          },
+      {"PUT",    "/if/2/pvid?value=20"                                                        },
+      {"DELETE", "/if/2/vlan/1"                                                               },
+      {"PUT",    "/if/2/acceptFrameType?value=2"                                              },
+      {"PUT",    "/if/3/switchportMode?value=2"                                               },
+      {"PUT",    "/if/3/access/vlan?value=10"                                                 },
+      {"PUT",    "/if/4/switchportMode?value=3"                                               },
+      {"PUT",    "/if/4/trunk/pvid?value=20"                                                  },
+      {"PUT",    "/if/4/trunk/vlan?value=10,20,100-102"                                       },
+      {"PUT",    "/if/5/adminState?value=0"                                                   },
+      {"PUT",    "/if/5/autoNegMode?value=1"                                                  },
+      {"PUT",    "/if/6/description?value=%21%20to%20the%20%23core%20%C3%A9"                  },
+      {"PUT",    "/if/6/mtuSize?value=9216"                                                   },
+      {"PUT",    "/if/7/speed?value=4"                                                        },
+      {"PUT",    "/if/53/speed?value=12"                                                      },
+      {"DELETE", "/lag/1/port/47"                                                             },
+      {"POST",   "/lag/2/port/46"                                                             },
+      {"PUT",    "/if/57/adminState?value=0"                                                  },
+      {"POST",   "/if/57/vlan/20"                                                             },
+      {"PUT",    "/routing/ipv4/adminMode?value=1"                                            },
+      {"PUT",    "/routing/ipv6/adminMode?value=1"                                            },
+      {"POST",   "/routing/vlanRtrIf?vlanId=10"                                               },
+      {"POST",   "/routing/vlanRtrIf?vlanId=20"                                               },
+      {"POST",   "/routing/vlanRtrIf?vlanId=30"                                               },
+      {"DELETE", "/routing/vlanRtrIf?vlanId=10"                                               },
+      {"PUT",    "/routing/if/7/adminMode?value=1"                                            },
+      {"POST",   "/routing/if/7/ip?addrType=0&addr=10.7.0.1&pfxLen=24&extArg=0"               },
+      {"POST",   "/routing/if/7/ip?addrType=1&addr=10.7.1.1&pfxLen=24&extArg=0"               },
+      {"POST",   "/routing/vlanRtrIf/1/ip?addrType=0&addr=10.9.0.1&pfxLen=16&extArg=0"        },
+      {"POST",   "/routing/vlanRtrIf/1/ip?addrType=3&addr=2001:db8:1::&pfxLen=64&extArg=1"    },
+      {"POST",   "/routing/vlanRtrIf/2/ip?addrType=2&extArg=0"                                },
+      {"PUT",    "/if/227/mtuSize?value=2000"                                                 },
+      {"PUT",    "/bgp/localAS?value=65001"                                                   },
+      {"PUT",    "/bgp/routerId?value=10.9.0.1"                                               },
+      {"PUT",    "/bgp/holdTime?value=30"                                                     },
+      {"PUT",    "/bgp/keepAliveTime?value=10"                                                },
+      {"PUT",    "/bgp/localPref?value=4294967295"                                            },
+      {"PUT",    "/bgp/logNeighborChanges?value=1"                                            },
+      {"POST",   "/bgp/originatedNetwork?addr=10.0.0.0&pfxLen=8&routeMap=rm1"                 },
+      {"POST",   "/bgp/ipv4/redistribution/ospf?metric=5&matchInternal=1"                     },
+      {"POST",   "/bgp/ipv4/neighbor/10.9.0.2?asn=65002"                                      },
+      {"PUT",    "/bgp/ipv4/neighbor/10.9.0.2/nextHopSelfMode?type=1&value=1"                 },
+      {"PUT",    "/bgp/ipv4/neighbor/10.9.0.2/activate?type=1&value=0"                        },
+      {"PUT",    "/bgp/ipv4/neighbor/10.9.0.2/updateSource?type=1&value=20"                   },
+      {"POST",   "/bgp/ipv6/neighbor/fe80::9/scope/226?asn=65003"                             },
+      {"PUT",    "/bgp/ipv6/neighbor/fe80::9/scope/226/activate?type=2&value=1"               },
+      {"POST",   "/tcam/policy?policyPrio=1&policyType=3&matchSrcMac=0:1:2:3:4:5&actionDrop=1"},
+      {"POST",   "/tcam/policy?policyPrio=1&policyType=1&matchSrcMac=0:1:2:3:4:5&actionDrop=1"},
+      {"POST",
+       "/tcam/policy?policyPrio=7&policyType=2&matchVlanId=10&matchVlanPrio=3"
+       "&matchDstIp=10.1.0.0&matchDstIpMask=255.255.0.0&matchDstMac=2:0:0:0:0:1"
+       "&actionRedirPort=3&actionNewVlanPrio=5&actionNewDstMac=2:0:0:0:0:2"                   },
+      {"DELETE", "/tcam/policy/2"                                                             },
+      {"POST",   "/tcam/policy/3/port/9"                                                      },
+      {"PUT",    "/pml/if/3/sticky?value=1"                                                   },
+      {"POST",   "/pml/if/3/vlan/10/sticky/1/mac?value=000102030405"                          },
+      {"POST",   "/pml/if/3/vlan/10/sticky/0/mac?value=000102030406"                          },
+      {"PUT",    "/logging/cli/mode?value=1"                                                  },
+      {"PUT",    "/logging/console/mode?value=1"                                              },
+      {"PUT",    "/logging/console/severityLevel?value=8"                                     },
+      {"PUT",    "/logging/syslog/mode?value=1"                                               },
+      {"PUT",    "/logging/syslog/port?value=1514"                                            },
+      {"POST",   "/logging/hosts/log.example.net"                                             },
+      {"POST",   "/logging/hosts/fe80::1"                                                     },
+      {"PUT",    "/logging/hosts/fe80::1/port?value=9"                                        },
+      {"PUT",    "/logging/hosts/fe80::1/severityLevel?value=6"                               },
+      {"PUT",    "/ssh/adminMode?value=1"                                                     },
+      {"PUT",    "/ssh/maxSessions?value=2"                                                   },
+      {"PUT",    "/ssh/protoVersion?value=3"                                                  },
+      {"PUT",    "/ssh/timeout?value=77"                                                      },
+      {"PUT",    "/system/hostname?value=core1"                                               },
+      {"PUT",    "/system/serialTimeout?value=0"                                              },
+      {"PUT",    "/system/telnetServerAdminMode?value=0"                                      },
+  };
+  for (const auto& request : requests) {
+    const std::string body = api_request(request[0], request[1], "json").body;
+    EXPECT_NE(body.find("\"rlt_code\": 0,"), std::string::npos) << request[1] << ": " << body;
+  }
+}
+
+static void expect_same(const std::vector<std::string>& now, const std::vector<std::string>& then)
+{
+  ASSERT_EQ(now.size(), then.size());
+  for (size_t i = 0; i < now.size(); i++)
+    EXPECT_EQ(now[i], then[i]);
+}
+
+TEST(Config, TheRunningConfigurationMakesAFreshSwitchTheSame)
+{
+  const char* profile = R"({"vlans": [{"id": 2}, {"id": 40, "name": "learned", "type": "dynamic"}],
+                            "lags": [{"id": 1, "name": "uplink", "members": [47, 48]},
+                                     {"id": 2}, {"id": 3}]})";
+  engine_reset(profile);
+  const std::vector<std::string> fresh = all_answers();
+  change_everything();
+  const std::vector<std::string> changed = all_answers();
+  const std::string script = running_config();
+  // what no request shows
+  for (const char* line : {"interface 228 ip dhcp", "bgp network 10.0.0.0 8 route-map rm1",
+                           "bgp redistribute ipv4 ospf match 1 metric 5 enable route-map \"\"",
+                           "interface 4 switchport trunk replace 10,20,100,101,102"})
+    EXPECT_NE(script.find(std::string("\n") + line + "\n"), std::string::npos) << line;
+
+  engine_reset(profile);
+  apply_script(__LINE__, script);
+  expect_same(all_answers(), changed);
+  EXPECT_EQ(running_config(), script);
+  apply_script(__LINE__, script);  // on the switch that it came from
+  EXPECT_EQ(running_config(), script);
+
+  // and on a switch with other VLANs and groups; of what was delivered nothing is left
+  engine_reset(R"({"vlans": 5, "lags": []})");
+  apply_script(__LINE__, script);
+  expect_same(all_answers(), changed);
+
+  engine_reset(profile);
+  expect_same(all_answers(), fresh);
+  const std::string delivered = running_config();
+  change_everything();
+  apply_script(__LINE__, delivered);
+  expect_same(all_answers(), fresh);
+}
+
+// --- reload ---
+
+static void wait_until_ready()
+{
+  const auto ready = [] {
+    return api_request("GET", "/base", "json").body.find("\"system_is_ready\": \"Yes\"") !=
+           std::string::npos;
+  };
+  for (int tries = 0; !ready(); tries++) {
+    ASSERT_LT(tries, 1000);
+    poll(nullptr, 0, 10);
+  }
+}
+
+static std::string hostname()
+{
+  const std::string body = api_request("GET", "/system", "xml").body;
+  const size_t start = body.find("<hostname>") + 10;
+  return body.substr(start, body.find("</hostname>") - start);
+}
+
+static void reload(int line, const char* mode)
+{
+  expect_answer(line, "POST", std::string("/system/reload?value=") + mode, 0,
+                "Reset the system is starting.");
+}
+
+TEST(Reload, UnsavedChangesAreLostAndTheSessionGoesOn)
+{
+  engine_reset(R"({"fans": [], "vlans": [{"id": 7}]})");
+  apply_script(__LINE__, "hostname saved\nno vlan 7\nwrite memory\n");
+  EXPECT_FALSE(unsaved());
+  apply_script(__LINE__, "hostname unsaved\nvlan 8\n");
+  EXPECT_TRUE(unsaved());
+
+  reload(__LINE__, "1");
+  // away for a moment: no call is answered but the one that says so
+  expect_open_error(__LINE__, "GET", "/system");
+  expect_open_error(__LINE__, "POST", "/system/reload?value=1");
+  wait_until_ready();
+  EXPECT_EQ(hostname(), "saved");
+  EXPECT_FALSE(unsaved());
+  for (const char* vlan : {"7", "8"})
+    expect_answer(__LINE__, "GET", std::string("/vlans/") + vlan, 1,
+                  std::string("VLAN ") + vlan + " does not exist.");
+  expect_answer(__LINE__, "GET", "/boxs/fans", 0, GOT, R"({"fans":{}})");
+
+  reload(__LINE__, "2");  // without a configuration to come back to
+  wait_until_ready();
+  EXPECT_EQ(hostname(), "TX5454");
+  EXPECT_NE(api_request("GET", "/vlans/7", "json").body.find("\"rlt_code\": 0,"),
+            std::string::npos);
+
+  // a configuration that cannot be run leaves the switch as it was delivered
+  put_script(SIM_STARTUP_CONFIG, "hostname other\nvlan many\n");
+  testing::internal::CaptureStderr();
+  reload(__LINE__, "3");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "switchsim: startup-config: line 2: no such command: vlan many\n");
+  wait_until_ready();
+  EXPECT_EQ(hostname(), "TX5454");
+}

@@ -1,0 +1,591 @@
+// Downloads and uploads against real servers on the loopback address, and the file with the times
+// of the startup configuration.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <thread>
+
+#include "modules/rest_startupcfg.h"
+#include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
+#include "tests/support/engine_process.h"
+#include "tests/support/local_engine.h"
+
+namespace fs = std::filesystem;
+
+static const char STARTING[] = "File transfer is starting.";
+static const char NOT_STARTED[] = "Failed to start a transfer.";
+static const char APPLIED[] = "Script transfer and apply successfully.";
+static const char DONE[] = "Transfer completed successfully. 100%";
+
+// A shell command that runs until the record goes; it says one line first.
+struct server_t {
+  pid_t pid = -1;
+  char first_line[64] = "";
+  FILE* output;
+  explicit server_t(const std::string& command) : output(popen(("echo $$;" + command).c_str(), "r"))
+  {
+    EXPECT_EQ(fscanf(output, "%d %63[^\n]", &pid, first_line), 2) << command;
+  }
+  ~server_t()
+  {
+    kill(pid, SIGKILL);
+    pclose(output);
+  }
+};
+
+struct web_server_t {
+  temp_folder folder;
+  server_t process;
+  std::string url = std::string("http://127.0.0.1:") + process.first_line;
+  explicit web_server_t(const std::string& pem = "")
+      : process("exec python3 $SOURCE_DIR/tests/support/file_server.py " + folder.path + " " + pem)
+  {
+    if (!pem.empty())
+      url.insert(4, "s");
+  }
+};
+
+static web_server_t& web()
+{
+  static web_server_t server;
+  return server;
+}
+
+static bool wait_until(const std::function<bool()>& condition)
+{
+  auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > limit)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+static std::string inside(const std::string& xml, const std::string& tag)
+{
+  size_t at = xml.find("<" + tag + ">");
+  const size_t start = at + tag.size() + 2;
+  return at == xml.npos ? "" : xml.substr(start, xml.find('<', start) - start);
+}
+
+static std::string get(const std::string& path, const std::string& tag)
+{
+  return inside(api_request("GET", path, "xml").body, tag);
+}
+
+// Starts a transfer and returns what its status says at the end: "STATUS PROGRESS".
+static std::string transfer(int line, const std::string& request, const std::string& url)
+{
+  expect_answer(line, "POST", request + "&url=" + url_encode(url), 0, STARTING);
+  const std::string path = request.substr(0, request.find('/', 1)) + "/status";
+  EXPECT_TRUE(wait_until([&] { return get(path, "status") != "Transfer is in progress."; }))
+      << line;
+  return get(path, "status") + " " + get(path, "progress");
+}
+
+static std::string script_download(const std::string& url, const std::string& script,
+                                   const std::string& act = "y")
+{
+  return "/download/script?url=" + url_encode(url) + "&scr=" + script + "&act=" + act;
+}
+
+static std::string hostname()
+{
+  return get("/system", "hostname");
+}
+
+// A flash folder of the test's own, and a switch with it.
+struct flash_t {
+  temp_folder folder;
+  std::string path = folder.path + "/";
+  explicit flash_t(const std::string& more = "")
+  {
+    engine_reset((R"({"flash": ")" + path + "\"" + more + "}").c_str());
+  }
+  size_t count() const
+  {
+    return static_cast<size_t>(std::distance(fs::directory_iterator(path), {}));
+  }
+};
+
+// --- The information file ---
+
+static const std::string INFO = "user-apps/startupcfg_info_doc";
+static const std::string INFO_TEMP = INFO + ".tmp";
+
+static void info_start(const std::string& content = "", const char* time = "",
+                       const char* update = "")
+{
+  fs::remove_all("user-apps");
+  fs::create_directory("user-apps");
+  file_write(INFO, content);
+  startupcfgInfo = {0, RC_FALSE, "", ""};
+  strncpy(startupcfgInfo.cfgTime, time, STARTUPCFG_TIME_SIZE - 1);
+  strncpy(startupcfgInfo.cfgUpdateTime, update, STARTUPCFG_TIME_SIZE - 1);
+}
+
+TEST(InformationFile, IsReadLineByLine)
+{
+  engine_reset();
+  auto reads = [](int line, const std::string& file, const std::string& times) {
+    info_start(file, "T", "U");
+    EXPECT_EQ(read_startupcfg_info_file(), RC_TRUE) << line;
+    EXPECT_EQ(std::string(startupcfgInfo.cfgTime) + " " + startupcfgInfo.cfgUpdateTime, times)
+        << line;
+  };
+  const std::string cut(23, '7');
+  reads(__LINE__, "cfg_time:1\ncfg_update:2\n", "1 2");
+  reads(__LINE__, "cfg_update:2\n\nother:3\ncfg_time:10:20:30 x", "10:20:30 2");
+  reads(__LINE__, "cfg_time\ncfg_time:\n:5\n cfg_time:6\ncfg_timed:7\n", "T U");
+  reads(__LINE__, "cfg_update:" + cut + "8\ncfg_time:" + std::string(999, '7'), cut + " " + cut);
+  reads(__LINE__, std::string(999, 'x') + "\ncfg_time:9\n", "9 U");
+  reads(__LINE__, std::string("\0cfg_time:1\n\xff\xfe:\x01\ncfg_update:\t2\0 3\n", 34), "T 2");
+  reads(__LINE__, "", "T U");
+}
+
+TEST(InformationFile, IsRewrittenWithTheTwoTimesOnly)
+{
+  engine_reset();
+  auto becomes = [](int line, const char* before, const char* after) {
+    info_start(before, "T", "U");
+    EXPECT_EQ(write_startupcfg_info_file(), RC_TRUE) << line;
+    EXPECT_EQ(file_text(INFO), after) << line;
+    EXPECT_FALSE(fs::exists(INFO_TEMP)) << line;
+  };
+  becomes(__LINE__, "", "cfg_time:T\ncfg_update:U\n");
+  becomes(__LINE__, "third:1\ncfg_update:old\ncfg_time:old", "cfg_update:U\ncfg_time:T\n");
+  becomes(__LINE__, "cfg_time:\ncfg_update:\n", "cfg_time:T\ncfg_update:U\n");
+  becomes(__LINE__, "cfg_update:old\n", "cfg_update:U\ncfg_time:T\n");
+  becomes(__LINE__, "cfg_time:old\ncfg_update:T\n", "cfg_time:T\ncfg_update:T\n");
+  becomes(__LINE__, "cfg_time:T\ncfg_update:U more\nx\xff:\n", "cfg_time:T\ncfg_update:U\n");
+}
+
+TEST(InformationFile, IsWholeWheneverItIsLookedAt)
+{
+  engine_reset();
+  info_start("cfg_time:0\ncfg_update:0\n");
+  std::atomic<bool> stop{false};
+  std::atomic<int> broken{0}, looks{0};
+  std::thread reader([&] {
+    for (; !stop; looks++)
+      broken += file_text(INFO).find("\ncfg_update:") == std::string::npos;
+  });
+  for (int i = 1; i < 60 || looks < 60; i++)
+    EXPECT_EQ(set_startup_config_time(std::to_string(i).c_str()), RC_TRUE);
+  stop = true;
+  reader.join();
+  EXPECT_EQ(broken, 0);
+}
+
+TEST(InformationFile, StaysAsItWasWhenAStepFails)
+{
+  engine_reset();
+  const std::string old = "cfg_time:1\ncfg_update:2\n";
+  const std::function<void()> faults[] = {
+      [] { fs::create_symlink("/dev/full", INFO_TEMP); },  // no space left
+      [] { fs::create_directories(INFO_TEMP + "/in the way"); }};
+  for (const auto& fault : faults) {
+    info_start(old, "1", "2");
+    fault();
+    EXPECT_TRUE(api_calls("POST", "/download/config?url=http:x&cfg=1&cfgtime=3&updatetime=4&auto=n")
+                    .empty());
+    EXPECT_EQ(file_text(INFO), old);
+    EXPECT_STREQ(startupcfgInfo.cfgTime, "3");
+  }
+  // A folder that may only be read, for an account that may not do everything.
+  info_start(old, "3", "2");
+  for (const char* path : {".", "user-apps"})
+    chmod(path, 0555);
+  EXPECT_EXIT(
+      {
+        bool became = geteuid() != 0 || seteuid(65534) == 0;
+        _exit(became && write_startupcfg_info_file() == RC_FALSE ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  for (const char* path : {".", "user-apps"})
+    chmod(path, 0755);
+  EXPECT_EQ(file_text(INFO), old);
+
+  fs::remove_all("user-apps");
+  EXPECT_EQ(write_startupcfg_info_file(), RC_FALSE);
+  expect_open_error(__LINE__, "GET", "/download/startupCfgInfo");
+  EXPECT_FALSE(fs::exists("user-apps"));
+}
+
+TEST(InformationFile, IsMadeAtTheFirstStartWhereItCan)
+{
+  engine_process engine;
+  ASSERT_TRUE(engine_process_wait_listening(engine));
+  EXPECT_EQ(file_text(engine.folder.path + "/" + INFO), "cfg_time:\ncfg_update:\n");
+
+  engine_reset();
+  info_start("cfg_time:1\nthird:kept\n");
+  EXPECT_EQ(initialize_transfer_variables(), RC_TRUE);
+  EXPECT_EQ(file_text(INFO), "cfg_time:1\nthird:kept\n");
+  fs::remove_all("user-apps");
+  file_write("user-apps", "no folder");
+  setenv("L7PROC_LOG_STDERR", "1", 1);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(initialize_transfer_variables(), RC_FALSE);
+  unsetenv("L7PROC_LOG_STDERR");
+  EXPECT_NE(testing::internal::GetCapturedStderr().find(INFO), std::string::npos);
+  fs::remove_all("user-apps");
+}
+
+TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
+{
+  engine_reset();
+  info_start();
+  auto expect_info = [](int line, const std::string& time, const std::string& update,
+                        const std::string& modified) {
+    const std::string times = R"("cfg_time":")" + time + R"(","cfg_update":")" + update;
+    expect_data({
+        {line, "/download/startupCfgInfo",
+         R"({"information":{)" + times + R"(","cfg_modified":")" + modified + "\"}}"}
+    });
+  };
+  const std::string request = "/download/config?url=http://127.0.0.1:1&cfg=1&";
+  expect_info(__LINE__, "", "", "no");
+  // Times are kept whether or not the rest of the request is right.
+  expect_open_error(__LINE__, "POST", request + "cfgtime=T1&auto=n");
+  expect_info(__LINE__, "T1", "", "no");
+  expect_open_error(__LINE__, "POST", request + "cfgtime=T2&updatetime=U2&auto=x");
+  expect_info(__LINE__, "T2", "U2", "no");
+  for (const std::string& time : {std::string("T3%0Acfg_time:4"), std::string(24, '1')})
+    expect_open_error(__LINE__, "POST", request + "cfgtime=" + time + "&updatetime=U&auto=n");
+  EXPECT_EQ(file_text(INFO), "cfg_time:T2\ncfg_update:U2\n");
+  file_write(INFO, "cfg_time:from\ncfg_update:outside\n");
+  expect_info(__LINE__, "from", "outside", "no");
+  make_requests(__LINE__, "PUT /system/hostname?value=x");
+  expect_info(__LINE__, "from", "outside", "yes");
+
+  engine_reset(
+      R"({"faults": {"rpcclt_openapiTransferFileDownload": {"result": -31, "times": 1}}})");
+  info_start();
+  const std::string backup = "/download/config?cfg=2&auto=";
+  expect_answer(__LINE__, "POST", backup + "n&url=x", 2, NOT_STARTED);
+  transfer(__LINE__, backup + "y", "http://127.0.0.1:1");
+  expect_info(__LINE__, "", "", "no");
+  transfer(__LINE__, backup + "n", "http://127.0.0.1:1");
+  expect_info(__LINE__, "", "", "yes");
+  expect_each_call_checked(__LINE__, "GET", "/download/startupCfgInfo");
+}
+
+// --- Parameters and calls ---
+
+TEST(Transfer, ChecksItsParametersBeforeItCalls)
+{
+  engine_reset();
+  std::istringstream refused(
+      "download/image?img=active&auto=n download/image?url=&img=active&auto=n "
+      "download/image?U&auto=n download/image?U&img=Active&auto=n "
+      "download/image?U&img=active2&auto=n download/image?U&img=active "
+      "download/image?U&img=active&auto=yes download/image?U&img=active&auto=N "
+      "download/image?UL&img=active&auto=n download/config?cfg=2&auto=n download/config?U&auto=n "
+      "download/config?U&cfg=0&auto=n download/config?U&cfg=4&auto=n "
+      "download/config?U&cfg=-1&auto=n download/config?U&cfg=2x&auto=n "
+      "download/config?U&cfg=0002&auto=n download/config?U&cfg=2&auto= upload/config?cfg=2&sn=1 "
+      "upload/config?U&cfg=6&sn=1 upload/config?U&cfg=4 upload/config?U&cfg=4&sn=abc "
+      "upload/config?U&cfg=4&sn=L download/script?scr=a.scr&act=n download/script?U&act=n "
+      "download/script?U&scr=123456789012345678901234567890123&act=n "
+      "download/script?U&scr=a.scr upload/script?scr=a.scr upload/script?U upload/script?U&scr=L");
+  for (std::string request; refused >> request;) {
+    for (size_t at; (at = request.find('L')) != request.npos;)
+      request.replace(at, 1, std::string(1100, '1'));
+    if (size_t at = request.find('U'); at != request.npos)
+      request.replace(at, 1, "url=http://127.0.0.1:1/");
+    EXPECT_TRUE(api_calls("POST", "/" + request).empty()) << request;
+    expect_open_error(__LINE__, "POST", "/" + request);
+  }
+  expect_bad_requests(__LINE__,
+                      "POST /download /upload /upload/image /download/image/ /download/status "
+                      "GET /download/image /download/status/ /upload/startupCfgInfo "
+                      "PUT /upload/script DELETE /download/config");
+}
+
+TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
+{
+  engine_reset();
+  info_start();
+  const std::string url = "http://h/" + std::string(1014, 'x');  // 1023 characters
+  const std::string longest(32, 'a');
+  auto hands_over = [&](int line, const std::string& parameters, const std::string& file) {
+    const std::string request = parameters + "&url=" + url;
+    const std::string call =
+        std::string("rpcclt_openapiTransferFile") + (request[1] == 'd' ? "Download" : "Upload");
+    set_fault(call.c_str(), "{'result': -28}");
+    expect_calls(line, api_calls("POST", request),
+                 {(call + "({1024,\"" + url + "\"}, " + file + ")").c_str()});
+    expect_answer(line, "POST", request, 1, "Another Transfer is in Progress.");
+    set_fault(call.c_str(), "{'result': -31}");
+    expect_answer(line, "POST", request, 2, NOT_STARTED);
+    set_fault(call.c_str(), "{'result': -24}");
+    expect_open_error(line, "POST", request);
+  };
+  hands_over(__LINE__, "/download/image?auto=n&img=backup", R"({7,"backup"})");
+  hands_over(__LINE__, "/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1",
+             R"({15,"startup-config"})");
+  hands_over(__LINE__, "/download/config?auto=n&cfg=02", R"({14,"backup-config"})");
+  hands_over(__LINE__, "/download/config?auto=n&cfg=3", R"({17,"factory-defaults"})");
+  hands_over(__LINE__, "/upload/config?sn=1&cfg=4", R"({15,"running-config"})");
+  hands_over(__LINE__, "/upload/config?sn=1&cfg=5", R"({13,"tarvexia.cfg"})");
+  hands_over(__LINE__, "/download/script?act=n&scr=" + longest, "{33,\"" + longest + "\"}");
+  hands_over(__LINE__, "/upload/script?scr=b.scr", R"({6,"b.scr"})");
+}
+
+TEST(Transfer, AsksForTheRestartOnlyWithAuto)
+{
+  for (const std::string request :
+       {"/download/image?img=active&url=", "/download/config?cfg=2&url="}) {
+    const std::string stall = request + url_encode(web().url + "/stall") + "&auto=";
+    engine_reset();
+    expect_calls(__LINE__, api_calls("POST", stall + "n"), {"rpcclt_openapiTransferFileDownload("});
+    engine_reset();
+    expect_calls(
+        __LINE__, api_calls("POST", stall + "y"),
+        {"rpcclt_openapiTransferFileDownload(", "rpcclt_openapiTransferCompletedRebootSet() = 0"});
+    engine_reset(R"({"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}})");
+    expect_answer(__LINE__, "POST", stall + "y", 98, "The same setting is already set.");
+  }
+}
+
+TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
+{
+  engine_reset();
+  auto keeps = [](int line, const std::string& sn, const std::string& kept) {
+    transfer(line, "/upload/config?cfg=4&sn=" + sn, web().url + "/config");
+    const std::string status =
+        R"({"information":{"status":"Transfer completed successfully.","progress":"100%",)";
+    expect_data({
+        {line, "/upload/status", status + R"("cfg_upload_sn":")" + kept + "\"}}"}
+    });
+  };
+  keeps(__LINE__, "12345x", "12345");
+  keeps(__LINE__, "4294967295", "4294967295");
+  keeps(__LINE__, "4294967296", "4294967295");
+  keeps(__LINE__, "%2B7", "7");
+  keeps(__LINE__, "-1", "4294967295");
+  expect_each_call_checked(__LINE__, "GET", "/upload/status");
+  expect_each_call_checked(__LINE__, "GET", "/download/status");
+  const std::string text(256, 's');
+  set_fault("rpcclt_openapiTransferDownloadStatusGet", "{'value': '" + text + "'}");
+  EXPECT_EQ(get("/download/status", "status"), text.substr(1));
+}
+
+// --- Real transfers ---
+
+TEST(Download, BringsFilesFromEveryServerByteForByte)
+{
+  flash_t flash;
+  temp_folder folder;
+  make_certificate(folder.path + "/ssl.pem");
+  chmod(folder.path.c_str(), 0755);
+  web_server_t secure(folder.path + "/ssl.pem");
+  server_t atftpd(
+      "P=$(python3 -c 'import socket; s = socket.socket(2, 2); s.bind((\"127.0.0.1\", 0)); "
+      "print(s.getsockname()[1])'); echo $P; exec atftpd --daemon --no-fork --logfile /dev/null "
+      "--bind-address 127.0.0.1 --port $P " +
+      folder.path);
+  char listening[8];
+  snprintf(listening, sizeof listening, ":%04X ", static_cast<unsigned>(atoi(atftpd.first_line)));
+  EXPECT_TRUE(
+      wait_until([&] { return file_text("/proc/net/udp").find(listening) != std::string::npos; }));
+  const std::string tftp = std::string("tftp://127.0.0.1:") + atftpd.first_line;
+
+  std::string content = "# \r\n";
+  for (int i = 0; i < 200000; i++)
+    content += static_cast<char>(i * 31 % 251);
+  for (const std::string& path : {web().folder.path, secure.folder.path, folder.path})
+    file_write(path + "/a b.bin", content);
+  for (const std::string& url : {web().url, secure.url, tftp, web().url + "/to?" + web().url}) {
+    fs::remove(flash.path + "active");
+    EXPECT_EQ(transfer(__LINE__, "/download/image?img=active&auto=n", url + "/a%20b.bin"), DONE);
+    EXPECT_TRUE(file_text(flash.path + "active") == content) << url;
+  }
+  EXPECT_EQ(transfer(__LINE__, "/download/config?cfg=2&auto=n", "file://" + flash.path + "active"),
+            DONE);
+
+  // And back, the query string kept.
+  file_write(folder.path + "/put", "");
+  chmod((folder.path + "/put").c_str(), 0666);
+  const std::string cases[][2] = {
+      {web().url + "/put?x=1%202",      web().folder.path + "/put%3Fx%3D1%25202"},
+      {secure.url + "/put?x=1%20",      secure.folder.path + "/put%3Fx%3D1%2520"},
+      {tftp + "/put",                   folder.path + "/put"                    },
+      {"file://" + flash.path + "copy", flash.path + "copy"                     },
+  };
+  for (const auto& [url, path] : cases) {
+    EXPECT_EQ(transfer(__LINE__, "/upload/config?cfg=2&sn=1", url), DONE);
+    EXPECT_TRUE(wait_until([&, file = path] { return file_text(file) == content; })) << path;
+  }
+}
+
+TEST(Download, LeavesTheFlashAsItWasWhenItFails)
+{
+  flash_t flash(R"(, "flash_size": 3000, "transfer_stall_s": 1)");
+  file_write(flash.path + "a.scr", "hostname old\n");
+  file_write(web().folder.path + "/large", std::string(2990, '#'));
+  file_write(web().folder.path + "/empty", "");
+  for (const std::string path : {"/none", "/cut", "/stall", "/large", "/to?file:///etc/hostname",
+                                 "/to?ftp://127.0.0.1/x", "/to?/to?/to?/to?/to?/to?/to?/empty", ""})
+    for (const char* script : {"a.scr", "new.scr"}) {
+      const std::string url = path.empty() ? "http://127.0.0.1:1/refused" : web().url + path;
+      expect_answer(__LINE__, "POST", script_download(url, script), 2, NOT_STARTED);
+      EXPECT_EQ(get("/download/status", "status").find("Transfer failed: "), 0u) << path;
+      EXPECT_NE(get("/download/status", "progress"), "100%") << path;
+    }
+  EXPECT_NE(transfer(__LINE__, "/download/image?img=backup&auto=n", web().url + "/empty"), DONE);
+  EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
+  EXPECT_EQ(flash.count(), 1u);
+  EXPECT_EQ(get("/script/list", "filename"), "a.scr");
+  EXPECT_EQ(switchsim_reset(R"({"flash": "/dev/null"})").find("flash: "), 0u);
+}
+
+TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
+{
+  flash_t flash;
+  fs::create_symlink("/etc/hostname", flash.path + "link.scr");
+  file_write(flash.path + "a.scr", "#");
+  const std::string at = "file://" + flash.path;
+  for (const std::string& url : std::vector<std::string>{
+           "file:///etc/hostname", at + "../x", at + "%2e%2e/x", at + "a/b", at + "none.scr",
+           at + "link.scr", "/etc/hostname", "127.0.0.1/x", "gopher://127.0.0.1/x", "scp://",
+           "http://127.0.0.1/a b", "http://127.0.0.1/a\r\nb"})
+    expect_open_error(__LINE__, "POST", script_download(url, "x.scr", "n"));
+  for (const char* name : {"..%2Fx.scr", "%2Ftmp%2Fx.scr", "a%2Fx.scr", "..", ".scr", "x.txt",
+                           "running-config", "x.scr%2F", "x.scr%0A"})
+    expect_open_error(__LINE__, "POST", script_download(web().url + "/empty", name, "n"));
+  const std::string to = "&url=" + url_encode(web().url + "/x");
+  for (const std::string name : {"none.scr", "link.scr", "..%2F..%2Fetc%2Fhostname", ""})
+    expect_open_error(__LINE__, "POST", "/upload/script?scr=" + name + to);
+  expect_open_errors(__LINE__, "POST /upload/script?scr=a.scr&url=file:///tmp/x.scr");
+  EXPECT_EQ(flash.count(), 2u);
+}
+
+TEST(Download, RunsAloneAndTellsHowFarItIs)
+{
+  engine_reset();
+  const std::string request = script_download(web().url + "/stall", "a.scr", "n");
+  expect_answer(__LINE__, "GET", "/download/status", 0, "Get data successfully.",
+                R"({"information":{"status":"No transfer was started.","progress":"0%"}})");
+  expect_answer(__LINE__, "POST", request, 0, STARTING);
+  EXPECT_TRUE(wait_until([] { return get("/download/status", "progress") == "50%"; }));
+  for (const std::string& second : {request, std::string("/upload/config?cfg=4&sn=1&url=http://x")})
+    expect_answer(__LINE__, "POST", second, 1, "Another Transfer is in Progress.");
+  // A switch that starts again ends it.
+  make_requests(__LINE__, "POST /system/reload?value=3");
+  EXPECT_TRUE(
+      wait_until([] { return get("/download/status", "status") == "Transfer failed: stopped."; }));
+}
+
+TEST(Download, WaitsForAScriptWithoutBeingBusy)
+{
+  file_write(web().folder.path + "/good.scr", "hostname applied\n");
+  file_write(web().folder.path + "/bad.scr", "hostname broken\nno such command\n");
+  engine_reset(R"({"transfer_stall_s": 2})");
+  expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 0, APPLIED);
+  expect_open_error(__LINE__, "POST", script_download(web().url + "/bad.scr", "a.scr"));
+  EXPECT_EQ(hostname(), "applied");
+
+  const clock_t start = clock();
+  std::vector<std::string> calls =
+      api_calls("POST", script_download(web().url + "/stall", "a.scr"));
+  EXPECT_LT(clock() - start, CLOCKS_PER_SEC / 2);
+  EXPECT_LT(calls.size(), 60u);
+  ASSERT_GT(calls.size(), 10u);
+  EXPECT_EQ(calls.end()[-2], "rpcclt_openapiTransferInProgressGet(>0) = 0");
+  EXPECT_EQ(calls.back(), "rpcclt_openapiTransferResultCodeGet(0, >2) = 0");
+
+  for (const char* call :
+       {"rpcclt_openapiTransferInProgressGet", "rpcclt_openapiTransferResultCodeGet",
+        "rpcclt_openapiTxtCfgValidateAndApply"}) {
+    engine_reset();
+    set_fault(call, "{'result': -24}");
+    expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 98,
+                  "The same setting is already set.");
+  }
+}
+
+TEST(Configuration, TravelsAndIsInForceAfterAReload)
+{
+  flash_t flash;
+  auto uploaded = [&](const std::string& cfg) {
+    EXPECT_EQ(transfer(__LINE__, "/upload/config?sn=1&cfg=" + cfg, web().url + "/cfg" + cfg), DONE);
+    return file_text(web().folder.path + "/cfg" + cfg);
+  };
+  make_requests(__LINE__, "PUT /system/hostname?value=first");
+  const std::string delivered = uploaded("1"), running = uploaded("4");
+  EXPECT_EQ(delivered, uploaded("3"));
+  EXPECT_EQ(delivered.find("first"), std::string::npos);
+  EXPECT_NE(running.find("hostname first\n"), std::string::npos) << running;
+  expect_open_errors(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1");
+  uploaded("5");
+  server_t tar("cd " + web().folder.path +
+               " && mkdir archive && tar -C archive -xf cfg5 && "
+               "cmp archive/running-config cfg4 && ls archive | tr '\\n' ' '");
+  EXPECT_STREQ(tar.first_line, "factory-defaults running-config startup-config ");
+
+  // The running configuration suits the switch it came from.
+  expect_answer(__LINE__, "POST", script_download(web().url + "/cfg4", "run.scr"), 0, APPLIED);
+  EXPECT_EQ(hostname(), "first");
+
+  info_start();
+  engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
+  const std::string startup = "/download/config?cfg=1&cfgtime=1&updatetime=1&auto=";
+  EXPECT_EQ(transfer(__LINE__, startup + "n", web().url + "/cfg4"), DONE);
+  EXPECT_EQ(file_text(flash.path + "startup-config"), running);
+  EXPECT_NE(hostname(), "first");
+  make_requests(__LINE__, "POST /system/reload?value=3");
+  EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
+  // The same in one request; what was not saved is lost.
+  make_requests(__LINE__, "PUT /system/hostname?value=second");
+  make_requests(__LINE__, ("POST " + startup + "y&url=" + web().url + "/cfg4").c_str());
+  EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
+  // What the flash holds is loaded when the process starts.
+  engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
+  EXPECT_EQ(hostname(), "first");
+}
+
+// The real executable: only its own memory counts.
+TEST(Download, NeedsNoMoreMemoryForALargeFile)
+{
+  constexpr off_t IMAGE_SIZE = 900L << 20;
+  temp_folder flash;
+  const std::string image = web().folder.path + "/image";
+  file_write(image, "");
+  ASSERT_EQ(truncate(image.c_str(), IMAGE_SIZE), 0);
+  engine_process engine(R"({"flash": ")" + flash.path + "\"}");
+  ASSERT_TRUE(engine_process_wait_listening(engine));
+#ifdef __SANITIZE_ADDRESS__
+  printf("The sanitizer's own memory leaves no room for a limit: the resident memory counts.\n");
+  const long resident_max = engine_process_resident_kib(engine) + (32L << 10);
+#else
+  const rlimit limit = {64u << 20, 64u << 20};
+  ASSERT_EQ(prlimit(engine.pid, RLIMIT_DATA, &limit, nullptr), 0);
+  const long resident_max = 64L << 10;
+#endif
+  http_client client;
+  auto post = [&](const std::string& path) {
+    return http_request(client, "POST", engine.url + path).body;
+  };
+  const std::string key = inside(post("/login?user=admin&password=admin"), "sessionKey");
+  post("/download/image?img=active&auto=n&sessionkey=" + key + "&url=" + web().url + "/image");
+  EXPECT_TRUE(wait_until([&] {
+    EXPECT_LT(engine_process_resident_kib(engine), resident_max);
+    return inside(post("/download/status?method=GET&sessionkey=" + key), "progress") == "100%";
+  }));
+  EXPECT_EQ(fs::file_size(flash.path + "/active"), static_cast<uintmax_t>(IMAGE_SIZE));
+}
