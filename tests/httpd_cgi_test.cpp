@@ -49,47 +49,43 @@ TEST(cgi, environment)
 TEST(cgi, output_becomes_the_response)
 {
   struct output_row {
-    int line;
     string script, start, body;
   };
   const string malformed = "HTTP/1.1 500 Internal Server Error\r\n";
   const string error = "500 Internal Server Error\nCGI program sent malformed headers: [";
   const output_row rows[] = {
   // clang-format off
-      {__LINE__, PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
-      {__LINE__, SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
+      {PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
+      {SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
                  "HTTP/1.1 404 Gone Away\r\nX-A: b\r\n", "x"},
-      {__LINE__, SHELL + "printf 'status: 503\\n\\n'",  "HTTP/1.1 503 Service Unavailable\r\n", ""},
-      {__LINE__, SHELL + "printf 'Location: /x\\n\\n'", "HTTP/1.1 302 Found\r\nLocation: /x\r\n", ""},
-      {__LINE__, SHELL + "echo plain text",             malformed, error + "plain text\n]"},
-      {__LINE__, SHELL + "printf 'plain\\n\\ntext\\n'", malformed, error + "plain\n\ntext\n]"},
-      {__LINE__, SHELL + "printf 'Status: 99\\n\\n'",   malformed, error + "Status: 99\n\n]"},
-      {__LINE__, SHELL + "printf 'A: \\001\\n\\n'",     malformed, error + "A: \x01\n\n]"},
-      {__LINE__, SHELL + "exit 3",                      malformed, error + "]"},
-      {__LINE__, SHELL + "kill -9 $$",                  malformed, error + "]"},
-      {__LINE__, "#!/no/such/interpreter\n",            malformed, ""},
-      {__LINE__, "not executable",                      malformed, ""},
+      {SHELL + "printf 'status: 503\\n\\n'",  "HTTP/1.1 503 Service Unavailable\r\n", ""},
+      {SHELL + "printf 'Location: /x\\n\\n'", "HTTP/1.1 302 Found\r\nLocation: /x\r\n", ""},
+      {SHELL + "echo plain text",             malformed, error + "plain text\n]"},
+      {SHELL + "printf 'plain\\n\\ntext\\n'", malformed, error + "plain\n\ntext\n]"},
+      {SHELL + "printf 'Status: 99\\n\\n'",   malformed, error + "Status: 99\n\n]"},
+      {SHELL + "printf 'A: \\001\\n\\n'",     malformed, error + "A: \x01\n\n]"},
+      {SHELL + "exit 3",                      malformed, error + "]"},
+      {SHELL + "kill -9 $$",                  malformed, error + "]"},
+      {"#!/no/such/interpreter\n",            malformed, ""},
+      {"not executable",                      malformed, ""},
   // clang-format on
   };
   for (const output_row& row : rows) {
     file_server server;
     server_file(server, "s.cgi", row.script + (row.script[0] == '#' ? "\n" : ""));
     string answer = raw_get(server, "GET /s.cgi");
-    EXPECT_EQ(answer.compare(0, row.start.size(), row.start), 0) << row.line << answer;
+    EXPECT_EQ(answer.compare(0, row.start.size(), row.start), 0) << row.script << answer;
     string body = row.body;
     if (body.empty() && row.start == malformed)
       body = "500 Server Error: " + server.root +
              "/s.cgi: " + strerror(row.script[0] == '#' ? ENOENT : EACCES);
-    EXPECT_EQ(raw_body(answer), body) << row.line;
+    EXPECT_EQ(raw_body(answer), body) << row.script;
   }
 }
 
 TEST(cgi, bodies_both_ways)
 {
-  file_server server({
-      {"cgi_interpreter", "sh"    },
-      {"cgi_pattern",     "**.sh$"}
-  });
+  file_server server("cgi_interpreter=sh;cgi_pattern=**.sh$");
   server_file(server, "count.sh", PLAIN + "md5sum\n");
   server_file(server, "length.sh", PLAIN + "wc -c");
   server_file(server, "many.sh", PLAIN + "head -c 100000000 /dev/zero");

@@ -11,9 +11,7 @@ using std::string;
 
 // Everybody is "joe": the password file holds what the header below proves for any method.
 struct dav_server {
-  file_server server{
-      {{"dav_auth_file", "@ROOT/../pw"}, {"auth_domain", "d"}, {"hide_files_patterns", "**.hid$"}}
-  };
+  file_server server{"dav_auth_file=@ROOT/../pw;auth_domain=d;hide_files_patterns=**.hid$"};
   dav_server()
   {
     file_write(server.folder.path + "/pw", "joe:d:0123\n");
@@ -63,75 +61,48 @@ TEST(dav, put_get_and_replace)
 TEST(dav, statuses_and_the_edge_of_the_root)
 {
   struct status_row {
-    int line;
     string method, target;
     int status;
     string headers, body;
   };
-  const string etc = "/out/f", long_name = "/" + string(300, 'n');
-  const status_row rows[] = {
+  const string name(300, 'n');
   // clang-format off
-      {__LINE__, "MKCOL", "/made", 201, "", ""},
-      {__LINE__, "MKCOL", "/made", 405, "", ""},
-      {__LINE__, "MKCOL", "/made/", 405, "", ""},
-      {__LINE__, "MKCOL", "/file", 405, "", ""},
-      {__LINE__, "MKCOL", "/none/x", 409, "", ""},
-      {__LINE__, "MKCOL", "/file/x", 409, "", ""},
-      {__LINE__, "MKCOL", "/body", 415, "", "text"},
-      {__LINE__, "MKCOL", "/", 405, "", ""},
-      {__LINE__, "MKCOL", "/.htpasswd", 404, "", ""},
-      {__LINE__, "MKCOL", "/.htpasswd/", 404, "", ""},
-      {__LINE__, "MKCOL", "/x.hid/", 404, "", ""},
-      {__LINE__, "MKCOL", "/out/x", 403, "", ""},
-      {__LINE__, "MKCOL", long_name, 414, "", ""},
-      {__LINE__, "PUT", "/made", 405, "", "text"},
-      {__LINE__, "PUT", "/made/", 405, "", "text"},
-      {__LINE__, "PUT", "/file/x", 409, "", "text"},
-      {__LINE__, "PUT", "/.htpasswd", 404, "", "text"},
-      {__LINE__, "PUT", "/.htpasswd/x", 404, "", "text"},
-      {__LINE__, "PUT", "/x.hid", 404, "", "text"},
-      {__LINE__, "PUT", "/out/f", 403, "", "text"},
-      {__LINE__, "PUT", "/out/new/f", 403, "", "text"},
-      {__LINE__, "PUT", "/outfile", 403, "", "text"},
-      {__LINE__, "PUT", "/dangling", 405, "", "text"},
-      {__LINE__, "PUT", "/pipe", 403, "", "text"},
-      {__LINE__, "PUT", "/inside/f", 201, "", "text"},
-      {__LINE__, "PUT", "/../up", 201, "", "text"},
-      {__LINE__, "PUT", "-x:80", 404, "", "text"},
-      {__LINE__, "PUT", long_name, 414, "", "text"},
-      {__LINE__, "PUT", "/" + string(9000, 'n'), 404, "", "text"},
-      {__LINE__, "PUT", "/f", 400, "Content-Range: bytes 0-9/9\r\n", "text"},
-      {__LINE__, "PUT", "/f", 411, "Transfer-Encoding: chunked\r\n", ""},
-      {__LINE__, "DELETE", "/out/f", 403, "", ""},
-      {__LINE__, "DELETE", "/", 403, "", ""},
-      {__LINE__, "DELETE", "/.", 403, "", ""},
-      {__LINE__, "DELETE", "/.htpasswd", 404, "", ""},
-      {__LINE__, "DELETE", "/none", 404, "", ""},
-      {__LINE__, "DELETE", "/file", 204, "", ""},
-      {__LINE__, "DELETE", "/file", 404, "", ""},
-      {__LINE__, "DELETE", "/tree/", 204, "", ""},
-      {__LINE__, "DELETE", "/outlink", 204, "", ""},
-      {__LINE__, "PROPFIND", "/none", 404, "", ""},
-      {__LINE__, "PROPFIND", "/made", 400, "Depth: 2\r\n", ""},
+  const status_row rows[] = {
+      {"MKCOL", "/made", 201, "", ""}, {"MKCOL", "/made", 405, "", ""}, {"MKCOL", "/made/", 405, "", ""},
+      {"MKCOL", "/file", 405, "", ""}, {"MKCOL", "/none/x", 409, "", ""}, {"MKCOL", "/file/x", 409, "", ""},
+      {"MKCOL", "/body", 415, "", "text"}, {"MKCOL", "/", 405, "", ""}, {"MKCOL", "/.htpasswd/", 404, "", ""},
+      {"MKCOL", "/x.hid/", 404, "", ""}, {"MKCOL", "/out/x", 403, "", ""}, {"MKCOL", "/" + name, 414, "", ""},
+      {"PUT", "/made", 405, "", "text"}, {"PUT", "/made/", 405, "", "text"}, {"PUT", "/file/x", 409, "", "text"},
+      {"PUT", "/.htpasswd", 404, "", "text"}, {"PUT", "/.htpasswd/x", 404, "", "text"},
+      {"PUT", "/x.hid", 404, "", "text"}, {"PUT", "/out/f", 403, "", "text"}, {"PUT", "/out/new/f", 403, "", "text"},
+      {"PUT", "/outfile", 403, "", "text"}, {"PUT", "/dangling", 405, "", "text"}, {"PUT", "/pipe", 403, "", "text"},
+      {"PUT", "/inside/f", 201, "", "text"}, {"PUT", "/../up", 201, "", "text"}, {"PUT", "-x:80", 404, "", "text"},
+      {"PUT", "/" + name, 414, "", "text"}, {"PUT", "/" + string(9000, 'n'), 404, "", "text"},
+      {"PUT", "/f", 400, "Content-Range: bytes 0-9/9\r\n", "text"},
+      {"PUT", "/f", 411, "Transfer-Encoding: chunked\r\n", ""},
+      {"DELETE", "/out/f", 403, "", ""}, {"DELETE", "/", 403, "", ""}, {"DELETE", "/.", 403, "", ""},
+      {"DELETE", "/.htpasswd", 404, "", ""}, {"DELETE", "/none", 404, "", ""}, {"DELETE", "/file", 204, "", ""},
+      {"DELETE", "/file", 404, "", ""}, {"DELETE", "/tree/", 204, "", ""}, {"DELETE", "/outlink", 204, "", ""},
+      {"PROPFIND", "/none", 404, "", ""}, {"PROPFIND", "/made", 400, "Depth: 2\r\n", ""}};
   // clang-format on
-  };
   dav_server dav;
   const string outside = dav.server.folder.path + "/outside", root = dav.server.root;
   std::filesystem::create_directory(outside);
   file_write(outside + "/f", "kept");
-  server_file(dav.server, "file", "");
-  server_file(dav.server, "inner/x", "");
-  server_file(dav.server, "tree/a/b/c", "");
+  server_files(dav.server, {
+                               {"file",       ""},
+                               {"inner/x",    ""},
+                               {"tree/a/b/c", ""}
+  });
   for (const char* link : {"/out", "/outlink", "/tree/a/link"})
     std::filesystem::create_symlink(outside, root + link);
   std::filesystem::create_symlink(outside + "/f", root + "/outfile");
   std::filesystem::create_symlink(outside + "/none", root + "/dangling");
   std::filesystem::create_symlink("inner", root + "/inside");
   mkfifo((root + "/pipe").c_str(), 0600);
-  for (const status_row& row : rows) {
+  for (const status_row& row : rows)
     EXPECT_EQ(status_of(ask(dav, row.method, row.target, row.headers, row.body)), row.status)
-        << "line " << row.line;
-  }
+        << row.method << " " << row.target;
   EXPECT_EQ(file_text(outside + "/f"), "kept");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(outside), {}), 1);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dav.server.folder.path), {}), 3)
@@ -151,9 +122,11 @@ static string hrefs(const string& answer)
 TEST(dav, properties)
 {
   dav_server dav;
-  server_file(dav.server, "d/<&>", "12345");
-  server_file(dav.server, "d/sub/deep", "");
-  server_file(dav.server, "d/x.hid", "");
+  server_files(dav.server, {
+                               {"d/<&>",      "12345"},
+                               {"d/sub/deep", ""     },
+                               {"d/x.hid",    ""     }
+  });
   std::filesystem::create_symlink("..", dav.server.root + "/d/sub/up");
   EXPECT_EQ(hrefs(ask(dav, "PROPFIND", "/d", "Depth: 0\r\n")), "/d/ ");
   string children = hrefs(ask(dav, "PROPFIND", "/d/", "Depth: 1\r\n", "<propfind/>"));

@@ -5,9 +5,7 @@
 
 using std::string;
 
-static const file_server::options ON = {
-    {"enable_proxy", "yes"}
-};
+static const char ON[] = "enable_proxy=yes";
 
 // Answers with the request as it came: line, headers, body.
 static int mirror(mg_connection* conn, mg_event event)
@@ -25,7 +23,7 @@ static int mirror(mg_connection* conn, mg_event event)
 
 TEST(proxy, requests_go_on_as_they_came)
 {
-  file_server upstream({}, mirror), proxy(ON);
+  file_server upstream("", mirror), proxy(ON);
   string host = upstream.url.substr(7);
   string answer =
       raw_answer(proxy, "POST " + upstream.url + "/a%2Fb%20c?q=%31 HTTP/1.1\nHost: " + host +
@@ -38,12 +36,7 @@ TEST(proxy, requests_go_on_as_they_came)
             "GET / -\nConnection: close\n");
   file_server files;
   server_file(files, "f", string(5000000, 'f'));
-  EXPECT_EQ(fetch(files.url + "/f",
-                  {
-                      {CURLOPT_PROXY, proxy.url}
-  })
-                .body_size,
-            5000000u);
+  EXPECT_EQ(fetch(files.url + "/f", CURLOPT_PROXY, proxy.url).body_size, 5000000u);
 }
 
 TEST(proxy, tunnel)
@@ -60,9 +53,7 @@ TEST(proxy, tunnel)
 
 TEST(proxy, refusals)
 {
-  file_server proxy(ON), other(file_server::options{
-                             {"enable_proxy", "Yes"}
-  });
+  file_server proxy(ON), other("enable_proxy=Yes");
   const std::pair<const char*, int> rows[] = {
       {"CONNECT no.such.host.invalid:80",  502},
       {"CONNECT 0.0.0.0:80",               502},

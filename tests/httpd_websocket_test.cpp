@@ -69,44 +69,43 @@ static string talk(const file_server& server, const string& frames)
 TEST(websocket, frames)
 {
   struct frame_row {
-    int line;
     string sent, answered;  // behind the handshake; without a handler
   };
   const string bye = from_client(0x88, "\x03\xe8 bye"), text = from_client(0x81, "Hello");
   const frame_row rows[] = {
   // clang-format off
-      {__LINE__, text + bye,                                      CLOSE_1000},  // data is dropped
-      {__LINE__, from_client(0x89, "ping") + bye,                 from_server(10, "ping") + CLOSE_1000},
-      {__LINE__, from_client(0x89, "") + bye,                     from_server(10, "") + CLOSE_1000},
-      {__LINE__, from_client(0x8a, "pong") + bye,                 CLOSE_1000},
-      {__LINE__, from_client(0x01, "a") + from_client(0x89, "p") + from_client(0x80, "b") + bye,
+      {text + bye,                                      CLOSE_1000},  // data is dropped
+      {from_client(0x89, "ping") + bye,                 from_server(10, "ping") + CLOSE_1000},
+      {from_client(0x89, "") + bye,                     from_server(10, "") + CLOSE_1000},
+      {from_client(0x8a, "pong") + bye,                 CLOSE_1000},
+      {from_client(0x01, "a") + from_client(0x89, "p") + from_client(0x80, "b") + bye,
                                                                   from_server(10, "p") + CLOSE_1000},
-      {__LINE__, bye + from_client(0x89, "late"),                 CLOSE_1000},
-      {__LINE__, from_client(0x88, ""),                           CLOSE_1000},
-      {__LINE__, from_client(0x88, "\x0f\xa0"),                   from_server(8, "\x0f\xa0")},
-      {__LINE__, from_client(0x88, "\x03\xee"),                   CLOSE_1002},  // 1006 is never sent
-      {__LINE__, from_client(0x88, "x"),                          CLOSE_1002},
-      {__LINE__, "\x81\x05Hello",                                 CLOSE_1002},  // unmasked
-      {__LINE__, from_client(0xc1, "Hello"),                      CLOSE_1002},  // reserved bit
-      {__LINE__, from_client(0x83, "Hello"),                      CLOSE_1002},  // unknown opcode
-      {__LINE__, from_client(0x8b, ""),                           CLOSE_1002},
-      {__LINE__, from_client(0x09, "p"),                          CLOSE_1002},  // fragmented PING
-      {__LINE__, from_client(0x89, string(126, 'p')),             CLOSE_1002},
-      {__LINE__, from_client(0x80, "b"),                          CLOSE_1002},  // continues nothing
-      {__LINE__, from_client(0x01, "a") + text,                   CLOSE_1002},
-      {__LINE__, "\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
-      {__LINE__, "\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
-      {__LINE__, "\x82\xff\0\0\0\x01\0\0\0\0mask"s,               from_server(8, "\x03\xf1")},
+      {bye + from_client(0x89, "late"),                 CLOSE_1000},
+      {from_client(0x88, ""),                           CLOSE_1000},
+      {from_client(0x88, "\x0f\xa0"),                   from_server(8, "\x0f\xa0")},
+      {from_client(0x88, "\x03\xee"),                   CLOSE_1002},  // 1006 is never sent
+      {from_client(0x88, "x"),                          CLOSE_1002},
+      {"\x81\x05Hello",                                 CLOSE_1002},  // unmasked
+      {from_client(0xc1, "Hello"),                      CLOSE_1002},  // reserved bit
+      {from_client(0x83, "Hello"),                      CLOSE_1002},  // unknown opcode
+      {from_client(0x8b, ""),                           CLOSE_1002},
+      {from_client(0x09, "p"),                          CLOSE_1002},  // fragmented PING
+      {from_client(0x89, string(126, 'p')),             CLOSE_1002},
+      {from_client(0x80, "b"),                          CLOSE_1002},  // continues nothing
+      {from_client(0x01, "a") + text,                   CLOSE_1002},
+      {"\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
+      {"\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
+      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               from_server(8, "\x03\xf1")},
   // clang-format on
   };
   file_server server;
   for (const frame_row& row : rows)
-    EXPECT_EQ(talk(server, row.sent), SWITCHING + row.answered) << "line " << row.line;
+    EXPECT_EQ(talk(server, row.sent), SWITCHING + row.answered) << "row " << &row - rows;
 }
 
 TEST(websocket, handler_gets_each_frame)
 {
-  file_server server({}, echo);
+  file_server server("", echo);
   string start = SWITCHING + from_server(1, "hi"), bye = from_client(0x88, "\x03\xe8");
   EXPECT_EQ(talk(server, from_client(0x01, "a") + from_client(0x80, "b") + bye),
             start + from_server(2, "\x01"s + "a") + from_server(2, "\x80"s + "b") + CLOSE_1000);
@@ -135,7 +134,7 @@ static int special(mg_connection* conn, mg_event event)
 
 TEST(websocket, handshakes_and_idle_connections)
 {
-  file_server server({}, special);
+  file_server server("", special);
   struct handshake_row {
     string target, answer;
   };

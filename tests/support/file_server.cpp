@@ -1,26 +1,22 @@
 #include "tests/support/file_server.h"
 
 #include <gtest/gtest.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <sstream>
 
-static const char ROOT_MARK[] = "@ROOT";
-
-file_server::file_server(const options& values, mg_handler_t handler)
+file_server::file_server(const std::string& options, mg_handler_t handler)
     : root(folder.path + "/www"), server(mg_create_server(nullptr, handler))
 {
   std::filesystem::create_directory(root);
-  options all = {
-      {"document_root",  ROOT_MARK    },
-      {"listening_port", "127.0.0.1:0"}
-  };
-  all.insert(all.end(), values.begin(), values.end());
-  for (auto& [name, value] : all) {
-    for (size_t at; (at = value.find(ROOT_MARK)) != std::string::npos;)
-      value.replace(at, strlen(ROOT_MARK), root);
-    EXPECT_STREQ(mg_set_option(server, name, value.c_str()), nullptr) << name;
+  std::istringstream all("document_root=@ROOT;listening_port=127.0.0.1:0;" + options);
+  for (std::string option; std::getline(all, option, ';');) {
+    for (size_t at; (at = option.find("@ROOT")) != std::string::npos;)
+      option.replace(at, 5, root);
+    size_t equals = option.find('=');
+    EXPECT_STREQ(mg_set_option(server, option.substr(0, equals).c_str(), &option[equals + 1]),
+                 nullptr);
   }
   url = std::string("http://127.0.0.1:") + mg_get_option(server, "listening_port");
   thread = std::thread([this] {
@@ -43,6 +39,12 @@ void server_file(const file_server& server, const std::string& name, const std::
   file_write(path, text);
   if (text.compare(0, 2, "#!") == 0)
     chmod(path.c_str(), 0755);
+}
+
+void server_files(const file_server& server, const named_texts& files)
+{
+  for (const auto& [name, text] : files)
+    server_file(server, name, text);
 }
 
 std::string raw_answer(const file_server& server, const std::string& request)
@@ -78,28 +80,25 @@ std::string header_of(const std::string& answer, const std::string& name)
   return answer.substr(at, answer.find("\r\n", at) - at);
 }
 
-static size_t collect(char* data, size_t size, size_t count, void* result)
+static size_t count_bytes(char*, size_t size, size_t count, void* total)
 {
-  fetched_t* fetched = static_cast<fetched_t*>(result);
-  fetched->body_size += size * count;
-  if (fetched->body_start.size() < 1024 * 1024)
-    fetched->body_start.append(data, size * count);
+  *static_cast<uint64_t*>(total) += size * count;
   return size * count;
 }
 
-fetched_t fetch(const std::string& url,
-                const std::vector<std::pair<CURLoption, std::string>>& settings)
+fetched_t fetch(const std::string& url, CURLoption option, const std::string& value,
+                const char* method)
 {
   fetched_t fetched = {};
   std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
   curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
   curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
   curl_easy_setopt(curl.get(), CURLOPT_HTTPAUTH, CURLAUTH_DIGEST);
+  curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method);
+  curl_easy_setopt(curl.get(), option, value.c_str());
   curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, 60L);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, collect);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &fetched);
-  for (const auto& [option, value] : settings)
-    curl_easy_setopt(curl.get(), option, value.c_str());
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, count_bytes);
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &fetched.body_size);
   fetched.error = curl_easy_perform(curl.get());
   curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &fetched.status);
   return fetched;

@@ -20,21 +20,22 @@ struct file_server {
   std::atomic<bool> is_stopped{false};
   std::thread thread;
 
-  using options = std::vector<std::pair<const char*, std::string>>;
-  // In a value "@ROOT" stands for the document root.
-  explicit file_server(const options& values = {}, mg_handler_t handler = nullptr);
+  // Options are "name=value;name=value"; "@ROOT" stands for the document root.
+  explicit file_server(const std::string& options = "", mg_handler_t handler = nullptr);
   ~file_server();
   file_server(const file_server&) = delete;
   file_server& operator=(const file_server&) = delete;
 };
 
-// Writes a file of the document root, with the folders on the way; a script is made executable.
+// Write files of the document root, with the folders on the way; a script is made executable.
+using named_texts = std::vector<std::pair<std::string, std::string>>;
 void server_file(const file_server& server, const std::string& name, const std::string& text);
+void server_files(const file_server& server, const named_texts& files);
 
 // All that the server sends for these bytes (a line feed stands for a line's end) until it closes.
 std::string raw_answer(const file_server& server, const std::string& request);
 
-// The answer to a request without a body that asks the server to close: "GET /x".
+// The answer to a request that asks the server to close: "GET /x".
 std::string raw_get(const file_server& server, const std::string& request,
                     const std::string& headers = "");
 
@@ -47,9 +48,7 @@ struct fetched_t {
   CURLcode error;
   long status;
   uint64_t body_size;
-  std::string body_start;  // the first MiB
 };
-
-// Fetches a URL with libcurl, which logs in with a digest where it has a name and password.
-fetched_t fetch(const std::string& url,
-                const std::vector<std::pair<CURLoption, std::string>>& settings = {});
+// Fetches a URL with libcurl, with one text option; a password is given as a digest.
+fetched_t fetch(const std::string& url, CURLoption option = CURLOPT_PROXY,
+                const std::string& value = "", const char* method = nullptr);
