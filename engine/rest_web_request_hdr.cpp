@@ -93,7 +93,9 @@ int evt_handler(struct mg_connection* conn, enum mg_event ev)
     case MG_AUTH:
       return auth_session(conn);
     case MG_REQUEST:
-      return api_access_handler(conn);
+      // Frames of a WebSocket are no API requests: the session check was made for the handshake,
+      // whose method a frame's text could replace. The server deals with them.
+      return conn->is_websocket ? MG_FALSE : api_access_handler(conn);
     default:
       return MG_FALSE;
   }

@@ -327,6 +327,24 @@ TEST(FormBody, AHeldBackRequestIsNotLetInByAnotherClientsCheck)
   engine_do([] { EXPECT_EQ(session_timeout_seconds, 300u); });
 }
 
+// A login needs no session, and the check is made once for a connection that becomes a WebSocket.
+TEST(SessionCheck, IsNotPassedByTheFramesOfAWebSocket)
+{
+  engine_reset();
+  raw_client client(engine_url());
+  raw_send(client,
+           "POST /login/RESTTimeout HTTP/1.1\r\nSec-WebSocket-Version: 13\r\n"
+           "Sec-WebSocket-Key: x\r\n\r\n");
+  const std::string frame = "method=PUT&value=17", mask(4, '\0');
+  raw_send(client, "\x81" + std::string(1, static_cast<char>(0x80 | frame.size())) + mask + frame +
+                       "\x88\x80" + mask);
+  std::string answer = raw_receive_all(client);
+  EXPECT_EQ(answer.substr(answer.find("\r\n\r\n") + 4), "\x88\x02\x03\xe8");
+  EXPECT_NE(
+      api_request("GET", "/login", "json").body.find("\"rest_session_timeout_in_minutes\": 5"),
+      std::string::npos);
+}
+
 TEST(FormBody, OfALaterRequestOnTheSameConnectionIsReadAfresh)
 {
   engine_reset();
