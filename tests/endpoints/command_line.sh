@@ -27,6 +27,11 @@ serve "$FILE_SERVER" --listening_port "127.0.0.1:0,ssl://127.0.0.1:0:$work/ssl.p
 tls=https://$(sed -E 's|.*ssl://||' "$work/server0.out")
 check 'a file over HTTP and over TLS' "$(md5sum <"$root/f")" \
   "$(curl -s "$url/f" | cmp - "$root/f" && curl -sk "$tls/f" | md5sum)"
+files_url=$url
+serve_files --enable_proxy yes
+check 'a proxied file and one through a tunnel' "$(cat "$root/f" "$root/f" | md5sum)" \
+  "$({ curl -s -x "$url" "$files_url/f" && curl -skx "$url" "$tls/f"; } | md5sum)"
+url=$files_url
 check 'an empty value unsets: no index file' 200 "$(touch "$root/index.html" &&
   curl -s -o "$work/listing" -w '%{http_code}' "$url/" && grep -q 'Index of' "$work/listing")"
 
