@@ -529,7 +529,7 @@ struct mg_connection* mg_next(struct mg_server* server, struct mg_connection* c)
   ns_connection* nc = c ? mg_conn_2_conn(c)->ns_conn : nullptr;
   do {
     nc = ns_next(&server->mgr, nc);
-  } while (nc && (!connection_of(nc) || is_peer(nc)));
+  } while (nc && !connection_of(nc));
   return nc ? &connection_of(nc)->mg_conn : nullptr;
 }
 

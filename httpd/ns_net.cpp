@@ -714,8 +714,10 @@ static void ns_read_from_socket(ns_connection* conn)
   int got;
   for (size_t total = 0;; total += static_cast<size_t>(got)) {
     // What TLS has decoded already would not make the socket readable again.
-    if (total >= READ_PASS_LIMIT && !(conn->ssl && SSL_pending(conn->ssl) > 0))
+    if (total >= READ_PASS_LIMIT && !(conn->ssl && SSL_pending(conn->ssl) > 0)) {
+      conn->last_io_time = time(nullptr);  // so much may have taken its time
       return;
+    }
     got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
                     : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));
     if (got <= 0)

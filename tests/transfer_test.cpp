@@ -534,7 +534,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   expect_open_errors(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1");
   uploaded("5");
   server_t tar("cd " + web().folder.path +
-               " && mkdir archive && tar -C archive -xf cfg5 && "
+               " && mkdir -p archive && tar -C archive -xf cfg5 && "
                "cmp archive/running-config cfg4 && ls archive | tr '\\n' ' '");
   EXPECT_STREQ(tar.first_line, "factory-defaults running-config startup-config ");
 
