@@ -6,6 +6,7 @@
 #include "engine/rest_common.h"
 #include "engine/rest_path.h"
 #include "engine/rest_util.h"
+#include "help/rest_module_help.h"
 #include "modules/rest_module_base.h"
 #include "modules/rest_module_bgp.h"
 #include "modules/rest_module_boxs.h"
@@ -33,6 +34,7 @@ static constexpr struct {
   module_handler_t handler;
 } api_modules[] = {
     {"login",    login_api_handler    },
+    {"help",     help_api_handler     },
     {"vlans",    vlan_api_handler     },
     {"if",       interface_api_handler},
     {"base",     base_api_handler     },

@@ -33,12 +33,13 @@ need_packages() {
   rm -f "$log"
 }
 
-# configured PRESET ARGUMENT...: configures the preset unless it already is with these arguments.
+# configured PRESET ARGUMENT...: configures the preset unless it already is, as it stands now and
+# with these arguments.
 configured() {
   local preset=$1
   shift
   local stamp=build/$preset/.configured
-  if [ ! -f "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
+  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
     cmake --preset "$preset" "$@" >/dev/null
     printf '%s' "$*" >"$stamp"
   fi

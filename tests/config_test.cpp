@@ -5,6 +5,7 @@
 #undef REST_HTTPS_ADDRESS
 #undef REST_DOCUMENT_ROOT
 #undef REST_SESSION_FILE
+#undef REST_HELP_DOC_FILE
 #include "engine/rest_config.h"
 
 TEST(Config, DefaultsAreTheSwitchsOwn)

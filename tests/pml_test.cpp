@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
 
 static const char GOT_STICKY[] = "Get interface sticky mode successfully.";

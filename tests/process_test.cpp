@@ -11,6 +11,7 @@
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
 
 static const char GOT[] = "Get data successfully.";

@@ -9,6 +9,7 @@
 #include "switchsim/sim_flash.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
 
@@ -178,6 +179,52 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
   }
   std::string saved;
   EXPECT_FALSE(sim_flash_read(SIM_STARTUP_CONFIG, saved));
+}
+
+// Each command that undoes another one, so that nothing is left of any of them.
+TEST(Cli, CommandsTakeBackWhatOthersDid)
+{
+  engine_reset();
+  apply_script(__LINE__, "clear config\n");
+  const std::string cleared = running_config();
+  apply_script(
+      __LINE__,
+      "vlan 10\nvlan learned 11\nvlan 11 name x\ninterface 3 vlan 10 include\n"
+      "interface 3 vlan 10 tagged\ninterface 3 vlan 10 untagged\ninterface 3 vlan 10 auto\n"
+      "interface 3 pvid 10\ninterface 3 pvid 1\ninterface 3 accept untagged\n"
+      "interface 3 accept all\ninterface 3 switchport mode trunk\n"
+      "interface 3 switchport mode general\ninterface 3 switchport trunk add 5,7-9\n"
+      "interface 3 switchport trunk remove 5,7-9\ninterface 3 switchport trunk native vlan 10\n"
+      "interface 3 switchport trunk native vlan 1\n"
+      "interface 3 auto-negotiation disable\ninterface 3 auto-negotiation enable\n"
+      "interface 3 soft-shutdown enable\ninterface 3 soft-shutdown disable\n"
+      "interface 3 mtu 9000\ninterface 3 mtu 1500\ninterface 3 speed 3\ninterface 3 speed 1\n"
+      "interface 3 description x\ninterface 3 description \"\"\n"
+      "port-channel 9\nport-channel 9 name x\nport-channel 9 member 9\n"
+      "no port-channel 9 member 9\nno port-channel 9\n"
+      "routing ip enable\nrouting ip disable\nrouting ipv6 enable\nrouting ipv6 disable\n"
+      "vlan 10 routing\nno vlan 10 routing\nvlan 10 routing 230\nno vlan 10 routing\n"
+      "interface 5 routing enable\ninterface 5 ip dhcp\nno interface 5 ip dhcp\n"
+      "interface 5 ipv6 dhcp\nno interface 5 ipv6 dhcp\n"
+      "interface 5 ip address 10.5.0.1 24\ninterface 5 ip address 10.6.0.1 24 secondary\n"
+      "no interface 5 ip address 10.6.0.1 24 secondary\nno interface 5 ip address 10.5.0.1 24\n"
+      "interface 5 ipv6 address 2001:db8:: 64 eui64\n"
+      "no interface 5 ipv6 address 2001:db8::54:58ff:fea0:5 64\n"
+      "interface 5 ipv6 address 2001:db8::1 64\nno interface 5 ipv6 address 2001:db8::1 64\n"
+      "bgp neighbor 10.5.0.2 scope 0 remote-as 65002\n"
+      "bgp neighbor 10.5.0.2 scope 0 update-source 5\nno bgp neighbor 10.5.0.2 scope 0\n"
+      "bgp network 10.0.0.0 8 route-map \"\"\nno bgp network 10.0.0.0 8\n"
+      "bgp redistribute ipv6 static match 0 metric 0 disable route-map m\n"
+      "no bgp redistribute ipv6 static\ninterface 5 routing disable\n"
+      "tcam policy 1 type 3 slice 3\ntcam policy 1 set match-dst-ipv6 2001:db8::1\n"
+      "tcam policy 1 interface 3\nno tcam policy 1 interface 3\nno tcam policy 1\n"
+      "interface 3 mac-locking static 000102030405 vlan 10 fixed\n"
+      "no interface 3 mac-locking static 000102030405 vlan 10\n"
+      "network address 10.1.2.3 255.255.0.0 10.1.0.1\nno network address\n"
+      "network protocol dhcp\nnetwork protocol none\nprompt \"core #\"\nprompt TX5454\n"
+      "logging host a.b\nlogging host a.b severity 1\nno logging host a.b\n"
+      "no vlan 11\nno vlan 10\n");
+  EXPECT_EQ(running_config(), cleared);
 }
 
 // The example that the description of the commands ends with.
@@ -350,6 +397,11 @@ TEST(Config, TheRunningConfigurationMakesAFreshSwitchTheSame)
   change_everything();
   const std::vector<std::string> changed = all_answers();
   const std::string script = running_config();
+  // what no request shows
+  for (const char* line : {"interface 228 ip dhcp", "bgp network 10.0.0.0 8 route-map rm1",
+                           "bgp redistribute ipv4 ospf match 1 metric 5 enable route-map \"\"",
+                           "interface 4 switchport trunk replace 10,20,100,101,102"})
+    EXPECT_NE(script.find(std::string("\n") + line + "\n"), std::string::npos) << line;
 
   engine_reset(profile);
   apply_script(__LINE__, script);

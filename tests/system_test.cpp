@@ -1,14 +1,11 @@
 // The modules "system", "logging" and "ssh": settings of the switch as a whole.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 
-#include "engine/rest_route.h"
-#include "engine/rest_web_request_hdr.h"
 #include "modules/rest_module_logging.h"
 #include "modules/rest_module_system.h"
+#include "tests/support/answer_table.h"
 #include "tests/support/local_engine.h"
 
 static const char GOT[] = "Get data successfully.";
@@ -115,100 +112,62 @@ TEST(System, RefusesOtherPaths)
 
 // --- operations that no route leads to ---
 
-static std::atomic<rest_operation_t> direct_operation;
-
-static int direct_handler(struct mg_connection* conn, enum mg_event ev)
-{
-  if (ev == MG_REQUEST)
-    direct_operation.load()(&client_handle, conn);
-  return ev == MG_REQUEST || ev == MG_AUTH ? MG_TRUE : MG_FALSE;
-}
-
-// A server whose every request goes to one operation.
-struct direct_server {
-  struct mg_server* server = mg_create_server(nullptr, direct_handler);
-  std::atomic<bool> stop{false};
-  std::string url;
-  std::thread thread;
-
-  direct_server()
-  {
-    EXPECT_EQ(mg_set_option(server, "listening_port", "127.0.0.1:0"), nullptr);
-    url = std::string("http://127.0.0.1:") + mg_get_option(server, "listening_port") + "/";
-    thread = std::thread([this] {
-      while (!stop)
-        mg_poll_server(server, 5);
-    });
-  }
-  ~direct_server()
-  {
-    stop = true;
-    thread.join();
-    mg_destroy_server(&server);
-  }
-};
-
-struct direct_case {
-  rest_operation_t operation;
+struct unrouted_case {
+  unrouted_operation_t operation;
   const char* query;
   std::string answer;
 };
 
-static direct_case direct(rest_operation_t operation, const char* query, const std::string& answer)
-{
-  return {operation, query, answer};
-}
-
 TEST(System, OperationsWithoutRouteWork)
 {
   engine_reset();
-  direct_server server;
-  http_client client;
-  const std::string failed = xml_envelope(
+  const std::string failed = json_envelope(
       99,
       "Operation failed. It was possibly caused by non-existent resource id in URI, invalid "
       "parameters, or the operation is not supported on the platform.");
+  const auto done = [](const char* what) {
+    return json_envelope(0, std::string(what) + " successfully.");
+  };
   const auto port = [](const char* ip, const char* mask, const char* gateway, const char* mode) {
-    return xml_envelope(0, GOT,
-                        std::string("<infomation><ip_address>") + ip + "</ip_address><netmask>" +
-                            mask + "</netmask><gateway>" + gateway + "</gateway><protocol_mode>" +
-                            mode + "</protocol_mode></infomation>");
+    return json_envelope(0, GOT,
+                         std::string(R"({"infomation":{"ip_address":")") + ip + R"(","netmask":")" +
+                             mask + R"(","gateway":")" + gateway + R"(","protocol_mode":")" + mode +
+                             R"("}})");
   };
-  const std::string parameters =
-      xml_envelope(0, "Update network port IPv4 parameters successfully.");
-  const std::string mode = xml_envelope(0, "Update network port IPv4 protocol mode successfully.");
-  const auto set = api_system_update_networkport_ipv4_parameters;
   const auto get = api_system_get_networkport_ipv4;
+  const auto set = api_system_update_networkport_ipv4_parameters;
+  const auto remove = api_system_delete_networkport_ipv4_parameters;
   const auto set_mode = api_system_update_networkport_ipv4_protocol_mode;
-  const std::string nowhere = port("0.0.0.0", "0.0.0.0", "0.0.0.0", "None");
-  const direct_case cases[] = {
-      direct(api_system_update_prompt, "?value=core%20one",
-             xml_envelope(0, "Update system prompt successfully.")),
-      direct(api_system_update_prompt, "?value=", failed),
-      direct(get, "", nowhere),
-      direct(set, "?ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1", parameters),
-      direct(get, "", port("10.1.2.3", "255.255.0.0", "10.1.0.1", "None")),
-      direct(set, "?ip=10.1.2.3&mask=255.255.0.0", failed),
-      direct(set, "?ip=10.1.2.3&mask=255.0.255.0&gateway=10.1.0.1", failed),
-      direct(set, "?ip=10.1.2.3&mask=255.255.0.0&gateway=10.2.0.1", failed),
-      direct(set, "?ip=fe80::1&mask=255.255.0.0&gateway=10.1.0.1", failed),
-      direct(set, "?ip=x&mask=255.255.0.0&gateway=10.1.0.1", failed),
-      direct(api_system_delete_networkport_ipv4_parameters, "",
-             xml_envelope(0, "Delete network port IPv4 parameters successfully.")),
-      direct(get, "", nowhere),
-      direct(set_mode, "?value=3", mode),
-      direct(get, "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "DHCP")),
-      direct(set, "?ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1", failed),
-      direct(set_mode, "?value=2", mode),
-      direct(get, "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "BOOTP")),
-      direct(set_mode, "?value=4", failed),
-      direct(set_mode, "", failed),
+  const std::string mode_set = done("Update network port IPv4 protocol mode");
+  const char* none = "0.0.0.0";
+  const unrouted_case cases[] = {
+      {api_system_update_prompt,                         "value=core%20one",done("Update system prompt")},
+      {api_system_update_prompt,                         "value=",failed   },
+      {get,                                              "",port(none, none, none, "None")},
+      {set,                                            "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1",
+       done("Update network port IPv4 parameters")},
+      {get,"",port("10.1.2.3","255.255.0.0", "10.1.0.1", "None")},
+      {set,                                                                                         "ip=10.1.2.3&mask=255.255.0.0",                                                                   failed                                                                                           },
+      {set,                                         "ip=10.1.2.3&mask=255.0.255.0&gateway=10.1.0.1",failed},
+      {set,                                          "ip=10.1.2.3&mask=255.255.0.0&gateway=10.2.0.1",failed},
+      {set,                                          "ip=fe80::1&mask=255.255.0.0&gateway=10.1.0.1",  failed                                  },
+      {set,                                          "ip=x&mask=255.255.0.0&gateway=10.1.0.1",                                                                   failed                                                                                                                                                                                                                                                               },
+      {remove,                                          "",done("Delete network port IPv4 parameters")},
+      {get,                                          "",port(none,none, none, "None")},
+      {set_mode,     "value=3",mode_set                               },
+      {get,                                       "",                                                            port(none,                                                                                                                                                                                                                                                                                                                                                                                                                              none, none, "DHCP")},
+      {set,                                                "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1",failed},
+      {set_mode,                                                "value=2",mode_set},
+      {get,                                            "",port(none,none, none, "BOOTP")},
+      {set_mode,                                              "value=4",failed},
+      {set_mode,                                         "",failed},
   };
-  for (const direct_case& c : cases) {
-    direct_operation = c.operation;
-    EXPECT_EQ(http_request(client, "GET", server.url + c.query).body, c.answer)
+  for (const unrouted_case& c : cases)
+    EXPECT_EQ(unrouted_answer(c.operation, std::string("/?format=json&") + c.query), c.answer)
         << "case " << &c - cases;
-  }
+  // a mode that has no text
+  set_fault("rpcclt_openapiNetworkPortIPv4ProtocolModeGet", "{'value': 4}");
+  EXPECT_EQ(unrouted_answer(get, "/?format=json"), failed);
 }
 
 TEST(System, ProtocolModesHaveTexts)

@@ -21,8 +21,8 @@ static std::string with_double_quotes(std::string json)
 void expect_answers(std::initializer_list<answer_case> cases)
 {
   for (const answer_case& c : cases) {
-    if (c.message)
-      expect_answer(c.line, c.method, c.path, c.code, c.message);
+    if (!c.message.empty())
+      expect_answer(c.line, c.method, c.path, c.code, c.message, c.data_json);
     else if (c.code == 98)
       expect_answer(c.line, c.method, c.path, 98, "The same setting is already set.");
     else if (c.code == 99)
@@ -30,6 +30,14 @@ void expect_answers(std::initializer_list<answer_case> cases)
     else
       expect_bad_request(c.line, c.method, c.path);
   }
+}
+
+void expect_answers_with_fault(const char* call, const std::string& fault,
+                               std::initializer_list<answer_case> cases)
+{
+  set_fault(call, fault);
+  expect_answers(cases);
+  switchsim_faults_clear();
 }
 
 void expect_data(std::initializer_list<data_case> cases)

@@ -8,15 +8,28 @@
 #include "platform/openapi_types.h"
 #include "tests/support/http_client.h"
 
-// Answers without data. A null message stands for the fixed one of the codes 98, 99 and 902.
+// Requests in their order and the answers to them. An empty message stands for the fixed one of the
+// codes 98, 99 and 902; the data is JSON as in expect_answer.
 struct answer_case {
   int line;  // __LINE__
   const char* method;
   std::string path;
   int code;
-  const char* message = nullptr;
+  std::string message = "";
+  const char* data_json = nullptr;
 };
 void expect_answers(std::initializer_list<answer_case> cases);
+
+// The same as a call, for lists whose cases do not all have the same members.
+inline answer_case api_case(int line, const char* method, const std::string& path, int code,
+                            const std::string& message = "", const char* data_json = nullptr)
+{
+  return {line, method, path, code, message, data_json};
+}
+
+// Makes a call go wrong as set_fault does, expects the answers, and makes all calls work again.
+void expect_answers_with_fault(const char* call, const std::string& fault,
+                               std::initializer_list<answer_case> cases);
 
 // Requests, each answered with a success, with 99, or with 902: methods, each with the paths behind
 // it, "GET /if/1 /if/2 PUT /if/1/pvid?value=1". line names the list in a failure.

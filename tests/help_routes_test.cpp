@@ -1,0 +1,236 @@
+// The help document against what is served: the routes in the modules' tables, and the variables
+// that the operations read.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "engine/rest_operation.h"
+#include "engine/rest_route.h"
+#include "help/rest_help_doc.h"
+#include "httpd/httpd.h"
+#include "tests/support/local_engine.h"
+#include "tests/support/temp_folder.h"
+
+using names_t = std::set<std::string>;
+
+// --- What the modules ask for: the linker sends these two calls here first ---
+
+#if __SIZEOF_SIZE_T__ == 8
+#define SIZE_T_LETTER "m"
+#else
+#define SIZE_T_LETTER "j"
+#endif
+#define GET_VAR_SYMBOL "_Z10mg_get_varPK13mg_connectionPKcPc" SIZE_T_LETTER
+#define ROUTE_REQUEST_SYMBOL \
+  "_Z18rest_route_requestP21openapiClientHandle_tP13mg_connectionPK12rest_route_t" SIZE_T_LETTER
+
+int real_get_var(const mg_connection* conn, const char* name, char* dst,
+                 size_t dst_len) asm("__real_" GET_VAR_SYMBOL);
+int noted_get_var(const mg_connection* conn, const char* name, char* dst,
+                  size_t dst_len) asm("__wrap_" GET_VAR_SYMBOL);
+int real_route_request(openapiClientHandle_t* handle, mg_connection* conn,
+                       const rest_route_t* routes,
+                       size_t count) asm("__real_" ROUTE_REQUEST_SYMBOL);
+int noted_route_request(openapiClientHandle_t* handle, mg_connection* conn,
+                        const rest_route_t* routes,
+                        size_t count) asm("__wrap_" ROUTE_REQUEST_SYMBOL);
+
+static names_t names_read;
+static std::map<const rest_route_t*, size_t> tables_used;
+
+int noted_get_var(const mg_connection* conn, const char* name, char* dst, size_t dst_len)
+{
+  names_read.insert(name);
+  return real_get_var(conn, name, dst, dst_len);
+}
+
+int noted_route_request(openapiClientHandle_t* handle, mg_connection* conn,
+                        const rest_route_t* routes, size_t count)
+{
+  tables_used[routes] = count;
+  return real_route_request(handle, conn, routes, count);
+}
+
+// --- The document ---
+
+struct api_t {
+  std::string method, uri;
+  std::vector<std::pair<std::string, std::string>> params;  // name and description
+};
+
+static std::vector<api_t> documented()
+{
+  auto children = [](node_t* node) {
+    std::vector<node_t*> all;
+    for (node_t* n = get_next_node(get_subtree_node1(node)); n; n = get_next_node(n))
+      all.push_back(n);
+    return all;
+  };
+  tree_ptr tree(parse_help_doc_text_to_tree_obj());
+  std::vector<api_t> apis;
+  for (node_t* module : children(get_next_node(tree.get())))
+    for (node_t* api : children(children(module).at(2))) {
+      std::vector<node_t*> fields = children(api);
+      apis.push_back({fields.at(3)->val_data.val_s, fields.at(2)->val_data.val_s, {}});
+      for (node_t* param : children(fields.at(4)))
+        apis.back().params.emplace_back(children(param).at(0)->val_data.val_s,
+                                        children(param).at(1)->val_data.val_s);
+    }
+  return apis;
+}
+
+// "GET /vlans/{}": the names of the fields do not count.
+static std::string shape(const std::string& method, const std::string& uri)
+{
+  return method + " " + std::regex_replace(uri, std::regex(R"(\{[^}]*\})"), "{}");
+}
+
+// An example of a parameter: what follows "e.g.", else the last of the values with a meaning. No
+// server answers at the URL.
+static std::string example_of(const std::string& name, const std::string& description)
+{
+  if (name == "url")
+    return "http://127.0.0.1:1/file";
+  std::smatch found;
+  if (std::regex_search(description, found, std::regex(R"(e\.g\. (\S+?)\.?( |$))")))
+    return found[1];
+  std::string value = name == "format" ? "json" : "";
+  static const std::regex meaning(R"((^|[ ,])(-?\w+)=)");
+  for (std::sregex_iterator at(description.begin(), description.end(), meaning), end; at != end;
+       ++at)
+    value = (*at)[2];
+  return value;
+}
+
+// --- The tables ---
+
+// How many route tables the sources hold.
+static size_t tables_written()
+{
+  size_t count = 0;
+  static const std::regex table(R"(rest_route_t \w+\[\] = )");
+  for (const char* folder : {"/session", "/help", "/modules"})
+    for (const auto& file :
+         std::filesystem::directory_iterator(getenv("SOURCE_DIR") + std::string(folder))) {
+      std::string text = file_text(file.path());
+      count += static_cast<size_t>(std::distance(
+          std::sregex_iterator(text.begin(), text.end(), table), std::sregex_iterator()));
+    }
+  return count;
+}
+
+// Every route of every table that a request to one of the modules leads to.
+static names_t served(const names_t& modules)
+{
+  static const char* const METHODS[] = {"GET", "POST", "PUT", "DELETE"};
+  engine_reset();
+  for (const std::string& module : modules)
+    api_request("GET", "/" + module, "json");
+  names_t routes;
+  engine_do([&routes] {
+    EXPECT_EQ(tables_used.size(), tables_written());
+    for (const auto& [table, count] : tables_used)
+      for (size_t i = 0; i < count; i++)
+        routes.insert(shape(METHODS[table[i].method], table[i].pattern));
+  });
+  return routes;
+}
+
+// Served, and on purpose not in the document.
+static const names_t NOT_DOCUMENTED = {
+    "GET /boxs/fans",
+    "GET /if/{}/switchportMode",
+    "PUT /if/{}/switchportMode",
+    "PUT /if/{}/access/vlan",
+    "PUT /if/{}/trunk/pvid",
+    "POST /if/{}/trunk/vlan",
+    "PUT /if/{}/trunk/vlan",
+    "DELETE /if/{}/trunk/vlan",
+    "POST /pml/if/{}/vlan/{}/sticky/{}/mac",
+    "GET /pml/if/{}/sticky",
+    "GET /pml/if/{}/mac",
+    "PUT /pml/if/{}/sticky",
+    "DELETE /pml/if/{}/vlan/{}/mac",
+    "POST /system/reload",
+};
+
+// Documented, and on purpose not served; every path of the module "vxlan" besides.
+static const names_t NOT_SERVED = {
+    "GET /boxes/fans",
+    "PUT /if/{}/softShutdownState",
+    "GET /system/networkport/ipv4",
+    "PUT /system/networkport/ipv4/parameters",
+    "PUT /system/networkport/ipv4/protocolMode",
+    "DELETE /system/networkport/ipv4/parameters",
+};
+
+static bool is_served(const api_t& api)
+{
+  return api.uri.rfind("/vxlan/", 0) != 0 && !NOT_SERVED.count(shape(api.method, api.uri));
+}
+
+TEST(Routes, DocumentedOnesAreServedAndTheOtherWayRound)
+{
+  names_t expected = NOT_DOCUMENTED;
+  for (const api_t& api : documented())
+    if (is_served(api))
+      expected.insert(shape(api.method, api.uri));
+  names_t modules;
+  for (const std::string& route : expected)
+    modules.insert(std::regex_replace(route, std::regex(R"(^\w+ /(\w+).*)"), "$1"));
+  names_t routes = served(modules);
+  std::vector<std::string> difference;
+  std::set_symmetric_difference(routes.begin(), routes.end(), expected.begin(), expected.end(),
+                                std::back_inserter(difference));
+  EXPECT_EQ(difference, std::vector<std::string>{});
+}
+
+// The request that the examples of an API make, with its variables in the query.
+static std::string example_path(const api_t& api)
+{
+  std::string path = api.uri;
+  std::string query;
+  for (const auto& [name, description] : api.params) {
+    std::string value = url_encode(example_of(name, description));
+    size_t field = path.find("{" + name + "}");
+    if (field != std::string::npos)
+      path.replace(field, name.size() + 2, value);
+    else if (name != "sessionkey" || !value.empty())
+      query += "&" + name + "=" + value;
+  }
+  return path + (query.empty() ? "" : "?" + query.substr(1));
+}
+
+TEST(Routes, OperationsReadTheVariablesThatAreDocumented)
+{
+  for (const api_t& api : documented()) {
+    engine_reset();
+    std::filesystem::create_directory(engine_folder() + "/user-apps");
+    api_request("POST", "/vlans/10", "json");
+    engine_do([] { names_read.clear(); });
+    reply_t reply = api_request(api.method.c_str(), example_path(api), "json");
+    names_t read;
+    engine_do([&read] { read = names_read; });
+
+    names_t expected;
+    for (const auto& param : api.params)
+      if (api.uri.find("{" + param.first + "}") == std::string::npos)
+        expected.insert(param.first);
+    std::string where = shape(api.method, api.uri) + " answers " + reply.body;
+    bool is_refused = reply.body.find("\"rlt_code\": 90") != std::string::npos;
+    EXPECT_EQ(is_refused, !is_served(api)) << where;
+    // The engine reads these for every request.
+    for (const char* common : {"sessionkey", "format", "method"}) {
+      read.erase(common);
+      expected.erase(common);
+    }
+    EXPECT_EQ(read, is_served(api) ? expected : names_t{}) << where;
+  }
+}
