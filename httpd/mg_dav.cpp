@@ -408,8 +408,9 @@ bool mg_is_dav_method(const char* method)
 
 void mg_open_dav_endpoint(connection* conn, const mg_target* target)
 {
-  if (target->path[0] == '\0')
+  const dav_method* method = find_dav_method(conn->mg_conn.request_method);
+  if (!method || target->path[0] == '\0')
     send_http_error(conn, 404, "%s", "");
   else
-    find_dav_method(conn->mg_conn.request_method)->handle(conn, target);
+    method->handle(conn, target);
 }

@@ -132,7 +132,10 @@ void crash_handler(int signal, siginfo_t* info, void*)
   if (index == SIGNAL_COUNT) {
     return;
   }
-  sigaction(signal, &earlier_actions[index], nullptr);
+  // all of them: a second crash, while this one is written down, must not take its place
+  for (size_t i = 0; i < SIGNAL_COUNT; i++) {
+    sigaction(SIGNALS[i], &earlier_actions[i], nullptr);
+  }
   crashlog_write(index);
   if (info->si_code <= 0) {
     raise(signal);  // somebody sent it; a faulting instruction faults again by itself
