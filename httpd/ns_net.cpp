@@ -17,8 +17,8 @@
 #include <memory>
 
 static constexpr size_t READ_STEP = 2048;
-// A peer that sends faster than it is read must not keep the others waiting for ever.
-static constexpr size_t READ_PASS_LIMIT = 4 * 1024 * 1024;
+// A peer that sends faster than it is read must not keep the others waiting for longer than this.
+static constexpr time_t READ_PASS_SECONDS = 1;
 static constexpr size_t DATAGRAM_SIZE = 2000;
 static constexpr int LISTEN_BACKLOG = 128;
 static constexpr size_t WAKEUP_DATA_SIZE = 8192;
@@ -712,10 +712,12 @@ static void ns_read_from_socket(ns_connection* conn)
   }
   char bytes[READ_STEP];
   int got;
-  for (size_t total = 0;; total += static_cast<size_t>(got)) {
+  time_t start = time(nullptr);
+  for (;;) {
+    time_t now = time(nullptr);
     // What TLS has decoded already would not make the socket readable again.
-    if (total >= READ_PASS_LIMIT && !(conn->ssl && SSL_pending(conn->ssl) > 0)) {
-      conn->last_io_time = time(nullptr);  // so much may have taken its time
+    if (now - start > READ_PASS_SECONDS && !(conn->ssl && SSL_pending(conn->ssl) > 0)) {
+      conn->last_io_time = now;
       return;
     }
     got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
