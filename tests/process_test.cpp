@@ -9,6 +9,7 @@
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
 static const char GOT[] = "Get data successfully.";
@@ -111,12 +112,9 @@ TEST(Process, AnswersWhatTheSwitchSays)
   const char* nothing = R"({"total_CPU_utilization":{},"processes_CPU_utilization":{}})";
   expect_cpu("", "", nothing);
   expect_cpu(std::string(256, 'x'), std::string(16384, '7'), nothing);
-  expect_each_call_checked(__LINE__, "GET", "/process/cpu");
-  expect_each_call_checked(__LINE__, "GET", "/process/memory");
-  for (const char* path : {"/process", "/process/memory/", "/process/cpus"})
-    expect_bad_request(__LINE__, "GET", path);
-  for (const char* method : {"POST", "PUT", "DELETE"})
-    expect_bad_request(__LINE__, method, "/process/memory");
+  run_script(__LINE__, R"(check GET /process/cpu /process/memory
+GET /process /process/memory/ /process/cpus POST /process/memory PUT /process/memory DELETE
+    /process/memory -> 902)");
 }
 
 static int64_t json_number(json_object* object, const char* name)

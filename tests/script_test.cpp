@@ -9,13 +9,11 @@
 #include "switchsim/sim_flash.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
 
-static const char GOT[] = "Get data successfully.";
-static const char LISTED[] = "Get script file list successfully.";
 static const char APPLIED[] = "Apply script successfully.";
-static const char DELETED[] = "Delete the script file successfully.";
 
 static void put_script(const std::string& name, const std::string& text)
 {
@@ -45,50 +43,32 @@ static void apply_script(int line, const std::string& text)
 
 TEST(Script, FilesAreListedAppliedAndDeleted)
 {
-  engine_reset();
   const std::string longest = std::string(28, 's') + ".scr";
-  expect_answer(__LINE__, "GET", "/script/list", 0, LISTED,
-                R"({"script_files":{"count_of_files":0}})");
+  run_script(__LINE__, R"(reset
+GET /script/list -> 0 Get script file list successfully. {"script_files":{"count_of_files":0}})");
   put_script("base.scr", "hostname core1\n");
   put_script(longest, "");
   put_script("startup-config", "");
-  expect_xml_answer(__LINE__, "GET", "/script/list", 0, LISTED,
-                    ("<script_files><count_of_files>2</count_of_files><script_file><filename>"
-                     "base.scr</filename></script_file><script_file><filename>" +
-                     longest + "</filename></script_file></script_files>")
-                        .c_str());
-  expect_answers({
-      api_case(__LINE__, "POST", "/script/apply?scr=base.scr", 0, APPLIED, "{}"),
-      api_case(__LINE__, "POST", "/script/apply?scr=" + longest, 0, APPLIED, "{}"),
-      api_case(__LINE__, "POST", "/script/apply", 99),
-      api_case(__LINE__, "POST", "/script/apply?scr=", 99),
-      api_case(__LINE__, "POST", "/script/apply?scr=s" + longest, 99),
-      api_case(__LINE__, "POST", "/script/apply?scr=none.scr", 99),
-      api_case(__LINE__, "POST", "/script/apply?scr=startup-config", 99),
-      api_case(__LINE__, "POST", "/script/apply?scr=..%2Fbase.scr", 99),
-      api_case(__LINE__, "DELETE", "/script", 99),
-      api_case(__LINE__, "DELETE", "/script?scr=s" + longest, 99),
-      api_case(__LINE__, "DELETE", "/script?scr=startup-config", 99),
-      api_case(__LINE__, "DELETE", "/script?scr=base.scr", 0, DELETED),
-      api_case(__LINE__, "DELETE", "/script?scr=base.scr", 99),
-      api_case(__LINE__, "GET", "/script/list", 0, LISTED,
-               (R"({"script_files":{"count_of_files":1,"1":{"filename":")" + longest + R"("}}})")
-                   .c_str()),
-  });
-  expect_calls(__LINE__, api_calls("POST", "/script/apply?scr=a.scr"),
-               {"rpcclt_openapiTxtCfgValidateAndApply({6,\"a.scr\"}) = -29"});
-  for (const char* path : {"/script", "/script/list/", "/script/apply", "/script/x"})
-    expect_bad_request(__LINE__, "GET", path);
-  for (const char* path : {"/script/x", "/script/"})
-    expect_bad_request(__LINE__, "DELETE", path);
-  expect_bad_request(__LINE__, "PUT", "/script/apply?scr=a.scr");
+  run_script(__LINE__, R"(GET /script/list -> 0 Get script file list successfully.
+    {"script_files":{"count_of_files":2,"1":{"filename":"base.scr"},"2":{"filename":"$28s.scr"}}}
+POST /script/apply?scr=base.scr -> 0 Apply script successfully. {}
+POST /script/apply?scr=$28s.scr -> 0 Apply script successfully. {}
+POST /script/apply ?scr= ?scr=s$28s.scr ?scr=none.scr ?scr=startup-config ?scr=..%2Fbase.scr DELETE
+    /script ?scr=s$28s.scr ?scr=startup-config -> 99
+DELETE /script?scr=base.scr -> 0 Delete the script file successfully.
+DELETE /script?scr=base.scr -> 99
+GET /script/list -> 0 Get script file list successfully. {"script_files":{"count_of_files":1,
+    "1":{"filename":"$28s.scr"}}}
+POST /script/apply?scr=a.scr => TxtCfgValidateAndApply({6,"a.scr"}) = -29
+GET /script /script/list/ /script/apply /script/x DELETE /script/x /script/ PUT
+    /script/apply?scr=a.scr -> 902)");
 }
 
 TEST(Script, ChecksEachCallAndSurvivesAnySwitch)
 {
   const auto prepare = [] { engine_reset(R"({"scripts": {"a.scr": "hostname x\n"}})"); };
   prepare();
-  expect_each_call_checked(__LINE__, "GET", "/script/list");
+  run_script(__LINE__, R"(check GET /script/list)");
   expect_each_call_checked(__LINE__, "POST", "/script/apply?scr=a.scr", {}, prepare);
   expect_each_call_checked(__LINE__, "DELETE", "/script?scr=a.scr", {}, prepare);
   for (int i = 100; i < 200; i++)
@@ -96,7 +76,7 @@ TEST(Script, ChecksEachCallAndSurvivesAnySwitch)
   const std::string full = api_request("GET", "/script/list", "xml").body;
   EXPECT_NE(full.find("<count_of_files>100<"), std::string::npos);
   EXPECT_NE(full.find("<filename>199.scr<"), std::string::npos);
-  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiTxtCfgFilesListGet", "{\"value\": 4294967295}"));
+  run_script(__LINE__, R"([TxtCfgFilesListGet {'value': 4294967295}])");
   EXPECT_EQ(api_request("GET", "/script/list", "xml").body, full);
   EXPECT_EQ(switchsim_reset(R"({"scripts": {"a.txt": ""}})"),
             "scripts.a.txt: a script's name has at most 32 characters and ends in .scr");
@@ -114,17 +94,12 @@ TEST(Cli, CommandsChangeWhatRequestsShow)
                "interface 4 switchport mode access\ninterface 4 switchport access vlan 10\n"
                "logging host 10.0.0.1\nlogging host 10.0.0.1 port 1514\nssh protocol both\n"
                "interface 5 mac-locking static 0001.0203.0405 vlan 10 sticky");
-  expect_answers({
-      api_case(__LINE__, "GET", "/system", 0, GOT,
-               R"({"infomation":{"hostname":"core1","serial_timeout":5,
-                   "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}})"),
-      api_case(__LINE__, "GET", "/logging/hosts/10.0.0.1", 0, GOT,
-               R"({"logging_host":{"address":"10.0.0.1","port":1514,
-                   "severity_level":"Critical conditions."}})"),
-      api_case(__LINE__, "GET", "/pml/if/5/mac", 0, "Get interface static mac successfully.",
-               R"({"interface":{"1":{"macAddr":"00:01:02:03:04:05","vlan":10,
-                   "sticky":"enable"}}})"),
-  });
+  run_script(__LINE__, R"(GET /system -> {"infomation":{"hostname":"core1","serial_timeout":5,
+    "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
+GET /logging/hosts/10.0.0.1 -> {"logging_host":{"address":"10.0.0.1","port":1514,
+    "severity_level":"Critical conditions."}}
+GET /pml/if/5/mac -> 0 Get interface static mac successfully.
+    {"interface":{"1":{"macAddr":"00:01:02:03:04:05","vlan":10,"sticky":"enable"}}})");
   const auto shows = [](const char* path, const char* text) {
     const std::string body = api_request("GET", path, "xml").body;
     EXPECT_NE(body.find(text), std::string::npos) << path << " without " << text << ": " << body;
@@ -139,8 +114,8 @@ TEST(Cli, CommandsChangeWhatRequestsShow)
 
 TEST(Cli, ABadLineIsToldAndChangesNothing)
 {
-  engine_reset();
   const std::string before = running_config();
+  engine_reset();
   const struct {
     const char* line;
     const char* why;
@@ -183,8 +158,8 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
 // The example that the description of the commands ends with.
 TEST(Cli, TheDocumentedExampleRuns)
 {
-  engine_reset();
   const std::string manual = file_text(std::string(getenv("SOURCE_DIR")) + "/docs/cli.md");
+  engine_reset();
   const size_t start = manual.rfind("```\n", manual.rfind("```") - 1) + 4;
   apply_script(__LINE__, manual.substr(start, manual.rfind("```") - start));
   EXPECT_NE(api_request("GET", "/if/5", "xml").body.find(">Lobby, wall socket 3<"),
@@ -342,28 +317,30 @@ static void expect_same(const std::vector<std::string>& now, const std::vector<s
 
 TEST(Config, TheRunningConfigurationMakesAFreshSwitchTheSame)
 {
-  const char* profile = R"({"vlans": [{"id": 2}, {"id": 40, "name": "learned", "type": "dynamic"}],
-                            "lags": [{"id": 1, "name": "uplink", "members": [47, 48]},
-                                     {"id": 2}, {"id": 3}]})";
-  engine_reset(profile);
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 2}, {"id": 40, "name": "learned", "type":
+    "dynamic"}], "lags": [{"id": 1, "name": "uplink", "members": [47, 48]}, {"id": 2}, {"id": 3}]}
+)");
   const std::vector<std::string> fresh = all_answers();
   change_everything();
   const std::vector<std::string> changed = all_answers();
   const std::string script = running_config();
-
-  engine_reset(profile);
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 2}, {"id": 40, "name": "learned", "type":
+    "dynamic"}], "lags": [{"id": 1, "name": "uplink", "members": [47, 48]}, {"id": 2}, {"id": 3}]}
+)");
   apply_script(__LINE__, script);
   expect_same(all_answers(), changed);
   EXPECT_EQ(running_config(), script);
   apply_script(__LINE__, script);  // on the switch that it came from
   EXPECT_EQ(running_config(), script);
-
-  // and on a switch with other VLANs and groups; of what was delivered nothing is left
-  engine_reset(R"({"vlans": 5, "lags": []})");
+  run_script(__LINE__, R"(
+// and on a switch with other VLANs and groups; of what was delivered
+    nothing is left
+reset {"vlans": 5, "lags": []})");
   apply_script(__LINE__, script);
   expect_same(all_answers(), changed);
-
-  engine_reset(profile);
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 2}, {"id": 40, "name": "learned", "type":
+    "dynamic"}], "lags": [{"id": 1, "name": "uplink", "members": [47, 48]}, {"id": 2}, {"id": 3}]}
+)");
   expect_same(all_answers(), fresh);
   const std::string delivered = running_config();
   change_everything();
@@ -400,29 +377,27 @@ static void reload(int line, const char* mode)
 
 TEST(Reload, UnsavedChangesAreLostAndTheSessionGoesOn)
 {
-  engine_reset(R"({"fans": [], "vlans": [{"id": 7}]})");
+  run_script(__LINE__, R"(reset {"fans": [], "vlans": [{"id": 7}]})");
   apply_script(__LINE__, "hostname saved\nno vlan 7\nwrite memory\n");
   EXPECT_FALSE(unsaved());
   apply_script(__LINE__, "hostname unsaved\nvlan 8\n");
   EXPECT_TRUE(unsaved());
 
   reload(__LINE__, "1");
-  // away for a moment: no call is answered but the one that says so
-  expect_open_error(__LINE__, "GET", "/system");
-  expect_open_error(__LINE__, "POST", "/system/reload?value=1");
+  run_script(__LINE__, R"(
+// away for a moment: no call is answered but the one that says so
+GET /system POST /system/reload?value=1 -> 99)");
   wait_until_ready();
   EXPECT_EQ(hostname(), "saved");
   EXPECT_FALSE(unsaved());
-  for (const char* vlan : {"7", "8"})
-    expect_answer(__LINE__, "GET", std::string("/vlans/") + vlan, 1,
-                  std::string("VLAN ") + vlan + " does not exist.");
-  expect_answer(__LINE__, "GET", "/boxs/fans", 0, GOT, R"({"fans":{}})");
+  run_script(__LINE__, R"(GET /vlans/7 -> 1 VLAN 7 does not exist.
+GET /vlans/8 -> 1 VLAN 8 does not exist.
+GET /boxs/fans -> {"fans":{}})");
 
   reload(__LINE__, "2");  // without a configuration to come back to
   wait_until_ready();
   EXPECT_EQ(hostname(), "TX5454");
-  EXPECT_NE(api_request("GET", "/vlans/7", "json").body.find("\"rlt_code\": 0,"),
-            std::string::npos);
+  run_script(__LINE__, R"(GET /vlans/7 ~ "rlt_code": 0,)");
 
   // a configuration that cannot be run leaves the switch as it was delivered
   put_script(SIM_STARTUP_CONFIG, "hostname other\nvlan many\n");
