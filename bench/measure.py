@@ -1,7 +1,8 @@
 """Requests per second, latency and memory of the engine, with nginx beside it.
 
 Both answer GET /base: the engine on the simulated switch with a session, nginx the same document
-from its configuration. Every figure is the best of ROUNDS runs, the two servers taking turns.
+from its configuration. Files come from the file server, which is the engine's server without the
+engine, and from nginx. Every figure is the best of ROUNDS runs, the two servers taking turns.
 """
 import json
 import os
@@ -14,10 +15,11 @@ import sys
 import time
 import urllib.request
 
-ENGINE, ROOT = sys.argv[1], sys.argv[2]
+ENGINE, FILE_SERVER, ROOT = sys.argv[1:4]
 SECONDS = int(os.environ.get("BENCH_SECONDS", "3"))
 ROUNDS = int(os.environ.get("BENCH_ROUNDS", "3"))
-ENGINE_PORTS, NGINX_PORTS = (18080, 18446), (18081, 18447)
+ENGINE_PORTS, NGINX_PORTS, FILE_PORTS = (18080, 18446), (18081, 18447), (18082, 18448)
+FILES = (("64 KiB", "64k", 65536), ("1 MiB", "1m", 1048576))
 
 NGINX_CONF = """
 daemon off;
@@ -35,6 +37,7 @@ http {{
     ssl_certificate {root}/cert.pem;
     ssl_certificate_key {root}/key.pem;
     default_type "text/xml; charset=utf-8";
+    location /files/ {{ root {root}; }}
     location / {{ return 200 '{document}'; }}
   }}
 }}
@@ -74,16 +77,35 @@ def wrk(url, connections, close=False):
     return rate, float(value) * {"us": 0.001, "ms": 1, "s": 1000}[unit]
 
 
-def compare(title, path, tls, connections, close=False):
+def compare(title, path, tls, connections, close=False, our_ports=ENGINE_PORTS):
     scheme, ports = ("https", 1) if tls else ("http", 0)
     best = {}
     for _ in range(ROUNDS):
-        for name, port in (("engine", ENGINE_PORTS[ports]), ("nginx", NGINX_PORTS[ports])):
+        for name, port in (("ours", our_ports[ports]), ("nginx", NGINX_PORTS[ports])):
             rate, p99 = wrk(f"{scheme}://127.0.0.1:{port}{path}", connections, close)
             if rate > best.get(name, (0, 0))[0]:
                 best[name] = (rate, p99)
-    (ours, our_p99), (theirs, their_p99) = best["engine"], best["nginx"]
+    (ours, our_p99), (theirs, their_p99) = best["ours"], best["nginx"]
     print(f"{title:34}{ours:12.0f}{theirs:12.0f}{ours / theirs:8.2f}{our_p99:10.2f}{their_p99:10.2f}")
+
+
+def make_files():
+    os.makedirs(f"{ROOT}/files", exist_ok=True)
+    for _, name, size in FILES:
+        with open(f"{ROOT}/files/{name}", "wb") as file:
+            file.write(os.urandom(size))
+
+
+def compare_files():
+    header("file", "files/s")
+    for tls in (False, True):
+        for size, name, _ in FILES:
+            title = f"{size} over {'HTTPS' if tls else 'HTTP'}, 16 connections"
+            compare(title, f"/files/{name}", tls, 16, our_ports=FILE_PORTS)
+
+
+def header(title, ours):
+    print(f"{title:34}{ours:>12}{'nginx/s':>12}{'ratio':>8}{'p99 ms':>10}{'nginx':>10}")
 
 
 def private_kib(pid):
@@ -127,6 +149,10 @@ def main():
     resource.setrlimit(resource.RLIMIT_NOFILE, (min(limit, 4096), limit))
     engine = start([os.path.abspath(ENGINE)], ENGINE_PORTS[0])
     wait_listening(ENGINE_PORTS[1])
+    make_files()
+    addresses = f"127.0.0.1:{FILE_PORTS[0]},ssl://127.0.0.1:{FILE_PORTS[1]}:{ROOT}/ssl.pem"
+    files = start([os.path.abspath(FILE_SERVER), "--listening_port", addresses,
+                   "--document_root", ROOT], FILE_PORTS[0])
     nginx = None
     try:
         at_start = resident_kib(engine.pid), private_kib(engine.pid)
@@ -142,18 +168,20 @@ def main():
                                          document=document.replace("'", "")))
         nginx = start(["nginx", "-c", f"{ROOT}/nginx.conf"], NGINX_PORTS[1])
 
-        print(f"{'GET /base':34}{'engine/s':>12}{'nginx/s':>12}{'ratio':>8}{'p99 ms':>10}{'nginx':>10}")
+        header("GET /base", "engine/s")
         for tls in (False, True):
             for connections in (1, 16, 256):
                 name = f"{'HTTPS' if tls else 'HTTP'}, {connections} connections"
                 compare(name, path, tls, connections)
         compare("new TLS connections", path, True, 16, close=True)
+        print()
+        compare_files()
         print(f"\n{'memory':34}{'resident KiB':>14}{'private KiB':>14}")
         print(f"{'at start':34}{at_start[0]:14}{at_start[1]:14}")
         print(f"{'1000 idle connections':34}{plain_rss:14}{plain_each:11.2f} each")
         print(f"{'900 idle TLS connections':34}{tls_rss:14}{tls_each:11.2f} each")
     finally:
-        for process in (engine, nginx):
+        for process in (engine, files, nginx):
             if process:
                 process.terminate()
                 process.wait()

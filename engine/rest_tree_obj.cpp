@@ -16,7 +16,7 @@ static unsigned tree_links = 0;
 static void tree_copy_text(char* dst, size_t size, const char* src)
 {
   if (src)
-    memcpy(dst, src, strnlen(src, size - 1));
+    memccpy(dst, src, 0, size - 1);
 }
 
 static node_t* tree_new_node(const char* key, const char* tagname)

@@ -125,6 +125,28 @@ size_t mg_write(struct mg_connection* conn, const void* data, size_t len);
 size_t mg_printf(struct mg_connection* conn, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
+// Answers the request with a file, as if its name had been asked for; extra_headers (null allowed)
+// are complete lines. The file is sent on later passes: the handler answers MG_MORE, not MG_TRUE.
+void mg_send_file(struct mg_connection* conn, const char* file_name, const char* extra_headers);
+
+// --- WebSocket ---
+//
+// Each frame of a client is a MG_REQUEST: wsbits holds its first byte (the last fragment's has bit
+// 0x80 set, the opcode is in the low four bits), content its unmasked payload. For MG_FALSE the
+// server answers PING and CLOSE itself and drops data.
+
+enum {
+  WEBSOCKET_OPCODE_CONTINUATION = 0,
+  WEBSOCKET_OPCODE_TEXT = 1,
+  WEBSOCKET_OPCODE_BINARY = 2,
+  WEBSOCKET_OPCODE_CONNECTION_CLOSE = 8,
+  WEBSOCKET_OPCODE_PING = 9,
+  WEBSOCKET_OPCODE_PONG = 10
+};
+
+// Sends one whole frame; returns the bytes that are now queued.
+size_t mg_websocket_write(struct mg_connection* conn, int opcode, const void* data, size_t len);
+
 // --- reading a request ---
 
 // Value of the first header of that name, in any letter case, or null.

@@ -57,14 +57,19 @@ struct connection {
   int64_t num_bytes_recv;  // received for this request, header block included
   int64_t cl;              // Content-Length; of a file: bytes left to send
   int request_len;         // length of the header block; 0 incomplete, negative malformed
+  char* proxy_request;     // owned copy of the header block as it came, when proxying is on
+  bool is_in_message;      // a fragmented WebSocket message is under way
   bool handler_called;     // with MG_REQUEST, for this request
 };
+
+struct cgi_child;
 
 struct mg_server {
   ns_mgr mgr;  // the first member: a manager's address is its server's
   ns_socket_address lsa;
   mg_handler_t event_handler;
   char* config_options[NUM_OPTIONS];  // owned
+  cgi_child* children;                // CGI programs that have not been waited for
 };
 
 // The record that the handler's view is part of.
@@ -146,3 +151,38 @@ void log_access(const connection* conn);
 
 // Serves a request that the application does not handle.
 void mg_open_builtin_endpoint(connection* conn);
+
+// The share of a built-in endpoint in every pass.
+void mg_poll_endpoint(connection* conn, time_t now);
+
+// --- mg_dav.cpp ---
+
+// Writes the body bytes that have arrived to the file of an EP_PUT request.
+void mg_put_data(connection* conn);
+
+// --- mg_cgi.cpp ---
+
+// Hands the body bytes that have arrived to the program of an EP_CGI request.
+void mg_forward_to_cgi(connection* conn);
+
+// Waits for the programs that have ended; ends all of them.
+void mg_reap_children(mg_server* server);
+void mg_end_children(mg_server* server);
+
+// --- mg_proxy.cpp ---
+
+// Sends on what has arrived for an EP_PROXY request.
+void mg_forward_to_upstream(connection* conn);
+
+// --- mg_websocket.cpp ---
+
+// Makes the connection a WebSocket when the request's headers ask for it.
+void mg_upgrade_if_requested(connection* conn);
+
+// Serves the complete frames that have arrived.
+void mg_deliver_websocket_frames(connection* conn);
+
+void mg_ping_idle_websocket(connection* conn, time_t now);
+
+// Sends a CLOSE with a reason of RFC 6455 and closes behind it.
+void mg_close_websocket(connection* conn, int reason);

@@ -3,6 +3,7 @@
 #include <string.h>
 #include <time.h>
 
+#include "httpd/mg_escape.h"
 #include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
 

@@ -10,6 +10,7 @@
 #include "httpd/mg_acl.h"
 #include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
+#include "httpd/mg_websocket.h"
 
 static_assert(offsetof(mg_server, mgr) == 0, "a manager's address is its server's");
 
@@ -22,9 +23,10 @@ static mg_server* server_of(ns_mgr* mgr)
   return reinterpret_cast<mg_server*>(mgr);
 }
 
+// The connection's own record; a peer of a CGI or proxied request has none.
 static connection* connection_of(const ns_connection* nc)
 {
-  return static_cast<connection*>(nc->user_data);
+  return is_peer(nc) ? nullptr : static_cast<connection*>(nc->user_data);
 }
 
 connection* mg_conn_2_conn(const mg_connection* conn)
@@ -98,18 +100,13 @@ static void on_accept(ns_connection* nc)
     nc->flags |= NSF_CLOSE_NOW;
 }
 
-static void on_connect(ns_connection* nc, connection* conn, int result)
+static void on_connect(connection* conn, int result)
 {
-  if (!conn || is_peer(nc)) {
-    if (result != 0)
-      nc->flags |= NSF_CLOSE_NOW;
-    return;
-  }
   conn->mg_conn.status_code = result;
   if (result == 0)
     set_addresses(conn);
   if (call_user(conn, MG_CONNECT) == MG_FALSE || result != 0)
-    nc->flags |= NSF_CLOSE_NOW;
+    conn->ns_conn->flags |= NSF_CLOSE_NOW;
 }
 
 // --- the end of a request ---
@@ -123,6 +120,8 @@ bool should_keep_alive(const mg_connection* conn)
 {
   const char* method = conn->request_method;
   if (!method || (strcmp(method, "GET") != 0 && mg_conn_2_conn(conn)->endpoint_type != EP_USER))
+    return false;
+  if (conn->is_websocket)
     return false;
   if (const char* header = mg_get_header(conn, "Connection"))
     return strcasecmp(header, "keep-alive") == 0;
@@ -142,6 +141,7 @@ static void release_endpoint(connection* conn)
         peer->flags |= NSF_CLOSE_NOW;
         peer->user_data = nullptr;
       }
+      conn->ns_conn->flags &= ~NSF_READ_PAUSED;
       break;
     case EP_NONE:
     case EP_USER:
@@ -156,7 +156,9 @@ static void reset_request(connection* conn)
 {
   free(conn->request);
   free(conn->path_info);
-  conn->request = conn->path_info = nullptr;
+  free(conn->proxy_request);
+  conn->request = conn->path_info = conn->proxy_request = nullptr;
+  conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
   conn->handler_called = false;
@@ -203,6 +205,8 @@ static void try_parse(connection* conn)
     return;
   }
   memcpy(conn->request, io->buf, length);
+  if (mg_option_value(conn->server, ENABLE_PROXY))
+    conn->proxy_request = strndup(io->buf, length);
   iobuf_remove(io, length);
   conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn);
   if (conn->request_len > 0) {
@@ -213,10 +217,15 @@ static void try_parse(connection* conn)
 
 void open_local_endpoint(connection* conn, bool skip_user)
 {
-  conn->endpoint_type = EP_NONE;
+  // Behind the handshake of a WebSocket no HTTP may follow, from whomever.
+  bool is_websocket = conn->mg_conn.is_websocket;
+  conn->endpoint_type = is_websocket ? EP_USER : EP_NONE;
   if (conn->server->event_handler) {
     if (call_user(conn, MG_AUTH) == MG_FALSE) {
-      mg_send_digest_auth_request(conn);
+      if (is_websocket)
+        mg_close_websocket(conn, WEBSOCKET_CLOSE_POLICY);
+      else
+        mg_send_digest_auth_request(conn);
       return;
     }
     if (!skip_user) {
@@ -224,7 +233,8 @@ void open_local_endpoint(connection* conn, bool skip_user)
       return;
     }
   }
-  mg_open_builtin_endpoint(conn);
+  if (!is_websocket)
+    mg_open_builtin_endpoint(conn);
 }
 
 static void send_continue_if_expected(connection* conn)
@@ -249,8 +259,10 @@ static int call_request_handler(connection* conn)
 static void call_request_handler_if_data_is_buffered(connection* conn)
 {
   // Subtracted, since a client may announce any 64-bit length.
-  if (!conn->handler_called && conn->num_bytes_recv - conn->request_len >= conn->cl &&
-      call_request_handler(conn) == MG_FALSE)
+  if (conn->mg_conn.is_websocket)
+    mg_deliver_websocket_frames(conn);
+  else if (!conn->handler_called && conn->num_bytes_recv - conn->request_len >= conn->cl &&
+           call_request_handler(conn) == MG_FALSE)
     open_local_endpoint(conn, true);
 }
 
@@ -280,7 +292,9 @@ static bool accept_request(connection* conn)
     return false;
   }
   if (conn->endpoint_type == EP_NONE) {
-    send_continue_if_expected(conn);
+    mg_upgrade_if_requested(conn);
+    if (!c->is_websocket)
+      send_continue_if_expected(conn);
     open_local_endpoint(conn, false);
   }
   return conn->request_len > 0;
@@ -307,9 +321,21 @@ static void on_recv_data(connection* conn)
     iobuf_free(&nc->recv_iobuf);
     return;
   }
+  if (conn->endpoint_type == EP_PROXY) {
+    mg_forward_to_upstream(conn);
+    return;
+  }
   try_parse(conn);
-  if (accept_request(conn) && conn->endpoint_type == EP_USER)
+  if (!accept_request(conn))
+    return;
+  if (conn->endpoint_type == EP_CGI)
+    mg_forward_to_cgi(conn);
+  if (conn->endpoint_type == EP_USER)
     serve_user(conn);
+  if (conn->endpoint_type == EP_PUT)
+    mg_put_data(conn);
+  if (conn->endpoint_type == EP_FILE)
+    iobuf_free(&nc->recv_iobuf);  // it would be discarded at the file's end
 }
 
 // A datagram is a whole request; its record lives for this call.
@@ -325,6 +351,8 @@ static void process_udp(ns_connection* datagram)
   conn.mg_conn.remote_port = ntohs(nc.sa.sin.sin_port);
   conn.num_bytes_recv = static_cast<int64_t>(nc.recv_iobuf.len);
   on_recv_data(&conn);
+  if (nc.send_iobuf.len > 0)
+    ns_send(&nc, nc.send_iobuf.buf, nc.send_iobuf.len);  // the start of a file
   release_endpoint(&conn);
   reset_request(&conn);
   iobuf_free(&nc.recv_iobuf);
@@ -412,25 +440,11 @@ static void on_recv(ns_connection* nc, connection* conn, int count)
     process_response(conn);
 }
 
-// The connection that waited for a peer goes once it has sent what it got.
-static void release_waiting_client(connection* conn)
-{
-  ns_connection* nc = conn->ns_conn;
-  nc->flags &= ~NSF_HOLD_SEND;
-  nc->flags |= nc->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
-  conn->endpoint.nc = nullptr;
-  conn->endpoint_type = EP_NONE;
-}
-
 static void on_close(ns_connection* nc, connection* conn)
 {
   nc->user_data = nullptr;
   if (!conn)
     return;
-  if (is_peer(nc)) {
-    release_waiting_client(conn);
-    return;
-  }
   if (conn->endpoint_type == EP_CLIENT && (nc->recv_iobuf.len > 0 || conn->request_len > 0))
     deliver_reply(conn);
   call_user(conn, MG_CLOSE);
@@ -440,13 +454,13 @@ static void on_close(ns_connection* nc, connection* conn)
 
 static void on_poll(ns_connection* nc, connection* conn, time_t now)
 {
-  if (is_peer(nc))
-    return;
   if (conn && call_user(conn, MG_POLL) == MG_TRUE) {
     if (nc->flags & MGF_HEADERS_SENT)
       write_terminating_chunk(conn);
     close_local_endpoint(conn);
   }
+  if (conn)
+    mg_poll_endpoint(conn, now);
   if (nc->listener && now - nc->last_io_time > MG_IDLE_TIMEOUT_S) {
     on_close(nc, conn);
     nc->flags |= NSF_CLOSE_NOW;
@@ -464,7 +478,8 @@ void mg_ev_handler(ns_connection* nc, ns_event ev, void* data)
       on_accept(nc);
       break;
     case NS_CONNECT:
-      on_connect(nc, conn, *static_cast<int*>(data));
+      if (conn)
+        on_connect(conn, *static_cast<int*>(data));
       break;
     case NS_RECV:
       on_recv(nc, conn, *static_cast<int*>(data));
@@ -495,6 +510,7 @@ void mg_destroy_server(struct mg_server** server)
   if (!server || !*server)
     return;
   ns_mgr_free(&(*server)->mgr);
+  mg_end_children(*server);
   for (char* option : (*server)->config_options)
     free(option);
   free(*server);
@@ -503,7 +519,9 @@ void mg_destroy_server(struct mg_server** server)
 
 int mg_poll_server(struct mg_server* server, int milliseconds)
 {
-  return static_cast<int>(ns_mgr_poll(&server->mgr, milliseconds));
+  time_t now = ns_mgr_poll(&server->mgr, milliseconds);
+  mg_reap_children(server);
+  return static_cast<int>(now);
 }
 
 struct mg_connection* mg_next(struct mg_server* server, struct mg_connection* c)
@@ -511,7 +529,7 @@ struct mg_connection* mg_next(struct mg_server* server, struct mg_connection* c)
   ns_connection* nc = c ? mg_conn_2_conn(c)->ns_conn : nullptr;
   do {
     nc = ns_next(&server->mgr, nc);
-  } while (nc && (!connection_of(nc) || is_peer(nc)));
+  } while (nc && !connection_of(nc));
   return nc ? &connection_of(nc)->mg_conn : nullptr;
 }
 

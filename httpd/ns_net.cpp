@@ -714,14 +714,19 @@ static void ns_read_from_socket(ns_connection* conn)
   int got;
   for (size_t total = 0;; total += static_cast<size_t>(got)) {
     // What TLS has decoded already would not make the socket readable again.
-    if (total >= READ_PASS_LIMIT && !(conn->ssl && SSL_pending(conn->ssl) > 0))
+    if (total >= READ_PASS_LIMIT && !(conn->ssl && SSL_pending(conn->ssl) > 0)) {
+      conn->last_io_time = time(nullptr);  // so much may have taken its time
       return;
+    }
     got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
                     : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));
     if (got <= 0)
       break;
     iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got));
     ns_call(conn, NS_RECV, &got);
+    // Bytes that TLS holds back would never be announced again: those are read in any case.
+    if ((conn->flags & NSF_READ_PAUSED) && !conn->ssl)
+      return;
   }
   bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
   if (failed)
@@ -740,7 +745,8 @@ static void ns_write_to_socket(ns_connection* conn)
       conn->flags |= NSF_CLOSE_NOW;
     }
   } else {
-    sent = static_cast<int>(send(conn->sock, io.buf, io.len, 0));
+    sent = static_cast<int>(
+        send(conn->sock, io.buf, io.len, conn->flags & NSF_MORE_FOLLOWS ? MSG_MORE : 0));
   }
   bool failed = !conn->ssl && ns_is_error(sent);
   ns_call(conn, NS_SEND, &sent);
@@ -748,8 +754,6 @@ static void ns_write_to_socket(ns_connection* conn)
     conn->flags |= NSF_CLOSE_NOW;
   else if (sent > 0)
     iobuf_remove(&io, static_cast<size_t>(sent));
-  if (io.len == 0)
-    iobuf_free(&io);  // an idle connection keeps no buffer
 }
 
 static void ns_serve_readable(ns_connection* conn, time_t now)
@@ -793,7 +797,8 @@ static void ns_add_to_set(int sock, fd_set* set, int* max_fd)
 static bool ns_waits_for_reading(const ns_connection* conn)
 {
   bool accepts = (conn->flags & (NSF_LISTENING | NSF_UDP)) == NSF_LISTENING;
-  return !(conn->flags & NSF_TLS_WANT_WRITE) && !(accepts && conn->mgr->spare_fd < 0);
+  return !(conn->flags & (NSF_TLS_WANT_WRITE | NSF_READ_PAUSED)) &&
+         !(accepts && conn->mgr->spare_fd < 0);
 }
 
 static bool ns_waits_for_writing(const ns_connection* conn)
@@ -818,6 +823,8 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
     next = conn->next;
     if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
       ns_call(conn, NS_POLL, &current_time);
+    if (conn->send_iobuf.len == 0 && conn->send_iobuf.buf)
+      iobuf_free(&conn->send_iobuf);  // an idle connection keeps no buffer
     if (ns_waits_for_reading(conn))
       ns_add_to_set(conn->sock, &read_set, &max_fd);
     if (ns_waits_for_writing(conn))

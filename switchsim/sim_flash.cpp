@@ -1,11 +1,13 @@
 #include "switchsim/sim_flash.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
@@ -21,6 +23,21 @@ constexpr size_t NAME_MAX_LENGTH = 64;
 constexpr char PART_MARK = '~';  // in the name of a file that is being written, and in no other
 constexpr uint32_t SIZE_DEFAULT = 1u << 30;
 
+// Of processes that were killed and could not clean up.
+void stale_folders_remove(const fs::path& where)
+{
+  std::error_code error;
+  for (fs::directory_iterator entry(where, error), end; !error && entry != end;
+       entry.increment(error)) {
+    int pid = 0;
+    std::error_code ignored;
+    if (sscanf(entry->path().filename().c_str(), "switchsim-%d-", &pid) == 1 && pid > 0 &&
+        kill(pid, 0) != 0 && errno == ESRCH) {
+      fs::remove_all(entry->path(), ignored);
+    }
+  }
+}
+
 // A folder of this process alone, gone with it.
 struct temporary_folder_t {
   std::string path;
@@ -28,7 +45,9 @@ struct temporary_folder_t {
   temporary_folder_t()
   {
     std::error_code error;
-    path = (fs::temp_directory_path(error) / "switchsim-XXXXXX").string();
+    const fs::path where = fs::temp_directory_path(error);
+    stale_folders_remove(where);
+    path = (where / ("switchsim-" + std::to_string(getpid()) + "-XXXXXX")).string();
     if (mkdtemp(path.data()) == nullptr) {
       perror("switchsim: flash");
     }

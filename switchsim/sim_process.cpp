@@ -64,7 +64,8 @@ bool task_read(const std::string& path, task_t& task)
 {
   constexpr int SKIPPED = 11;
   std::ifstream file(path);
-  const std::string stat((std::istreambuf_iterator<char>(file)), {});
+  std::string stat;
+  std::getline(file, stat, '\0');  // a name may hold a line's end
   const size_t open = stat.find('(');
   const size_t close = stat.rfind(')');
   if (open == std::string::npos || close == std::string::npos || close < open) {

@@ -47,11 +47,26 @@ enum : uint32_t { RESULT_NONE = 0, RESULT_RUNNING = 1, RESULT_FAILED = 2 };
 
 enum direction_t { DOWNLOAD, UPLOAD, DIRECTIONS };
 
+struct protocol_t {
+  const char* scheme;
+  const char* allowed;  // on the way, redirects included; null: both ends are on the flash
+  bool http;
+  bool ssh;
+};
+constexpr protocol_t PROTOCOLS[] = {
+    {"http",  "http,https", true,  false},
+    {"https", "http,https", true,  false},
+    {"ftp",   "ftp",        false, false},
+    {"tftp",  "tftp",       false, false},
+    {"sftp",  "sftp",       false, true },
+    {"scp",   "scp",        false, true },
+    {"file",  nullptr,      false, false},
+};
+
 struct transfer_t {
   direction_t direction;
   std::string url;
-  bool http = false;
-  bool local = false;  // both ends are on the flash
+  const protocol_t* protocol = nullptr;
   long stall_s = 0;
 
   // of an upload, and of a transfer between two files of the flash
@@ -86,6 +101,11 @@ uint32_t stall_s;
 transfer_ptr_t latest;
 std::array<transfer_ptr_t, DIRECTIONS> latest_of;
 std::condition_variable transfer_ended;
+
+bool is_local(const transfer_t& t)
+{
+  return t.protocol->allowed == nullptr;
+}
 
 bool running()
 {
@@ -202,7 +222,7 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
   CURLcode error = CURLE_OK;
   const auto set = [&](CURLoption option, auto value) { option_set(curl, error, option, value); };
   set(CURLOPT_URL, t.url.c_str());
-  set(CURLOPT_PROTOCOLS_STR, "http,https,ftp,tftp,sftp,scp");
+  set(CURLOPT_PROTOCOLS_STR, t.protocol->allowed);
   set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   set(CURLOPT_FOLLOWLOCATION, 1L);
   set(CURLOPT_MAXREDIRS, REDIRECTS_MAX);
@@ -210,7 +230,9 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
   set(CURLOPT_PROXY, "");
   set(CURLOPT_SSL_VERIFYPEER, 0L);
   set(CURLOPT_SSL_VERIFYHOST, 0L);
-  set(CURLOPT_SSH_AUTH_TYPES, PASSWORDS);
+  if (t.protocol->ssh) {  // a library without it does not know the option
+    set(CURLOPT_SSH_AUTH_TYPES, PASSWORDS);
+  }
   set(CURLOPT_BUFFERSIZE, BUFFER_SIZE);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_CONNECTTIMEOUT, t.stall_s);
@@ -249,7 +271,8 @@ std::string remote_run(transfer_t& t)
   if (error == CURLE_WRITE_ERROR) {
     return part_failure(t);
   }
-  if (error == CURLE_HTTP_RETURNED_ERROR || (error == CURLE_OK && t.http && status / 100 != 2)) {
+  if (error == CURLE_HTTP_RETURNED_ERROR ||
+      (error == CURLE_OK && t.protocol->http && status / 100 != 2)) {
     return "HTTP status " + std::to_string(status);
   }
   return error == CURLE_OK ? "" : curl_easy_strerror(error);
@@ -300,7 +323,7 @@ void transfer_run(const transfer_ptr_t& t)
   sigaddset(&signals, SIGPIPE);  // a server that closes is no reason to end the process
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  const std::string failure = t->local ? local_run(*t) : remote_run(*t);
+  const std::string failure = is_local(*t) ? local_run(*t) : remote_run(*t);
   {
     const auto lock = sim_lock();
     transfer_end(*t, failure);
@@ -462,12 +485,16 @@ bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
     return false;
   }
   const std::string scheme = url_get(url.get(), CURLUPART_SCHEME);
-  const auto is = [&](const char* name) { return strcasecmp(scheme.c_str(), name) == 0; };
+  const auto found = std::find_if(
+      std::begin(PROTOCOLS), std::end(PROTOCOLS),
+      [&](const protocol_t& protocol) { return strcasecmp(scheme.c_str(), protocol.scheme) == 0; });
+  if (found == std::end(PROTOCOLS)) {
+    return false;
+  }
   t.url = text;
-  t.http = is("http") || is("https");
-  t.local = is("file");
-  if (!t.local) {
-    return t.http || is("ftp") || is("tftp") || is("sftp") || is("scp");
+  t.protocol = found;
+  if (!is_local(t)) {
+    return true;
   }
   const std::string path = url_get(url.get(), CURLUPART_PATH);
   const std::string folder = sim_flash_folder() + "/";
@@ -521,10 +548,10 @@ open_error_t transfer_start(direction_t direction, const std::string& url, const
   t->stall_s = static_cast<long>(stall_s);
   const std::string& from = direction == DOWNLOAD ? url_name : name;
   const std::string& to = direction == DOWNLOAD ? name : url_name;
-  if ((direction == UPLOAD || t->local) && !source_open(*t, from)) {
+  if ((direction == UPLOAD || is_local(*t)) && !source_open(*t, from)) {
     return OPEN_E_PARAM;
   }
-  if ((direction == DOWNLOAD || t->local) && !part_open(*t, to, *kind)) {
+  if ((direction == DOWNLOAD || is_local(*t)) && !part_open(*t, to, *kind)) {
     return OPEN_E_ERROR;
   }
   if (curl_ready != CURLE_OK || !thread_start(t)) {

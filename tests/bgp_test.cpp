@@ -14,19 +14,27 @@ struct family {
   std::string call;   // address and scope in the trace
 };
 static const family FAMILIES[] = {
-    {"IPv4", "1", "10.0.0.1", "/bgp/ipv4/neighbor/10.0.0.1", "/bgp/ipv4/neighbor/10.0.0",
-     "/bgp/ipv4/redistribution/", "(ip address: 10.0.0.1", "{1,\"10.0.0.1\"}, 0"},
-    {"IPv6", "2", "fe80::9", "/bgp/ipv6/neighbor/fe80::9/scope/7",
-     "/bgp/ipv6/neighbor/fe80::x/scope/7", "/bgp/ipv6/redistribution/",
-     "(ip address: fe80::9, scope: 7", "{2,\"fe80::9\"}, 7"},
+    {"IPv4", "1", "10.0.0.1", "/bgp/ipv4/neighbor/10.0.0.1",        "/bgp/ipv4/neighbor/10.0.0",
+     "/bgp/ipv4/redistribution/",                                                                                             "(ip address: 10.0.0.1", "{1,\"10.0.0.1\"}, 0"},
+    {"IPv6", "2", "fe80::9",  "/bgp/ipv6/neighbor/fe80::9/scope/7",
+     "/bgp/ipv6/neighbor/fe80::x/scope/7",                                                       "/bgp/ipv6/redistribution/",
+     "(ip address: fe80::9, scope: 7",                                                                                                                 "{2,\"fe80::9\"}, 7" },
 };
 
 static void run_family(int line, const family& f, const std::string& script)
 {
   run_script(line, script,
-             {{"$name", f.name}, {"$number", f.number}, {"$address", f.address},
-              {"$path", f.path}, {"$bad", f.bad_path}, {"$redistribution", f.redistribution},
-              {"$title", f.title}, {"$call", f.call}, {"$active", *f.number == '1' ? "Yes" : "No"}});
+             {
+                 {"$name",           f.name                         },
+                 {"$number",         f.number                       },
+                 {"$address",        f.address                      },
+                 {"$path",           f.path                         },
+                 {"$bad",            f.bad_path                     },
+                 {"$redistribution", f.redistribution               },
+                 {"$title",          f.title                        },
+                 {"$call",           f.call                         },
+                 {"$active",         *f.number == '1' ? "Yes" : "No"}
+  });
 }
 
 // ---- paths ----
@@ -215,7 +223,11 @@ TEST(Bgp, RedistributionOfBothFamilies)
       run_script(__LINE__,
                  "POST $q=0 $q= $q=2 $q=x -> $code The value of parameter $parameter is invalid.\n"
                  "POST $q=0 $q= $q=2 $q=x =>",
-                 {{"$parameter", parameters[code - 1]}, {"$code", std::to_string(code)}, {"$q", query}});
+                 {
+                     {"$parameter", parameters[code - 1]},
+                     {"$code",      std::to_string(code)},
+                     {"$q",         query               }
+      });
       query += "=0";
     }
     run_family(__LINE__, f, R"(

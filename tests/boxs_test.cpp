@@ -103,7 +103,12 @@ TEST(Boxs, SurvivesAnySwitch)
 [BoxsTempSensorDescripGet {'value': '$256d'}] GET /boxs/tempSensors -> $cut
 // more fans than there are, and a port that follows itself
 [BoxsNumOfFansGet {'value': 4294967295}] GET /boxs/fans -> 99
-[IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp -> {"sfp_transceivers":{}})", {{"$cut", cut}});
+[IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp -> {"sfp_transceivers":{}}
+[IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp => IfFirstGet( | BoxsSfpNominalSignalRate( |
+    IfNextGet()",
+             {
+                 {"$cut", cut}
+  });
 }
 
 TEST(Boxs, RefusesOtherPaths)

@@ -104,7 +104,10 @@ TEST(Interfaces, ValuesHaveTexts)
   engine_reset();
   for (size_t value = 0; value < std::size(SPEEDS); value++)
     run_script(__LINE__, "[IfSpeedGet {'value': $value}] GET /if/3 ~ \"speed\": \"$text\"",
-               {{"$value", std::to_string(value)}, {"$text", SPEEDS[value]}});
+               {
+                   {"$value", std::to_string(value)},
+                   {"$text",  SPEEDS[value]        }
+    });
   run_script(__LINE__, R"([IfSpeedGet {'value': 127}] GET /if/3 ~ "speed": "-"
 [IfSpeedGet {'value': 128}] GET /if/3 ~ "speed": "full 2P5fx"
 [IfSpeedGet {'value': 129}] GET /if/3 ~ "speed": "LAG"
@@ -180,7 +183,12 @@ GET /if/9/counters -> <counters><counter><counterId>1</counterId><counterName>CT
     </counterName><counterValue>0</counterValue></counter><counter><counterId>2</counterId>
     <counterName>CTR_RX_64</counterName><counterValue>0</counterValue></counter></counters>
 [StatGet {'result': -22, 'after': 60}]
-GET /if/9/counters -> 99)", {{"$all", all}, {"$copper", copper}, {"$fibre", fibre}});
+GET /if/9/counters -> 99)",
+             {
+                 {"$all",    all   },
+                 {"$copper", copper},
+                 {"$fibre",  fibre }
+  });
 }
 
 static int64_t counter(int port, int position)
@@ -257,7 +265,12 @@ check PUT /if/3/$path?value=$value
 PUT /if/3/$path ?value= ?counter=1 =>
 // what the switch refuses: another than it knows, a negative number, an unknown interface
 PUT /if/3/$path ?value=70000 ?value=-1 /if/400/$path?value=$value -> 99)",
-               {{"$path", path}, {"$value", value}, {"$call", call}, {"$setting", setting}});
+               {
+                   {"$path",    path   },
+                   {"$value",   value  },
+                   {"$call",    call   },
+                   {"$setting", setting}
+    });
   EXPECT_EQ(unrouted_answer(api_interface_update_soft_shutdown_state,
                             "/if/5/softShutdownState?value=1&format=json"),
             json_envelope(0, "Update soft-shutdown state of Interface 5 successfully."));
@@ -380,10 +393,10 @@ TEST(Interfaces, SwitchportVlansAreChecked)
   run_script(__LINE__, R"(reset {"vlan_max": 100, "vlans": 10})");
   const char* const cases[][3] = {
       {"PUT /if/3/access/vlan",   "AccessVlanSet(3, 5)",              "Update access mode vlan"},
-      {"PUT /if/3/trunk/pvid",    "TrunkNativeVlanSet(3, 5)",         "Update trunk mode pvid"},
-      {"POST /if/3/trunk/vlan",   "TrunkVlanCreate(3, 1, {1,\"5\"})", "Update trunk mode vlan"},
-      {"PUT /if/3/trunk/vlan",    "TrunkVlanSet(3, 1, {1,\"5\"})",    "Update trunk mode vlan"},
-      {"DELETE /if/3/trunk/vlan", "TrunkVlanSet(3, 3, {1,\"5\"})",    "Delete trunk mode vlan"},
+      {"PUT /if/3/trunk/pvid",    "TrunkNativeVlanSet(3, 5)",         "Update trunk mode pvid" },
+      {"POST /if/3/trunk/vlan",   "TrunkVlanCreate(3, 1, {1,\"5\"})", "Update trunk mode vlan" },
+      {"PUT /if/3/trunk/vlan",    "TrunkVlanSet(3, 1, {1,\"5\"})",    "Update trunk mode vlan" },
+      {"DELETE /if/3/trunk/vlan", "TrunkVlanSet(3, 3, {1,\"5\"})",    "Delete trunk mode vlan" },
   };
   for (const auto& [path, call, done] : cases)
     run_script(__LINE__, R"($path?value=5 -> 0 $done of Interface 3 successfully.
@@ -392,7 +405,11 @@ check $path?value=5
 $path?value=0 ?value=101 ?value=-1 ?value=x ?value=0,5 ?value=4294967301 -> 2 VLAN ID not valid.
 $path -> 99
 $path =>)",
-               {{"$path", path}, {"$call", call}, {"$done", done}});
+               {
+                   {"$path", path},
+                   {"$call", call},
+                   {"$done", done}
+    });
   run_script(__LINE__, R"(
 // only the first number is judged before the switch is
 PUT /if/3/trunk/vlan?value=5,101 ?value=5-101 ?value=5, ?value=5,,6 ?value=5- ?value=7-5

@@ -172,19 +172,25 @@ POST /routing/vlanRtrIf?vlanId=10
   const struct {
     const char *fault, *logical, *name, *vlan;
   } cases[] = {
-      {"RtrIntfTypeGet {'result': -26}",          "-1", "vlan 10", "10"},
-      {"RtrIntfTypeGet {'value': 2}",             "-2", "vlan 10", "10"},
-      {"IfFirstGet {'result': -26}",              "1",  "vlan 10", "10"},
-      {"IntfNameSizeGet {'value': 4294967295}",   "1",  "vlan 10", "10"},
-      {"RtrIntfNameGet {'value': ''}",            "1",  "",        "10"},
-      {"RtrIntfNameGet {'value': '$64n'}",        "1",  "$64n",    "10"},  // no terminator
-      {"RtrIntfVlanIdGet {'value': 4294967295}",  "1",  "vlan 10", "-1"},
+      {"RtrIntfTypeGet {'result': -26}",         "-1", "vlan 10", "10"},
+      {"RtrIntfTypeGet {'value': 2}",            "-2", "vlan 10", "10"},
+      {"IfFirstGet {'result': -26}",             "1",  "vlan 10", "10"},
+      {"IntfNameSizeGet {'value': 4294967295}",  "1",  "vlan 10", "10"},
+      {"RtrIntfNameGet {'value': ''}",           "1",  "",        "10"},
+      {"RtrIntfNameGet {'value': '$64n'}",       "1",  "$64n",    "10"}, // no terminator
+      {"RtrIntfVlanIdGet {'value': 4294967295}", "1",  "vlan 10", "-1"},
   };
   for (const auto& c : cases)
-    run_script(__LINE__, R"([$fault] GET /routing/vlanRtrIf/1 -> {"vlan_routing_interface":{
+    run_script(
+        __LINE__, R"([$fault] GET /routing/vlanRtrIf/1 -> {"vlan_routing_interface":{
     "logical_interface_id":$logical,"vlan_routing_interface_num":226,
     "vlan_routing_interface_name":"$name","vlan_id":$vlan}})",
-               {{"$fault", c.fault}, {"$logical", c.logical}, {"$name", c.name}, {"$vlan", c.vlan}});
+        {
+            {"$fault",   c.fault  },
+            {"$logical", c.logical},
+            {"$name",    c.name   },
+            {"$vlan",    c.vlan   }
+    });
 }
 
 TEST(VlanInterfaces, HoldTheirVlan)
@@ -418,7 +424,10 @@ $method /routing/vlanRtrIf/1/ip?addrType=&addr=10.9.9.9&pfxLen=31&extArg=0
 $method /routing/if/5/ip?addrType=3&addr=2001:DB8::0:7&pfxLen=128&extArg=0
     -> 0 $verb Routing Interface IP address (address: 2001:DB8::0:7, prefix length: 128) successfully.
 )",
-               {{"$method", *verb == 'C' ? "POST" : "DELETE"}, {"$verb", verb}});
+               {
+                   {"$method", *verb == 'C' ? "POST" : "DELETE"},
+                   {"$verb",   verb                            }
+    });
 }
 
 // ---- the switch ----
@@ -465,9 +474,9 @@ POST /routing/vlanRtrIf?vlanId=10)");
     int result = 1;
     std::stringstream(step) >> method >> intf >> type >> address >> length >> ext_arg >> result;
     SCOPED_TRACE(step);
-    run_script(__LINE__,
-               method + " /routing/" + intf + "/ip" + address_query(type, address, length, ext_arg) +
-                   (result ? " -> " + std::to_string(result) : ""));
+    run_script(__LINE__, method + " /routing/" + intf + "/ip" +
+                             address_query(type, address, length, ext_arg) +
+                             (result ? " -> " + std::to_string(result) : ""));
   }
 }
 

@@ -24,16 +24,10 @@
 #include "platform/openapi_inet.h"
 #include "platform/openapi_vlan.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/engine_process.h"
 
 static std::string folder;
 static openapiClientHandle_t client;
-
-static std::string file_text(const std::string& path)
-{
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
 
 static std::string file_with(const std::string& name, const std::string& text)
 {
@@ -78,7 +72,7 @@ static child_t child_run(const std::string& job,
     for (const auto& variable : environment)
       setenv(variable.first, variable.second.c_str(), 1);
     if (freopen(out.c_str(), "w", stdout) && freopen(err.c_str(), "w", stderr))
-      execl("/proc/self/exe", "switchsim_test", "--child", job.c_str(), nullptr);
+      program_exec({std::filesystem::read_symlink("/proc/self/exe"), "--child", job});
     _exit(127);
   }
   child_t child = {};

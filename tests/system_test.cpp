@@ -119,6 +119,9 @@ TEST(System, OperationsWithoutRouteWork)
   engine_reset();
   for (const auto& c : cases)
     EXPECT_EQ(unrouted_answer(c.operation, std::string("/?") + c.query), c.answer) << c.line;
+  // a mode that has no text
+  set_fault("NetworkPortIPv4ProtocolModeGet", "{'value': 4}");
+  EXPECT_EQ(unrouted_answer(get, "/"), failed);
 }
 
 TEST(System, ProtocolModesHaveTexts)

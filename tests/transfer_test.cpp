@@ -2,6 +2,7 @@
 // of the startup configuration.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -26,7 +27,6 @@ namespace fs = std::filesystem;
 static const char STARTING[] = "File transfer is starting.";
 static const char NOT_STARTED[] = "Failed to start a transfer.";
 static const char APPLIED[] = "Script transfer and apply successfully.";
-static const char HOSTNAME_SET[] = "Update system hostname successfully.";
 static const char DONE[] = "Transfer completed successfully. 100%";
 
 // A shell command that runs until the record goes; it says one line first.
@@ -48,11 +48,12 @@ struct server_t {
 struct web_server_t {
   temp_folder folder;
   server_t process;
-  std::string url;
-  explicit web_server_t(const std::string& scheme = "http", const std::string& pem = "")
-      : process("exec python3 $SOURCE_DIR/tests/support/file_server.py " + folder.path + " " + pem),
-        url(scheme + "://127.0.0.1:" + process.first_line)
+  std::string url = std::string("http://127.0.0.1:") + process.first_line;
+  explicit web_server_t(const std::string& pem = "")
+      : process("exec python3 $SOURCE_DIR/tests/support/file_server.py " + folder.path + " " + pem)
   {
+    if (!pem.empty())
+      url.insert(4, "s");
   }
 };
 
@@ -76,8 +77,8 @@ static bool wait_until(const std::function<bool()>& condition)
 static std::string inside(const std::string& xml, const std::string& tag)
 {
   size_t at = xml.find("<" + tag + ">");
-  return at == xml.npos ? ""
-                        : xml.substr(at + tag.size() + 2, xml.find("</", at) - at - tag.size() - 2);
+  const size_t start = at + tag.size() + 2;
+  return at == xml.npos ? "" : xml.substr(start, xml.find('<', start) - start);
 }
 
 static std::string get(const std::string& path, const std::string& tag)
@@ -122,8 +123,8 @@ struct flash_t {
 
 // --- The information file ---
 
-static const char INFO[] = "user-apps/startupcfg_info_doc";
-static const char INFO_TEMP[] = "user-apps/startupcfg_info_doc.tmp";
+static const std::string INFO = "user-apps/startupcfg_info_doc";
+static const std::string INFO_TEMP = INFO + ".tmp";
 
 static void info_start(const std::string& content = "", const char* time = "",
                        const char* update = "")
@@ -132,8 +133,8 @@ static void info_start(const std::string& content = "", const char* time = "",
   fs::create_directory("user-apps");
   file_write(INFO, content);
   startupcfgInfo = {0, RC_FALSE, "", ""};
-  std::string(time).copy(startupcfgInfo.cfgTime, STARTUPCFG_TIME_SIZE - 1);
-  std::string(update).copy(startupcfgInfo.cfgUpdateTime, STARTUPCFG_TIME_SIZE - 1);
+  strncpy(startupcfgInfo.cfgTime, time, STARTUPCFG_TIME_SIZE - 1);
+  strncpy(startupcfgInfo.cfgUpdateTime, update, STARTUPCFG_TIME_SIZE - 1);
 }
 
 TEST(InformationFile, IsReadLineByLine)
@@ -195,7 +196,7 @@ TEST(InformationFile, StaysAsItWasWhenAStepFails)
   const std::string old = "cfg_time:1\ncfg_update:2\n";
   const std::function<void()> faults[] = {
       [] { fs::create_symlink("/dev/full", INFO_TEMP); },  // no space left
-      [] { fs::create_directories(std::string(INFO_TEMP) + "/in the way"); }};
+      [] { fs::create_directories(INFO_TEMP + "/in the way"); }};
   for (const auto& fault : faults) {
     info_start(old, "1", "2");
     fault();
@@ -250,10 +251,12 @@ TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
   info_start();
   auto expect_info = [](int line, const std::string& time, const std::string& update,
                         const std::string& modified) {
-    expect_answer(line, "GET", "/download/startupCfgInfo", 0, "Get data successfully.",
-                  (R"({"information":{"cfg_time":")" + time + R"(","cfg_update":")" + update +
-                   R"(","cfg_modified":")" + modified + "\"}}")
-                      .c_str());
+    const std::string times = R"("cfg_time":")" + time + R"(","cfg_update":")" + update;
+    run_script(line, "GET /download/startupCfgInfo -> $json",
+               {
+                   {"$json",
+                    R"({"information":{)" + times + R"(","cfg_modified":")" + modified + "\"}}"}
+    });
   };
   const std::string request = "/download/config?url=http://127.0.0.1:1&cfg=1&";
   expect_info(__LINE__, "", "", "no");
@@ -267,7 +270,7 @@ TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
   EXPECT_EQ(file_text(INFO), "cfg_time:T2\ncfg_update:U2\n");
   file_write(INFO, "cfg_time:from\ncfg_update:outside\n");
   expect_info(__LINE__, "from", "outside", "no");
-  expect_answer(__LINE__, "PUT", "/system/hostname?value=x", 0, HOSTNAME_SET);
+  run_script(__LINE__, "PUT /system/hostname?value=x");
   expect_info(__LINE__, "from", "outside", "yes");
 
   engine_reset(
@@ -319,39 +322,28 @@ TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
   info_start();
   const std::string url = "http://h/" + std::string(1014, 'x');  // 1023 characters
   const std::string longest(32, 'a');
-  const struct {
-    int line;
-    std::string request, file;
-  } cases[] = {
-      {__LINE__, "/download/image?auto=n&img=backup&",                    "{7,\"backup\"}"           },
-      {__LINE__, "/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1&",
-       "{15,\"startup-config\"}"                                                                     },
-      {__LINE__, "/download/config?auto=n&cfg=02&",                       "{14,\"backup-config\"}"   },
-      {__LINE__, "/download/config?auto=n&cfg=3&",                        "{17,\"factory-defaults\"}"},
-      {__LINE__, "/upload/config?sn=1&cfg=4&",                            "{15,\"running-config\"}"  },
-      {__LINE__, "/upload/config?sn=1&cfg=5&",                            "{13,\"tarvexia.cfg\"}"    },
-      {__LINE__, "/download/script?act=n&scr=" + longest + "&",           "{33,\"" + longest + "\"}" },
-      {__LINE__, "/upload/script?scr=b.scr&",                             "{6,\"b.scr\"}"            },
-  };
-  for (const auto& c : cases) {
-    const std::string request = c.request + "url=" + url;
+  auto hands_over = [&](int line, const std::string& parameters, const std::string& file) {
+    const std::string request = parameters + "&url=" + url;
     const std::string call =
-        std::string("rpcclt_openapiTransferFile") + (c.request[1] == 'd' ? "Download" : "Upload");
+        std::string("rpcclt_openapiTransferFile") + (request[1] == 'd' ? "Download" : "Upload");
     set_fault(call.c_str(), "{'result': -28}");
-    expect_calls(c.line, api_calls("POST", request),
-                 {(call + "({1024,\"" + url + "\"}, " + c.file + ")").c_str()});
-    expect_answers({
-        {c.line, "POST", request, 1, "Another Transfer is in Progress."}
-    });
+    expect_calls(line, api_calls("POST", request),
+                 {(call + "({1024,\"" + url + "\"}, " + file + ")").c_str()});
+    expect_answer(line, "POST", request, 1, "Another Transfer is in Progress.");
     set_fault(call.c_str(), "{'result': -31}");
-    expect_answers({
-        {c.line, "POST", request, 2, NOT_STARTED}
-    });
+    expect_answer(line, "POST", request, 2, NOT_STARTED);
     set_fault(call.c_str(), "{'result': -24}");
-    expect_answers({
-        {c.line, "POST", request, 99}
-    });
-  }
+    expect_open_error(line, "POST", request);
+  };
+  hands_over(__LINE__, "/download/image?auto=n&img=backup", R"({7,"backup"})");
+  hands_over(__LINE__, "/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1",
+             R"({15,"startup-config"})");
+  hands_over(__LINE__, "/download/config?auto=n&cfg=02", R"({14,"backup-config"})");
+  hands_over(__LINE__, "/download/config?auto=n&cfg=3", R"({17,"factory-defaults"})");
+  hands_over(__LINE__, "/upload/config?sn=1&cfg=4", R"({15,"running-config"})");
+  hands_over(__LINE__, "/upload/config?sn=1&cfg=5", R"({13,"tarvexia.cfg"})");
+  hands_over(__LINE__, "/download/script?act=n&scr=" + longest, "{33,\"" + longest + "\"}");
+  hands_over(__LINE__, "/upload/script?scr=b.scr", R"({6,"b.scr"})");
 }
 
 TEST(Transfer, AsksForTheRestartOnlyWithAuto)
@@ -366,9 +358,7 @@ TEST(Transfer, AsksForTheRestartOnlyWithAuto)
         __LINE__, api_calls("POST", stall + "y"),
         {"rpcclt_openapiTransferFileDownload(", "rpcclt_openapiTransferCompletedRebootSet() = 0"});
     engine_reset(R"({"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}})");
-    expect_answers({
-        {__LINE__, "POST", stall + "y", 98}
-    });
+    expect_answer(__LINE__, "POST", stall + "y", 98, "The same setting is already set.");
   }
 }
 
@@ -377,12 +367,12 @@ TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
   engine_reset();
   auto keeps = [](int line, const std::string& sn, const std::string& kept) {
     transfer(line, "/upload/config?cfg=4&sn=" + sn, web().url + "/config");
-    expect_answer(
-        line, "GET", "/upload/status", 0, "Get data successfully.",
-        (R"({"information":{"status":"Transfer completed successfully.","progress":"100%",)"
-         R"("cfg_upload_sn":")" +
-         kept + "\"}}")
-            .c_str());
+    const std::string status =
+        R"({"information":{"status":"Transfer completed successfully.","progress":"100%",)";
+    run_script(line, "GET /upload/status -> $json",
+               {
+                   {"$json", status + R"("cfg_upload_sn":")" + kept + "\"}}"}
+    });
   };
   keeps(__LINE__, "12345x", "12345");
   keeps(__LINE__, "4294967295", "4294967295");
@@ -404,7 +394,7 @@ TEST(Download, BringsFilesFromEveryServerByteForByte)
   temp_folder folder;
   make_certificate(folder.path + "/ssl.pem");
   chmod(folder.path.c_str(), 0755);
-  web_server_t secure("https", folder.path + "/ssl.pem");
+  web_server_t secure(folder.path + "/ssl.pem");
   server_t atftpd(
       "P=$(python3 -c 'import socket; s = socket.socket(2, 2); s.bind((\"127.0.0.1\", 0)); "
       "print(s.getsockname()[1])'); echo $P; exec atftpd --daemon --no-fork --logfile /dev/null "
@@ -462,8 +452,7 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
   EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
   EXPECT_EQ(flash.count(), 1u);
   EXPECT_EQ(get("/script/list", "filename"), "a.scr");
-  EXPECT_EQ(switchsim_reset(R"({"flash": "/dev/null"})"),
-            "flash: is no folder that can be written");
+  EXPECT_EQ(switchsim_reset(R"({"flash": "/dev/null"})").find("flash: "), 0u);
 }
 
 TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
@@ -498,7 +487,7 @@ TEST(Download, RunsAloneAndTellsHowFarItIs)
   for (const std::string& second : {request, std::string("/upload/config?cfg=4&sn=1&url=http://x")})
     expect_answer(__LINE__, "POST", second, 1, "Another Transfer is in Progress.");
   // A switch that starts again ends it.
-  expect_answer(__LINE__, "POST", "/system/reload?value=3", 0, "Reset the system is starting.");
+  run_script(__LINE__, "POST /system/reload?value=3");
   EXPECT_TRUE(
       wait_until([] { return get("/download/status", "status") == "Transfer failed: stopped."; }));
 }
@@ -521,16 +510,14 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
   EXPECT_EQ(calls.end()[-2], "rpcclt_openapiTransferInProgressGet(>0) = 0");
   EXPECT_EQ(calls.back(), "rpcclt_openapiTransferResultCodeGet(0, >2) = 0");
 
-  for (const std::string call :
-       {"TransferInProgressGet", "TransferResultCodeGet", "TxtCfgValidateAndApply"})
-    for (const int code : {98, 99}) {
-      engine_reset();
-      set_fault(("rpcclt_openapi" + call).c_str(),
-                code == 98 ? "{'result': -24}" : "{'result': -26}");
-      expect_answers({
-          {__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), code}
-      });
-    }
+  for (const char* call :
+       {"rpcclt_openapiTransferInProgressGet", "rpcclt_openapiTransferResultCodeGet",
+        "rpcclt_openapiTxtCfgValidateAndApply"}) {
+    engine_reset();
+    set_fault(call, "{'result': -24}");
+    expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 98,
+                  "The same setting is already set.");
+  }
 }
 
 TEST(Configuration, TravelsAndIsInForceAfterAReload)
@@ -540,7 +527,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
     EXPECT_EQ(transfer(__LINE__, "/upload/config?sn=1&cfg=" + cfg, web().url + "/cfg" + cfg), DONE);
     return file_text(web().folder.path + "/cfg" + cfg);
   };
-  expect_answer(__LINE__, "PUT", "/system/hostname?value=first", 0, HOSTNAME_SET);
+  run_script(__LINE__, "PUT /system/hostname?value=first");
   const std::string delivered = uploaded("1"), running = uploaded("4");
   EXPECT_EQ(delivered, uploaded("3"));
   EXPECT_EQ(delivered.find("first"), std::string::npos);
@@ -548,7 +535,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   expect_open_error(__LINE__, "POST", "/upload/config?sn=1&cfg=2&url=http://127.0.0.1");
   uploaded("5");
   server_t tar("cd " + web().folder.path +
-               " && mkdir archive && tar -C archive -xf cfg5 && "
+               " && mkdir -p archive && tar -C archive -xf cfg5 && "
                "cmp archive/running-config cfg4 && ls archive | tr '\\n' ' '");
   EXPECT_STREQ(tar.first_line, "factory-defaults running-config startup-config ");
 
@@ -562,12 +549,11 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_EQ(transfer(__LINE__, startup + "n", web().url + "/cfg4"), DONE);
   EXPECT_EQ(file_text(flash.path + "startup-config"), running);
   EXPECT_NE(hostname(), "first");
-  expect_answer(__LINE__, "POST", "/system/reload?value=3", 0, "Reset the system is starting.");
+  run_script(__LINE__, "POST /system/reload?value=3");
   EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
   // The same in one request; what was not saved is lost.
-  expect_answer(__LINE__, "PUT", "/system/hostname?value=second", 0, HOSTNAME_SET);
-  expect_answer(__LINE__, "POST", startup + "y&url=" + url_encode(web().url + "/cfg4"), 0,
-                STARTING);
+  run_script(__LINE__, "PUT /system/hostname?value=second");
+  run_script(__LINE__, "POST " + startup + "y&url=" + web().url + "/cfg4");
   EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
   // What the flash holds is loaded when the process starts.
   engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
@@ -597,10 +583,7 @@ TEST(Download, NeedsNoMoreMemoryForALargeFile)
     return http_request(client, "POST", engine.url + path).body;
   };
   const std::string key = inside(post("/login?user=admin&password=admin"), "sessionKey");
-  EXPECT_EQ(inside(post("/download/image?img=active&auto=n&sessionkey=" + key +
-                        "&url=" + url_encode(web().url + "/image")),
-                   "rlt_mesg"),
-            STARTING);
+  post("/download/image?img=active&auto=n&sessionkey=" + key + "&url=" + web().url + "/image");
   EXPECT_TRUE(wait_until([&] {
     EXPECT_LT(engine_process_resident_kib(engine), resident_max);
     return inside(post("/download/status?method=GET&sessionkey=" + key), "progress") == "100%";

@@ -179,7 +179,13 @@ reset {"ports": 2, "vlans": 2}
     "type":"static","interfaces":{}}}
 [IfNextGet {'result': -25}] GET /vlans/2 -> 99
 [IfNextGet {'result': -25, 'value': 2, 'times': 1}] GET /vlans/1 -> $both
-)", {{"$autodetect", autodetect}, {"$both", both}, {"$odd_mode", odd_mode}, {"$tagging7", tagging7}});
+)",
+             {
+                 {"$autodetect", autodetect},
+                 {"$both",       both      },
+                 {"$odd_mode",   odd_mode  },
+                 {"$tagging7",   tagging7  }
+  });
 }
 
 TEST(Vlans, HelpersForOtherModules)

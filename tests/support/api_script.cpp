@@ -115,8 +115,13 @@ static void script_answer(int line, const char* method, const std::string& path,
     script_result(line, method, path, code);
   else if (data_text[0] == '<')
     expect_xml_answer(line, method, path, code, message, data_given);
+  else if (code == 99 && message.empty())
+    expect_open_error(line, method, path);
+  else if (code == 902 && message.empty())
+    expect_bad_request(line, method, path);
   else
-    expect_answers({api_case(line, method, path, code, message, data_given)});
+    expect_answer(line, method, path, code,
+                  code == 98 ? "The same setting is already set." : message, data_given);
   if (data_text[0] != '{' || strcmp(method, "GET") != 0 || script_fault)
     return;
   const std::unique_ptr<json_object, int (*)(json_object*)> json(
@@ -199,8 +204,10 @@ static void script_check(int line, const std::string& step)
   const auto prepare = [&] {
     if (!before.empty() && before[0] == "reset")
       engine_reset();
-    script_each(0, before, "", [](int, const char* method, const std::string& path,
-                                  const std::string&) { api_request(method, path, "json"); });
+    script_each(0, before, "",
+                [](int, const char* method, const std::string& path, const std::string&) {
+                  api_request(method, path, "json");
+                });
   };
   script_each(line, words, "",
               [&](int at, const char* method, const std::string& path, const std::string&) {

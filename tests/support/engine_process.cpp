@@ -16,7 +16,20 @@
 #include <iterator>
 #include <sstream>
 #include <thread>
-#include <vector>
+
+void program_exec(const std::vector<std::string>& command)
+{
+  const char* emulator = getenv("EMULATOR");
+  std::istringstream text(emulator ? emulator : "");
+  std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};
+  words.insert(words.end(), command.begin(), command.end());
+  std::vector<char*> arguments;
+  for (std::string& word : words)
+    arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  _exit(127);
+}
 
 engine_process::engine_process(const std::string& profile,
                                const std::map<std::string, std::string>& environment)
@@ -38,16 +51,8 @@ engine_process::engine_process(const std::string& profile,
     setenv("SWITCHSIM_PROFILE", "profile.json", 1);
   for (const auto& [name, value] : environment)
     setenv(name.c_str(), value.c_str(), 1);
-  // On another processor than the engine's, an emulator runs it.
-  const char* emulator = getenv("EMULATOR");
-  std::istringstream command(std::string(emulator ? emulator : "") + " " + getenv("ENGINE"));
-  std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
-  std::vector<char*> arguments;
-  for (std::string& word : words)
-    arguments.push_back(word.data());
-  arguments.push_back(nullptr);
   if (chdir(folder.path.c_str()) == 0)
-    execvp(arguments[0], arguments.data());
+    program_exec({getenv("ENGINE")});
   _exit(127);
 }
 

@@ -5,8 +5,13 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "tests/support/temp_folder.h"
+
+// Becomes the program whose file and arguments are given; on another processor than the program's,
+// an emulator runs it.
+[[noreturn]] void program_exec(const std::vector<std::string>& command);
 
 struct engine_process {
   temp_folder folder;  // working folder, document root; holds "stdout" and "stderr"

@@ -7,7 +7,6 @@ off in the middle of 1000 bytes, the one silent, the other closed; /to?URL redir
 import functools
 import http.server
 import os
-import shutil
 import ssl
 import sys
 import urllib.parse
@@ -43,9 +42,6 @@ class Handler(http.server.SimpleHTTPRequestHandler):
             while left > 0:
                 left -= file.write(self.rfile.read(min(left, 65536)))
         self.answer(201)
-
-    def copyfile(self, source, outputfile):
-        shutil.copyfileobj(source, outputfile, 1 << 20)
 
     def log_message(self, *args):
         pass

@@ -227,30 +227,6 @@ void expect_bad_request(int line, const char* method, const std::string& path)
   expect_answer(line, method, path, 902, "Bad Request. Please check your method and URI.");
 }
 
-static const char SAME_SETTING_TEXT[] = "The same setting is already set.";
-
-void expect_answers(const std::vector<api_case_t>& cases)
-{
-  for (const api_case_t& c : cases) {
-    if (c.code == 99)
-      expect_open_error(c.line, c.method, c.path);
-    else if (c.code == 902)
-      expect_bad_request(c.line, c.method, c.path);
-    else
-      expect_answer(c.line, c.method, c.path, c.code, c.code == 98 ? SAME_SETTING_TEXT : c.message,
-                    c.data_json);
-  }
-}
-
-void expect_answers_with_fault(const char* call, const std::string& fault,
-                               const std::vector<api_case_t>& cases)
-{
-  std::string error;
-  ASSERT_TRUE(switchsim_fault_set(call, fault.c_str(), &error)) << call << ": " << error;
-  expect_answers(cases);
-  switchsim_faults_clear();
-}
-
 static std::vector<std::string> text_lines(const std::string& text)
 {
   std::vector<std::string> lines;

@@ -53,28 +53,6 @@ void expect_xml_answer(int line, const char* method, const std::string& path, in
 void expect_open_error(int line, const char* method, const std::string& path);
 void expect_bad_request(int line, const char* method, const std::string& path);
 
-// Requests in their order and the answers to them. The codes 98, 99 and 902 have one message each,
-// which is not given; data_json is as in expect_answer.
-struct api_case_t {
-  int line;
-  const char* method;
-  std::string path;
-  int code;
-  std::string message;
-  const char* data_json;
-};
-inline api_case_t api_case(int line, const char* method, const std::string& path, int code,
-                           const std::string& message = "", const char* data_json = nullptr)
-{
-  return {line, method, path, code, message, data_json};  // use __LINE__ as the line
-}
-void expect_answers(const std::vector<api_case_t>& cases);
-
-// Makes a call go wrong as switchsim_fault_set takes it, expects the answers, and makes it work
-// again.
-void expect_answers_with_fault(const char* call, const std::string& fault,
-                               const std::vector<api_case_t>& cases);
-
 // The management-API calls of one request, as trace lines: "name(arguments) = result".
 std::vector<std::string> api_calls(const char* method, const std::string& path);
 

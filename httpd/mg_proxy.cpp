@@ -1,0 +1,198 @@
+// The proxy: an upstream connection for each request, and bytes relayed both ways.
+#include <arpa/inet.h>
+#include <ctype.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include "httpd/mg_builtin.h"
+
+struct upstream_address {
+  char text[64];  // "IPV4:PORT"
+  int status;     // 0, or why there is none
+};
+
+static bool is_host_name(const mg_vec& host)
+{
+  for (size_t i = 0; i < host.len; i++)
+    if (!isalnum(static_cast<unsigned char>(host.ptr[i])) && host.ptr[i] != '.' &&
+        host.ptr[i] != '-' && host.ptr[i] != '_')
+      return false;
+  return host.len > 0;
+}
+
+// Looks up "host:port" or "host" of that length.
+static upstream_address find_upstream(const mg_vec& authority, int default_port)
+{
+  upstream_address upstream = {"", 400};
+  const void* colon = memchr(authority.ptr, ':', authority.len);
+  mg_vec host = {
+      authority.ptr,
+      colon ? static_cast<size_t>(static_cast<const char*>(colon) - authority.ptr) : authority.len};
+  char text[300], rest;
+  int port = default_port;
+  if (colon) {
+    snprintf(text, sizeof text, "%.*s", static_cast<int>(authority.len - host.len - 1),
+             host.ptr + host.len + 1);
+    if (sscanf(text, "%5d%c", &port, &rest) != 1 || port < 1)
+      return upstream;
+  }
+  if (!is_host_name(host))
+    return upstream;
+  snprintf(text, sizeof text, "%.*s:%d", static_cast<int>(host.len), host.ptr, port);
+  ns_socket_address address;
+  int protocol;
+  bool use_ssl;
+  char cert[100], ca[100];
+  if (ns_parse_address(text, &address, &protocol, &use_ssl, cert, ca) == 0)
+    return upstream;
+  // A name that is not found reads as 0.0.0.0, which would be this machine.
+  upstream.status = address.sin.sin_addr.s_addr == 0 ? 502 : 0;
+  char ip[INET_ADDRSTRLEN];
+  inet_ntop(AF_INET, &address.sin.sin_addr, ip, sizeof ip);
+  snprintf(upstream.text, sizeof upstream.text, "%s:%d", ip, port);
+  return upstream;
+}
+
+static bool is_tunnel(const connection* conn)
+{
+  return strcmp(conn->mg_conn.request_method, "CONNECT") == 0;
+}
+
+// Moves what has been received on one side to the other, `len` bytes of it.
+static void relay(ns_connection* from, ns_connection* to, size_t len)
+{
+  ns_send(to, from->recv_iobuf.buf, len);
+  from->recv_iobuf.len = 0;
+  mg_pace(from, to);
+}
+
+void mg_forward_to_upstream(connection* conn)
+{
+  ns_connection* nc = conn->ns_conn;
+  bool takes_all = is_tunnel(conn) || mg_get_header(&conn->mg_conn, "Transfer-Encoding");
+  if (conn->endpoint.nc)
+    relay(nc, conn->endpoint.nc, takes_all ? nc->recv_iobuf.len : mg_body_bytes(conn));
+  nc->recv_iobuf.len = 0;
+}
+
+static void on_response(ns_connection* peer, connection* conn)
+{
+  mg_connection* c = &conn->mg_conn;
+  int status = 0;
+  if (c->status_code == 0) {
+    char line[32];
+    snprintf(line, sizeof line, "%.*s", static_cast<int>(peer->recv_iobuf.len),
+             peer->recv_iobuf.buf);
+    c->status_code = sscanf(line, "HTTP/%*[0-9.] %3d", &status) == 1 ? status : 200;
+  }
+  relay(peer, conn->ns_conn, peer->recv_iobuf.len);
+}
+
+static void on_connected(connection* conn, int error)
+{
+  if (error == 0 && is_tunnel(conn)) {
+    conn->mg_conn.status_code = 200;
+    mg_printf(&conn->mg_conn, "HTTP/1.1 200 OK\r\n\r\n");
+  } else if (error != 0) {
+    send_http_error(conn, 502, "%s", "");
+  }
+}
+
+// The client gets what has come, or learns that nothing did.
+static void on_close(connection* conn)
+{
+  conn->endpoint.nc = nullptr;
+  if (conn->mg_conn.status_code == 0)
+    send_http_error(conn, 502, "%s", "");
+  else
+    close_local_endpoint(conn);
+}
+
+static void on_peer_event(ns_connection* peer, ns_event ev, void* data)
+{
+  connection* conn = static_cast<connection*>(peer->user_data);
+  if (!conn)
+    return;
+  if (ev == NS_POLL)
+    mg_pace(peer, conn->ns_conn);
+  else if (ev == NS_CONNECT)
+    on_connected(conn, *static_cast<int*>(data));
+  else if (ev == NS_RECV)
+    on_response(peer, conn);
+  else if (ev == NS_CLOSE)
+    on_close(conn);
+}
+
+// Whether a header line concerns the connection to the proxy only.
+static bool is_hop_header(const char* line)
+{
+  static const char* const names[] = {
+      "Connection:", "Proxy-Connection:", "Keep-Alive:", "Proxy-Authorization:", "Expect:"};
+  for (const char* name : names)
+    if (strncasecmp(line, name, strlen(name)) == 0)
+      return true;
+  return false;
+}
+
+// Sends the request on as it came, for the path alone and for one answer.
+static void send_request(connection* conn, ns_connection* peer, const char* path, size_t path_len)
+{
+  const char* line = conn->proxy_request + strspn(conn->proxy_request, "\r\n ");
+  ns_printf(peer, "%s %s%.*s HTTP/%s\r\n", conn->mg_conn.request_method,
+            path_len > 0 && *path == '/' ? "" : "/", static_cast<int>(path_len), path,
+            conn->mg_conn.http_version);
+  line += strcspn(line, "\n");
+  while (*line == '\n') {
+    line++;
+    size_t length = strcspn(line, "\r\n");
+    if (length > 0 && !is_hop_header(line))
+      ns_printf(peer, "%.*s\r\n", static_cast<int>(length), line);
+    line += strcspn(line, "\n");
+  }
+  ns_printf(peer, "Connection: close\r\n\r\n");
+}
+
+// The request's target as the client wrote it.
+static mg_vec written_target(const connection* conn)
+{
+  const char* text = conn->proxy_request;
+  text += strspn(text, "\r\n ");
+  text += strcspn(text, " ");
+  text += strspn(text, " ");
+  return {text, strcspn(text, " \r\n")};
+}
+
+void mg_open_proxy_endpoint(connection* conn)
+{
+  static const char scheme[] = "http://";
+  mg_vec authority = conn->proxy_request ? written_target(conn) : mg_vec{"", 0};
+  mg_vec path = {"", 0};
+  if (!is_tunnel(conn)) {
+    if (authority.len < sizeof scheme - 1 ||
+        strncasecmp(authority.ptr, scheme, sizeof scheme - 1) != 0) {
+      send_http_error(conn, 400, "%s", "");
+      return;
+    }
+    authority.ptr += sizeof scheme - 1;
+    authority.len -= sizeof scheme - 1;
+    size_t name_len = strcspn(authority.ptr, "/? \r\n");
+    path = {authority.ptr + name_len, authority.len - name_len};
+    authority.len = name_len;
+  }
+  upstream_address upstream = find_upstream(authority, is_tunnel(conn) ? 443 : 80);
+  ns_connection* peer = upstream.status == 0
+                            ? ns_connect(conn->ns_conn->mgr, upstream.text, on_peer_event, nullptr)
+                            : nullptr;
+  if (!peer) {
+    send_http_error(conn, upstream.status ? upstream.status : 502, "%s", "");
+    return;
+  }
+  peer->flags |= MGF_PROXY_PEER;
+  peer->user_data = conn;
+  conn->endpoint.nc = peer;
+  conn->endpoint_type = EP_PROXY;
+  if (!is_tunnel(conn))
+    send_request(conn, peer, path.ptr, path.len);
+  mg_forward_to_upstream(conn);
+}

@@ -1,0 +1,132 @@
+// CGI programs: what they are told, what becomes of their output, and how they end.
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/file_server.h"
+
+using std::string;
+using namespace std::string_literals;
+
+static const string SHELL = "#!/bin/sh\n";
+static const string PLAIN = SHELL + "printf 'Content-Type: text/x\\n\\n'\n";
+
+template <typename Condition>
+static void wait_for(Condition condition)
+{
+  for (int i = 0; i < 60000 && !condition(); i++)
+    usleep(1000);
+  EXPECT_TRUE(condition()) << "not within a minute";
+}
+
+TEST(cgi, environment)
+{
+  file_server server;
+  server_file(server, "d/e.cgi", PLAIN + "pwd; env\n");
+  setenv("TMPDIR", "/copied", 1);
+  string body = raw_body(raw_get(server, "POST /d/e.cgi/more/info?a=%41&b",
+                                 "Content-Length: 2\nContent-Type: c/t\nX-Own-1: v=1\n"
+                                 "Proxy: evil\n\nhi"));
+  EXPECT_EQ(body.find(server.root + "/d\n"), 0u);
+  for (const string& line :
+       {"REQUEST_METHOD=POST"s, "SCRIPT_NAME=/d/e.cgi"s, "PATH_INFO=/more/info"s,
+        "PATH_TRANSLATED=" + server.root + "/more/info", "DOCUMENT_ROOT=" + server.root,
+        "SERVER_ROOT=" + server.root, "SCRIPT_FILENAME=" + server.root + "/d/e.cgi",
+        "QUERY_STRING=a=%41&b"s, "REQUEST_URI=/d/e.cgi/more/info?a=%41&b"s, "CONTENT_LENGTH=2"s,
+        "CONTENT_TYPE=c/t"s, "HTTP_X_OWN_1=v=1"s, "GATEWAY_INTERFACE=CGI/1.1"s,
+        "SERVER_PROTOCOL=HTTP/1.1"s, "REDIRECT_STATUS=200"s, "REMOTE_ADDR=127.0.0.1"s, "HTTPS=off"s,
+        "TMPDIR=/copied"s})
+    EXPECT_NE(body.find("\n" + line + "\n"), string::npos) << line << " in\n" << body;
+  EXPECT_EQ(body.find("HTTP_PROXY"), string::npos);
+  // What does not fit is left out, and nothing behind it is harmed.
+  string large = raw_get(server, "GET /d/e.cgi?" + string(8000, 'q'), "X-Last: here\n");
+  EXPECT_EQ(large.find("QUERY_STRING="), string::npos);
+  EXPECT_NE(large.find("HTTP_X_LAST=here"), string::npos);
+}
+
+TEST(cgi, output_becomes_the_response)
+{
+  struct output_row {
+    int line;
+    string script, start, body;
+  };
+  const string malformed = "HTTP/1.1 500 Internal Server Error\r\n";
+  const string error = "500 Internal Server Error\nCGI program sent malformed headers: [";
+  const output_row rows[] = {
+  // clang-format off
+      {__LINE__, PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
+      {__LINE__, SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
+                 "HTTP/1.1 404 Gone Away\r\nX-A: b\r\n", "x"},
+      {__LINE__, SHELL + "printf 'status: 503\\n\\n'",  "HTTP/1.1 503 Service Unavailable\r\n", ""},
+      {__LINE__, SHELL + "printf 'Location: /x\\n\\n'", "HTTP/1.1 302 Found\r\nLocation: /x\r\n", ""},
+      {__LINE__, SHELL + "echo plain text",             malformed, error + "plain text\n]"},
+      {__LINE__, SHELL + "printf 'plain\\n\\ntext\\n'", malformed, error + "plain\n\ntext\n]"},
+      {__LINE__, SHELL + "printf 'Status: 99\\n\\n'",   malformed, error + "Status: 99\n\n]"},
+      {__LINE__, SHELL + "printf 'A: \\001\\n\\n'",     malformed, error + "A: \x01\n\n]"},
+      {__LINE__, SHELL + "exit 3",                      malformed, error + "]"},
+      {__LINE__, SHELL + "kill -9 $$",                  malformed, error + "]"},
+      {__LINE__, "#!/no/such/interpreter\n",            malformed, ""},
+      {__LINE__, "not executable",                      malformed, ""},
+  // clang-format on
+  };
+  for (const output_row& row : rows) {
+    file_server server;
+    server_file(server, "s.cgi", row.script + (row.script[0] == '#' ? "\n" : ""));
+    string answer = raw_get(server, "GET /s.cgi");
+    EXPECT_EQ(answer.compare(0, row.start.size(), row.start), 0) << row.line << answer;
+    string body = row.body;
+    if (body.empty() && row.start == malformed)
+      body = "500 Server Error: " + server.root +
+             "/s.cgi: " + strerror(row.script[0] == '#' ? ENOENT : EACCES);
+    EXPECT_EQ(raw_body(answer), body) << row.line;
+  }
+}
+
+TEST(cgi, bodies_both_ways)
+{
+  file_server server({
+      {"cgi_interpreter", "sh"    },
+      {"cgi_pattern",     "**.sh$"}
+  });
+  server_file(server, "count.sh", PLAIN + "md5sum\n");
+  server_file(server, "length.sh", PLAIN + "wc -c");
+  server_file(server, "many.sh", PLAIN + "head -c 100000000 /dev/zero");
+  string body(10 * 1024 * 1024, 'b');
+  char digest[33];
+  http_client client;
+  EXPECT_EQ(http_request(client, "POST", server.url + "/count.sh", body).body.substr(0, 32),
+            mg_md5(digest, body.c_str(), nullptr));
+  EXPECT_EQ(raw_body(raw_get(server, "GET /length.sh")), "0\n") << "the input ends at once";
+  EXPECT_EQ(raw_body(raw_get(server, "POST /length.sh", "Content-Length: 3\n\n12345")), "3\n");
+  EXPECT_EQ(raw_body(raw_get(server, "HEAD /length.sh")), "");
+  EXPECT_EQ(fetch(server.url + "/many.sh").body_size, 100000000u);
+}
+
+TEST(cgi, nothing_is_left_behind)
+{
+  {
+    file_server server;
+    server_file(server, "files.cgi", PLAIN + "ls /proc/self/fd\n");
+    server_file(
+        server, "hang.cgi",
+        SHELL + "trap '' TERM\necho $$ >pid.new\nmv pid.new pid\n" + "while :; do sleep 1; done\n");
+    // The program's own folder is the fourth.
+    EXPECT_EQ(raw_body(raw_get(server, "GET /files.cgi")), "0\n1\n2\n3\n");
+    {
+      raw_client client(server.url);
+      raw_send(client, "GET /hang.cgi HTTP/1.1\r\n\r\n");
+      wait_for([&] { return !file_text(server.root + "/pid").empty(); });
+    }
+    // Its client is gone: it is asked to end, then made to, and then waited for.
+    int pid = atoi(file_text(server.root + "/pid").c_str());
+    wait_for([&] { return kill(pid, 0) != 0; });
+    raw_client client(server.url);
+    raw_send(client, "GET /hang.cgi HTTP/1.1\r\n\r\n");
+    wait_for([&] { return atoi(file_text(server.root + "/pid").c_str()) != pid; });
+  }
+  errno = 0;
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD) << "a program has not been waited for";
+}

@@ -1,0 +1,84 @@
+// The proxy between a client and a second server.
+#include <gtest/gtest.h>
+
+#include "tests/support/file_server.h"
+
+using std::string;
+
+static const file_server::options ON = {
+    {"enable_proxy", "yes"}
+};
+
+// Answers with the request as it came: line, headers, body.
+static int mirror(mg_connection* conn, mg_event event)
+{
+  if (event != MG_REQUEST)
+    return event == MG_AUTH ? MG_TRUE : MG_FALSE;
+  string text = string(conn->request_method) + " " + conn->uri + " " +
+                (conn->query_string ? conn->query_string : "-") + "\n";
+  for (int i = 0; i < conn->num_headers; i++)
+    text += string(conn->http_headers[i].name) + ": " + conn->http_headers[i].value + "\n";
+  text.append(conn->content, conn->content_len);
+  mg_send_data(conn, text.data(), text.size());
+  return MG_TRUE;
+}
+
+TEST(proxy, requests_go_on_as_they_came)
+{
+  file_server upstream({}, mirror), proxy(ON);
+  string host = upstream.url.substr(7);
+  string answer =
+      raw_answer(proxy, "POST " + upstream.url + "/a%2Fb%20c?q=%31 HTTP/1.1\nHost: " + host +
+                            "\nX-Own: 1\nProxy-Connection: keep-alive\n" +
+                            "Connection: keep-alive\nProxy-Authorization: secret\n" +
+                            "Content-Length: 4\n\nbody, and more");
+  EXPECT_EQ(raw_body(answer), "POST /a/b c q=%31\nHost: " + host +
+                                  "\nX-Own: 1\nContent-Length: 4\nConnection: close\nbody");
+  EXPECT_EQ(raw_body(raw_answer(proxy, "GET " + upstream.url + " HTTP/1.1\n\n")),
+            "GET / -\nConnection: close\n");
+  file_server files;
+  server_file(files, "f", string(5000000, 'f'));
+  EXPECT_EQ(fetch(files.url + "/f",
+                  {
+                      {CURLOPT_PROXY, proxy.url}
+  })
+                .body_size,
+            5000000u);
+}
+
+TEST(proxy, tunnel)
+{
+  file_server upstream, proxy(ON);
+  server_file(upstream, "f", string(5000000, 'f'));
+  string host = upstream.url.substr(7);
+  string answer = raw_answer(
+      proxy, "CONNECT " + host + " HTTP/1.1\n\n" + "GET /f HTTP/1.1\nConnection: close\n\n");
+  EXPECT_EQ(answer.find("HTTP/1.1 200 OK\r\n\r\nHTTP/1.1 200 OK\r\n"), 0u);
+  EXPECT_EQ(header_of(answer.substr(19), "Content-Length"), "5000000");
+  EXPECT_EQ(raw_body(answer.substr(19)).size(), 5000000u);
+}
+
+TEST(proxy, refusals)
+{
+  file_server proxy(ON), other(file_server::options{
+                             {"enable_proxy", "Yes"}
+  });
+  const std::pair<const char*, int> rows[] = {
+      {"CONNECT no.such.host.invalid:80",  502},
+      {"CONNECT 0.0.0.0:80",               502},
+      {"CONNECT 127.0.0.1:0",              400},
+      {"CONNECT 127.0.0.1:65535",          400},
+      {"CONNECT 127.0.0.1:1",              502},
+      {"CONNECT a/b:80",                   400},
+      {"GET http://127.0.0.1:1/",          502},
+      {"GET http://no.such.host.invalid/", 502},
+      {"GET http://",                      400},
+      {"GET https://127.0.0.1/",           400},
+      {"GET http://user@127.0.0.1/",       400},
+      {"GET httpx",                        400},
+  };
+  for (const auto& [request, status] : rows) {
+    EXPECT_EQ(status_of(raw_get(proxy, request)), status) << request;
+    EXPECT_EQ(status_of(raw_get(other, request)), 405) << request;
+  }
+}

@@ -1,0 +1,73 @@
+// Server-side includes.
+#include <gtest/gtest.h>
+
+#include "tests/support/file_server.h"
+
+using std::string;
+
+TEST(ssi, directives)
+{
+  struct ssi_row {
+    int line;
+    string text, output;  // "@ROOT" stands for the document root
+  };
+  const string large(8192, 'x'), spaces(8000, ' '), none = "No such file or directory";
+  const ssi_row rows[] = {
+  // clang-format off
+      {__LINE__, "plain <!-- comment --> <!- <!--x",             "plain <!-- comment --> <!- <!--x"},
+      {__LINE__, "<<!--#include \"f\" -->!--#",                  "<F<f>!--#"},
+      {__LINE__, "a<!--#include virtual=\"/d/f\" -->b",          "aF<f>b"},
+      {__LINE__, "<!--#include virtual=\"d/f\"-->",              "F<f>"},
+      {__LINE__, "<!--#include file=\"f\" -->",                  "F<f>"},
+      {__LINE__, "<!--#include file=\"../top\" -->",             "T"},
+      {__LINE__, "<!--#include abspath=\"@ROOT/top\" -->",       "T"},
+      {__LINE__, "<!--#include file=\"../../outside\" -->",
+                 "Cannot open SSI #include: [include file=&quot;../../outside&quot; ]: fopen(@ROOT/outside): " + none},
+      {__LINE__, "<!--#include virtual=\"/../outside\" -->",
+                 "Cannot open SSI #include: [include virtual=&quot;/../outside&quot; ]: fopen(@ROOT/outside): " + none},
+      {__LINE__, "<!--#include \"<none>\"-->",
+                 "Cannot open SSI #include: [include &quot;&lt;none&gt;&quot;]: fopen(@ROOT/d/&lt;none&gt;): " + none},
+      {__LINE__, "<!--#include \"./.htpasswd\"-->",
+                 "Cannot open SSI #include: [include &quot;./.htpasswd&quot;]: fopen(@ROOT/d/.htpasswd): " + none},
+      {__LINE__, "<!--#include -->",                             "Bad SSI #include: [include ]"},
+      {__LINE__, "<!--#include file=\"f-->",                     "Bad SSI #include: [include file=&quot;f]"},
+      {__LINE__, "<!--#exec \"printf '<%s>' x\" -->",            "<x>"},
+      {__LINE__, "<!--#exec cmd=\"echo e\" -->",                 "e\n"},
+      {__LINE__, "<!--#exec ls -->",                             "Bad SSI #exec: [exec ls ]"},
+      {__LINE__, "<!--#what <b>-->",                             "@ROOT/d/p.shtml: unknown SSI command: \"what &lt;b&gt;\""},
+      {__LINE__, "a<!--#" + large + "-->b",                      "a@ROOT/d/p.shtml: SSI tag is too largeb"},
+      {__LINE__, "<!--#include \"" + spaces + "\"-->",
+                 "Cannot open SSI #include: [include &quot;" + spaces + "&quot;]: fopen(@ROOT/d/): File name too long"},
+      {__LINE__, "a<!--#include \"f\"",                          "a"},
+      {__LINE__, "",                                             ""},
+      {__LINE__, large + large + "<!--#include \"f\" -->",       large + large + "F<f>"},
+  // clang-format on
+  };
+  file_server server;
+  server_file(server, "top", "T");
+  server_file(server, "d/f", "F<f>");
+  server_file(server, "in/.htpasswd", "secret");
+  file_write(server.folder.path + "/outside", "outside");
+  for (const ssi_row& row : rows) {
+    string text = row.text, output = row.output;
+    for (string* s : {&text, &output})
+      for (size_t at; (at = s->find("@ROOT")) != string::npos;)
+        s->replace(at, 5, server.root);
+    server_file(server, "d/p.shtml", text);
+    string answer = raw_get(server, "GET /d/p.shtml");
+    EXPECT_EQ(header_of(answer, "Content-Type"), "text/html");
+    EXPECT_EQ(raw_body(answer), output) << row.line;
+  }
+  EXPECT_EQ(raw_body(raw_get(server, "HEAD /d/p.shtml")), "");
+}
+
+TEST(ssi, nesting)
+{
+  file_server server;
+  for (int i = 0; i <= 11; i++)
+    server_file(server, std::to_string(i) + ".shtml",
+                std::to_string(i) + "<!--#include \"" + std::to_string(i + 1) + ".shtml\" -->.");
+  EXPECT_EQ(raw_body(raw_get(server, "GET /0.shtml")),
+            "012345678910SSI #include level is too deep (" + server.root + "/11.shtml)" +
+                string(11, '.'));
+}

@@ -1,0 +1,156 @@
+// WebSocket connections, byte for byte; real clients are in tests/endpoints.
+#include <gtest/gtest.h>
+
+#include "httpd/mg_internal.h"
+#include "tests/support/file_server.h"
+
+using std::string;
+using namespace std::string_literals;
+
+// The example of RFC 6455.
+static const string UPGRADE =
+    "GET /chat HTTP/1.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
+static const string SWITCHING =
+    "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+    "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n";
+
+static string header(int first, size_t length, bool masked)
+{
+  size_t size_bytes = length < 126 ? 0 : length < 65536 ? 2 : 8;
+  string bytes(1, static_cast<char>(first));
+  bytes += static_cast<char>((masked ? 0x80 : 0) | static_cast<int>(size_bytes == 0   ? length
+                                                                    : size_bytes == 2 ? 126
+                                                                                      : 127));
+  for (size_t i = size_bytes; i-- > 0;)
+    bytes += static_cast<char>(static_cast<uint64_t>(length) >> (8 * i));
+  return bytes;
+}
+
+static string from_client(int first, const string& payload)
+{
+  static const char mask[] = {'\x37', '\xfa', '\x21', '\x3d'};
+  string bytes = header(first, payload.size(), true) + string(mask, 4);
+  for (size_t i = 0; i < payload.size(); i++)
+    bytes += static_cast<char>(payload[i] ^ mask[i % 4]);
+  return bytes;
+}
+
+static string from_server(int opcode, const string& payload)
+{
+  return header(0x80 | opcode, payload.size(), false) + payload;
+}
+
+static const string CLOSE_1000 = from_server(8, "\x03\xe8"),
+                    CLOSE_1002 = from_server(8, "\x03\xea");
+
+// Sends data back as one message per frame, its first byte in front; leaves the rest to the server.
+static int echo(mg_connection* conn, mg_event event)
+{
+  if (event == MG_WS_CONNECT)
+    mg_websocket_write(conn, WEBSOCKET_OPCODE_TEXT, "hi", 2);
+  if (event == MG_REQUEST && conn->is_websocket && !(conn->wsbits & 8)) {
+    string text(1, static_cast<char>(conn->wsbits));
+    text.append(conn->content, conn->content_len);
+    mg_websocket_write(conn, WEBSOCKET_OPCODE_BINARY, text.data(), text.size());
+    return MG_TRUE;
+  }
+  return event == MG_AUTH ? MG_TRUE : MG_FALSE;
+}
+
+static string talk(const file_server& server, const string& frames)
+{
+  raw_client client(server.url);
+  raw_send(client, UPGRADE + "\r\n");
+  raw_send(client, frames);
+  return raw_receive_all(client);
+}
+
+TEST(websocket, frames)
+{
+  struct frame_row {
+    int line;
+    string sent, answered;  // behind the handshake; without a handler
+  };
+  const string bye = from_client(0x88, "\x03\xe8 bye"), text = from_client(0x81, "Hello");
+  const frame_row rows[] = {
+  // clang-format off
+      {__LINE__, text + bye,                                      CLOSE_1000},  // data is dropped
+      {__LINE__, from_client(0x89, "ping") + bye,                 from_server(10, "ping") + CLOSE_1000},
+      {__LINE__, from_client(0x89, "") + bye,                     from_server(10, "") + CLOSE_1000},
+      {__LINE__, from_client(0x8a, "pong") + bye,                 CLOSE_1000},
+      {__LINE__, from_client(0x01, "a") + from_client(0x89, "p") + from_client(0x80, "b") + bye,
+                                                                  from_server(10, "p") + CLOSE_1000},
+      {__LINE__, bye + from_client(0x89, "late"),                 CLOSE_1000},
+      {__LINE__, from_client(0x88, ""),                           CLOSE_1000},
+      {__LINE__, from_client(0x88, "\x0f\xa0"),                   from_server(8, "\x0f\xa0")},
+      {__LINE__, from_client(0x88, "\x03\xee"),                   CLOSE_1002},  // 1006 is never sent
+      {__LINE__, from_client(0x88, "x"),                          CLOSE_1002},
+      {__LINE__, "\x81\x05Hello",                                 CLOSE_1002},  // unmasked
+      {__LINE__, from_client(0xc1, "Hello"),                      CLOSE_1002},  // reserved bit
+      {__LINE__, from_client(0x83, "Hello"),                      CLOSE_1002},  // unknown opcode
+      {__LINE__, from_client(0x8b, ""),                           CLOSE_1002},
+      {__LINE__, from_client(0x09, "p"),                          CLOSE_1002},  // fragmented PING
+      {__LINE__, from_client(0x89, string(126, 'p')),             CLOSE_1002},
+      {__LINE__, from_client(0x80, "b"),                          CLOSE_1002},  // continues nothing
+      {__LINE__, from_client(0x01, "a") + text,                   CLOSE_1002},
+      {__LINE__, "\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
+      {__LINE__, "\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
+      {__LINE__, "\x82\xff\0\0\0\x01\0\0\0\0mask"s,               from_server(8, "\x03\xf1")},
+  // clang-format on
+  };
+  file_server server;
+  for (const frame_row& row : rows)
+    EXPECT_EQ(talk(server, row.sent), SWITCHING + row.answered) << "line " << row.line;
+}
+
+TEST(websocket, handler_gets_each_frame)
+{
+  file_server server({}, echo);
+  string start = SWITCHING + from_server(1, "hi"), bye = from_client(0x88, "\x03\xe8");
+  EXPECT_EQ(talk(server, from_client(0x01, "a") + from_client(0x80, "b") + bye),
+            start + from_server(2, "\x01"s + "a") + from_server(2, "\x80"s + "b") + CLOSE_1000);
+  for (size_t size : {0, 124, 125, 126, 65534, 65535, 65536, 10 * 1024 * 1024}) {
+    string payload(size, 'p');
+    for (size_t i = 0; i < size; i += 999)
+      payload[i] = static_cast<char>(i);
+    EXPECT_TRUE(talk(server, from_client(0x82, payload) + bye) ==
+                start + from_server(2, "\x82"s + payload) + CLOSE_1000)
+        << size;
+  }
+  EXPECT_EQ(status_of(raw_get(server, "GET /none")), 404) << "other requests are not affected";
+}
+
+// Refuses whoever asks for "/no", shakes hands itself for "/own", and makes the others look idle.
+static int special(mg_connection* conn, mg_event event)
+{
+  if (event == MG_AUTH)
+    return strcmp(conn->uri, "/no") != 0;
+  if (event == MG_WS_HANDSHAKE && strcmp(conn->uri, "/own") == 0)
+    return static_cast<int>(mg_printf(conn, "own handshake\r\n\r\n"));
+  if (event == MG_POLL && conn->is_websocket)
+    mg_conn_2_conn(conn)->ns_conn->last_io_time -= 6;
+  return MG_FALSE;
+}
+
+TEST(websocket, handshakes_and_idle_connections)
+{
+  file_server server({}, special);
+  struct handshake_row {
+    string target, answer;
+  };
+  const handshake_row rows[] = {
+      {"/own", "own handshake\r\n\r\n\x89\0"s},
+      {"/x",   SWITCHING + "\x89\0"s         }, // a PING without payload
+      {"/no",  SWITCHING + "\x88\x02\x03\xf0"}, // 1008
+  };
+  for (const handshake_row& row : rows) {
+    raw_client client(server.url);
+    string request = UPGRADE;
+    raw_send(client, request.replace(4, 5, row.target) + "Expect: 100-continue\r\n\r\n");
+    string answer;
+    for (char byte; answer.size() < row.answer.size() && recv(client.fd, &byte, 1, 0) == 1;)
+      answer += byte;
+    EXPECT_EQ(answer, row.answer);
+  }
+}
