@@ -13,28 +13,21 @@ struct family {
   std::string title;  // in messages
   std::string call;   // address and scope in the trace
 };
+// clang-format off
 static const family FAMILIES[] = {
-    {"IPv4", "1", "10.0.0.1", "/bgp/ipv4/neighbor/10.0.0.1",        "/bgp/ipv4/neighbor/10.0.0",
-     "/bgp/ipv4/redistribution/",                                                                                             "(ip address: 10.0.0.1", "{1,\"10.0.0.1\"}, 0"},
-    {"IPv6", "2", "fe80::9",  "/bgp/ipv6/neighbor/fe80::9/scope/7",
-     "/bgp/ipv6/neighbor/fe80::x/scope/7",                                                       "/bgp/ipv6/redistribution/",
-     "(ip address: fe80::9, scope: 7",                                                                                                                 "{2,\"fe80::9\"}, 7" },
+    {"IPv4", "1", "10.0.0.1", "/bgp/ipv4/neighbor/10.0.0.1", "/bgp/ipv4/neighbor/10.0.0",
+     "/bgp/ipv4/redistribution/", "(ip address: 10.0.0.1", "{1,\"10.0.0.1\"}, 0"},
+    {"IPv6", "2", "fe80::9", "/bgp/ipv6/neighbor/fe80::9/scope/7",
+     "/bgp/ipv6/neighbor/fe80::x/scope/7", "/bgp/ipv6/redistribution/",
+     "(ip address: fe80::9, scope: 7", "{2,\"fe80::9\"}, 7"},
 };
+// clang-format on
 
 static void run_family(int line, const family& f, const std::string& script)
 {
-  run_script(line, script,
-             {
-                 {"$name",           f.name                         },
-                 {"$number",         f.number                       },
-                 {"$address",        f.address                      },
-                 {"$path",           f.path                         },
-                 {"$bad",            f.bad_path                     },
-                 {"$redistribution", f.redistribution               },
-                 {"$title",          f.title                        },
-                 {"$call",           f.call                         },
-                 {"$active",         *f.number == '1' ? "Yes" : "No"}
-  });
+  run_script(line, script, "$name", f.name, "$number", f.number, "$address", f.address, "$path",
+             f.path, "$bad", f.bad_path, "$redistribution", f.redistribution, "$title", f.title,
+             "$call", f.call, "$active", *f.number == '1' ? "Yes" : "No");
 }
 
 // ---- paths ----
@@ -62,8 +55,9 @@ PUT /bgp/holdTime ?value= /bgp/keepAliveTime ?value= /bgp/localAS ?value= /bgp/r
     /bgp/localPref ?value= /bgp/logNeighborChanges ?value= -> 99
 PUT /bgp/holdTime?value= /bgp/keepAliveTime?value= /bgp/localAS?value= /bgp/routerId?value=
     /bgp/localPref?value= /bgp/logNeighborChanges?value= =>
-check PUT /bgp/holdTime?value=9 /bgp/keepAliveTime?value=9 /bgp/localAS?value=9 /bgp/localPref?value=9
-    /bgp/logNeighborChanges?value=1 /bgp/routerId?value=1.1.1.1 but InetAddrGet
+check PUT /bgp/holdTime?value=9 /bgp/keepAliveTime?value=9 /bgp/localAS?value=9
+    /bgp/localPref?value=9 /bgp/logNeighborChanges?value=1 /bgp/routerId?value=1.1.1.1
+    but InetAddrGet
 PUT /bgp/holdTime?value=0 ?value=3 ?value=65535 ?value=180x ?value=180
     -> 0 Update hold time for all peers successfully.
 PUT /bgp/holdTime?value=1 ?value=2 ?value=65536 ?value=-1 -> -22
@@ -118,8 +112,8 @@ POST /bgp/originatedNetwork?addr=10.9.0.0&pfxLen=16&routeMap=rm => InetAddrGet({
     BgpNetworkAddDelete(1, 1, {1,"10.9.0.0"}, 16, {3,"rm"}) = 0
 DELETE /bgp/originatedNetwork?addr=10.9.0.0&pfxLen=16&routeMap=rm => InetAddrGet( |
     BgpNetworkAddDelete(0, 0, {1,"10.9.0.0"}, 16, {1,""}) = 0
-DELETE /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24 -> 0 Delete BGP originated network (ip address:
-    10.1.2.0, prefix length: 24) successfully.
+DELETE /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24 -> 0 Delete BGP originated network (ip
+    address: 10.1.2.0, prefix length: 24) successfully.
 check POST /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24&routeMap=a but InetAddrGet)");
 }
 
@@ -194,26 +188,25 @@ PUT /routing/if/5/adminMode?value=1 /bgp/ipv4/neighbor/10.0.0.1/updateSource?typ
 
 TEST(Bgp, RedistributionOfBothFamilies)
 {
-  // clang-format off
-  const char* const cases[][3] = {  // the request, the arguments before the family, those behind it
-      {"ospf",                                             "1, {5,\"ospf\"}, 0, 0, 0, 0, 0, 0",             "{1,\"\"}) = 0"},
-      {"ospf?metric=",                                     "1, {5,\"ospf\"}, 0, 0, 1, 1, 0, 0",             "{1,\"\"}) = 0"},
-      {"rip?metric=4294967295",                            "1, {4,\"rip\"}, 0, 0, 1, 1, 4294967295, 0",     "{1,\"\"}) = 0"},
-      {"static?metric=4294967298&routeMap=rm",             "1, {7,\"static\"}, 0, 0, 1, 1, 2, 1",           "{3,\"rm\"}) = 0"},
-      {"connected?metric=-1",                              "1, {10,\"connected\"}, 0, 0, 1, 1, 4294967295, 0", "{1,\"\"}) = 0"},
-      {"ospf?matchInternal=1&matchExt2=1&matchNssaExt2=1", "1, {5,\"ospf\"}, 1, 21, 0, 0, 0, 0",            "{1,\"\"}) = 0"},
-      {"ospf?matchExt1=1&matchNssaExt1=1",                 "1, {5,\"ospf\"}, 1, 10, 0, 0, 0, 0",            "{1,\"\"}) = 0"},
-      {"rip?matchExt1=1",                                  "1, {4,\"rip\"}, 1, 2, 0, 0, 0, 0",              "{1,\"\"}) = -22"},
-      {"isis",                                             "1, {5,\"isis\"}, 0, 0, 0, 0, 0, 0",             "{1,\"\"}) = -22"},
-      {"rip?routeMap=",                                    "1, {4,\"rip\"}, 0, 0, 0, 0, 0, 1",              "{1,\"\"}) = -22"},
-  };
-  // clang-format on
   engine_reset();
   for (const family& f : FAMILIES) {
-    for (const auto& [request, before, behind] : cases)
-      run_family(__LINE__, f,
-                 std::string("POST $redistribution") + request + " => BgpRedistributionSet(" +
-                     before + ", $number, " + behind);
+    run_family(__LINE__, f, R"(POST $redistributionospf
+    => BgpRedistributionSet(1, {5,"ospf"}, 0, 0, 0, 0, 0, 0, $number, {1,""}) = 0
+POST $redistributionospf?metric=
+    => BgpRedistributionSet(1, {5,"ospf"}, 0, 0, 1, 1, 0, 0, $number, {1,""}) = 0
+POST $redistributionrip?metric=4294967295
+    => BgpRedistributionSet(1, {4,"rip"}, 0, 0, 1, 1, 4294967295, 0, $number, {1,""}) = 0
+POST $redistributionstatic?metric=4294967298&routeMap=rm
+    => BgpRedistributionSet(1, {7,"static"}, 0, 0, 1, 1, 2, 1, $number, {3,"rm"}) = 0
+POST $redistributionconnected?metric=-1
+    => BgpRedistributionSet(1, {10,"connected"}, 0, 0, 1, 1, 4294967295, 0, $number, {1,""}) = 0
+POST $redistributionospf?matchInternal=1&matchExt2=1&matchNssaExt2=1
+    => BgpRedistributionSet(1, {5,"ospf"}, 1, 21, 0, 0, 0, 0, $number, {1,""}) = 0
+POST $redistributionospf?matchExt1=1&matchNssaExt1=1
+    => BgpRedistributionSet(1, {5,"ospf"}, 1, 10, 0, 0, 0, 0, $number, {1,""}) = 0
+POST $redistributionrip?matchExt1=1
+    => BgpRedistributionSet(1, {4,"rip"}, 1, 2, 0, 0, 0, 0, $number, {1,""}) = -22
+POST $redistributionisis ?routeMap= -> -22)");
     // the first match parameter that is wrong has its own code
     const char* const parameters[] = {"matchInternal", "matchExt1", "matchExt2", "matchNssaExt1",
                                       "matchNssaExt2"};
@@ -223,11 +216,7 @@ TEST(Bgp, RedistributionOfBothFamilies)
       run_script(__LINE__,
                  "POST $q=0 $q= $q=2 $q=x -> $code The value of parameter $parameter is invalid.\n"
                  "POST $q=0 $q= $q=2 $q=x =>",
-                 {
-                     {"$parameter", parameters[code - 1]},
-                     {"$code",      std::to_string(code)},
-                     {"$q",         query               }
-      });
+                 "$parameter", parameters[code - 1], "$code", std::to_string(code), "$q", query);
       query += "=0";
     }
     run_family(__LINE__, f, R"(

@@ -106,9 +106,7 @@ TEST(Boxs, SurvivesAnySwitch)
 [IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp -> {"sfp_transceivers":{}}
 [IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp => IfFirstGet( | BoxsSfpNominalSignalRate( |
     IfNextGet()",
-             {
-                 {"$cut", cut}
-  });
+             "$cut", cut);
 }
 
 TEST(Boxs, RefusesOtherPaths)

@@ -104,10 +104,7 @@ TEST(Interfaces, ValuesHaveTexts)
   engine_reset();
   for (size_t value = 0; value < std::size(SPEEDS); value++)
     run_script(__LINE__, "[IfSpeedGet {'value': $value}] GET /if/3 ~ \"speed\": \"$text\"",
-               {
-                   {"$value", std::to_string(value)},
-                   {"$text",  SPEEDS[value]        }
-    });
+               "$value", std::to_string(value), "$text", SPEEDS[value]);
   run_script(__LINE__, R"([IfSpeedGet {'value': 127}] GET /if/3 ~ "speed": "-"
 [IfSpeedGet {'value': 128}] GET /if/3 ~ "speed": "full 2P5fx"
 [IfSpeedGet {'value': 129}] GET /if/3 ~ "speed": "LAG"
@@ -184,11 +181,7 @@ GET /if/9/counters -> <counters><counter><counterId>1</counterId><counterName>CT
     <counterName>CTR_RX_64</counterName><counterValue>0</counterValue></counter></counters>
 [StatGet {'result': -22, 'after': 60}]
 GET /if/9/counters -> 99)",
-             {
-                 {"$all",    all   },
-                 {"$copper", copper},
-                 {"$fibre",  fibre }
-  });
+             "$all", all, "$copper", copper, "$fibre", fibre);
 }
 
 static int64_t counter(int port, int position)
@@ -248,13 +241,13 @@ TEST(Interfaces, SettingsAreHandedToTheSwitch)
 {
   // clang-format off
   const char* const cases[][4] = {  // behind "/if/3/", the value, the call, what is updated
-      {"pvid",                "10",   "VlanIfPvidSet(3, 10)",           "PVID of Interface 3"},
-      {"acceptFrameType",     "3",    "VlanIfAcceptFrameTypeSet(3, 3)", "acceptFrameType of Interface 3"},
-      {"adminState",          "0",    "IfAdminStateSet(3, 0)",          "administrative state of Interface 3"},
-      {"mtuSize",             "1518", "IfMtuSizeSet(3, 1518)",          "MTU size of Interface 3"},
-      {"speed",               "3",    "IfSpeedSet(3, 3)",               "speed of Interface 3"},
-      {"vlan/10/taggingMode", "1",    "VlanIfTaggingSet(3, 10, 1)",     "tagging mode of Interface 3 in VLAN 10"},
-      {"switchportMode",      "1",    "IfSwitchportModeSet(3, 1)",      "switchport mode of Interface 3"},
+      {"pvid",                "10",   "VlanIfPvidSet(3, 10)",           "PVID of $3"},
+      {"acceptFrameType",     "3",    "VlanIfAcceptFrameTypeSet(3, 3)", "acceptFrameType of $3"},
+      {"adminState",          "0",    "IfAdminStateSet(3, 0)",          "administrative state of $3"},
+      {"mtuSize",             "1518", "IfMtuSizeSet(3, 1518)",          "MTU size of $3"},
+      {"speed",               "3",    "IfSpeedSet(3, 3)",               "speed of $3"},
+      {"vlan/10/taggingMode", "1",    "VlanIfTaggingSet(3, 10, 1)",     "tagging mode of $3 in VLAN 10"},
+      {"switchportMode",      "1",    "IfSwitchportModeSet(3, 1)",      "switchport mode of $3"},
   };
   // clang-format on
   run_script(__LINE__, R"(reset {"vlans": [{"id": 10}]})");
@@ -265,12 +258,8 @@ check PUT /if/3/$path?value=$value
 PUT /if/3/$path ?value= ?counter=1 =>
 // what the switch refuses: another than it knows, a negative number, an unknown interface
 PUT /if/3/$path ?value=70000 ?value=-1 /if/400/$path?value=$value -> 99)",
-               {
-                   {"$path",    path   },
-                   {"$value",   value  },
-                   {"$call",    call   },
-                   {"$setting", setting}
-    });
+               "$path", path, "$value", value, "$call", call, "$setting", setting, "$3",
+               "Interface 3");
   EXPECT_EQ(unrouted_answer(api_interface_update_soft_shutdown_state,
                             "/if/5/softShutdownState?value=1&format=json"),
             json_envelope(0, "Update soft-shutdown state of Interface 5 successfully."));
@@ -405,11 +394,7 @@ check $path?value=5
 $path?value=0 ?value=101 ?value=-1 ?value=x ?value=0,5 ?value=4294967301 -> 2 VLAN ID not valid.
 $path -> 99
 $path =>)",
-               {
-                   {"$path", path},
-                   {"$call", call},
-                   {"$done", done}
-    });
+               "$path", path, "$call", call, "$done", done);
   run_script(__LINE__, R"(
 // only the first number is judged before the switch is
 PUT /if/3/trunk/vlan?value=5,101 ?value=5-101 ?value=5, ?value=5,,6 ?value=5- ?value=7-5

@@ -58,29 +58,30 @@ TEST(Process, SplitsTheTotalUse)
 
 TEST(Process, SplitsTheTasksUse)
 {
+  // clang-format off
   const struct {
-    const char* text;
     uint32_t periods;
-    const char* json;
+    const char *text, *json;
   } cases[] = {
-      {"",                                           3,          "{ }"                                                     },
-      {"1,init,a:1%;b:2%;\n22,x y,a:3%;b:4%;\n",     2,
+      {3, "", "{ }"},
+      {2, "1,init,a:1%;b:2%;\n22,x y,a:3%;\n", 
        R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" }, )"
-       R"("2": { "PID": 22, "name": "x y", "a": "3%", "b": "4%" } })"                                                      },
-      {"1,init,a:1%;b:2%;c:3%",                      2,
-       R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" } })"                                                    },
-      {"1,init,a:1%;",                               0,          R"({ "1": { "PID": 1, "name": "init" } })"                },
-      {"1,init,a:1%;",                               4294967295, R"({ "1": { "PID": 1, "name": "init", "a": "1%" } })"     },
-      {"1,init,a:;b:2;",                             2,          R"({ "1": { "PID": 1, "name": "init" } })"                },
-      {"1,init,a;b:2;",                              2,          R"({ "1": { "PID": 1, "name": "init", "a;b": "2" } })"    },
-      {"1,init,a:1;:2;b:3;",                         3,          R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"      },
-      {"1,init,a:1;\tb:3;",                          3,          R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"      },
-      {"1,init\n\n\n2,sh,",                          3,
-       R"({ "1": { "PID": 1, "name": "init" }, "2": { "PID": 2, "name": "sh" } })"                                         },
-      {"x,init,a:1;\n,n,a:1\n3\n4,,a:1;\n-5,n,a:1;", 1,
-       R"({ "1": { "PID": -5, "name": "n", "a": "1" } })"                                                                  },
-      {"99999999999,n,a:1;",                         1,          R"({ "1": { "PID": 2147483647, "name": "n", "a": "1" } })"},
+       R"("2": { "PID": 22, "name": "x y", "a": "3%" } })"},
+      {2, "1,init,a:1%;b:2%;c:3%",
+       R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" } })"},
+      {0, "1,init,a:1%;",     R"({ "1": { "PID": 1, "name": "init" } })"},
+      {4294967295, "1,init,a:1%;", R"({ "1": { "PID": 1, "name": "init", "a": "1%" } })"},
+      {2, "1,init,a:;b:2;",   R"({ "1": { "PID": 1, "name": "init" } })"},
+      {2, "1,init,a;b:2;",    R"({ "1": { "PID": 1, "name": "init", "a;b": "2" } })"},
+      {3, "1,init,a:1;:2;b:3;", R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"},
+      {3, "1,init,a:1;\tb:3;", R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"},
+      {3, "1,init\n\n\n2,sh,",
+       R"({ "1": { "PID": 1, "name": "init" }, "2": { "PID": 2, "name": "sh" } })"},
+      {1, "x,init,a:1;\n,n,a:1\n3\n4,,a:1;\n-5,n,a:1;",
+       R"({ "1": { "PID": -5, "name": "n", "a": "1" } })"},
+      {1, "99999999999,n,a:1;", R"({ "1": { "PID": 2147483647, "name": "n", "a": "1" } })"},
   };
+  // clang-format on
   for (const auto& c : cases)
     EXPECT_EQ(tasks_json(c.text, c.periods), c.json) << c.text;
   EXPECT_EQ(tasks_json(std::string_view("1,init,a:1;\n2,cut", 8), 1),
@@ -105,11 +106,7 @@ TEST(Process, AnswersWhatTheSwitchSays)
 [ProcTaskCpuUtilGet {'value': '$tasks'}]
 GET /process/cpu -> $data
 [])",
-               {
-                   {"$total", total    },
-                   {"$tasks", tasks    },
-                   {"$data",  data_json}
-    });
+               "$total", total, "$tasks", tasks, "$data", data_json);
   };
   expect_cpu("a:1;b:2", "7,sh,a:1;b:2;c:3;d:4;\\n8,x,\\n",
              R"({"total_CPU_utilization":{"a":":1","b":":2"},"processes_CPU_utilization":{

@@ -181,16 +181,10 @@ POST /routing/vlanRtrIf?vlanId=10
       {"RtrIntfVlanIdGet {'value': 4294967295}", "1",  "vlan 10", "-1"},
   };
   for (const auto& c : cases)
-    run_script(
-        __LINE__, R"([$fault] GET /routing/vlanRtrIf/1 -> {"vlan_routing_interface":{
+    run_script(__LINE__, R"([$fault] GET /routing/vlanRtrIf/1 -> {"vlan_routing_interface":{
     "logical_interface_id":$logical,"vlan_routing_interface_num":226,
     "vlan_routing_interface_name":"$name","vlan_id":$vlan}})",
-        {
-            {"$fault",   c.fault  },
-            {"$logical", c.logical},
-            {"$name",    c.name   },
-            {"$vlan",    c.vlan   }
-    });
+               "$fault", c.fault, "$logical", c.logical, "$name", c.name, "$vlan", c.vlan);
 }
 
 TEST(VlanInterfaces, HoldTheirVlan)
@@ -424,10 +418,7 @@ $method /routing/vlanRtrIf/1/ip?addrType=&addr=10.9.9.9&pfxLen=31&extArg=0
 $method /routing/if/5/ip?addrType=3&addr=2001:DB8::0:7&pfxLen=128&extArg=0
     -> 0 $verb Routing Interface IP address (address: 2001:DB8::0:7, prefix length: 128) successfully.
 )",
-               {
-                   {"$method", *verb == 'C' ? "POST" : "DELETE"},
-                   {"$verb",   verb                            }
-    });
+               "$method", *verb == 'C' ? "POST" : "DELETE", "$verb", verb);
 }
 
 // ---- the switch ----

@@ -17,9 +17,7 @@ TEST(Tcam, EveryRequestBeginsWithTheInitialisation)
                            "/tcam/policy/1/port/", "/tcam/policy/1/port/1/", "/tcam/groupStats/"})
     run_script(__LINE__, R"(GET $path POST $path PUT $path DELETE $path -> 902
 GET $path POST $path PUT $path DELETE $path => TcamApiInit() = 0)",
-               {
-                   {"$path", path}
-    });
+               "$path", path);
   run_script(__LINE__, R"(
 PUT /tcam/policy POST /tcam/policy/1 GET /tcam/policy/1/port/1 DELETE /tcam -> 902
 GET /tcam => TcamApiInit() = 0
@@ -101,15 +99,10 @@ TEST(Tcam, PolicyParameters)
   for (const auto& [query, values] : good) {
     id++;
     // a type given twice counts the first time
-    run_script(
-        __LINE__, R"(
+    run_script(__LINE__, R"(
 POST /tcam/policy?$query&policyType=1 -> 0 Create a new policy successfully (Policy ID is $id).
 GET /tcam/policy/$id -> $policy)",
-        {
-            {"$query",            query},
-            {         "$id", std::to_string(id)     },
-            { "$policy",            policy_json(id,                 values)}
-    });
+               "$query", query, "$id", std::to_string(id), "$policy", policy_json(id, values));
   }
 
   // in the order in which they are read: each query holds the later ones' wrong values, too
@@ -153,9 +146,7 @@ GET /tcam/policy/1000 -> 99
 [TcamPolicyGet {'value': 0}] GET /tcam/policy/1 -> 99
 [TcamPolicyGet {'value': -1}] GET /tcam/policy/1 -> 99
 [TcamPolicyGet {'value': 4}] GET /tcam/policy/1 -> $end)",
-             {
-                 {"$end", policy_json(1, "policy_type=End value")}
-  });
+             "$end", policy_json(1, "policy_type=End value"));
   char text[32] = "as it was";
   EXPECT_EQ(get_tcam_policy_type_string_by_eum(OPEN_TCAM_POLICY_TYPE_t{5}, text), RC_FALSE);
   EXPECT_STREQ(text, "as it was");
@@ -190,11 +181,8 @@ GET /tcam/policy -> {"policies":{"1":{"policy_id":1},"2":{"policy_id":3}}})");
       {"GetNext {'result': -21, 'times': 15, 'after': 1}", "13333333333333333"},
   };
   for (const auto& [fault, ids] : lists)
-    run_script(__LINE__, "[TcamPolicy$fault] GET /tcam/policy -> $list",
-               {
-                   {"$fault", fault         },
-                   {"$list",  list_json(ids)}
-    });
+    run_script(__LINE__, "[TcamPolicy$fault] GET /tcam/policy -> $list", "$fault", fault, "$list",
+               list_json(ids));
   for (const char* endless : {"{'result': -21}", "{'value': 1}"}) {
     set_fault("TcamPolicyGetNext", endless);
     EXPECT_LT(api_calls("GET", "/tcam/policy").size(), 1000u);
@@ -274,10 +262,8 @@ TEST(Tcam, FiguresAddUpWithWhatIsInstalled)
   std::vector<group> ingress(8, none), egress(4, none);
   const auto expect_stats = [&](int line, const std::string& before, int entries, int slices,
                                 int egress_entries, const std::vector<group>& shown) {
-    run_script(line, before + "GET /tcam/groupStats -> $stats",
-               {
-                   {"$stats", stats_json(shown, entries, slices, egress, egress_entries)}
-    });
+    run_script(line, before + "GET /tcam/groupStats -> $stats", "$stats",
+               stats_json(shown, entries, slices, egress, egress_entries));
   };
   expect_stats(__LINE__, "reset {\"tcam_slice_size\": 2}\n", 0, 0, 0, ingress);
   ingress[0] = {"OpenFlow", 1, 2};

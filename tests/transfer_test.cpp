@@ -251,12 +251,9 @@ TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
   info_start();
   auto expect_info = [](int line, const std::string& time, const std::string& update,
                         const std::string& modified) {
-    const std::string times = R"("cfg_time":")" + time + R"(","cfg_update":")" + update;
-    run_script(line, "GET /download/startupCfgInfo -> $json",
-               {
-                   {"$json",
-                    R"({"information":{)" + times + R"(","cfg_modified":")" + modified + "\"}}"}
-    });
+    run_script(line, R"(GET /download/startupCfgInfo -> {"information":{"cfg_time":"$time",
+    "cfg_update":"$update","cfg_modified":"$modified"}})",
+               "$time", time, "$update", update, "$modified", modified);
   };
   const std::string request = "/download/config?url=http://127.0.0.1:1&cfg=1&";
   expect_info(__LINE__, "", "", "no");
@@ -367,12 +364,9 @@ TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
   engine_reset();
   auto keeps = [](int line, const std::string& sn, const std::string& kept) {
     transfer(line, "/upload/config?cfg=4&sn=" + sn, web().url + "/config");
-    const std::string status =
-        R"({"information":{"status":"Transfer completed successfully.","progress":"100%",)";
-    run_script(line, "GET /upload/status -> $json",
-               {
-                   {"$json", status + R"("cfg_upload_sn":")" + kept + "\"}}"}
-    });
+    run_script(line, R"(GET /upload/status -> {"information":{"status":"Transfer completed
+    successfully.","progress":"100%","cfg_upload_sn":"$kept"}})",
+               "$kept", kept);
   };
   keeps(__LINE__, "12345x", "12345");
   keeps(__LINE__, "4294967295", "4294967295");

@@ -239,12 +239,12 @@ static void script_step(int line, const std::string& step)
   }
 }
 
-void run_script(int line, std::string script,
-                std::initializer_list<std::pair<const char*, std::string>> texts)
+void run_script_with(int line, std::string script, const std::vector<std::string>& texts)
 {
-  for (const auto& [name, text] : texts)
-    for (size_t at = 0; (at = script.find(name, at)) != std::string::npos; at += text.size())
-      script.replace(at, strlen(name), text);
+  for (size_t i = 0; i + 1 < texts.size(); i += 2)
+    for (size_t at = 0; (at = script.find(texts[i], at)) != std::string::npos;
+         at += texts[i + 1].size())
+      script.replace(at, texts[i].size(), texts[i + 1]);
   static const std::regex repeated("\\$(\\d+)([a-z1])");
   for (std::smatch found; std::regex_search(script, found, repeated);)
     script = found.prefix().str() + std::string(std::stoul(found[1]), *found[2].first) +

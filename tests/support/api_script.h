@@ -24,16 +24,22 @@
 // goes wrong must come as XML, too. $64n stands for 64 times the letter n.
 #pragma once
 
-#include <initializer_list>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "httpd/httpd.h"
 #include "platform/openapi_types.h"
 
-// line is __LINE__ where the script begins. Every $NAME in it stands for the text given here.
-void run_script(int line, std::string script,
-                std::initializer_list<std::pair<const char*, std::string>> texts = {});
+// line is __LINE__ where the script begins. In texts names and what they stand for take turns:
+// every
+// "$NAME" of the script is replaced, in the order given.
+void run_script_with(int line, std::string script, const std::vector<std::string>& texts);
+
+template <typename... Texts>
+void run_script(int line, const std::string& script, const Texts&... texts)
+{
+  run_script_with(line, script, {texts...});
+}
 
 // Makes a call of the management API go wrong: JSON like a profile's, with ' for ".
 void set_fault(const std::string& call, std::string json);
