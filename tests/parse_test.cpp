@@ -70,16 +70,14 @@ static string parsed(const string& block)
   mg_connection view = {};
   view.status_code = view.num_headers = view.wsbits = view.is_websocket = 7;
   int result = parse_http_message(bytes.data(), bytes.size(), &view);
-  if (result != length(block)) {
+  if (result != length(block))
     return std::to_string(result);
-  }
   EXPECT_EQ(0, view.wsbits + view.is_websocket);
   string text = view.status_code != 0 ? std::to_string(view.status_code) + " " : "";
   text = text + view.request_method + "|" + view.uri + "|" + view.http_version + "|";
   text += view.query_string == nullptr ? "(null)|" : view.query_string + "|"s;
-  for (int i = 0; i < view.num_headers; i++) {
+  for (int i = 0; i < view.num_headers; i++)
     text = text + view.http_headers[i].name + "=" + view.http_headers[i].value + ";";
-  }
   return text;
 }
 
@@ -135,12 +133,10 @@ TEST(parse, header_lookup_takes_the_first_in_any_case)
 
 TEST(parse, targets_and_paths)
 {
-  for (const char* uri : {"/", "/x", "*", "http://a", "HTTPS:", "host:443", "h:1/x"}) {
+  for (const char* uri : {"/", "/x", "*", "http://a", "HTTPS:", "host:443", "h:1/x"})
     EXPECT_TRUE(is_valid_uri(uri)) << uri;
-  }
-  for (const char* uri : {"", "x", "**", "htt", ":80", "a b:80", "host:", "host:x"}) {
+  for (const char* uri : {"", "x", "**", "htt", ":80", "a b:80", "host:", "host:x"})
     EXPECT_FALSE(is_valid_uri(uri)) << uri;
-  }
   EXPECT_FALSE(is_valid_uri(nullptr));
 
   const text_row rows[] = {
@@ -359,9 +355,8 @@ TEST(parse, status_texts)
   EXPECT_STREQ("Continue", status_code_to_str(100));
   EXPECT_STREQ("I'm a teapot", status_code_to_str(418));
   EXPECT_STREQ("Network Authentication Required", status_code_to_str(511));
-  for (int unknown : {0, -1, 99, 209, 419, 509, 600}) {
+  for (int unknown : {0, -1, 99, 209, 419, 509, 600})
     EXPECT_STREQ("Server Error", status_code_to_str(unknown));
-  }
 }
 
 static string to_hex(const unsigned char* bytes, size_t len)
@@ -382,10 +377,9 @@ static string in_chunks(size_t chunk, const string& text, void (*init)(Context*)
   const string odd = "x" + text;
   Context ctx;
   init(&ctx);
-  for (size_t at = 1; at < odd.size(); at += chunk) {
+  for (size_t at = 1; at < odd.size(); at += chunk)
     update(&ctx, reinterpret_cast<const unsigned char*>(&odd[at]),
            std::min(chunk, odd.size() - at));
-  }
   unsigned char digest[MG_SHA1_SIZE];
   final(digest, &ctx);
   return to_hex(digest, size);

@@ -11,12 +11,10 @@
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
 #include "switchsim/switchsim.h"
-#include "tests/support/answer_table.h"
+#include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
 static const char GOT[] = "Get data successfully.";
-static const char TOTAL[] = "rpcclt_openapiProcTotalCpuUtilGet";
-static const char TASKS[] = "rpcclt_openapiProcTaskCpuUtilGet";
 
 static std::string tree_json(const tree_ptr& tree)
 {
@@ -60,29 +58,30 @@ TEST(Process, SplitsTheTotalUse)
 
 TEST(Process, SplitsTheTasksUse)
 {
+  // clang-format off
   const struct {
-    const char* text;
     uint32_t periods;
-    const char* json;
+    const char *text, *json;
   } cases[] = {
-      {"",                                           3,          "{ }"                                                     },
-      {"1,init,a:1%;b:2%;\n22,x y,a:3%;b:4%;\n",     2,
+      {3, "", "{ }"},
+      {2, "1,init,a:1%;b:2%;\n22,x y,a:3%;\n", 
        R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" }, )"
-       R"("2": { "PID": 22, "name": "x y", "a": "3%", "b": "4%" } })"                                                      },
-      {"1,init,a:1%;b:2%;c:3%",                      2,
-       R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" } })"                                                    },
-      {"1,init,a:1%;",                               0,          R"({ "1": { "PID": 1, "name": "init" } })"                },
-      {"1,init,a:1%;",                               4294967295, R"({ "1": { "PID": 1, "name": "init", "a": "1%" } })"     },
-      {"1,init,a:;b:2;",                             2,          R"({ "1": { "PID": 1, "name": "init" } })"                },
-      {"1,init,a;b:2;",                              2,          R"({ "1": { "PID": 1, "name": "init", "a;b": "2" } })"    },
-      {"1,init,a:1;:2;b:3;",                         3,          R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"      },
-      {"1,init,a:1;\tb:3;",                          3,          R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"      },
-      {"1,init\n\n\n2,sh,",                          3,
-       R"({ "1": { "PID": 1, "name": "init" }, "2": { "PID": 2, "name": "sh" } })"                                         },
-      {"x,init,a:1;\n,n,a:1\n3\n4,,a:1;\n-5,n,a:1;", 1,
-       R"({ "1": { "PID": -5, "name": "n", "a": "1" } })"                                                                  },
-      {"99999999999,n,a:1;",                         1,          R"({ "1": { "PID": 2147483647, "name": "n", "a": "1" } })"},
+       R"("2": { "PID": 22, "name": "x y", "a": "3%" } })"},
+      {2, "1,init,a:1%;b:2%;c:3%",
+       R"({ "1": { "PID": 1, "name": "init", "a": "1%", "b": "2%" } })"},
+      {0, "1,init,a:1%;",     R"({ "1": { "PID": 1, "name": "init" } })"},
+      {4294967295, "1,init,a:1%;", R"({ "1": { "PID": 1, "name": "init", "a": "1%" } })"},
+      {2, "1,init,a:;b:2;",   R"({ "1": { "PID": 1, "name": "init" } })"},
+      {2, "1,init,a;b:2;",    R"({ "1": { "PID": 1, "name": "init", "a;b": "2" } })"},
+      {3, "1,init,a:1;:2;b:3;", R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"},
+      {3, "1,init,a:1;\tb:3;", R"({ "1": { "PID": 1, "name": "init", "a": "1" } })"},
+      {3, "1,init\n\n\n2,sh,",
+       R"({ "1": { "PID": 1, "name": "init" }, "2": { "PID": 2, "name": "sh" } })"},
+      {1, "x,init,a:1;\n,n,a:1\n3\n4,,a:1;\n-5,n,a:1;",
+       R"({ "1": { "PID": -5, "name": "n", "a": "1" } })"},
+      {1, "99999999999,n,a:1;", R"({ "1": { "PID": 2147483647, "name": "n", "a": "1" } })"},
   };
+  // clang-format on
   for (const auto& c : cases)
     EXPECT_EQ(tasks_json(c.text, c.periods), c.json) << c.text;
   EXPECT_EQ(tasks_json(std::string_view("1,init,a:1;\n2,cut", 8), 1),
@@ -102,24 +101,22 @@ TEST(Process, CutsLongTexts)
 TEST(Process, AnswersWhatTheSwitchSays)
 {
   engine_reset();
-  const auto expect_cpu = [](const std::string& total, const std::string& tasks,
-                             const char* data_json) {
-    EXPECT_TRUE(switchsim_fault_set(TOTAL, ("{\"value\": \"" + total + "\"}").c_str()));
-    expect_answers_with_fault(TASKS, "{\"value\": \"" + tasks + "\"}",
-                              {api_case(__LINE__, "GET", "/process/cpu", 0, GOT, data_json)});
+  const auto expect_cpu = [](const char* total, const char* tasks, const char* data_json) {
+    run_script(__LINE__, R"([ProcTotalCpuUtilGet {'value': '$total'}]
+[ProcTaskCpuUtilGet {'value': '$tasks'}]
+GET /process/cpu -> $data
+[])",
+               "$total", total, "$tasks", tasks, "$data", data_json);
   };
   expect_cpu("a:1;b:2", "7,sh,a:1;b:2;c:3;d:4;\\n8,x,\\n",
              R"({"total_CPU_utilization":{"a":":1","b":":2"},"processes_CPU_utilization":{
                  "1":{"PID":7,"name":"sh","a":"1","b":"2","c":"3"},"2":{"PID":8,"name":"x"}}})");
   const char* nothing = R"({"total_CPU_utilization":{},"processes_CPU_utilization":{}})";
   expect_cpu("", "", nothing);
-  expect_cpu(std::string(256, 'x'), std::string(16384, '7'), nothing);
-  expect_each_call_checked(__LINE__, "GET", "/process/cpu");
-  expect_each_call_checked(__LINE__, "GET", "/process/memory");
-  for (const char* path : {"/process", "/process/memory/", "/process/cpus"})
-    expect_bad_request(__LINE__, "GET", path);
-  for (const char* method : {"POST", "PUT", "DELETE"})
-    expect_bad_request(__LINE__, method, "/process/memory");
+  expect_cpu("$256x", "$16384a", nothing);
+  run_script(__LINE__, R"(check GET /process/cpu /process/memory
+GET /process /process/memory/ /process/cpus POST /process/memory PUT /process/memory DELETE
+    /process/memory -> 902)");
 }
 
 static int64_t json_number(json_object* object, const char* name)

@@ -10,31 +10,13 @@
 
 #include "engine/rest_route.h"
 #include "switchsim/switchsim.h"
-#include "tests/support/answer_table.h"
+#include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
-#include "tests/support/switch_table.h"
 
-static const char GOT_DATA[] = "Get data successfully.";
-
-// A switch with VLANs 10, 20 and 30.
-static void reset(const char* profile = "{}")
+static std::string address_query(const std::string& type, const std::string& address,
+                                 const std::string& length, const std::string& ext_arg = "0")
 {
-  engine_reset(profile);
-  for (const char* vlan : {"10", "20", "30"})
-    api_request("POST", std::string("/vlans/") + vlan, "json");
-}
-
-static std::string address_query(const char* type, const char* address, const char* length,
-                                 const char* ext_arg = "0")
-{
-  return std::string("?addrType=") + type + "&addr=" + address + "&pfxLen=" + length +
-         "&extArg=" + ext_arg;
-}
-
-static void make(const char* method, const std::string& path)
-{
-  EXPECT_NE(api_request(method, path, "json").body.find("\"rlt_code\": 0,"), std::string::npos)
-      << method << " " << path;
+  return "?addrType=" + type + "&addr=" + address + "&pfxLen=" + length + "&extArg=" + ext_arg;
 }
 
 // ---- paths ----
@@ -63,115 +45,75 @@ TEST(Routes, LooseMatchIsThatOfAScan)
 
 TEST(Routes, UnservedPathsAreBadRequests)
 {
-  reset();
-  expect_bad_requests(__LINE__,
-                      "GET /routing/ GET /routing/x GET /routing/if/ GET /routing/if/5 "
-                      "GET /routing/vlanRtrIf/ GET /routing/vlanRtrIf/1/ GET /routing/vlanRtrIf/1x "
-                      "GET /routing/ipv4/adminMode POST /routing POST /routing/if/5/ip/ "
-                      "POST /routing/if/5/ipx POST /routing/if/x/ip POST /routing/vlanRtrIf/ "
-                      "POST /routing/if/ PUT /routing/ipv4/adminMode/ PUT /routing/ipv5/adminMode "
-                      "PUT /routing/if/x/adminMode DELETE /routing DELETE /routing/vlanRtrIf/x "
-                      "DELETE /routing/if/5/ip/1");
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+GET /routing/ /routing/x /routing/if/ /routing/if/5 /routing/vlanRtrIf/ /routing/vlanRtrIf/1/
+    /routing/vlanRtrIf/1x /routing/ipv4/adminMode POST /routing /routing/if/5/ip/ /routing/if/5/ipx
+    /routing/if/x/ip /routing/vlanRtrIf/ /routing/if/ PUT /routing/ipv4/adminMode/
+    /routing/ipv5/adminMode /routing/if/x/adminMode DELETE /routing /routing/vlanRtrIf/x
+    /routing/if/5/ip/1 -> 902)");
 }
 
 TEST(Routes, AddressesAreServedWithoutTheLastSegment)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  for (const char* method : {"POST", "DELETE"}) {
-    make(method, "/routing/if/3" + address_query("0", "10.3.0.1", "24"));
-    make(method, "/routing/vlanRtrIf/1/i" + address_query("0", "10.4.0.1", "16"));
-  }
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+POST /routing/vlanRtrIf?vlanId=10 /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=24&extArg=0
+    /routing/vlanRtrIf/1/i?addrType=0&addr=10.4.0.1&pfxLen=16&extArg=0 DELETE
+    /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=24&extArg=0
+    /routing/vlanRtrIf/1/i?addrType=0&addr=10.4.0.1&pfxLen=16&extArg=0)");
 }
 
 // ---- modes ----
 
 TEST(Modes, OfTheSwitchAndOfAPort)
 {
-  reset();
-  const char FOR_IPV4[] = "Update routing admin mode for IPv4 successfully.";
-  const char FOR_IPV6[] = "Update routing admin mode for IPv6 successfully.";
-  const char PORT[] = "Update routing admin mode for this interface successfully.";
-  expect_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
-                R"({"infomation":{"ipv4_admin_mode":"disable","ipv6_admin_mode":"disable"}})");
-  expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=1", 0, FOR_IPV4);
-  expect_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
-                R"({"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}})");
-  expect_answer(__LINE__, "PUT", "/routing/ipv6/adminMode?value=1", 0, FOR_IPV6);
-  expect_answer(__LINE__, "PUT", "/routing/ipv4/adminMode?value=0", 0, FOR_IPV4);
-  expect_open_errors(__LINE__, "PUT /routing/ipv4/adminMode PUT /routing/ipv4/adminMode?value=");
-  expect_answer(__LINE__, "PUT", "/routing/if/5/adminMode?value=1", 0, PORT);
-  expect_open_errors(__LINE__,
-                     "PUT /routing/if/5/adminMode/x?value=1 PUT /routing/if/5/adminMode/?value=1 "
-                     "PUT /routing/if/5/adminModes?value=1 PUT /routing/if/5?value=1 "
-                     "PUT /routing/if/5/adminMode PUT /routing/if/5/adminMode?value=");
-  expect_xml_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
-                    "<infomation><ipv4_admin_mode>disable</ipv4_admin_mode>"
-                    "<ipv6_admin_mode>enable</ipv6_admin_mode></infomation>");
-  // the path and the value are judged before the switch is asked
-  EXPECT_TRUE(api_calls("PUT", "/routing/if/5/adminMode/x?value=1").empty());
-  EXPECT_TRUE(api_calls("PUT", "/routing/if/5/adminMode?value=").empty());
-  expect_calls(__LINE__, api_calls("PUT", "/routing/if/5/adminMode?value=7"),
-               {"rpcclt_openapiRtrIntfRtrAdminModeSet(5, 7) = -22"});
-  expect_calls(__LINE__, api_calls("PUT", "/routing/ipv6/adminMode?value=-1"),
-               {"rpcclt_openapiRtrAdminModeSet(2, -1) = -22"});
-  expect_calls(__LINE__, api_calls("GET", "/routing"),
-               {"rpcclt_openapiRtrAdminModeGet(1, >0)", "rpcclt_openapiRtrAdminModeGet(2, >1)"});
-  expect_switch_results({
-      {__LINE__, "PUT", "/routing/if/999/adminMode?value=1", -29},
-      {__LINE__, "PUT", "/routing/if/55/adminMode?value=1",  -28}, // the CPU interface
-  });
-  for (const char* path : {"/routing/ipv4/adminMode?value=1", "/routing/ipv6/adminMode?value=1",
-                           "/routing/if/5/adminMode?value=1"})
-    expect_each_call_checked(__LINE__, "PUT", path);
-  expect_each_call_checked(__LINE__, "GET", "/routing");
-  // a mode that has no text
-  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrAdminModeGet", R"({"value": 5})"));
-  expect_answer(__LINE__, "GET", "/routing", 0, GOT_DATA,
-                R"({"infomation":{"ipv4_admin_mode":"","ipv6_admin_mode":""}})");
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+GET /routing -> {"infomation":{"ipv4_admin_mode":"disable","ipv6_admin_mode":"disable"}}
+PUT /routing/ipv4/adminMode?value=1 -> 0 Update routing admin mode for IPv4 successfully.
+GET /routing -> {"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}}
+PUT /routing/ipv6/adminMode?value=1 -> 0 Update routing admin mode for IPv6 successfully.
+PUT /routing/ipv4/adminMode?value=0 -> 0 Update routing admin mode for IPv4 successfully.
+PUT /routing/ipv4/adminMode ?value= -> 99
+PUT /routing/if/5/adminMode?value=1 -> 0 Update routing admin mode for this interface successfully.
+PUT /routing/if/5/adminMode/x?value=1 /routing/if/5/adminMode/?value=1
+    /routing/if/5/adminModes?value=1 /routing/if/5?value=1 /routing/if/5/adminMode ?value= -> 99
+GET /routing -> {"infomation":{"ipv4_admin_mode":"disable","ipv6_admin_mode":"enable"}}
+// the path and the value are judged before the switch is asked
+PUT /routing/if/5/adminMode/x?value=1 /routing/if/5/adminMode?value= =>
+PUT /routing/if/5/adminMode?value=7 => RtrIntfRtrAdminModeSet(5, 7) = -22
+PUT /routing/ipv6/adminMode?value=-1 => RtrAdminModeSet(2, -1) = -22
+GET /routing => RtrAdminModeGet(1, >0) | RtrAdminModeGet(2, >1)
+// the CPU interface
+PUT /routing/if/999/adminMode?value=1 -> -29
+PUT /routing/if/55/adminMode?value=1 -> -28
+check PUT /routing/ipv4/adminMode?value=1 /routing/ipv6/adminMode?value=1
+    /routing/if/5/adminMode?value=1 GET /routing
+// a mode that has no text
+[RtrAdminModeGet {'value': 5}]
+GET /routing -> {"infomation":{"ipv4_admin_mode":"","ipv6_admin_mode":""}})");
 }
 
 // ---- VLAN routing interfaces ----
 
 TEST(VlanInterfaces, AreCreatedListedAndDeleted)
 {
-  reset();
-  const char EMPTY[] = "VLAN Routing interface doesn't exist.";
-  expect_answer(__LINE__, "GET", "/routing/vlanRtrIf", 1, EMPTY,
-                R"({"vlan_routing_interfaces":{}})");
-  expect_xml_answer(__LINE__, "GET", "/routing/vlanRtrIf", 1, EMPTY,
-                    "<vlan_routing_interfaces></vlan_routing_interfaces>");
-  expect_answer(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=20", 0,
-                "Create Vlan Routing Interface with VLAN 20 successfully.");
-  expect_answer(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10", 0,
-                "Create Vlan Routing Interface with VLAN 10 successfully.");
-  expect_answer(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10", 98,
-                "The same setting is already set.");
-  expect_open_errors(
-      __LINE__,
-      "POST /routing/vlanRtrIf POST /routing/vlanRtrIf?vlanId= DELETE /routing/vlanRtrIf "
-      "DELETE /routing/vlanRtrIf?vlanId= GET /routing/vlanRtrIf/3 GET /routing/vlanRtrIf/0");
-  expect_answer(
-      __LINE__, "GET", "/routing/vlanRtrIf/1", 0, GOT_DATA,
-      R"({"vlan_routing_interface":{"logical_interface_id":1,"vlan_routing_interface_num":226,
-           "vlan_routing_interface_name":"vlan 20","vlan_id":20}})");
-  expect_answer(__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=20", 0,
-                "Delete Vlan Routing Interface with VLAN 20 successfully.");
-  expect_answer(__LINE__, "GET", "/routing/vlanRtrIf", 0, GOT_DATA,
-                R"({"vlan_routing_interfaces":{"1":{"logical_interface_id":1,
-           "vlan_routing_interface_num":227}}})");
-  expect_switch_results({
-      {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=4095", -29}, // no such VLAN
-      {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=-1",   -29},
-      {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=0",    -29},
-      {__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=20",   -29},
-      {__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=0",    -29},
-      {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=30",   0  }, // the lowest free number again
-  });
-  EXPECT_NE(api_request("GET", "/routing/vlanRtrIf/1", "json").body.find("\"vlan 30\""),
-            std::string::npos);
-  expect_each_call_checked(__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=10");
-  expect_each_call_checked(__LINE__, "POST", "/routing/vlanRtrIf?vlanId=10");
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+GET /routing/vlanRtrIf -> 1 VLAN Routing interface doesn't exist. {"vlan_routing_interfaces":{}}
+POST /routing/vlanRtrIf?vlanId=20 -> 0 Create Vlan Routing Interface with VLAN 20 successfully.
+POST /routing/vlanRtrIf?vlanId=10 -> 0 Create Vlan Routing Interface with VLAN 10 successfully.
+POST /routing/vlanRtrIf?vlanId=10 -> 98
+POST /routing/vlanRtrIf ?vlanId= DELETE /routing/vlanRtrIf ?vlanId= GET /routing/vlanRtrIf/3
+    /routing/vlanRtrIf/0 -> 99
+GET /routing/vlanRtrIf/1 -> {"vlan_routing_interface":{"logical_interface_id":1,
+    "vlan_routing_interface_num":226,"vlan_routing_interface_name":"vlan 20","vlan_id":20}}
+DELETE /routing/vlanRtrIf?vlanId=20 -> 0 Delete Vlan Routing Interface with VLAN 20 successfully.
+GET /routing/vlanRtrIf -> {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,
+    "vlan_routing_interface_num":227}}}
+// no such VLAN the lowest free number again
+POST /routing/vlanRtrIf?vlanId=4095 ?vlanId=-1 ?vlanId=0 DELETE /routing/vlanRtrIf?vlanId=20
+    ?vlanId=0 -> -29
+POST /routing/vlanRtrIf?vlanId=30
+GET /routing/vlanRtrIf/1 ~ "vlan 30"
+check DELETE /routing/vlanRtrIf?vlanId=10 POST /routing/vlanRtrIf?vlanId=10)");
 }
 
 static void make_addresses(const std::string& intf)
@@ -180,175 +122,141 @@ static void make_addresses(const std::string& intf)
        {address_query("0", "10.1.0.1", "16"), address_query("1", "10.2.0.1", "24"),
         address_query("1", "10.2.1.129", "25"), address_query("3", "2001:db8:1::1", "64"),
         address_query("3", "2001:db8:2::", "64", "1"), address_query("3", "fe80::5", "10")})
-    make("POST", intf + "/ip" + query);
+    run_script(__LINE__, "POST " + intf + "/ip" + query);
 }
 
 TEST(VlanInterfaces, ShowTheirAddresses)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  make("POST", "/routing/vlanRtrIf?vlanId=20");
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+POST /routing/vlanRtrIf?vlanId=10 ?vlanId=20)");
   make_addresses("/routing/vlanRtrIf/2");
   // 227 is e3: the MAC address 02:54:58:a0:00:e3, its universal bit turned over
-  const char* const one = R"({"vlan_routing_interface":{"logical_interface_id":2,
-      "vlan_routing_interface_num":227,"vlan_routing_interface_name":"vlan 20","vlan_id":20,
-      "primary_ipv4_address":"10.1.0.1/255.255.0.0",
-      "secondary_ipv4_addresses":{"1":"10.2.0.1/255.255.255.0","2":"10.2.1.129/255.255.255.128"},
-      "ipv6_addresses":{"1":"2001:db8:1::1/64","2":"2001:db8:2:0:54:58ff:fea0:e3/64",
-      "3":"fe80::5/10"}}})";
-  expect_answer(__LINE__, "GET", "/routing/vlanRtrIf/2", 0, GOT_DATA, one);
-  expect_answer(__LINE__, "GET", "/routing/vlanRtrIf", 0, GOT_DATA,
-                R"({"vlan_routing_interfaces":{
-      "1":{"logical_interface_id":1,"vlan_routing_interface_num":226},
-      "2":{"logical_interface_id":2,"vlan_routing_interface_num":227,"ipv4_address":"10.1.0.1",
-      "subnet_mask":"255.255.0.0","ipv6_addresses":{"1":"2001:db8:1::1/64",
-      "2":"2001:db8:2:0:54:58ff:fea0:e3/64","3":"fe80::5/10"}}}})");
-  make("DELETE", "/routing/vlanRtrIf/2/ip" + address_query("3", "2001:db8:2::", "64", "1"));
-  make("DELETE", "/routing/vlanRtrIf/2/ip" + address_query("3", "fe80::5", "10"));
-  make("DELETE", "/routing/vlanRtrIf/2/ip" + address_query("1", "10.2.0.1", "24"));
-  expect_xml_answer(
-      __LINE__, "GET", "/routing/vlanRtrIf/2", 0, GOT_DATA,
-      "<vlan_routing_interface><logical_interface_id>2</logical_interface_id>"
-      "<vlan_routing_interface_num>227</vlan_routing_interface_num><vlan_routing_interface_name>"
-      "vlan 20</vlan_routing_interface_name><vlan_id>20</vlan_id><primary_ipv4_address>"
-      "10.1.0.1/255.255.0.0</primary_ipv4_address><secondary_ipv4_addresses>"
-      "<secondary_ipv4_address>10.2.1.129/255.255.255.128</secondary_ipv4_address>"
-      "</secondary_ipv4_addresses><ipv6_addresses><prefix/prefix_length>2001:db8:1::1/64"
-      "</prefix/prefix_length></ipv6_addresses></vlan_routing_interface>");
-  expect_calls(__LINE__, api_calls("GET", "/routing/vlanRtrIf/2"),
-               {"openapiIfFirstGet(3, >226) = 0", "rpcclt_openapiIntfNameSizeGet(>64) = 0",
-                "rpcclt_openapiRtrIntfNameGet(227, >{8,\"vlan 20\"}) = 0",
-                "rpcclt_openapiRtrIntfTypeGet(227, >3) = 0", "openapiIfFirstGet(3, >226) = 0",
-                "rpcclt_openapiRtrIntfVlanIdGet(227, >20) = 0",
-                "rpcclt_openapiRtrIntfIpAddrGet(1, 227, >{1,\"10.1.0.1\",16}) = 0",
-                "rpcclt_openapiRtrIntfSecIpAddrGet(1, 227, >{1,\"10.2.1.129\",25}, >1) = 0",
-                "rpcclt_openapiRtrIntfSecIpAddrGet(1, 227, >{1,\"10.2.1.129\",25}, >1) = -29",
-                "rpcclt_openapiRtrIntfIpAddrGet(2, 227, >{2,\"2001:db8:1::1\",64}) = 0",
-                "rpcclt_openapiRtrIntfIpAddrGet(2, 227, >{2,\"2001:db8:1::1\",64}) = -29"});
-  expect_each_call_checked(__LINE__, "GET", "/routing/vlanRtrIf/2",
-                           {"openapiIfFirstGet", "rpcclt_openapiRtrIntfTypeGet",
-                            "rpcclt_openapiRtrIntfIpAddrGet", "rpcclt_openapiRtrIntfSecIpAddrGet"});
+  run_script(__LINE__, R"(GET /routing/vlanRtrIf/2 ->
+    {"vlan_routing_interface":{"logical_interface_id":2,"vlan_routing_interface_num":227,
+    "vlan_routing_interface_name":"vlan 20","vlan_id":20,
+    "primary_ipv4_address":"10.1.0.1/255.255.0.0",
+    "secondary_ipv4_addresses":{"1":"10.2.0.1/255.255.255.0","2":"10.2.1.129/255.255.255.128"},
+    "ipv6_addresses":{"1":"2001:db8:1::1/64","2":"2001:db8:2:0:54:58ff:fea0:e3/64",
+    "3":"fe80::5/10"}}}
+GET /routing/vlanRtrIf -> {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,
+    "vlan_routing_interface_num":226},"2":{"logical_interface_id":2,
+    "vlan_routing_interface_num":227,"ipv4_address":"10.1.0.1","subnet_mask":"255.255.0.0",
+    "ipv6_addresses":{"1":"2001:db8:1::1/64","2":"2001:db8:2:0:54:58ff:fea0:e3/64",
+    "3":"fe80::5/10"}}}}
+DELETE /routing/vlanRtrIf/2/ip?addrType=3&addr=2001:db8:2::&pfxLen=64&extArg=1
+    ?addrType=3&addr=fe80::5&pfxLen=10&extArg=0 ?addrType=1&addr=10.2.0.1&pfxLen=24&extArg=0
+GET /routing/vlanRtrIf/2 -> {"vlan_routing_interface":{"logical_interface_id":2,
+    "vlan_routing_interface_num":227,"vlan_routing_interface_name":"vlan 20","vlan_id":20,
+    "primary_ipv4_address":"10.1.0.1/255.255.0.0",
+    "secondary_ipv4_addresses":{"1":"10.2.1.129/255.255.255.128"},
+    "ipv6_addresses":{"1":"2001:db8:1::1/64"}}}
+GET /routing/vlanRtrIf/2 => IfFirstGet(3, >226) = 0 | IntfNameSizeGet(>64) = 0 |
+    RtrIntfNameGet(227, >{8,"vlan 20"}) = 0 | RtrIntfTypeGet(227, >3) = 0 |
+    IfFirstGet(3, >226) = 0 | RtrIntfVlanIdGet(227, >20) = 0 |
+    RtrIntfIpAddrGet(1, 227, >{1,"10.1.0.1",16}) = 0 |
+    RtrIntfSecIpAddrGet(1, 227, >{1,"10.2.1.129",25}, >1) = 0 |
+    RtrIntfSecIpAddrGet(1, 227, >{1,"10.2.1.129",25}, >1) = -29 |
+    RtrIntfIpAddrGet(2, 227, >{2,"2001:db8:1::1",64}) = 0 |
+    RtrIntfIpAddrGet(2, 227, >{2,"2001:db8:1::1",64}) = -29
+check GET /routing/vlanRtrIf/2 but IfFirstGet RtrIntfTypeGet RtrIntfIpAddrGet RtrIntfSecIpAddrGet
+)");
 }
 
 // What the switch says wrongly is shown as far as it makes sense, and never more.
 TEST(VlanInterfaces, SurviveAnUntruthfulSwitch)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  const char PATH[] = "/routing/vlanRtrIf/1";
-  std::string shown;
-  const auto one = [&](const char* logical, const char* name, const char* vlan) {
-    shown = std::string(R"({"vlan_routing_interface":{"logical_interface_id":)") + logical +
-            R"(,"vlan_routing_interface_num":226,"vlan_routing_interface_name":")" + name +
-            R"(","vlan_id":)" + vlan + "}}";
-    return shown.c_str();
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}]}
+POST /routing/vlanRtrIf?vlanId=10
+[IntfNameSizeGet {'value': 0}] GET /routing/vlanRtrIf/1 -> 99
+[IntfNameSizeGet {'value': 1}] GET /routing/vlanRtrIf/1 -> 99)");
+  const struct {
+    const char *fault, *logical, *name, *vlan;
+  } cases[] = {
+      {"RtrIntfTypeGet {'result': -26}",         "-1", "vlan 10", "10"},
+      {"RtrIntfTypeGet {'value': 2}",            "-2", "vlan 10", "10"},
+      {"IfFirstGet {'result': -26}",             "1",  "vlan 10", "10"},
+      {"IntfNameSizeGet {'value': 4294967295}",  "1",  "vlan 10", "10"},
+      {"RtrIntfNameGet {'value': ''}",           "1",  "",        "10"},
+      {"RtrIntfNameGet {'value': '$64n'}",       "1",  "$64n",    "10"}, // no terminator
+      {"RtrIntfVlanIdGet {'value': 4294967295}", "1",  "vlan 10", "-1"},
   };
-  const char TYPE[] = "rpcclt_openapiRtrIntfTypeGet";
-  const char SIZE[] = "rpcclt_openapiIntfNameSizeGet";
-  const char NAME[] = "rpcclt_openapiRtrIntfNameGet";
-  const char VLAN[] = "rpcclt_openapiRtrIntfVlanIdGet";
-  const char HUGE_VALUE[] = R"({"value": 4294967295})";
-  const std::string full = "{\"value\": \"" + std::string(64, 'n') + "\"}";  // no terminator
-  expect_data_under_fault(__LINE__, TYPE, R"({"result": -26})", PATH, one("-1", "vlan 10", "10"));
-  expect_data_under_fault(__LINE__, TYPE, R"({"value": 2})", PATH, one("-2", "vlan 10", "10"));
-  expect_data_under_fault(__LINE__, "openapiIfFirstGet", R"({"result": -26})", PATH,
-                          one("1", "vlan 10", "10"));
-  expect_data_under_fault(__LINE__, SIZE, R"({"value": 0})", PATH, nullptr);
-  expect_data_under_fault(__LINE__, SIZE, R"({"value": 1})", PATH, nullptr);
-  expect_data_under_fault(__LINE__, SIZE, HUGE_VALUE, PATH, one("1", "vlan 10", "10"));
-  expect_data_under_fault(__LINE__, NAME, R"({"value": ""})", PATH, one("1", "", "10"));
-  expect_data_under_fault(__LINE__, NAME, full.c_str(), PATH,
-                          one("1", std::string(64, 'n').c_str(), "10"));
-  expect_data_under_fault(__LINE__, VLAN, HUGE_VALUE, PATH, one("1", "vlan 10", "-1"));
+  for (const auto& c : cases)
+    run_script(__LINE__, R"([$fault] GET /routing/vlanRtrIf/1 -> {"vlan_routing_interface":{
+    "logical_interface_id":$logical,"vlan_routing_interface_num":226,
+    "vlan_routing_interface_name":"$name","vlan_id":$vlan}})",
+               "$fault", c.fault, "$logical", c.logical, "$name", c.name, "$vlan", c.vlan);
 }
 
 TEST(VlanInterfaces, HoldTheirVlan)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  expect_switch_results({
-      {__LINE__, "DELETE", "/vlans/10",                    -26},
-      {__LINE__, "DELETE", "/routing/vlanRtrIf?vlanId=10", 0  },
-      {__LINE__, "DELETE", "/vlans/10",                    0  },
-      {__LINE__, "POST",   "/routing/vlanRtrIf?vlanId=10", -29},
-  });
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+POST /routing/vlanRtrIf?vlanId=10
+DELETE /vlans/10 -> -26
+DELETE /routing/vlanRtrIf?vlanId=10 /vlans/10
+POST /routing/vlanRtrIf?vlanId=10 -> -29)");
 }
 
 // ---- lists ----
 
 TEST(Lists, EndWhereTheTypeOfInterfaceEnds)
 {
-  reset();
-  expect_open_error(__LINE__, "GET", "/routing/if");  // nothing routes at all
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  make("POST", "/routing/vlanRtrIf?vlanId=20");
-  const char EMPTY[] = "Physical routing interface doesn't exist.";
-  expect_answer(__LINE__, "GET", "/routing/if", 1, EMPTY, R"({"interfaces":{}})");
-  make("PUT", "/routing/if/7/adminMode?value=1");
-  make("PUT", "/routing/if/3/adminMode?value=1");
-  make("POST", "/routing/if/3/ip" + address_query("0", "192.0.2.1", "30"));
-  make("POST", "/routing/if/3/ip" + address_query("3", "2001:db8::1", "128"));
-  make("POST", "/routing/if/4/ip" + address_query("0", "198.51.100.1", "32"));  // does not route
-  const char* const both = R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
-      "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}},
-      "2":{"ifNum":7}}})";
-  expect_answer(__LINE__, "GET", "/routing/if", 0, GOT_DATA, both);
-  expect_xml_answer(__LINE__, "GET", "/routing/if", 0, GOT_DATA,
-                    "<interfaces><interface><ifNum>3</ifNum><ipv4_address>192.0.2.1</ipv4_address>"
-                    "<subnet_mask>255.255.255.252</subnet_mask><ipv6_addresses>"
-                    "<prefix/prefix_length>2001:db8::1/128</prefix/prefix_length></ipv6_addresses>"
-                    "</interface><interface><ifNum>7</ifNum></interface></interfaces>");
-  expect_calls(
-      __LINE__, api_calls("GET", "/routing/vlanRtrIf"),
-      {"openapiIfFirstGet(3, >226) = 0", "rpcclt_openapiRtrIntfVlanIdGet(226, >10) = 0",
-       "rpcclt_openapiRtrIntfIpAddrGet(1, 226", "rpcclt_openapiRtrIntfIpAddrGet(2, 226",
-       "rpcclt_openapiRtrIntfNextGet(226, >227) = 0", "rpcclt_openapiRtrIntfTypeGet(227, >3) = 0",
-       "rpcclt_openapiRtrIntfVlanIdGet(227, >20) = 0", "rpcclt_openapiRtrIntfIpAddrGet(1, 227",
-       "rpcclt_openapiRtrIntfIpAddrGet(2, 227", "rpcclt_openapiRtrIntfNextGet(227"});
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+// nothing routes at all
+GET /routing/if -> 99
+POST /routing/vlanRtrIf?vlanId=10 ?vlanId=20
+GET /routing/if -> 1 Physical routing interface doesn't exist. {"interfaces":{}}
+PUT /routing/if/7/adminMode?value=1 /routing/if/3/adminMode?value=1 POST
+    /routing/if/3/ip?addrType=0&addr=192.0.2.1&pfxLen=30&extArg=0
+    ?addrType=3&addr=2001:db8::1&pfxLen=128&extArg=0
+// does not route
+POST /routing/if/4/ip?addrType=0&addr=198.51.100.1&pfxLen=32&extArg=0
+GET /routing/if -> {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
+    "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}},"2":{"ifNum":7}}}
+GET /routing/vlanRtrIf => IfFirstGet(3, >226) = 0 | RtrIntfVlanIdGet(226, >10) = 0 |
+    RtrIntfIpAddrGet(1, 226 | RtrIntfIpAddrGet(2, 226 | RtrIntfNextGet(226, >227) = 0 |
+    RtrIntfTypeGet(227, >3) = 0 | RtrIntfVlanIdGet(227, >20) = 0 | RtrIntfIpAddrGet(1, 227 |
+    RtrIntfIpAddrGet(2, 227 | RtrIntfNextGet(227)");
   // failures behind the first step shorten a list, no more
-  const char* const vlans = R"({"vlan_routing_interfaces":{
-      "1":{"logical_interface_id":1,"vlan_routing_interface_num":226},
-      "2":{"logical_interface_id":2,"vlan_routing_interface_num":227}}})";
-  const char* const vlan1 = R"({"vlan_routing_interfaces":{
-      "1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}})";
-  const char* const vlan2 = R"({"vlan_routing_interfaces":{
-      "1":{"logical_interface_id":2,"vlan_routing_interface_num":227}}})";
-  const char* const port3 = R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
-      "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}}}})";
-  const char* const bare = R"({"interfaces":{"1":{"ifNum":3},"2":{"ifNum":7}}})";
-  const char ADDRESS[] = "rpcclt_openapiRtrIntfIpAddrGet";
-  const char VLAN[] = "rpcclt_openapiRtrIntfVlanIdGet";
-  const char NEXT[] = "rpcclt_openapiRtrIntfNextGet";
-  const char TYPE[] = "rpcclt_openapiRtrIntfTypeGet";
-  const char VLANS[] = "/routing/vlanRtrIf";
-  const char PORTS[] = "/routing/if";
-  const char FAILS[] = R"({"result": -21})";
-  expect_data_under_fault(__LINE__, ADDRESS, FAILS, VLANS, vlans);
-  expect_data_under_fault(__LINE__, VLAN, R"({"result": -21, "times": 1})", VLANS, vlan2);
-  expect_data_under_fault(__LINE__, NEXT, FAILS, VLANS, vlan1);
-  expect_data_under_fault(__LINE__, TYPE, FAILS, VLANS, vlan1);
-  expect_data_under_fault(__LINE__, TYPE, R"({"value": 0})", VLANS, vlan1);
-  expect_data_under_fault(__LINE__, NEXT, R"({"value": 226})", VLANS, vlan1);
-  expect_data_under_fault(__LINE__, ADDRESS, FAILS, PORTS, bare);
-  expect_data_under_fault(__LINE__, NEXT, R"({"result": -21, "after": 1})", PORTS, port3);
-  expect_data_under_fault(__LINE__, TYPE, R"({"value": 2, "after": 1})", PORTS, port3);
-  expect_data_under_fault(__LINE__, NEXT, R"({"value": 3})", PORTS, port3);
-  ASSERT_TRUE(switchsim_fault_set("openapiIfFirstGet", R"({"result": -21})"));
-  expect_answer(__LINE__, "GET", "/routing/vlanRtrIf", 1, "VLAN Routing interface doesn't exist.",
-                R"({"vlan_routing_interfaces":{}})");
-  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrIntfTypeGet", R"({"result": -21})"));
-  expect_answer(__LINE__, "GET", "/routing/if", 1, EMPTY, R"({"interfaces":{}})");
-  switchsim_faults_clear();
-  make("PUT", "/routing/if/3/adminMode?value=0");
-  make("PUT", "/routing/if/7/adminMode?value=0");
-  expect_answer(__LINE__, "GET", "/routing/if", 1, EMPTY, R"({"interfaces":{}})");
-  make("PUT", "/routing/if/3/adminMode?value=1");  // and its addresses are still there
-  expect_answer(__LINE__, "GET", "/routing/if", 0, GOT_DATA, port3);
+  run_script(__LINE__, R"([RtrIntfIpAddrGet {'result': -21}] GET /routing/vlanRtrIf ->
+    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226},
+    "2":{"logical_interface_id":2,"vlan_routing_interface_num":227}}}
+[RtrIntfVlanIdGet {'result': -21, 'times': 1}] GET /routing/vlanRtrIf ->
+    {"vlan_routing_interfaces":{"1":{"logical_interface_id":2,"vlan_routing_interface_num":227}}}
+[RtrIntfNextGet {'result': -21}] GET /routing/vlanRtrIf ->
+    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
+[RtrIntfTypeGet {'result': -21}] GET /routing/vlanRtrIf ->
+    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
+[RtrIntfTypeGet {'value': 0}] GET /routing/vlanRtrIf ->
+    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
+[RtrIntfNextGet {'value': 226}] GET /routing/vlanRtrIf ->
+    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
+[RtrIntfIpAddrGet {'result': -21}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3},
+    "2":{"ifNum":7}}}
+[RtrIntfNextGet {'result': -21, 'after': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
+    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.252",
+    "ipv6_addresses":{"1":"2001:db8::1/128"}}}}
+[RtrIntfTypeGet {'value': 2, 'after': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
+    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.252",
+    "ipv6_addresses":{"1":"2001:db8::1/128"}}}}
+[RtrIntfNextGet {'value': 3}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
+    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.252",
+    "ipv6_addresses":{"1":"2001:db8::1/128"}}}}
+[IfFirstGet {'result': -21}]
+GET /routing/vlanRtrIf -> 1 VLAN Routing interface doesn't exist. {"vlan_routing_interfaces":{}}
+[RtrIntfTypeGet {'result': -21}]
+GET /routing/if -> 1 Physical routing interface doesn't exist. {"interfaces":{}}
+[]
+PUT /routing/if/3/adminMode?value=0 /routing/if/7/adminMode?value=0
+GET /routing/if -> 1 Physical routing interface doesn't exist. {"interfaces":{}}
+// and its addresses are still there
+PUT /routing/if/3/adminMode?value=1
+GET /routing/if -> {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
+    "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}}}})");
 }
 
 TEST(Lists, AddressesAppearWithTheInterface)
 {
-  reset();
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]})");
   make_addresses("/routing/if/3");
   const std::string shown = api_request("GET", "/if/3", "xml").body;
   const char ADDRESSES_SHOWN[] =
@@ -365,23 +273,19 @@ TEST(Lists, AddressesAppearWithTheInterface)
 // Prefix lengths that no address has, and a switch that says that every address has one behind it.
 TEST(Lists, SurviveUntruthfulAddresses)
 {
-  reset();
-  make("PUT", "/routing/if/3/adminMode?value=1");
-  make("POST", "/routing/if/3/ip" + address_query("0", "192.0.2.1", "24"));
-  const char CALL[] = "rpcclt_openapiRtrIntfIpAddrGet";
-  const char NO_MASK[] =
-      R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1","subnet_mask":"0.0.0.0"}}})";
-  const char FULL_MASK[] = R"({"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
-      "subnet_mask":"255.255.255.255"}}})";
-  const char PORTS[] = "/routing/if";
-  expect_data_under_fault(__LINE__, CALL, R"({"value": 0, "times": 1})", PORTS, NO_MASK);
-  expect_data_under_fault(__LINE__, CALL, R"({"value": 33, "times": 1})", PORTS, FULL_MASK);
-  expect_data_under_fault(__LINE__, CALL, R"({"value": 4294967295, "times": 1})", PORTS, FULL_MASK);
-  ASSERT_TRUE(
-      switchsim_fault_set("rpcclt_openapiRtrIntfIpAddrGet", R"({"result": 0, "value": 1})"));
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+PUT /routing/if/3/adminMode?value=1 POST
+    /routing/if/3/ip?addrType=0&addr=192.0.2.1&pfxLen=24&extArg=0
+[RtrIntfIpAddrGet {'value': 0, 'times': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
+    "ipv4_address":"192.0.2.1","subnet_mask":"0.0.0.0"}}}
+[RtrIntfIpAddrGet {'value': 33, 'times': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
+    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.255"}}}
+[RtrIntfIpAddrGet {'value': 4294967295, 'times': 1}] GET /routing/if ->
+    {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.255"}}}
+[RtrIntfIpAddrGet {'result': 0, 'value': 1}])");
   switchsim_trace_start();
-  api_request("GET", "/routing/if", "json");
   const std::string trace = switchsim_trace_take();
+  run_script(__LINE__, R"(GET /routing/if)");
   EXPECT_LT(std::count(trace.begin(), trace.end(), '\n'), 70000);
 }
 
@@ -481,10 +385,10 @@ static void check_address_case(const address_case& c)
 // Every combination; the change itself is answered with "exists" so that nothing changes.
 TEST(Addresses, AllCombinationsOfParameters)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrIntfIpAddrAdd", R"({"result": -24})"));
-  ASSERT_TRUE(switchsim_fault_set("rpcclt_openapiRtrIntfIpAddrDel", R"({"result": -24})"));
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+POST /routing/vlanRtrIf?vlanId=10
+[RtrIntfIpAddrAdd {'result': -24}]
+[RtrIntfIpAddrDel {'result': -24}])");
   for (bool vlan : {false, true})
     for (bool create : {false, true})
       for (const char* type : TYPES)
@@ -499,35 +403,30 @@ TEST(Addresses, AllCombinationsOfParameters)
 
 TEST(Addresses, AnswersTellWhatWasSent)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
-  const std::string long_text(300, '1');
-  for (const char* verb : {"Create", "Delete"}) {
-    const char* method = *verb == 'C' ? "POST" : "DELETE";
-    const auto message = [&](const char* subject, const char* address, const char* length) {
-      return std::string(verb) + " Routing " + subject + " IP address (address: " + address +
-             ", prefix length: " + length + ") successfully.";
-    };
-    expect_answer(__LINE__, method, "/routing/if/4/ip?addrType=2&extArg=0", 0,
-                  message("Interface", "", "0"));
-    expect_answer(__LINE__, method, "/routing/vlanRtrIf/1/ip?addrType=4&extArg=", 0,
-                  message("Vlan Interface", "", "0"));
-    expect_answer(__LINE__, method, "/routing/if/6/ip?addrType=2&extArg=1&pfxLen=8&addr=::1", 0,
-                  message("Interface", "::1", "8"));
-    expect_answer(__LINE__, method,
-                  "/routing/vlanRtrIf/1/ip?addrType=&addr=10.9.9.9&pfxLen=31&extArg=0", 0,
-                  message("Vlan Interface", "10.9.9.9", "31"));
-    expect_answer(__LINE__, method, "/routing/if/5/ip" + address_query("3", "2001:DB8::0:7", "128"),
-                  0, message("Interface", "2001:DB8::0:7", "128"));
-  }
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}]}
+POST /routing/vlanRtrIf?vlanId=10)");
+  for (const char* verb : {"Create", "Delete"})
+    run_script(__LINE__, R"(
+$method /routing/if/4/ip?addrType=2&extArg=0
+    -> 0 $verb Routing Interface IP address (address: , prefix length: 0) successfully.
+$method /routing/vlanRtrIf/1/ip?addrType=4&extArg=
+    -> 0 $verb Routing Vlan Interface IP address (address: , prefix length: 0) successfully.
+$method /routing/if/6/ip?addrType=2&extArg=1&pfxLen=8&addr=::1
+    -> 0 $verb Routing Interface IP address (address: ::1, prefix length: 8) successfully.
+$method /routing/vlanRtrIf/1/ip?addrType=&addr=10.9.9.9&pfxLen=31&extArg=0
+    -> 0 $verb Routing Vlan Interface IP address (address: 10.9.9.9, prefix length: 31) successfully.
+$method /routing/if/5/ip?addrType=3&addr=2001:DB8::0:7&pfxLen=128&extArg=0
+    -> 0 $verb Routing Interface IP address (address: 2001:DB8::0:7, prefix length: 128) successfully.
+)",
+               "$method", *verb == 'C' ? "POST" : "DELETE", "$verb", verb);
 }
 
 // ---- the switch ----
 
 TEST(Switch, TakesAddressesLikeASwitch)
 {
-  reset();
-  make("POST", "/routing/vlanRtrIf?vlanId=10");
+  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+POST /routing/vlanRtrIf?vlanId=10)");
   // verb, interface, type, address, prefix length, extArg and what the switch answers
   static const char STEPS[] =
       // none of a host
@@ -566,37 +465,26 @@ TEST(Switch, TakesAddressesLikeASwitch)
     int result = 1;
     std::stringstream(step) >> method >> intf >> type >> address >> length >> ext_arg >> result;
     SCOPED_TRACE(step);
-    expect_switch_results({
-        {__LINE__, method.c_str(),
-         "/routing/" + intf + "/ip" +
-             address_query(type.c_str(), address.c_str(), length.c_str(), ext_arg.c_str()),
-         result}
-    });
+    run_script(__LINE__, method + " /routing/" + intf + "/ip" +
+                             address_query(type, address, length, ext_arg) +
+                             (result ? " -> " + std::to_string(result) : ""));
   }
 }
 
 TEST(Switch, HasRoomForSoManyAndNoMore)
 {
-  reset();
-  const auto numbered = [](const char* type, const char* text, int n, const char* length) {
-    char address[64];
-    snprintf(address, sizeof address, "%s%d", text, n);
-    return "/routing/if/1/ip" + address_query(type, address, length);
+  engine_reset(R"({"vlans": 229})");
+  const auto add = [](const char* type, const char* text, int n, const char* length,
+                      const char* answer) {
+    run_script(__LINE__, "POST /routing/if/1/ip" +
+                             address_query(type, text + std::to_string(n), length) + answer);
   };
-  make("POST", numbered("0", "10.0.0.", 200, "24"));
-  for (int i = 1; i <= 31; i++)
-    make("POST", numbered("1", "10.0.0.", i, "24"));
-  for (int i = 1; i <= 16; i++)
-    make("POST", numbered("3", "2001:db8::", i, "64"));
-  expect_switch_results({
-      {__LINE__, "POST", numbered("1", "10.0.0.",    32, "24"), -23},
-      {__LINE__, "POST", numbered("3", "2001:db8::", 17, "64"), -23},
-  });
-  for (int vlan = 101; vlan <= 229; vlan++) {
-    api_request("POST", "/vlans/" + std::to_string(vlan), "json");
-    std::string path = "/routing/vlanRtrIf?vlanId=" + std::to_string(vlan);
-    expect_switch_results({
-        {__LINE__, "POST", path, vlan <= 228 ? 0 : -23}
-    });
-  }
+  add("0", "10.0.0.", 200, "24", "");
+  for (int i = 1; i <= 32; i++)
+    add("1", "10.0.0.", i, "24", i <= 31 ? "" : " -> -23");
+  for (int i = 1; i <= 17; i++)
+    add("3", "2001:db8::", i, "64", i <= 16 ? "" : " -> -23");
+  for (int vlan = 101; vlan <= 229; vlan++)
+    run_script(__LINE__, "POST /routing/vlanRtrIf?vlanId=" + std::to_string(vlan) +
+                             (vlan <= 228 ? "" : " -> -23"));
 }

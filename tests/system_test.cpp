@@ -3,171 +3,125 @@
 
 #include <string>
 
+#include "engine/rest_route.h"
+#include "engine/rest_web_request_hdr.h"
 #include "modules/rest_module_logging.h"
 #include "modules/rest_module_system.h"
-#include "tests/support/answer_table.h"
+#include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
-
-static const char GOT[] = "Get data successfully.";
 
 // --- system ---
 
-static std::string system_data(const char* hostname, int timeout, const char* telnet)
-{
-  return std::string(R"({"infomation":{"hostname":")") + hostname + R"(","serial_timeout":)" +
-         std::to_string(timeout) + R"(,"telnet_srver_admin_mode":")" + telnet +
-         R"(","service_port_mask":"255.255.255.0"}})";
-}
-
 TEST(System, SettingsAreReadAndChanged)
 {
-  engine_reset();
-  const std::string name(64, 'n');
-  expect_answer(__LINE__, "GET", "/system", 0, GOT, system_data("TX5454", 5, "enable").c_str());
-  expect_answers({
-      api_case(__LINE__, "PUT", "/system/hostname?value=" + name, 0,
-               "Update system hostname successfully."),
-      api_case(__LINE__, "PUT", "/system/serialTimeout?value=0", 0,
-               "Update system serial timeout successfully."),
-      api_case(__LINE__, "PUT", "/system/telnetServerAdminMode?value=0", 0,
-               "Update system telnet server admin mode successfully."),
-  });
-  const std::string changed = system_data(name.c_str(), 0, "disable");
-  expect_answer(__LINE__, "GET", "/system", 0, GOT, changed.c_str());
-  expect_answers({
-      api_case(__LINE__, "PUT", "/system/serialTimeout?value=-1", 0,
-               "Update system serial timeout to default successfully."),
-      api_case(__LINE__, "PUT", "/system/serialTimeout?value=160", 0,
-               "Update system serial timeout successfully."),
-      api_case(__LINE__, "PUT", "/system/hostname", 99),
-      api_case(__LINE__, "PUT", "/system/hostname?value=", 99),
-      api_case(__LINE__, "PUT", "/system/hostname?value=" + name + "n", 99),
-      api_case(__LINE__, "PUT", "/system/hostname?value=" + std::string(256, 'n'), 99),
-      api_case(__LINE__, "PUT", "/system/hostname?value=a%20b", 99),
-      api_case(__LINE__, "PUT", "/system/serialTimeout", 99),
-      api_case(__LINE__, "PUT", "/system/serialTimeout?value=161", 99),
-      api_case(__LINE__, "PUT", "/system/serialTimeout?value=-2", 99),
-      api_case(__LINE__, "PUT", "/system/telnetServerAdminMode", 99),
-      api_case(__LINE__, "PUT", "/system/telnetServerAdminMode?value=2", 99),
-  });
-  expect_xml_answer(__LINE__, "GET", "/system", 0, GOT,
-                    ("<infomation><hostname>" + name +
-                     "</hostname><serial_timeout>160</serial_timeout><telnet_srver_admin_mode>"
-                     "disable</telnet_srver_admin_mode><service_port_mask>255.255.255.0"
-                     "</service_port_mask></infomation>")
-                        .c_str());
+  run_script(__LINE__, R"(reset
+GET /system -> {"infomation":{"hostname":"TX5454","serial_timeout":5,
+    "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
+PUT /system/hostname?value=$64n -> 0 Update system hostname successfully.
+PUT /system/serialTimeout?value=0 -> 0 Update system serial timeout successfully.
+PUT /system/telnetServerAdminMode?value=0 -> 0 Update system telnet server admin mode successfully.
+GET /system -> {"infomation":{"hostname":"$64n","serial_timeout":0,
+    "telnet_srver_admin_mode":"disable","service_port_mask":"255.255.255.0"}}
+PUT /system/serialTimeout?value=-1 -> 0 Update system serial timeout to default successfully.
+PUT /system/serialTimeout?value=160 -> 0 Update system serial timeout successfully.
+PUT /system/hostname ?value= ?value=$64nn ?value=$256n ?value=a%20b /system/serialTimeout ?value=161
+    ?value=-2 /system/telnetServerAdminMode ?value=2 -> 99
+GET /system -> {"infomation":{"hostname":"$64n","serial_timeout":160,
+    "telnet_srver_admin_mode":"disable","service_port_mask":"255.255.255.0"}})");
 }
 
 TEST(System, HandsTheSwitchWhatTheRequestSays)
 {
-  engine_reset();
-  expect_calls(
-      __LINE__, api_calls("GET", "/system"),
-      {"rpcclt_openapiSystemHostnameSizeGet(>65) = 0",
-       "rpcclt_openapiSystemHostnameGet(>{7,\"TX5454\"}) = 0",
-       "rpcclt_openapiSerialTimeoutGet(>5) = 0", "rpcclt_openapiTelnetServerAdminModeGet(>1) = 0",
-       "rpcclt_openapiServicePortMaskGet("});
-  expect_calls(__LINE__, api_calls("PUT", "/system/hostname?value=core1"),
-               {"rpcclt_openapiSystemHostnameSet({6,\"core1\"}) = 0"});
-  expect_calls(__LINE__, api_calls("PUT", "/system/serialTimeout?value=-1"),
-               {"rpcclt_openapiSerialTimeoutDefaultSet() = 0"});
-  expect_calls(__LINE__, api_calls("POST", "/system/reload?value=4"), {});
-  expect_each_call_checked(__LINE__, "GET", "/system");
-  expect_each_call_checked(__LINE__, "PUT", "/system/hostname?value=core1");
-  expect_each_call_checked(__LINE__, "PUT", "/system/serialTimeout?value=7");
-  expect_each_call_checked(__LINE__, "PUT", "/system/serialTimeout?value=-1");
-  expect_each_call_checked(__LINE__, "PUT", "/system/telnetServerAdminMode?value=1");
-  expect_each_call_checked(__LINE__, "POST", "/system/reload?value=3", {}, [] { engine_reset(); });
+  run_script(__LINE__, R"(reset
+GET /system => SystemHostnameSizeGet(>65) = 0 | SystemHostnameGet(>{7,"TX5454"}) = 0 |
+    SerialTimeoutGet(>5) = 0 | TelnetServerAdminModeGet(>1) = 0 | ServicePortMaskGet(
+PUT /system/hostname?value=core1 => SystemHostnameSet({6,"core1"}) = 0
+PUT /system/serialTimeout?value=-1 => SerialTimeoutDefaultSet() = 0
+POST /system/reload?value=4 =>
+check GET /system PUT /system/hostname?value=core1 /system/serialTimeout?value=7 ?value=-1
+    /system/telnetServerAdminMode?value=1
+check POST /system/reload?value=3 after reset)");
 }
 
 TEST(System, SurvivesAnySwitch)
 {
-  engine_reset();
-  const char* size = "rpcclt_openapiSystemHostnameSizeGet";
-  const std::string good = system_data("TX5454", 5, "enable");
-  expect_answers_with_fault(size, "{\"value\": 0}", {api_case(__LINE__, "GET", "/system", 99)});
-  expect_answers_with_fault(size, "{\"value\": 1}", {api_case(__LINE__, "GET", "/system", 99)});
-  expect_answers_with_fault(size, "{\"value\": 4294967295}",
-                            {api_case(__LINE__, "GET", "/system", 0, GOT, good.c_str())});
-  expect_answers_with_fault(
-      "rpcclt_openapiSerialTimeoutGet", "{\"value\": 4294967295}",
-      {api_case(__LINE__, "GET", "/system", 0, GOT, system_data("TX5454", -1, "enable").c_str())});
-  expect_answers_with_fault(
-      "rpcclt_openapiTelnetServerAdminModeGet", "{\"value\": 2}",
-      {api_case(__LINE__, "GET", "/system", 0, GOT, system_data("TX5454", 5, "").c_str())});
+  run_script(__LINE__, R"(reset
+[SystemHostnameSizeGet {'value': 0}] GET /system -> 99
+[SystemHostnameSizeGet {'value': 1}] GET /system -> 99
+[SystemHostnameSizeGet {'value': 4294967295}] GET /system -> {"infomation":{"hostname":"TX5454",
+    "serial_timeout":5,"telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
+[SerialTimeoutGet {'value': 4294967295}] GET /system -> {"infomation":{"hostname":"TX5454",
+    "serial_timeout":-1,"telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
+[TelnetServerAdminModeGet {'value': 2}] GET /system -> {"infomation":{"hostname":"TX5454",
+    "serial_timeout":5,"telnet_srver_admin_mode":"","service_port_mask":"255.255.255.0"}})");
 }
 
 TEST(System, RefusesOtherPaths)
 {
-  engine_reset();
-  for (const char* path : {"/system/", "/system/networkport/ipv4", "/system/hostname", "/system/x"})
-    expect_bad_request(__LINE__, "GET", path);
-  for (const char* path :
-       {"/system/networkport/ipv4/parameters", "/system/networkport/ipv4/protocolMode",
-        "/system/prompt", "/system/hostname/", "/system/reload"})
-    expect_bad_request(__LINE__, "PUT", path);
-  expect_bad_request(__LINE__, "DELETE", "/system/networkport/ipv4/parameters");
-  expect_bad_request(__LINE__, "POST", "/system/reload/now?value=1");
+  run_script(__LINE__, R"(reset
+GET /system/ /system/networkport/ipv4 /system/hostname /system/x PUT
+    /system/networkport/ipv4/parameters /system/networkport/ipv4/protocolMode /system/prompt
+    /system/hostname/ /system/reload DELETE /system/networkport/ipv4/parameters POST
+    /system/reload/now?value=1 -> 902)");
 }
 
 // --- operations that no route leads to ---
 
-struct unrouted_case {
-  unrouted_operation_t operation;
-  const char* query;
-  std::string answer;
-};
-
 TEST(System, OperationsWithoutRouteWork)
 {
-  engine_reset();
-  const std::string failed = json_envelope(
+  const std::string failed = xml_envelope(
       99,
       "Operation failed. It was possibly caused by non-existent resource id in URI, invalid "
       "parameters, or the operation is not supported on the platform.");
-  const auto done = [](const char* what) {
-    return json_envelope(0, std::string(what) + " successfully.");
+  const auto done = [](const char* what, const char* verb = "Update") {
+    return xml_envelope(0, std::string(verb) + " " + what + " successfully.");
   };
   const auto port = [](const char* ip, const char* mask, const char* gateway, const char* mode) {
-    return json_envelope(0, GOT,
-                         std::string(R"({"infomation":{"ip_address":")") + ip + R"(","netmask":")" +
-                             mask + R"(","gateway":")" + gateway + R"(","protocol_mode":")" + mode +
-                             R"("}})");
+    return xml_envelope(0, "Get data successfully.",
+                        std::string("<infomation><ip_address>") + ip + "</ip_address><netmask>" +
+                            mask + "</netmask><gateway>" + gateway + "</gateway><protocol_mode>" +
+                            mode + "</protocol_mode></infomation>");
   };
-  const auto get = api_system_get_networkport_ipv4;
+  const char* const parameters = "network port IPv4 parameters";
+  const char* const mode = "network port IPv4 protocol mode";
+  const auto prompt = api_system_update_prompt;
   const auto set = api_system_update_networkport_ipv4_parameters;
-  const auto remove = api_system_delete_networkport_ipv4_parameters;
+  const auto get = api_system_get_networkport_ipv4;
+  const auto clear = api_system_delete_networkport_ipv4_parameters;
   const auto set_mode = api_system_update_networkport_ipv4_protocol_mode;
-  const std::string mode_set = done("Update network port IPv4 protocol mode");
-  const char* none = "0.0.0.0";
-  const unrouted_case cases[] = {
-      {api_system_update_prompt,                         "value=core%20one",done("Update system prompt")},
-      {api_system_update_prompt,                         "value=",failed   },
-      {get,                                              "",port(none, none, none, "None")},
-      {set,                                            "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1",
-       done("Update network port IPv4 parameters")},
-      {get,"",port("10.1.2.3","255.255.0.0", "10.1.0.1", "None")},
-      {set,                                                                                         "ip=10.1.2.3&mask=255.255.0.0",                                                                   failed                                                                                           },
-      {set,                                         "ip=10.1.2.3&mask=255.0.255.0&gateway=10.1.0.1",failed},
-      {set,                                          "ip=10.1.2.3&mask=255.255.0.0&gateway=10.2.0.1",failed},
-      {set,                                          "ip=fe80::1&mask=255.255.0.0&gateway=10.1.0.1",  failed                                  },
-      {set,                                          "ip=x&mask=255.255.0.0&gateway=10.1.0.1",                                                                   failed                                                                                                                                                                                                                                                               },
-      {remove,                                          "",done("Delete network port IPv4 parameters")},
-      {get,                                          "",port(none,none, none, "None")},
-      {set_mode,     "value=3",mode_set                               },
-      {get,                                       "",                                                            port(none,                                                                                                                                                                                                                                                                                                                                                                                                                              none, none, "DHCP")},
-      {set,                                                "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1",failed},
-      {set_mode,                                                "value=2",mode_set},
-      {get,                                            "",port(none,none, none, "BOOTP")},
-      {set_mode,                                              "value=4",failed},
-      {set_mode,                                         "",failed},
+  // clang-format off
+  const struct {
+    int line;
+    unrouted_operation_t operation;
+    const char* query;
+    std::string answer;
+  } cases[] = {
+      {__LINE__, prompt,   "value=core%20one", done("system prompt")},
+      {__LINE__, prompt,   "value=", failed},
+      {__LINE__, get,      "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "None")},
+      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1", done(parameters)},
+      {__LINE__, get,      "", port("10.1.2.3", "255.255.0.0", "10.1.0.1", "None")},
+      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0", failed},
+      {__LINE__, set,      "ip=10.1.2.3&mask=255.0.255.0&gateway=10.1.0.1", failed},
+      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0&gateway=10.2.0.1", failed},
+      {__LINE__, set,      "ip=fe80::1&mask=255.255.0.0&gateway=10.1.0.1", failed},
+      {__LINE__, set,      "ip=x&mask=255.255.0.0&gateway=10.1.0.1", failed},
+      {__LINE__, clear,    "", done(parameters, "Delete")},
+      {__LINE__, set_mode, "value=3", done(mode)},
+      {__LINE__, get,      "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "DHCP")},
+      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1", failed},
+      {__LINE__, set_mode, "value=2", done(mode)},
+      {__LINE__, get,      "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "BOOTP")},
+      {__LINE__, set_mode, "value=4", failed},
+      {__LINE__, set_mode, "", failed},
   };
-  for (const unrouted_case& c : cases)
-    EXPECT_EQ(unrouted_answer(c.operation, std::string("/?format=json&") + c.query), c.answer)
-        << "case " << &c - cases;
+  // clang-format on
+  engine_reset();
+  for (const auto& c : cases)
+    EXPECT_EQ(unrouted_answer(c.operation, std::string("/?") + c.query), c.answer) << c.line;
   // a mode that has no text
-  set_fault("rpcclt_openapiNetworkPortIPv4ProtocolModeGet", "{'value': 4}");
-  EXPECT_EQ(unrouted_answer(get, "/?format=json"), failed);
+  set_fault("NetworkPortIPv4ProtocolModeGet", "{'value': 4}");
+  EXPECT_EQ(unrouted_answer(get, "/"), failed);
 }
 
 TEST(System, ProtocolModesHaveTexts)
@@ -184,194 +138,131 @@ TEST(System, ProtocolModesHaveTexts)
 
 // --- logging ---
 
-static std::string logging_data(const char* cli, const char* console, const char* level,
-                                const char* syslog, int port)
-{
-  return std::string(R"({"logging":{"cli":{"logging_mode":")") + cli +
-         R"("},"console":{"logging_mode":")" + console + R"(","severity_level":")" + level +
-         R"("},"syslog":{"logging_mode":")" + syslog + R"(","port":)" + std::to_string(port) +
-         R"(},"max_logging_hosts":8}})";
-}
-
 TEST(Logging, SettingsAreReadAndChanged)
 {
-  engine_reset();
-  const char* port = "/logging/syslog/port?value=";
-  const char* invalid = "The value of parameter is invalid.";
-  const char* port_set = "Update port of Syslog successfully.";
-  expect_answer(__LINE__, "GET", "/logging", 0, GOT,
-                logging_data("disable", "disable", "Alert conditions.", "disable", 514).c_str());
-  expect_answers({
-      api_case(__LINE__, "PUT", "/logging/cli/mode?value=1", 0,
-               "Update mode of CLI logging successfully."),
-      api_case(__LINE__, "PUT", "/logging/console/mode?value=1", 0,
-               "Update mode of Console logging successfully."),
-      api_case(__LINE__, "PUT", "/logging/console/severityLevel?value=8", 0,
-               "Update severity level of Console logging successfully."),
-      api_case(__LINE__, "PUT", "/logging/syslog/mode?value=1", 0,
-               "Update mode of Syslog successfully."),
-      api_case(__LINE__, "PUT", port + std::string("65535"), 0, port_set),
-  });
-  expect_answer(__LINE__, "GET", "/logging", 0, GOT,
-                logging_data("enable", "enable", "Debug-level messages.", "enable", 65535).c_str());
-  for (const char* value : {"0", "abc", "65536", "-2"})
-    expect_answer(__LINE__, "PUT", port + std::string(value), 1, invalid);
-  expect_answers({
-      api_case(__LINE__, "PUT", port + std::string("-1"), 0,
-               "Update port of Syslog to default successfully."),
-      api_case(__LINE__, "PUT", "/logging/console/severityLevel?value=7", 0,
-               "Update severity level of Console logging successfully."),
-      api_case(__LINE__, "PUT", "/logging/syslog/port", 99),
-      api_case(__LINE__, "PUT", "/logging/cli/mode", 99),
-      api_case(__LINE__, "PUT", "/logging/cli/mode?value=2", 99),
-      api_case(__LINE__, "PUT", "/logging/console/mode?value=-1", 99),
-      api_case(__LINE__, "PUT", "/logging/syslog/mode?value=9", 99),
-      api_case(__LINE__, "PUT", "/logging/console/severityLevel?value=0", 99),
-      api_case(__LINE__, "PUT", "/logging/console/severityLevel?value=9", 99),
-  });
-  expect_xml_answer(__LINE__, "GET", "/logging", 0, GOT,
-                    "<logging><cli><logging_mode>enable</logging_mode></cli><console>"
-                    "<logging_mode>enable</logging_mode><severity_level>Informational messages."
-                    "</severity_level></console><syslog><logging_mode>enable</logging_mode>"
-                    "<port>514</port></syslog><max_logging_hosts>8</max_logging_hosts></logging>");
+  run_script(__LINE__, R"(reset
+GET /logging -> {"logging":{"cli":{"logging_mode":"disable"},"console":{"logging_mode":"disable",
+    "severity_level":"Alert conditions."},"syslog":{"logging_mode":"disable","port":514},
+    "max_logging_hosts":8}}
+PUT /logging/cli/mode?value=1 -> 0 Update mode of CLI logging successfully.
+PUT /logging/console/mode?value=1 -> 0 Update mode of Console logging successfully.
+PUT /logging/console/severityLevel?value=8 -> 0 Update severity level of Console logging
+    successfully.
+PUT /logging/syslog/mode?value=1 -> 0 Update mode of Syslog successfully.
+PUT /logging/syslog/port?value=65535 -> 0 Update port of Syslog successfully.
+GET /logging -> {"logging":{"cli":{"logging_mode":"enable"},"console":{"logging_mode":"enable",
+    "severity_level":"Debug-level messages."},"syslog":{"logging_mode":"enable","port":65535},
+    "max_logging_hosts":8}}
+PUT /logging/syslog/port?value=0 ?value=abc ?value=65536 ?value=-2 -> 1 The value of parameter is
+    invalid.
+PUT /logging/syslog/port?value=-1 -> 0 Update port of Syslog to default successfully.
+PUT /logging/console/severityLevel?value=7 -> 0 Update severity level of Console logging
+    successfully.
+PUT /logging/syslog/port /logging/cli/mode ?value=2 /logging/console/mode?value=-1
+    /logging/syslog/mode?value=9 /logging/console/severityLevel?value=0 ?value=9 -> 99
+GET /logging -> {"logging":{"cli":{"logging_mode":"enable"},"console":{"logging_mode":"enable",
+    "severity_level":"Informational messages."},"syslog":{"logging_mode":"enable","port":514},
+    "max_logging_hosts":8}})");
 }
 
 TEST(Logging, Hosts)
 {
-  engine_reset();
-  const char* list = "/logging/hosts";
-  expect_answer(__LINE__, "GET", list, 0, GOT, R"({"logging_hosts":{}})");
-  expect_answers({
-      api_case(__LINE__, "POST", "/logging/hosts/10.0.0.1", 0,
-               "Create a logging host 10.0.0.1 successfully."),
-      api_case(__LINE__, "POST", "/logging/hosts/log.example.net", 0,
-               "Create a logging host log.example.net successfully."),
-      api_case(__LINE__, "POST", "/logging/hosts/fe80::1", 0,
-               "Create a logging host fe80::1 successfully."),
-      api_case(__LINE__, "POST", "/logging/hosts/10.0.0.1", 98),
-      api_case(__LINE__, "POST", "/logging/hosts/10.0.0.256", 99),
-      api_case(__LINE__, "POST", "/logging/hosts/a%20b", 99),
-      api_case(__LINE__, "POST", "/logging/hosts/" + std::string(65, 'h'), 99),
-      api_case(__LINE__, "GET", list, 0, GOT,
-               R"({"logging_hosts":{"1":{"address":"10.0.0.1"},"2":{"address":"log.example.net"},
-                   "3":{"address":"fe80::1"}}})"),
-      api_case(__LINE__, "GET", "/logging/hosts/10.0.0.1", 0, GOT,
-               R"({"logging_host":{"address":"10.0.0.1","port":514,
-                   "severity_level":"Critical conditions."}})"),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.1/port?value=1514", 0,
-               "Update port of logging host 10.0.0.1 successfully."),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.1/severityLevel?value=1", 0,
-               "Update severity level of logging host 10.0.0.1 successfully."),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.1/port?value=0", 1,
-               "The value of parameter is invalid."),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.1/port", 99),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.1/severityLevel", 99),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.1/severityLevel?value=9", 99),
-      api_case(__LINE__, "PUT", "/logging/hosts/10.0.0.9/port?value=5", 99),
-      api_case(__LINE__, "GET", "/logging/hosts/10.0.0.9", 99),
-      api_case(__LINE__, "DELETE", "/logging/hosts/10.0.0.9", 99),
-  });
-  expect_xml_answer(__LINE__, "GET", "/logging/hosts/10.0.0.1", 0, GOT,
-                    "<logging_host><address>10.0.0.1</address><port>1514</port><severity_level>"
-                    "Emergency conditions.</severity_level></logging_host>");
-  expect_answer(__LINE__, "PUT", "/logging/hosts/10.0.0.1/port?value=-1", 0,
-                "Update port of logging host 10.0.0.1 to default successfully.");
-  expect_answer(__LINE__, "DELETE", "/logging/hosts/10.0.0.1", 0,
-                "Delete a logging host 10.0.0.1 successfully.");
-  expect_xml_answer(__LINE__, "GET", list, 0, GOT,
-                    "<logging_hosts><logging_host><address>log.example.net</address></logging_host>"
-                    "<logging_host><address>fe80::1</address></logging_host></logging_hosts>");
-  for (int host = 3; host <= 8; host++)
-    api_request("POST", "/logging/hosts/10.0.0." + std::to_string(host), "json");
-  expect_open_error(__LINE__, "POST", "/logging/hosts/10.0.0.9");
+  run_script(__LINE__, R"(reset
+GET /logging/hosts -> {"logging_hosts":{}}
+POST /logging/hosts/10.0.0.1 -> 0 Create a logging host 10.0.0.1 successfully.
+POST /logging/hosts/log.example.net -> 0 Create a logging host log.example.net successfully.
+POST /logging/hosts/fe80::1 -> 0 Create a logging host fe80::1 successfully.
+POST /logging/hosts/10.0.0.1 -> 98
+POST /logging/hosts/10.0.0.256 /logging/hosts/a%20b /logging/hosts/$65h -> 99
+GET /logging/hosts -> {"logging_hosts":{"1":{"address":"10.0.0.1"},
+    "2":{"address":"log.example.net"},"3":{"address":"fe80::1"}}}
+GET /logging/hosts/10.0.0.1 -> {"logging_host":{"address":"10.0.0.1","port":514,
+    "severity_level":"Critical conditions."}}
+PUT /logging/hosts/10.0.0.1/port?value=1514 -> 0 Update port of logging host 10.0.0.1 successfully.
+PUT /logging/hosts/10.0.0.1/severityLevel?value=1 -> 0 Update severity level of logging host
+    10.0.0.1 successfully.
+PUT /logging/hosts/10.0.0.1/port?value=0 -> 1 The value of parameter is invalid.
+PUT /logging/hosts/10.0.0.1/port /logging/hosts/10.0.0.1/severityLevel ?value=9
+    /logging/hosts/10.0.0.9/port?value=5 GET /logging/hosts/10.0.0.9 DELETE /logging/hosts/10.0.0.9
+    -> 99
+GET /logging/hosts/10.0.0.1 -> {"logging_host":{"address":"10.0.0.1","port":1514,
+    "severity_level":"Emergency conditions."}}
+PUT /logging/hosts/10.0.0.1/port?value=-1 -> 0 Update port of logging host 10.0.0.1 to default
+    successfully.
+DELETE /logging/hosts/10.0.0.1 -> 0 Delete a logging host 10.0.0.1 successfully.
+GET /logging/hosts -> {"logging_hosts":{"1":{"address":"log.example.net"},
+    "2":{"address":"fe80::1"}}}
+POST /logging/hosts/h3 /logging/hosts/h4 /logging/hosts/h5 /logging/hosts/h6 /logging/hosts/h7
+    /logging/hosts/h8
+POST /logging/hosts/h9 -> 99)");
 }
 
 TEST(Logging, HandsTheSwitchWhatTheRequestSays)
 {
-  engine_reset();
-  api_request("POST", "/logging/hosts/10.0.0.1", "json");
-  const char* size = "rpcclt_openapiLoggingHostMaxAddrLenGet(>65) = 0";
-  expect_calls(__LINE__, api_calls("PUT", "/logging/hosts/10.0.0.1/port?value=-1"),
-               {size, "rpcclt_openapiLoggingHostPortSet({65,\"10.0.0.1\"}, 0) = 0"});
-  expect_calls(__LINE__, api_calls("PUT", "/logging/syslog/port?value=-1"),
-               {"rpcclt_openapiSysLogPortSet(0) = 0"});
-  expect_calls(__LINE__, api_calls("GET", "/logging/hosts/10.0.0.1"),
-               {size, "rpcclt_openapiLoggingHostPortGet({65,\"10.0.0.1\"}, >514) = 0",
-                "rpcclt_openapiLoggingHostSeverityGet({65,\"10.0.0.1\"}, >3) = 0"});
-  expect_calls(__LINE__, api_calls("GET", "/logging/hosts"),
-               {size, "rpcclt_openapiLoggingHostIpAddrNextGet(>{9,\"10.0.0.1\"}) = 0",
-                "rpcclt_openapiLoggingHostIpAddrNextGet(>{65,\"10.0.0.1\"}) = -26"});
-  expect_calls(__LINE__, api_calls("GET", "/logging"),
-               {"rpcclt_openapiCliCmdLoggingModeGet(", "rpcclt_openapiConsoleLoggingModeGet(",
-                "rpcclt_openapiConsoleLoggingSeverityGet(", "rpcclt_openapiSysLogModeGet(",
-                "rpcclt_openapiSysLogPortGet(", "rpcclt_openapiMaxLoggingHostsSupportedGet("});
+  run_script(__LINE__, R"(reset
+POST /logging/hosts/10.0.0.1
+PUT /logging/hosts/10.0.0.1/port?value=-1 => LoggingHostMaxAddrLenGet(>65) = 0 |
+    LoggingHostPortSet({65,"10.0.0.1"}, 0) = 0
+PUT /logging/syslog/port?value=-1 => SysLogPortSet(0) = 0
+GET /logging/hosts/10.0.0.1 => LoggingHostMaxAddrLenGet(>65) = 0 |
+    LoggingHostPortGet({65,"10.0.0.1"}, >514) = 0 | LoggingHostSeverityGet({65,"10.0.0.1"}, >3) = 0
+GET /logging/hosts => LoggingHostMaxAddrLenGet(>65) = 0 | LoggingHostIpAddrNextGet(>{9,"10.0.0.1"})
+    = 0 | LoggingHostIpAddrNextGet(>{65,"10.0.0.1"}) = -26
+GET /logging => CliCmdLoggingModeGet( | ConsoleLoggingModeGet( | ConsoleLoggingSeverityGet( |
+    SysLogModeGet( | SysLogPortGet( | MaxLoggingHostsSupportedGet()");
 }
 
 TEST(Logging, ChecksEachCall)
 {
   const std::vector<std::string> size = {"rpcclt_openapiLoggingHostMaxAddrLenGet"};
-  const auto add_host = [] {
-    engine_reset();
-    api_request("POST", "/logging/hosts/10.0.0.1", "json");
-  };
-  add_host();
-  for (const char* path : {"/logging/cli/mode?value=1", "/logging/console/mode?value=1",
-                           "/logging/syslog/mode?value=0", "/logging/console/severityLevel?value=2",
-                           "/logging/syslog/port?value=-1", "/logging/syslog/port?value=9"})
-    expect_each_call_checked(__LINE__, "PUT", path);
-  expect_each_call_checked(__LINE__, "GET", "/logging");
-  expect_each_call_checked(__LINE__, "GET", "/logging/hosts",
-                           {size[0], "rpcclt_openapiLoggingHostIpAddrNextGet"});
-  expect_each_call_checked(__LINE__, "GET", "/logging/hosts/10.0.0.1", size);
-  expect_each_call_checked(__LINE__, "PUT", "/logging/hosts/10.0.0.1/port?value=9", size);
-  expect_each_call_checked(__LINE__, "PUT", "/logging/hosts/10.0.0.1/port?value=-1", size);
-  expect_each_call_checked(__LINE__, "PUT", "/logging/hosts/10.0.0.1/severityLevel?value=2", size);
-  expect_each_call_checked(__LINE__, "POST", "/logging/hosts/10.0.0.2", size, add_host);
-  expect_each_call_checked(__LINE__, "DELETE", "/logging/hosts/10.0.0.1", size, add_host);
+  run_script(__LINE__, R"(reset
+POST /logging/hosts/10.0.0.1
+check GET /logging PUT /logging/cli/mode?value=1 /logging/console/mode?value=1
+    /logging/syslog/mode?value=0 /logging/console/severityLevel?value=2
+    /logging/syslog/port?value=-1 ?value=9
+check GET /logging/hosts but LoggingHostMaxAddrLenGet LoggingHostIpAddrNextGet
+check GET /logging/hosts/10.0.0.1 PUT /logging/hosts/10.0.0.1/port?value=9 ?value=-1
+    /logging/hosts/10.0.0.1/severityLevel?value=2 but LoggingHostMaxAddrLenGet
+check POST /logging/hosts/10.0.0.2 DELETE /logging/hosts/10.0.0.1 but LoggingHostMaxAddrLenGet
+    after reset POST /logging/hosts/10.0.0.1)");
 }
 
 TEST(Logging, SurvivesAnySwitch)
 {
-  engine_reset();
-  api_request("POST", "/logging/hosts/10.0.0.1", "json");
-  const char* host = "/logging/hosts/10.0.0.1";
-  const char* one = R"({"logging_hosts":{"1":{"address":"10.0.0.1"}}})";
-  for (const char* value : {"{\"value\": 9}", "{\"value\": -1}"}) {
-    expect_answers_with_fault("rpcclt_openapiConsoleLoggingSeverityGet", value,
-                              {api_case(__LINE__, "GET", "/logging", 99)});
-    expect_answers_with_fault("rpcclt_openapiLoggingHostSeverityGet", value,
-                              {api_case(__LINE__, "GET", host, 99)});
-  }
-  const char* size = "rpcclt_openapiLoggingHostMaxAddrLenGet";
-  for (const char* value : {"{\"value\": 0}", "{\"value\": 1}", "{\"value\": 8}"})
-    expect_answers_with_fault(
-        size, value,
-        {api_case(__LINE__, "GET", "/logging/hosts", 0, GOT, R"({"logging_hosts":{}})"),
-         api_case(__LINE__, "GET", host, 99)});
-  expect_answers_with_fault(size, "{\"value\": 4294967295}",
-                            {api_case(__LINE__, "GET", "/logging/hosts", 0, GOT, one)});
-  // a walk that says there is more for ever, and a text without an end
-  expect_answers_with_fault("rpcclt_openapiLoggingHostIpAddrNextGet",
-                            "{\"value\": \"10.0.0.1\", \"result\": 0}",
-                            {api_case(__LINE__, "GET", "/logging/hosts", 0, GOT, one)});
   const std::string text(65, 'h');
-  expect_answers_with_fault(
-      "rpcclt_openapiLoggingHostIpAddrNextGet", "{\"value\": \"" + text + "\", \"times\": 1}",
-      {api_case(__LINE__, "GET", "/logging/hosts", 0, GOT,
-                (R"({"logging_hosts":{"1":{"address":")" + text + R"("}}})").c_str())});
+  run_script(__LINE__, R"(reset
+POST /logging/hosts/10.0.0.1
+[ConsoleLoggingSeverityGet {'value': 9}] GET /logging -> 99
+[LoggingHostSeverityGet {'value': 9}] GET /logging/hosts/10.0.0.1 -> 99
+[ConsoleLoggingSeverityGet {'value': -1}] GET /logging -> 99
+[LoggingHostSeverityGet {'value': -1}] GET /logging/hosts/10.0.0.1 -> 99
+[LoggingHostMaxAddrLenGet {'value': 0}]
+GET /logging/hosts -> {"logging_hosts":{}}
+GET /logging/hosts/10.0.0.1 -> 99
+[]
+[LoggingHostMaxAddrLenGet {'value': 1}]
+GET /logging/hosts -> {"logging_hosts":{}}
+GET /logging/hosts/10.0.0.1 -> 99
+[]
+[LoggingHostMaxAddrLenGet {'value': 8}]
+GET /logging/hosts -> {"logging_hosts":{}}
+GET /logging/hosts/10.0.0.1 -> 99
+[]
+[LoggingHostMaxAddrLenGet {'value': 4294967295}] GET /logging/hosts ->
+    {"logging_hosts":{"1":{"address":"10.0.0.1"}}}
+// a walk that says there is more for ever, and a text without an end
+[LoggingHostIpAddrNextGet {'value': '10.0.0.1', 'result': 0}] GET /logging/hosts ->
+    {"logging_hosts":{"1":{"address":"10.0.0.1"}}}
+[LoggingHostIpAddrNextGet {'value': '$65h', 'times': 1}] GET /logging/hosts ->
+    {"logging_hosts":{"1":{"address":"$65h"}}})");
 }
 
 TEST(Logging, RefusesOtherPaths)
 {
-  engine_reset();
-  for (const char* path :
-       {"/logging/hosts/10.0.0.1/ports", "/logging/hosts/10.0.0.1/port/x", "/logging/hosts//port",
-        "/logging/cli", "/logging/cli/mode/", "/logging/console/severitylevel"})
-    expect_bad_request(__LINE__, "PUT", path);
-  for (const char* path : {"/logging/", "/logging/hosts/", "/logging/hosts/10.0.0.1/port"})
-    expect_bad_request(__LINE__, "GET", path);
-  expect_bad_request(__LINE__, "POST", "/logging/hosts");
-  expect_bad_request(__LINE__, "DELETE", "/logging/hosts");
+  run_script(__LINE__, R"(reset
+PUT /logging/hosts/10.0.0.1/ports /logging/hosts/10.0.0.1/port/x /logging/hosts//port /logging/cli
+    /logging/cli/mode/ /logging/console/severitylevel GET /logging/ /logging/hosts/
+    /logging/hosts/10.0.0.1/port POST /logging/hosts DELETE /logging/hosts -> 902)");
   char text[36] = "as it was";
   EXPECT_EQ(get_log_severity_level_string_by_eum(static_cast<OPEN_LOG_SEVERITY_t>(9), text),
             RC_FALSE);
@@ -382,70 +273,41 @@ TEST(Logging, RefusesOtherPaths)
 
 // --- SSH ---
 
-static std::string ssh_data(const char* mode, const char* version, int max, int timeout)
-{
-  return std::string(R"({"infomation":{"admin_mode":")") + mode + R"(","version":")" + version +
-         R"(","active_sessions":0,"max_sessions":)" + std::to_string(max) + R"(,"timeout":)" +
-         std::to_string(timeout) + "}}";
-}
-
 TEST(Ssh, SettingsAreReadAndChanged)
 {
-  engine_reset();
-  const char* mode = "Update SSH admin mode successfully.";
-  const char* sessions = "Update SSH maximum sessions successfully.";
-  const char* version = "Update SSH protocol version successfully.";
-  const char* timeout = "Update SSH session timeout successfully.";
-  expect_answer(__LINE__, "GET", "/ssh", 0, GOT, ssh_data("disable", "2", 5, 5).c_str());
-  expect_answers({
-      api_case(__LINE__, "PUT", "/ssh/adminMode?value=1", 0, mode, "{}"),
-      api_case(__LINE__, "PUT", "/ssh/maxSessions?value=1", 0, sessions, "{}"),
-      api_case(__LINE__, "PUT", "/ssh/protoVersion?value=3", 0, version, "{}"),
-      api_case(__LINE__, "PUT", "/ssh/timeout?value=160", 0, timeout, "{}"),
-  });
-  expect_answer(__LINE__, "GET", "/ssh", 0, GOT, ssh_data("enable", "1 and 2", 1, 160).c_str());
-  for (const char* setting :
-       {"adminMode?value=2", "adminMode?value=-1", "adminMode", "maxSessions?value=0",
-        "maxSessions?value=-2", "maxSessions?value=6", "maxSessions", "protoVersion?value=0",
-        "protoVersion?value=4", "protoVersion", "timeout?value=-5", "timeout?value=161", "timeout"})
-    expect_open_error(__LINE__, "PUT", std::string("/ssh/") + setting);
-  expect_answers({
-      api_case(__LINE__, "PUT", "/ssh/adminMode?value=0", 0, mode, "{}"),
-      api_case(__LINE__, "PUT", "/ssh/maxSessions?value=-1", 0, sessions, "{}"),
-      api_case(__LINE__, "PUT", "/ssh/protoVersion?value=1", 0, version, "{}"),
-      api_case(__LINE__, "PUT", "/ssh/timeout?value=0", 0, timeout, "{}"),
-  });
-  expect_xml_answer(__LINE__, "GET", "/ssh", 0, GOT,
-                    "<infomation><admin_mode>disable</admin_mode><version>1</version>"
-                    "<active_sessions>0</active_sessions><max_sessions>5</max_sessions>"
-                    "<timeout>5</timeout></infomation>");
+  run_script(__LINE__, R"(reset
+GET /ssh -> {"infomation":{"admin_mode":"disable","version":"2","active_sessions":0,
+    "max_sessions":5,"timeout":5}}
+PUT /ssh/adminMode?value=1 -> 0 Update SSH admin mode successfully. {}
+PUT /ssh/maxSessions?value=1 -> 0 Update SSH maximum sessions successfully. {}
+PUT /ssh/protoVersion?value=3 -> 0 Update SSH protocol version successfully. {}
+PUT /ssh/timeout?value=160 -> 0 Update SSH session timeout successfully. {}
+GET /ssh -> {"infomation":{"admin_mode":"enable","version":"1 and 2","active_sessions":0,
+    "max_sessions":1,"timeout":160}}
+PUT /ssh/adminMode?value=2 ?value=-1 /ssh/adminMode /ssh/maxSessions?value=0 ?value=-2 ?value=6
+    /ssh/maxSessions /ssh/protoVersion?value=0 ?value=4 /ssh/protoVersion /ssh/timeout?value=-5
+    ?value=161 /ssh/timeout -> 99
+PUT /ssh/adminMode?value=0 -> 0 Update SSH admin mode successfully. {}
+PUT /ssh/maxSessions?value=-1 -> 0 Update SSH maximum sessions successfully. {}
+PUT /ssh/protoVersion?value=1 -> 0 Update SSH protocol version successfully. {}
+PUT /ssh/timeout?value=0 -> 0 Update SSH session timeout successfully. {}
+GET /ssh -> {"infomation":{"admin_mode":"disable","version":"1","active_sessions":0,"max_sessions":5,
+    "timeout":5}})");
 }
 
 TEST(Ssh, CallsAndFailures)
 {
-  engine_reset();
-  expect_calls(__LINE__, api_calls("PUT", "/ssh/protoVersion?value=3"),
-               {"rpcclt_openapiSSHProtocolVersionSet(2) = 0"});
-  expect_calls(__LINE__, api_calls("PUT", "/ssh/maxSessions?value=-1"),
-               {"rpcclt_openapiSSHMaxSessionsDefaultSet() = 0"});
-  expect_calls(__LINE__, api_calls("PUT", "/ssh/timeout?value=0"),
-               {"rpcclt_openapiSSHSessionTimeoutSet(0) = 0"});
-  expect_calls(__LINE__, api_calls("PUT", "/ssh/timeout?value=-5"), {});
-  expect_calls(__LINE__, api_calls("GET", "/ssh"),
-               {"rpcclt_openapiSSHAdminModeGet(", "rpcclt_openapiSSHProtocolVersionGet(",
-                "rpcclt_openapiSSHActiveSessionsGet(", "rpcclt_openapiSSHMaxSessionsGet(",
-                "rpcclt_openapiSSHSessionTimeoutGet("});
-  expect_each_call_checked(__LINE__, "GET", "/ssh");
-  for (const char* setting : {"adminMode?value=1", "maxSessions?value=2", "maxSessions?value=-1",
-                              "protoVersion?value=2", "timeout?value=3"})
-    expect_each_call_checked(__LINE__, "PUT", std::string("/ssh/") + setting);
-  for (const char* value : {"{\"value\": 3}", "{\"value\": -1}"})
-    expect_answers_with_fault("rpcclt_openapiSSHProtocolVersionGet", value,
-                              {api_case(__LINE__, "GET", "/ssh", 99)});
-  for (const char* path : {"/ssh/", "/ssh/adminMode", "/ssh/timeout/"})
-    expect_bad_request(__LINE__, "GET", path);
-  for (const char* path : {"/ssh", "/ssh/adminMode/", "/ssh/adminmode"})
-    expect_bad_request(__LINE__, "PUT", path);
-  for (const char* method : {"POST", "DELETE"})
-    expect_bad_request(__LINE__, method, "/ssh/adminMode?value=1");
+  run_script(__LINE__, R"(reset
+PUT /ssh/protoVersion?value=3 => SSHProtocolVersionSet(2) = 0
+PUT /ssh/maxSessions?value=-1 => SSHMaxSessionsDefaultSet() = 0
+PUT /ssh/timeout?value=0 => SSHSessionTimeoutSet(0) = 0
+PUT /ssh/timeout?value=-5 =>
+GET /ssh => SSHAdminModeGet( | SSHProtocolVersionGet( | SSHActiveSessionsGet( | SSHMaxSessionsGet( |
+    SSHSessionTimeoutGet(
+check GET /ssh PUT /ssh/adminMode?value=1 /ssh/maxSessions?value=2 ?value=-1
+    /ssh/protoVersion?value=2 /ssh/timeout?value=3
+[SSHProtocolVersionGet {'value': 3}] GET /ssh -> 99
+[SSHProtocolVersionGet {'value': -1}] GET /ssh -> 99
+GET /ssh/ /ssh/adminMode /ssh/timeout/ PUT /ssh /ssh/adminMode/ /ssh/adminmode POST
+    /ssh/adminMode?value=1 DELETE /ssh/adminMode?value=1 -> 902)");
 }

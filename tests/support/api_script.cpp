@@ -1,0 +1,308 @@
+#include "tests/support/api_script.h"
+
+#include <gtest/gtest.h>
+#include <json-c/json.h>
+#include <string.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "engine/rest_web_request_hdr.h"
+#include "switchsim/switchsim.h"
+#include "tests/support/local_engine.h"
+
+void set_fault(const std::string& call, std::string json)
+{
+  std::replace(json.begin(), json.end(), '\'', '"');
+  std::string error;
+  for (const char* prefix : {"rpcclt_openapi", "openapi", ""})
+    if (switchsim_fault_set((prefix + call).c_str(), json.c_str(), &error))
+      return;
+  ADD_FAILURE() << error;
+}
+
+static std::string script_short_name(const std::string& call)
+{
+  const size_t at = call.find("openapi");
+  return at > call.find('(') ? call : call.substr(at + strlen("openapi"));
+}
+
+// The tags of the entries of lists.
+static const char ENTRY_TAGS[] =
+    " vlans=vlan interfaces=interface pending_vlans=vlan pending_interfaces=interface "
+    "ipv6_addresses=prefix/prefix_length secondary_ip_addresses=secondary_ipv4_address "
+    "secondary_ipv4_addresses=secondary_ipv4_address counters=counter "
+    "participations=participation members=member lag_interfaces=lag_interface "
+    "logging_hosts=logging_host policies=policy script_files=script_file temp_sensors=temp_sensor "
+    "interface=mac vlan_routing_interfaces=vlan_routing_interface "
+    "fans=fan sfp_transceivers=sfp groups=group power_supplies=power_supply ";
+
+// A JSON document as XML shows it; a tag loses the full stop behind a key.
+static std::string script_xml(json_object* object, const std::string& group)
+{
+  if (!json_object_is_type(object, json_type_object))
+    return json_object_get_string(object);
+  std::string xml;
+  json_object_object_foreach(object, key, value)
+  {
+    std::string tag = key;
+    const std::string rule = " " + group + "=";
+    const char* const found = isdigit(key[0]) ? strstr(ENTRY_TAGS, rule.c_str()) : nullptr;
+    if (found)
+      tag.assign(found + rule.size(), strcspn(found + rule.size(), " "));
+    else if (tag.back() == '.')
+      tag.pop_back();
+    const std::string text = script_xml(value, key);
+    xml += "<" + tag + ">" + text + "</" + tag + ">";
+  }
+  return xml;
+}
+
+static bool script_fault;  // a call goes wrong, perhaps for one request alone
+
+static std::vector<std::string> script_split(const std::string& text, const std::string& separator)
+{
+  std::vector<std::string> parts;
+  size_t start = 0, end;
+  for (; (end = text.find(separator, start)) != std::string::npos; start = end + separator.size())
+    parts.push_back(text.substr(start, end - start));
+  if (start < text.size())
+    parts.push_back(text.substr(start));
+  return parts;
+}
+
+static bool script_ends_with(const std::string& text, const std::string& end)
+{
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The last call of the request, and with it the answer.
+static void script_result(int line, const char* method, const std::string& path, int result)
+{
+  switchsim_trace_start();
+  const std::string body = api_request(method, path, "json").body;
+  const std::string trace = switchsim_trace_take();
+  EXPECT_TRUE(script_ends_with(trace, ") = " + std::to_string(result) + "\n"))
+      << "case of line " << line << ": " << method << " " << path << "\n"
+      << trace;
+  EXPECT_NE(body.find(result == -24 ? "\"rlt_code\": 98," : "\"rlt_code\": 99,"), std::string::npos)
+      << "case of line " << line << ": " << body;
+}
+
+// What stands behind the arrow of a step.
+static void script_answer(int line, const char* method, const std::string& path,
+                          const std::string& expected)
+{
+  const size_t data = std::min(expected.find_first_of("{<"), expected.size());
+  const std::string data_text = expected.substr(data);
+  const char* const data_given = data_text.empty() ? nullptr : data_text.c_str();
+  int code = 0;
+  std::string message = "Get data successfully.";
+  if (data > 0) {
+    size_t digits = 0;
+    code = std::stoi(expected, &digits);
+    message = expected.substr(digits, data - digits);
+    message.erase(0, message.find_first_not_of(' '));
+    message.erase(message.find_last_not_of(' ') + 1);
+  }
+  if (code < 0)
+    script_result(line, method, path, code);
+  else if (data_text[0] == '<')
+    expect_xml_answer(line, method, path, code, message, data_given);
+  else if (code == 99 && message.empty())
+    expect_open_error(line, method, path);
+  else if (code == 902 && message.empty())
+    expect_bad_request(line, method, path);
+  else
+    expect_answer(line, method, path, code,
+                  code == 98 ? "The same setting is already set." : message, data_given);
+  if (data_text[0] != '{' || strcmp(method, "GET") != 0 || script_fault)
+    return;
+  const std::unique_ptr<json_object, int (*)(json_object*)> json(
+      json_tokener_parse(data_text.c_str()), json_object_put);
+  expect_xml_answer(line, method, path, code, message, script_xml(json.get(), "").c_str());
+}
+
+static void script_calls(int line, const char* method, const std::string& path,
+                         const std::string& expected)
+{
+  const std::vector<std::string> calls = api_calls(method, path);
+  const std::vector<std::string> texts = script_split(expected, " | ");
+  EXPECT_EQ(calls.size(), texts.size()) << "case of line " << line << ": " << path;
+  for (size_t i = 0; i < calls.size() && i < texts.size(); i++)
+    EXPECT_EQ(script_short_name(calls[i]).substr(0, texts[i].size()), texts[i])
+        << "case of line " << line << ", call " << i << " of " << path;
+}
+
+static void script_has(int line, const char* method, const std::string& path,
+                       const std::string& text)
+{
+  const std::string body = api_request(method, path, "json").body;
+  EXPECT_NE(body.find(text), std::string::npos)
+      << "case of line " << line << ": " << method << " " << path << ": " << body;
+}
+
+using script_judge_t = std::function<void(int line, const char* method, const std::string& path,
+                                          const std::string& expected)>;
+
+// Hands each of the requests on.
+static void script_each(int line, const std::vector<std::string>& words,
+                        const std::string& expected, const script_judge_t& judge)
+{
+  std::string method, path;
+  for (const std::string& word : words) {
+    if (word[0] == '/' || word[0] == '?') {
+      path = word[0] == '?' ? path.substr(0, path.find('?')) + word : word;
+      judge(line, method.c_str(), path, expected);
+    } else {
+      method = word;
+    }
+  }
+}
+
+static void script_requests(int line, const std::string& step)
+{
+  static const struct {
+    const char* sign;
+    script_judge_t judge;
+  } kinds[] = {
+      {" ->", script_answer},
+      {" =>", script_calls },
+      {" ~",  script_has   },
+  };
+  for (const auto& kind : kinds) {
+    const size_t at = (step + " ").find(kind.sign + std::string(" "));
+    const size_t expected = std::min(at, step.size()) + strlen(kind.sign) + 1;
+    if (at != std::string::npos)
+      return script_each(line, script_split(step.substr(0, at), " "),
+                         step.substr(std::min(expected, step.size())), kind.judge);
+  }
+  script_each(line, script_split(step, " "), "\"rlt_code\": 0,", script_has);
+}
+
+// The words of a step behind this one, which are taken off it.
+static std::vector<std::string> script_take(std::vector<std::string>& words, const char* word)
+{
+  const auto start = std::find(words.begin(), words.end(), word);
+  const std::vector<std::string> taken(start == words.end() ? start : start + 1, words.end());
+  words.erase(start, words.end());
+  return taken;
+}
+
+static void script_check(int line, const std::string& step)
+{
+  std::vector<std::string> words = script_split(step, " "), tolerated;
+  const std::vector<std::string> before = script_take(words, "after");
+  for (const std::string& name : script_take(words, "but"))
+    tolerated.insert(tolerated.end(), {"openapi" + name, "rpcclt_openapi" + name});
+  const auto prepare = [&] {
+    if (!before.empty() && before[0] == "reset")
+      engine_reset();
+    script_each(0, before, "",
+                [](int, const char* method, const std::string& path, const std::string&) {
+                  api_request(method, path, "json");
+                });
+  };
+  script_each(line, words, "",
+              [&](int at, const char* method, const std::string& path, const std::string&) {
+                expect_each_call_checked(at, method, path, tolerated, prepare);
+              });
+}
+
+static void script_step(int line, const std::string& step)
+{
+  if (step[0] == '[') {
+    const size_t end = step.find(']');
+    const size_t json = step.find('{');
+    if (json < end)
+      set_fault(step.substr(1, json - 2).c_str(), step.substr(json, end - json));
+    script_fault = json < end;
+    if (end + 2 < step.size())
+      script_step(line, step.substr(end + 2));
+    if (json >= end || end + 2 < step.size()) {
+      switchsim_faults_clear();
+      script_fault = false;
+    }
+  } else if (step.compare(0, 5, "reset") == 0) {
+    script_fault = false;
+    engine_reset(step.size() > 6 ? step.c_str() + 6 : "{}");
+  } else if (step.compare(0, 6, "check ") == 0) {
+    script_check(line, step.substr(6));
+  } else {
+    script_requests(line, step);
+  }
+}
+
+void run_script_with(int line, std::string script, const std::vector<std::string>& texts)
+{
+  for (size_t i = 0; i + 1 < texts.size(); i += 2)
+    for (size_t at = 0; (at = script.find(texts[i], at)) != std::string::npos;
+         at += texts[i + 1].size())
+      script.replace(at, texts[i].size(), texts[i + 1]);
+  static const std::regex repeated("\\$(\\d+)([a-z1])");
+  for (std::smatch found; std::regex_search(script, found, repeated);)
+    script = found.prefix().str() + std::string(std::stoul(found[1]), *found[2].first) +
+             found.suffix().str();
+  script_fault = false;
+  std::string step;
+  int first = line;
+  const auto run = [&] {
+    if (!step.empty())
+      script_step(first, step);
+    step.clear();
+  };
+  for (const std::string& text : script_split(script, "\n")) {
+    const size_t start = text.find_first_not_of(' ');
+    const bool comment = start == std::string::npos || text.compare(start, 2, "//") == 0;
+    if (!comment && start > 0) {
+      step += (text[start] == '<' ? "" : " ") + text.substr(start);
+    } else if (!comment) {
+      run();
+      step = text;
+      first = line;
+    }
+    line++;
+  }
+  run();
+}
+
+static unrouted_operation_t unrouted_operation;
+
+static int unrouted_handler(struct mg_connection* conn, enum mg_event ev)
+{
+  if (ev == MG_REQUEST)
+    unrouted_operation(&client_handle, conn);
+  return ev == MG_REQUEST || ev == MG_AUTH ? MG_TRUE : MG_FALSE;
+}
+
+std::string unrouted_answer(unrouted_operation_t operation, const std::string& path)
+{
+  std::string body;
+  unrouted_operation = operation;
+  engine_do([&] {
+    struct mg_server* server = mg_create_server(nullptr, unrouted_handler);
+    const char* error = mg_set_option(server, "listening_port", "127.0.0.1:0");
+    EXPECT_EQ(error, nullptr) << error;
+    std::string url =
+        std::string("http://127.0.0.1:") + mg_get_option(server, "listening_port") + path;
+    reply_t reply;
+    std::atomic<bool> answered{false};
+    std::thread request([&] {
+      http_client client;
+      reply = http_request(client, "PUT", url);
+      answered = true;
+    });
+    while (!answered)
+      mg_poll_server(server, 5);
+    request.join();
+    mg_destroy_server(&server);
+    body = reply.body;
+  });
+  return body;
+}
