@@ -39,7 +39,7 @@ configured() {
   local preset=$1
   shift
   local stamp=build/$preset/.configured
-  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
+  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
     cmake --preset "$preset" "$@" >/dev/null
     printf '%s' "$*" >"$stamp"
   fi
