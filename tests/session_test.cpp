@@ -14,6 +14,7 @@
 
 #include "session/rest_engine_session_hdr.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/raw_client.h"
 #include "tests/support/temp_folder.h"
@@ -93,12 +94,8 @@ TEST(Login, LifeCycleWithFiveSessionsAndASixthRefused)
 TEST(Login, InfoTimeoutAndUnservedPaths)
 {
   engine_reset();
-  expect_answer(__LINE__, "GET", "/login", 0, GOT_DATA,
-                R"({"infomation":{"rest_session_max":5,"rest_session_timeout_in_minutes":5}})");
-  expect_xml_answer(__LINE__, "GET", "/login", 0, GOT_DATA,
-                    "<infomation><rest_session_max>5</rest_session_max>"
-                    "<rest_session_timeout_in_minutes>5</rest_session_timeout_in_minutes>"
-                    "</infomation>");
+  run_script(__LINE__, R"(GET /login ->
+    {"infomation":{"rest_session_max":5,"rest_session_timeout_in_minutes":5}})");
   static const struct {
     int line;
     const char* query;
@@ -123,10 +120,8 @@ TEST(Login, InfoTimeoutAndUnservedPaths)
     expect_answer(c.line, "PUT", std::string("/login/RESTTimeout") + c.query, c.code, c.message);
     engine_do([&] { EXPECT_EQ(session_timeout_seconds, c.seconds) << "line " << c.line; });
   }
-  for (const char* path : {"/login/", "/login/RESTSession", "/login/RESTSessions/", "/login/x"})
-    expect_bad_request(__LINE__, "GET", path);
-  expect_bad_request(__LINE__, "PUT", "/login");
-  expect_bad_request(__LINE__, "OPTIONS", "/login");
+  run_script(__LINE__, R"(GET /login/ /login/RESTSession /login/RESTSessions/ /login/x PUT /login
+    OPTIONS /login -> 902)");
 }
 
 TEST(Login, ListsSessionsInOrderOfLogin)
