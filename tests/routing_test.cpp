@@ -45,7 +45,7 @@ TEST(Routes, LooseMatchIsThatOfAScan)
 
 TEST(Routes, UnservedPathsAreBadRequests)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 GET /routing/ /routing/x /routing/if/ /routing/if/5 /routing/vlanRtrIf/ /routing/vlanRtrIf/1/
     /routing/vlanRtrIf/1x /routing/ipv4/adminMode POST /routing /routing/if/5/ip/ /routing/if/5/ipx
     /routing/if/x/ip /routing/vlanRtrIf/ /routing/if/ PUT /routing/ipv4/adminMode/
@@ -55,7 +55,7 @@ GET /routing/ /routing/x /routing/if/ /routing/if/5 /routing/vlanRtrIf/ /routing
 
 TEST(Routes, AddressesAreServedWithoutTheLastSegment)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 POST /routing/vlanRtrIf?vlanId=10 /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=24&extArg=0
     /routing/vlanRtrIf/1/i?addrType=0&addr=10.4.0.1&pfxLen=16&extArg=0 DELETE
     /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=24&extArg=0
@@ -66,7 +66,7 @@ POST /routing/vlanRtrIf?vlanId=10 /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=
 
 TEST(Modes, OfTheSwitchAndOfAPort)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 GET /routing -> {"infomation":{"ipv4_admin_mode":"disable","ipv6_admin_mode":"disable"}}
 PUT /routing/ipv4/adminMode?value=1 -> 0 Update routing admin mode for IPv4 successfully.
 GET /routing -> {"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}}
@@ -96,7 +96,7 @@ GET /routing -> {"infomation":{"ipv4_admin_mode":"","ipv6_admin_mode":""}})");
 
 TEST(VlanInterfaces, AreCreatedListedAndDeleted)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 GET /routing/vlanRtrIf -> 1 VLAN Routing interface doesn't exist. {"vlan_routing_interfaces":{}}
 POST /routing/vlanRtrIf?vlanId=20 -> 0 Create Vlan Routing Interface with VLAN 20 successfully.
 POST /routing/vlanRtrIf?vlanId=10 -> 0 Create Vlan Routing Interface with VLAN 10 successfully.
@@ -127,7 +127,7 @@ static void make_addresses(const std::string& intf)
 
 TEST(VlanInterfaces, ShowTheirAddresses)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 POST /routing/vlanRtrIf?vlanId=10 ?vlanId=20)");
   make_addresses("/routing/vlanRtrIf/2");
   // 227 is e3: the MAC address 02:54:58:a0:00:e3, its universal bit turned over
@@ -167,8 +167,7 @@ TEST(VlanInterfaces, SurviveAnUntruthfulSwitch)
 {
   run_script(__LINE__, R"(reset {"vlans": [{"id": 10}]}
 POST /routing/vlanRtrIf?vlanId=10
-[IntfNameSizeGet {'value': 0}] GET /routing/vlanRtrIf/1 -> 99
-[IntfNameSizeGet {'value': 1}] GET /routing/vlanRtrIf/1 -> 99)");
+[IntfNameSizeGet {'value': 0} | IntfNameSizeGet {'value': 1}] GET /routing/vlanRtrIf/1 -> 99)");
   const struct {
     const char *fault, *logical, *name, *vlan;
   } cases[] = {
@@ -189,7 +188,7 @@ POST /routing/vlanRtrIf?vlanId=10
 
 TEST(VlanInterfaces, HoldTheirVlan)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 POST /routing/vlanRtrIf?vlanId=10
 DELETE /vlans/10 -> -26
 DELETE /routing/vlanRtrIf?vlanId=10 /vlans/10
@@ -200,7 +199,7 @@ POST /routing/vlanRtrIf?vlanId=10 -> -29)");
 
 TEST(Lists, EndWhereTheTypeOfInterfaceEnds)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 // nothing routes at all
 GET /routing/if -> 99
 POST /routing/vlanRtrIf?vlanId=10 ?vlanId=20
@@ -215,30 +214,20 @@ GET /routing/if -> {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
 GET /routing/vlanRtrIf => IfFirstGet(3, >226) = 0 | RtrIntfVlanIdGet(226, >10) = 0 |
     RtrIntfIpAddrGet(1, 226 | RtrIntfIpAddrGet(2, 226 | RtrIntfNextGet(226, >227) = 0 |
     RtrIntfTypeGet(227, >3) = 0 | RtrIntfVlanIdGet(227, >20) = 0 | RtrIntfIpAddrGet(1, 227 |
-    RtrIntfIpAddrGet(2, 227 | RtrIntfNextGet(227)");
-  // failures behind the first step shorten a list, no more
-  run_script(__LINE__, R"([RtrIntfIpAddrGet {'result': -21}] GET /routing/vlanRtrIf ->
+    RtrIntfIpAddrGet(2, 227 | RtrIntfNextGet(227
+// failures behind the first step shorten a list, no more
+[RtrIntfIpAddrGet {'result': -21}] GET /routing/vlanRtrIf ->
     {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226},
     "2":{"logical_interface_id":2,"vlan_routing_interface_num":227}}}
 [RtrIntfVlanIdGet {'result': -21, 'times': 1}] GET /routing/vlanRtrIf ->
     {"vlan_routing_interfaces":{"1":{"logical_interface_id":2,"vlan_routing_interface_num":227}}}
-[RtrIntfNextGet {'result': -21}] GET /routing/vlanRtrIf ->
-    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
-[RtrIntfTypeGet {'result': -21}] GET /routing/vlanRtrIf ->
-    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
-[RtrIntfTypeGet {'value': 0}] GET /routing/vlanRtrIf ->
-    {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
-[RtrIntfNextGet {'value': 226}] GET /routing/vlanRtrIf ->
+[RtrIntfNextGet {'result': -21} | RtrIntfTypeGet {'result': -21} | RtrIntfTypeGet {'value': 0} |
+    RtrIntfNextGet {'value': 226}] GET /routing/vlanRtrIf ->
     {"vlan_routing_interfaces":{"1":{"logical_interface_id":1,"vlan_routing_interface_num":226}}}
 [RtrIntfIpAddrGet {'result': -21}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3},
     "2":{"ifNum":7}}}
-[RtrIntfNextGet {'result': -21, 'after': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
-    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.252",
-    "ipv6_addresses":{"1":"2001:db8::1/128"}}}}
-[RtrIntfTypeGet {'value': 2, 'after': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
-    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.252",
-    "ipv6_addresses":{"1":"2001:db8::1/128"}}}}
-[RtrIntfNextGet {'value': 3}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
+[RtrIntfNextGet {'result': -21, 'after': 1} | RtrIntfTypeGet {'value': 2, 'after': 1} |
+    RtrIntfNextGet {'value': 3}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
     "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.252",
     "ipv6_addresses":{"1":"2001:db8::1/128"}}}}
 [IfFirstGet {'result': -21}]
@@ -254,39 +243,19 @@ GET /routing/if -> {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
     "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}}}})");
 }
 
-TEST(Lists, AddressesAppearWithTheInterface)
-{
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]})");
-  make_addresses("/routing/if/3");
-  const std::string shown = api_request("GET", "/if/3", "xml").body;
-  const char ADDRESSES_SHOWN[] =
-      "<primary_ip_address>10.1.0.1/255.255.0.0</primary_ip_address><secondary_ip_addresses>"
-      "<secondary_ipv4_address>10.2.0.1/255.255.255.0</secondary_ipv4_address>"
-      "<secondary_ipv4_address>10.2.1.129/255.255.255.128</secondary_ipv4_address>"
-      "</secondary_ip_addresses><ipv6_addresses>"
-      "<prefix/prefix_length>2001:db8:1::1/64</prefix/prefix_length>"
-      "<prefix/prefix_length>2001:db8:2:0:54:58ff:fea0:3/64</prefix/prefix_length>"
-      "<prefix/prefix_length>fe80::5/10</prefix/prefix_length></ipv6_addresses></interface>";
-  EXPECT_NE(shown.find(ADDRESSES_SHOWN), std::string::npos) << shown;
-}
-
 // Prefix lengths that no address has, and a switch that says that every address has one behind it.
 TEST(Lists, SurviveUntruthfulAddresses)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 PUT /routing/if/3/adminMode?value=1 POST
     /routing/if/3/ip?addrType=0&addr=192.0.2.1&pfxLen=24&extArg=0
 [RtrIntfIpAddrGet {'value': 0, 'times': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
     "ipv4_address":"192.0.2.1","subnet_mask":"0.0.0.0"}}}
-[RtrIntfIpAddrGet {'value': 33, 'times': 1}] GET /routing/if -> {"interfaces":{"1":{"ifNum":3,
-    "ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.255"}}}
-[RtrIntfIpAddrGet {'value': 4294967295, 'times': 1}] GET /routing/if ->
-    {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1","subnet_mask":"255.255.255.255"}}}
+[RtrIntfIpAddrGet {'value': 33, 'times': 1} | RtrIntfIpAddrGet {'value': 4294967295, 'times': 1}]
+    GET /routing/if -> {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
+    "subnet_mask":"255.255.255.255"}}}
 [RtrIntfIpAddrGet {'result': 0, 'value': 1}])");
-  switchsim_trace_start();
-  const std::string trace = switchsim_trace_take();
-  run_script(__LINE__, R"(GET /routing/if)");
-  EXPECT_LT(std::count(trace.begin(), trace.end(), '\n'), 70000);
+  EXPECT_LT(api_calls("GET", "/routing/if").size(), 70000u);
 }
 
 // ---- address requests ----
@@ -385,7 +354,7 @@ static void check_address_case(const address_case& c)
 // Every combination; the change itself is answered with "exists" so that nothing changes.
 TEST(Addresses, AllCombinationsOfParameters)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 POST /routing/vlanRtrIf?vlanId=10
 [RtrIntfIpAddrAdd {'result': -24}]
 [RtrIntfIpAddrDel {'result': -24}])");
@@ -414,9 +383,11 @@ $method /routing/vlanRtrIf/1/ip?addrType=4&extArg=
 $method /routing/if/6/ip?addrType=2&extArg=1&pfxLen=8&addr=::1
     -> 0 $verb Routing Interface IP address (address: ::1, prefix length: 8) successfully.
 $method /routing/vlanRtrIf/1/ip?addrType=&addr=10.9.9.9&pfxLen=31&extArg=0
-    -> 0 $verb Routing Vlan Interface IP address (address: 10.9.9.9, prefix length: 31) successfully.
+    -> 0 $verb Routing Vlan Interface IP address (address: 10.9.9.9, prefix length: 31)
+    successfully.
 $method /routing/if/5/ip?addrType=3&addr=2001:DB8::0:7&pfxLen=128&extArg=0
-    -> 0 $verb Routing Interface IP address (address: 2001:DB8::0:7, prefix length: 128) successfully.
+    -> 0 $verb Routing Interface IP address (address: 2001:DB8::0:7, prefix length: 128)
+    successfully.
 )",
                "$method", *verb == 'C' ? "POST" : "DELETE", "$verb", verb);
 }
@@ -425,7 +396,7 @@ $method /routing/if/5/ip?addrType=3&addr=2001:DB8::0:7&pfxLen=128&extArg=0
 
 TEST(Switch, TakesAddressesLikeASwitch)
 {
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}, {"id": 20}, {"id": 30}]}
+  run_script(__LINE__, R"(reset {"vlans": 30}
 POST /routing/vlanRtrIf?vlanId=10)");
   // verb, interface, type, address, prefix length, extArg and what the switch answers
   static const char STEPS[] =

@@ -96,30 +96,22 @@ TEST(Login, InfoTimeoutAndUnservedPaths)
   engine_reset();
   run_script(__LINE__, R"(GET /login ->
     {"infomation":{"rest_session_max":5,"rest_session_timeout_in_minutes":5}})");
-  static const struct {
-    int line;
-    const char* query;
-    int code;
-    const char* message;
-    uint32_t seconds;
-  } cases[] = {
-      {__LINE__, "?value=160",        0, "Update timeout value for REST Sessions successfully.",            9600},
-      {__LINE__, "?value=161",        1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=0",          1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=-2",         1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=-",          1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=abc",        1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=",           1, BAD_VALUE,                                                         9600},
-      {__LINE__, "",                  1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=4294967297", 1, BAD_VALUE,                                                         9600},
-      {__LINE__, "?value=1",          0, "Update timeout value for REST Sessions successfully.",            60  },
-      {__LINE__, "?value=-1",         0, "Update timeout value to default for REST Sessions successfully.",
-       300                                                                                                      },
+  const auto timeouts = [](const char* script, uint32_t seconds) {
+    run_script(__LINE__, script);
+    engine_do([&] { EXPECT_EQ(session_timeout_seconds, seconds) << script; });
   };
-  for (const auto& c : cases) {
-    expect_answer(c.line, "PUT", std::string("/login/RESTTimeout") + c.query, c.code, c.message);
-    engine_do([&] { EXPECT_EQ(session_timeout_seconds, c.seconds) << "line " << c.line; });
-  }
+  timeouts(R"(
+PUT /login/RESTTimeout?value=160 -> 0 Update timeout value for REST Sessions successfully.
+PUT /login/RESTTimeout ?value=161 ?value=0 ?value=-2 ?value=- ?value=abc ?value=
+    ?value=4294967297 -> 1 The value of parameter is invalid.)",
+           9600);
+  timeouts(R"(
+PUT /login/RESTTimeout?value=1 -> 0 Update timeout value for REST Sessions successfully.)",
+           60);
+  timeouts(R"(
+PUT /login/RESTTimeout?value=-1 -> 0 Update timeout value to default for REST Sessions successfully.
+)",
+           300);
   run_script(__LINE__, R"(GET /login/ /login/RESTSession /login/RESTSessions/ /login/x PUT /login
     OPTIONS /login -> 902)");
 }
@@ -157,6 +149,9 @@ TEST(SessionCheck, AnswersByKeyAddressAndModule)
 {
   engine_reset();
   std::string key = "sessionkey=" + engine_session_key();
+  const char NO_MODULE[] = "The module name dose not exist.";
+  const char BAD_REQUEST[] = "Bad Request. Please check your method and URI.";
+  // clang-format off
   const struct {
     int line;
     const char* method;
@@ -164,20 +159,21 @@ TEST(SessionCheck, AnswersByKeyAddressAndModule)
     int code;
     const char* message;
   } cases[] = {
-      {__LINE__, "GET", "/base",                              905,            NULL_KEY                      },
-      {__LINE__, "GET", "/base?sessionkey=",                  905,            NULL_KEY                      },
-      {__LINE__, "GET", "/base?sessionkey=" + std::string(33, 'a'),           905,                            NULL_KEY},
-      {__LINE__,        "GET",      "/base?sessionkey=abc",                              900,                 NO_SESSION              },
-      {__LINE__,        "GET",      "/nosuchmodule",                              905,                        NULL_KEY       },
-      {__LINE__,        "GET",      "/nosuchmodule?" + key,                              901,                 "The module name dose not exist."       },
-      {__LINE__,        "GET",      "/VLANS?" + key,                              901,                        "The module name dose not exist."              },
-      {__LINE__,        "GET",      "/?" + key,                              901,                             "The module name dose not exist."            },
-      {__LINE__,        "GET",      "/",                              905,                                    NULL_KEY                     },
-      {__LINE__,        "GET",      "/login",                              905,                               NULL_KEY       },
-      {__LINE__,        "GET",      "/login?method=POST&user=x&password=y",                              1, "Authentication failed."},
-      {__LINE__,        "DELETE",      "/login",                           905,                            NULL_KEY                                   },
-      {__LINE__,        "POST",      "/login/x",                             902,                            "Bad Request. Please check your method and URI."},
+      {__LINE__, "GET",    "/base",                                 905, NULL_KEY},
+      {__LINE__, "GET",    "/base?sessionkey=",                     905, NULL_KEY},
+      {__LINE__, "GET",    "/base?sessionkey=" + std::string(33, 'a'), 905, NULL_KEY},
+      {__LINE__, "GET",    "/base?sessionkey=abc",                  900, NO_SESSION},
+      {__LINE__, "GET",    "/nosuchmodule",                         905, NULL_KEY},
+      {__LINE__, "GET",    "/nosuchmodule?" + key,                  901, NO_MODULE},
+      {__LINE__, "GET",    "/VLANS?" + key,                         901, NO_MODULE},
+      {__LINE__, "GET",    "/?" + key,                              901, NO_MODULE},
+      {__LINE__, "GET",    "/",                                     905, NULL_KEY},
+      {__LINE__, "GET",    "/login",                                905, NULL_KEY},
+      {__LINE__, "GET",    "/login?method=POST&user=x&password=y",  1,   "Authentication failed."},
+      {__LINE__, "DELETE", "/login",                                905, NULL_KEY},
+      {__LINE__, "POST",   "/login/x",                              902, BAD_REQUEST},
   };
+  // clang-format on
   for (const auto& c : cases)
     expect_xml(c.line, engine_request(c.method, c.path), c.code, c.message);
 

@@ -160,16 +160,17 @@ TEST(Profile, IsRefusedWithItsKey)
       {"{'accounts': [5]}",                                             "accounts[0]: "},
       {"{'accounts': [{'user': 'a\\u0000', 'password': 'x'}]}",         "accounts[0].user: "},
       {"{'accounts': [{'user': 'a'}]}",                                 "accounts[0].password: "},
-      {"{'accounts': [{'user': 'a', 'password': ''}, {'user': 'a', 'password': ''}]}", "accounts[1].user: "},
+      {"{'accounts': [{'user': 'a', 'password': ''}, {'user': 'a', 'password': ''}]}",
+       "accounts[1].user: "},
       {"{'accounts': [{'user': 'a', 'password': 'b', 'access': 'all'}]}", "accounts[0].access: "},
       {"{'accounts': [{'user': 'a', 'password': 'b', 'shell': 1}]}",    "accounts[0].shell: "},
       {"{'faults': []}",                                                "faults: "},
       {"{'faults': {'printf': {'result': -20}}}",                       "faults.printf: "},
-      {"{'faults': {'openapiIfNextGet': {'result': 'no'}}}",            "faults.openapiIfNextGet.result: "},
-      {"{'faults': {'openapiIfNextGet': {'result': 0}}}",               "faults.openapiIfNextGet.result: "},
-      {"{'faults': {'openapiIfNextGet': {'value': 1.5}}}",              "faults.openapiIfNextGet.value: "},
-      {"{'faults': {'openapiIfNextGet': {'times': 0}}}",                "faults.openapiIfNextGet.times: "},
-      {"{'faults': {'openapiIfNextGet': {'never': 1}}}",                "faults.openapiIfNextGet.never: "},
+      {"{'faults': {'openapiIfNextGet': {'result': 'no'}}}", "faults.openapiIfNextGet.result: "},
+      {"{'faults': {'openapiIfNextGet': {'result': 0}}}", "faults.openapiIfNextGet.result: "},
+      {"{'faults': {'openapiIfNextGet': {'value': 1.5}}}", "faults.openapiIfNextGet.value: "},
+      {"{'faults': {'openapiIfNextGet': {'times': 0}}}", "faults.openapiIfNextGet.times: "},
+      {"{'faults': {'openapiIfNextGet': {'never': 1}}}", "faults.openapiIfNextGet.never: "},
   };
   // clang-format on
   for (const auto& [text, key] : cases) {
@@ -317,8 +318,9 @@ TEST(Faults, NumberAndResult)
   } cases[] = {
       {"{}",                                      {">4) = 0", ">4) = 0"}},
       {"{'result': -23}",                         {">0) = -23", ">0) = -23", ">0) = -23"}},
-      {"{'result': -23, 'after': 2, 'times': 1}", {">4) = 0", ">4) = 0", ">0) = -23", ">4) = 0", ">4) = 0"}},
-      {"{'value': 4294967295, 'times': 2}",       {">4294967295) = 0", ">4294967295) = 0", ">4) = 0"}},
+      {"{'result': -23, 'after': 2, 'times': 1}",
+       {">4) = 0", ">4) = 0", ">0) = -23", ">4) = 0", ">4) = 0"}},
+      {"{'value': 4294967295, 'times': 2}", {">4294967295) = 0", ">4294967295) = 0", ">4) = 0"}},
       {"{'value': 9, 'result': -23, 'times': 1}", {">9) = -23", ">4) = 0"}},
       {"{'result': 0, 'value': 9, 'after': 1}",   {">4) = 0", ">9) = 0"}},
       // what the output cannot hold is not cut to fit

@@ -142,9 +142,8 @@ check GET /tcam/policy/1 POST /tcam/policy?matchSrcMac=1:2:3:4:5:6 but TcamApiIn
 // a type without text, given by the request or by the switch, and the one that is no type at all
 POST /tcam/policy?policyType=0
 GET /tcam/policy/1000 -> 99
-[TcamPolicyGet {'value': 7}] GET /tcam/policy/1 -> 99
-[TcamPolicyGet {'value': 0}] GET /tcam/policy/1 -> 99
-[TcamPolicyGet {'value': -1}] GET /tcam/policy/1 -> 99
+[TcamPolicyGet {'value': 7} | TcamPolicyGet {'value': 0} | TcamPolicyGet {'value': -1}] GET
+    /tcam/policy/1 -> 99
 [TcamPolicyGet {'value': 4}] GET /tcam/policy/1 -> $end)",
              "$end", policy_json(1, "policy_type=End value"));
   char text[32] = "as it was";

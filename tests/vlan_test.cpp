@@ -134,8 +134,7 @@ DELETE /vlans/2 -> 1 VLAN 2 does not exist.)");
 TEST(Vlans, OddAnswersOfTheSwitchAreSurvived)
 {
   run_script(__LINE__, R"(reset {"ports": 2, "vlans": 2}
-[VlanNameLenGet {'value': 0}] GET /vlans/2 -> 99
-[VlanNameLenGet {'value': 1}] GET /vlans/2 -> 99
+[VlanNameLenGet {'value': 0} | VlanNameLenGet {'value': 1}] GET /vlans/2 -> 99
 [VlanNameLenGet {'value': 4294967295}] GET /vlans/2
     -> $2"VLAN0002","type":"static","interfaces":{}}}
 // no room for a zero

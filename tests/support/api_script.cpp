@@ -219,13 +219,17 @@ static void script_step(int line, const std::string& step)
 {
   if (step[0] == '[') {
     const size_t end = step.find(']');
-    const size_t json = step.find('{');
-    if (json < end)
-      set_fault(step.substr(1, json - 2).c_str(), step.substr(json, end - json));
-    script_fault = json < end;
-    if (end + 2 < step.size())
-      script_step(line, step.substr(end + 2));
-    if (json >= end || end + 2 < step.size()) {
+    const std::string rest = step.substr(std::min(end + 2, step.size()));
+    script_fault = end > 1;
+    for (const std::string& fault : script_split(step.substr(1, end - 1), " | ")) {
+      const size_t json = fault.find('{');
+      set_fault(fault.substr(0, json - 1), fault.substr(json));
+      if (rest.empty())
+        continue;
+      script_step(line, rest);
+      switchsim_faults_clear();
+    }
+    if (end == 1 || !rest.empty()) {
       switchsim_faults_clear();
       script_fault = false;
     }

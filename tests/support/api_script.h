@@ -17,7 +17,8 @@
 //   check GET /if but f g after POST /vlans/9
 //                                  expect_each_call_checked, with f and g tolerated, and with these
 //                                  requests made before each one ("reset" puts the switch back)
-//   [call {'value': 1}] GET ...    a step while this call goes wrong; without a step: from here on
+//   [f {'value': 1}] GET ...       a step while a call goes wrong; without a step: from here on
+//   [f {...} | g {...}] GET ...    the same step once for each
 //   []                             no call goes wrong any more
 //
 // Calls are named without "rpcclt_openapi" or "openapi". JSON data that a GET answers while no call
