@@ -2,7 +2,7 @@
 add_compile_options(
   -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wcast-qual -Wcast-align -Wpointer-arith
   -Wnon-virtual-dtor -Woverloaded-virtual -Wvla -Wnull-dereference
-  -Werror -Wno-missing-field-initializers 
+  -Werror -Wno-missing-field-initializers
   -fno-strict-overflow -fstack-protector-strong
   -include ${CMAKE_SOURCE_DIR}/cmake/forbidden_calls.h)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -13,6 +13,10 @@ endif()
 if(REST_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+  if(CMAKE_CROSSCOMPILING)
+    add_library(sanitizer_atomics OBJECT ${CMAKE_SOURCE_DIR}/cmake/sanitizer_atomics.cpp)
+    link_libraries(sanitizer_atomics)
+  endif()
 endif()
 if(REST_COVERAGE)
   add_compile_options(--coverage)

@@ -1,10 +1,13 @@
 // What the built-in endpoints share: the file that a request names, and who makes what of it.
 #pragma once
 
+#include <dirent.h>
 #include <limits.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <memory>
 
 #include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
@@ -17,7 +20,7 @@ struct mg_target {
   struct stat st;  // filled when it exists
 };
 
-// A descriptor or a file that is closed with the record.
+// A descriptor, a file or a folder that is closed with the record.
 struct mg_fd {
   int fd = -1;
   ~mg_fd()
@@ -32,6 +35,13 @@ struct mg_close_file {
     fclose(file);
   }
 };
+struct mg_close_folder {
+  void operator()(DIR* dir) const
+  {
+    closedir(dir);
+  }
+};
+using mg_folder = std::unique_ptr<DIR, mg_close_folder>;
 
 // One entry of a folder.
 struct dir_entry {

@@ -5,10 +5,6 @@
 #include <string.h>
 #include <strings.h>
 
-#include <filesystem>
-#include <new>
-#include <system_error>
-
 #include "httpd/mg_builtin.h"
 #include "httpd/mg_escape.h"
 
@@ -234,19 +230,24 @@ static void handle_mkcol(connection* conn, const mg_target* target)
     mg_send_empty(conn, 201, "Content-Length: 0\r\n");
 }
 
-// Works through the open folder, so that nobody can put another one in its place meanwhile. A link
-// is removed itself, not what it leads to.
-static bool remove_tree(const dav_place& place)
+// Removes a file, or a folder and what it holds, from an open folder, so that nobody can put
+// another one in its place meanwhile. A link is removed itself, not what it leads to.
+static bool remove_tree(int folder, const char* name)
 {
-  char path[PATH_MAX];
-  snprintf(path, sizeof path, "/proc/self/fd/%d/%s", place.folder.fd, place.name);
-  try {
-    std::error_code failed;
-    std::filesystem::remove_all(path, failed);
-    return !failed;
-  } catch (const std::bad_alloc&) {
+  if (unlinkat(folder, name, 0) == 0)
+    return true;
+  int fd = openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  mg_folder dir(fd >= 0 ? fdopendir(fd) : nullptr);
+  if (!dir) {
+    if (fd >= 0)
+      close(fd);
     return false;
   }
+  bool is_empty = true;
+  while (const dirent* entry = readdir(dir.get()))
+    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
+      is_empty = remove_tree(fd, entry->d_name) && is_empty;
+  return is_empty && unlinkat(folder, name, AT_REMOVEDIR) == 0;
 }
 
 static void handle_delete(connection* conn, const mg_target* target)
@@ -260,7 +261,7 @@ static void handle_delete(connection* conn, const mg_target* target)
     send_http_error(conn, 403, "%s", "");
     return;
   }
-  if (remove_tree(place))
+  if (remove_tree(place.folder.fd, place.name))
     mg_send_empty(conn, 204, "");
   else
     send_http_error(conn, 403, "%s", "");

@@ -1,12 +1,10 @@
 // Folders: their entries, and the page that lists them.
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "httpd/mg_builtin.h"
 #include "httpd/mg_escape.h"
@@ -17,13 +15,6 @@ dir_list::~dir_list()
     free(entries[i].file_name);
   free(entries);
 }
-
-struct mg_close_folder {
-  void operator()(DIR* dir) const
-  {
-    closedir(dir);
-  }
-};
 
 static void append_entry(dir_list* list, const connection* conn, const char* name,
                          const struct stat& st)
@@ -41,7 +32,7 @@ static void append_entry(dir_list* list, const connection* conn, const char* nam
 
 bool mg_read_directory(const connection* conn, const char* path, size_t root_len, dir_list* list)
 {
-  std::unique_ptr<DIR, mg_close_folder> dir(opendir(path));
+  mg_folder dir(opendir(path));
   if (!dir)
     return false;
   while (const dirent* entry = readdir(dir.get())) {

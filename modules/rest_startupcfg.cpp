@@ -2,13 +2,13 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <libgen.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <memory>
-#include <system_error>
 
 #include "engine/rest_config.h"
 #include "platform/l7proc.h"
@@ -27,10 +27,11 @@ static file_ptr file_open(const char* path, const char* mode)
   return file_ptr(fopen(path, mode), fclose);
 }
 
-static std::filesystem::path info_folder(void)
+static const char* info_folder(void)
 {
-  std::filesystem::path folder = std::filesystem::path(INFO_FILE).parent_path();
-  return folder.empty() ? "." : folder;
+  static char path[sizeof INFO_FILE];
+  memcpy(path, INFO_FILE, sizeof path);
+  return dirname(path);
 }
 
 struct info_entry_t {
@@ -127,7 +128,7 @@ static bool info_temp_file_write(void)
 // Only then does the new name in the folder survive a power cut.
 static bool info_folder_flush(void)
 {
-  int folder = open(info_folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int folder = open(info_folder(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder < 0)
     return false;
   bool flushed = fsync(folder) == 0;
@@ -153,8 +154,7 @@ RC_t initialize_transfer_variables(void)
   startupcfgInfo.hasUpdated = RC_FALSE;
   if (read_startupcfg_info_file() == RC_TRUE)
     return RC_TRUE;
-  std::error_code ignored;  // what matters is whether the file can be written
-  std::filesystem::create_directories(info_folder(), ignored);
+  mkdir(info_folder(), 0755);  // what matters is whether the file can be written
   errno = 0;
   RC_t written = write_startupcfg_info_file();
   if (written != RC_TRUE)

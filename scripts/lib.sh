@@ -4,6 +4,11 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
+# The tests' library, and the clients and servers they talk to.
+TEST_PACKAGES=(libgtest-dev curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl)
+# Node may have come from elsewhere, with npm in the same package.
+command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
+command -v npm >/dev/null || TEST_PACKAGES+=(npm)
 
 die() {
   echo "$(basename "$0"): $*" >&2
@@ -39,7 +44,7 @@ configured() {
   local preset=$1
   shift
   local stamp=build/$preset/.configured
-  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
+  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
     cmake --preset "$preset" "$@" >/dev/null
     printf '%s' "$*" >"$stamp"
   fi

@@ -396,7 +396,7 @@ TEST(Download, BringsFilesFromEveryServerByteForByte)
       folder.path);
   char listening[8];
   snprintf(listening, sizeof listening, ":%04X ", static_cast<unsigned>(atoi(atftpd.first_line)));
-  EXPECT_TRUE(
+  ASSERT_TRUE(
       wait_until([&] { return file_text("/proc/net/udp").find(listening) != std::string::npos; }));
   const std::string tftp = std::string("tftp://127.0.0.1:") + atftpd.first_line;
 
