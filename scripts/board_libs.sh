@@ -1,8 +1,10 @@
 # The board's libraries, cross-built once from Debian's sources and kept outside the tree.
 # shellcheck shell=bash
 
-BOARD_CACHE=${BOARD_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/restful_api_engine_board}
-BOARD_TARGET=powerpc-linux-gnu
+# What the names of the target's compiler and tools begin with.
+DEBIAN_TARGET=powerpc-linux-gnu
+export BOARD_TARGET=${BOARD_TARGET:-$DEBIAN_TARGET}
+BOARD_CACHE=${BOARD_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/restful_api_engine_board}/$BOARD_TARGET
 export BOARD_PREFIX=$BOARD_CACHE/root
 
 # Lets apt-get fetch sources, from wherever it fetches packages.
@@ -54,19 +56,26 @@ build_cmake() {
   source=$(source_of "$1")
   shift
   cmake -G Ninja -S "$source" -B "$BOARD_CACHE/build/$name" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/powerpc-linux-gnu.cmake" \
+    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/board.cmake" \
     -DCMAKE_INSTALL_PREFIX="$BOARD_PREFIX" -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=OFF \
     -DCMAKE_POSITION_INDEPENDENT_CODE=ON "$@"
   cmake --build "$BOARD_CACHE/build/$name"
   cmake --install "$BOARD_CACHE/build/$name"
 }
 
-board_libs() {
-  need_packages g++-$BOARD_TARGET qemu-user dpkg-dev make perl cmake ninja-build
+# What the engine is linked with.
+engine_libs() {
+  need_packages dpkg-dev make perl cmake ninja-build
+  [ "$BOARD_TARGET" != $DEBIAN_TARGET ] || need_packages g++-$DEBIAN_TARGET
+  command -v "$BOARD_TARGET-g++" >/dev/null || die "there is no $BOARD_TARGET-g++: is it in PATH?"
   mkdir -p "$BOARD_CACHE/build"
   enable_source_packages
   built openssl build_openssl
   built json-c build_cmake json-c -DBUILD_TESTING=OFF -DBUILD_APPS=OFF -DDISABLE_WERROR=ON
+}
+
+# What the tests and the simulated switch are linked with.
+test_libs() {
   built googletest build_cmake googletest -DBUILD_GMOCK=OFF
   built libssh2 build_cmake libssh2 -DCRYPTO_BACKEND=OpenSSL -DBUILD_EXAMPLES=OFF \
     -DBUILD_TESTING=OFF

@@ -5,7 +5,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
 # The tests' library, and the clients and servers they talk to.
-TEST_PACKAGES=(libgtest-dev curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl)
+TEST_PACKAGES=(libgtest-dev curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl
+  busybox)
 # Node may have come from elsewhere, with npm in the same package.
 command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
 command -v npm >/dev/null || TEST_PACKAGES+=(npm)

@@ -1,20 +1,22 @@
 # The switch's board: 32-bit big-endian PowerPC, Linux. Programs of this target run here under
-# emulation. BOARD_PREFIX names the folder that holds the target's static libraries.
+# emulation. From the environment: BOARD_TARGET is what the names of the compiler and its tools begin
+# with, BOARD_PREFIX the folder of the target's static libraries.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
-set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
 # AddressSanitizer takes the upper quarter of the addresses for the kernel's, as it is on the board.
 set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-ppc;-R;0xbf000000;-L;/usr/powerpc-linux-gnu")
 
-if(DEFINED ENV{BOARD_PREFIX})
-  set(BOARD_PREFIX "$ENV{BOARD_PREFIX}" CACHE PATH "the target's libraries")
-endif()
-if(NOT BOARD_PREFIX)
-  message(FATAL_ERROR "BOARD_PREFIX is not set: scripts/board builds the target's libraries and sets it")
-endif()
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES BOARD_PREFIX)
-set(CMAKE_FIND_ROOT_PATH /usr/powerpc-linux-gnu ${BOARD_PREFIX})
+foreach(name BOARD_TARGET BOARD_PREFIX)
+  if(DEFINED ENV{${name}})
+    set(${name} "$ENV{${name}}" CACHE STRING "as in the environment")
+  elseif(NOT ${name})
+    message(FATAL_ERROR "${name} is not set: scripts/board sets it, and builds what belongs to it")
+  endif()
+  list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ${name})
+endforeach()
+set(CMAKE_C_COMPILER ${BOARD_TARGET}-gcc)
+set(CMAKE_CXX_COMPILER ${BOARD_TARGET}-g++)
+set(CMAKE_FIND_ROOT_PATH /usr/${BOARD_TARGET} ${BOARD_PREFIX})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
