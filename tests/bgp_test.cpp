@@ -30,20 +30,6 @@ static void run_family(int line, const family& f, const std::string& script)
              "$call", f.call, "$active", *f.number == '1' ? "Yes" : "No");
 }
 
-// ---- paths ----
-
-TEST(Bgp, UnservedPathsAreBadRequests)
-{
-  run_script(__LINE__, R"(reset
-GET /bgp/ /bgp/holdTime PUT /bgp /bgp/holdTime/?value=9 POST /bgp/ipv4/neighbor/
-    /bgp/ipv4/neighbor/10.0.0.1/?asn=1 /bgp/ipv4/neighbor/10.0.0.1/scope/1?asn=1
-    /bgp/ipv6/neighbor/fe80::9?asn=1 /bgp/ipv6/neighbor/fe80::9/scope/x?asn=1 GET
-    /bgp/ipv6/neighbor/fe80::9/scope/ PUT /bgp/ipv4/neighbor/10.0.0.1/activat?value=1
-    /bgp/ipv4/neighbor/10.0.0.1/activatee?value=1 /bgp/ipv4/neighbor/10.0.0.1/nextHopSelf?value=1
-    /bgp/ipv6/neighbor/fe80::9/scope/7/updateSource/1 DELETE /bgp/ipv4/neighbor/10.0.0.1
-    /bgp/ipv4/redistribution/ POST /bgp/ipv4/redistribution/$256x -> 902)");
-}
-
 // ---- the switch as a speaker ----
 
 TEST(Bgp, GlobalsHaveTheirRanges)

@@ -107,14 +107,6 @@ TEST(Boxs, SurvivesAnySwitch)
              "$cut", cut);
 }
 
-TEST(Boxs, RefusesOtherPaths)
-{
-  run_script(__LINE__, R"(reset
-GET /boxs/ /boxs/fan /boxs/fans/ /boxs/fans/1 /boxs/sfps POST /boxs/fans PUT /boxs/fans DELETE
-    /boxs/fans -> 902
-GET /boxes/fans -> 901 The module name dose not exist.)");
-}
-
 TEST(Boxs, GivesEveryValueItsText)
 {
   char text[32];

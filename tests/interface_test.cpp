@@ -14,17 +14,6 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Interfaces, UnservedPathsAreBadRequests)
-{
-  run_script(__LINE__, R"(reset
-GET /if/ /if/1/ /if/x /if/pendingChanges/1 /if/1/vlan/ /if/1/vlans /if/1/nalv
-    /if/1/vlan/1/taggingMode /if/1/counter /if/1/pvid /if/1/trunk/vlan POST /if/1
-    /if/1/trunk/vlan/2?value=2 /if/1/access/vlan?value=2 PUT /if/1 /if/1/PVID?value=1
-    /if/1/pvid/?value=1 /if/1/adminStates?value=1 /if/1/softShutdownState?value=1
-    /if/1/vlan/1?value=1 /if/1/counters?counter=1 /if/1/trunk/pvids?value=1 DELETE /if/1 /if/1/vlan
-    /if/1/trunk/pvid?value=1 -> 902)");
-}
-
 // ---- queries ----
 
 TEST(Interfaces, AreListed)

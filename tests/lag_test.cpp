@@ -9,13 +9,6 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Lags, UnservedPathsAreBadRequests)
-{
-  run_script(__LINE__, R"(reset
-GET /lag/ /lag/1/ /lag/1/port/47 PUT /lag/1 POST /lag/1 DELETE /lag/1 POST /lag/1/port/
-    /lag/1/port/x DELETE /lag/1/ports/1 -> 902)");
-}
-
 TEST(Lags, AreListedAndShownWithMembers)
 {
   run_script(__LINE__, R"(reset

@@ -86,12 +86,3 @@ POST /pml/if/3/vlan/10/sticky/1/mac?value=0:1:2:3:4:5
     -> 0 Get interface static mac successfully.
     {"interface":{"1":{"macAddr":"00:01:02:03:04:05","vlan":10,"sticky":"enable"}}})");
 }
-
-TEST(Pml, RefusesOtherPaths)
-{
-  run_script(__LINE__, R"(reset
-GET /pml /pml/if/3 /pml/if/3/sticky/ /pml/if/x/sticky /pml/if/3/stick /pml/if/3/macs
-    /pml/if/3/vlan/10/mac POST /pml/if/3/vlan/10/sticky/2/mac?value=0:1:2:3:4:5
-    /pml/if/3/vlan/10/sticky//mac?value=0:1:2:3:4:5 DELETE /pml/if/3/mac?value=0:1:2:3:4:5 PUT
-    /pml/if/3/mac?value=1 -> 902)");
-}

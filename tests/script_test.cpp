@@ -62,9 +62,7 @@ DELETE /script?scr=base.scr -> 0 Delete the script file successfully.
 DELETE /script?scr=base.scr -> 99
 GET /script/list -> 0 Get script file list successfully. {"script_files":{"count_of_files":1,
     "1":{"filename":"$28s.scr"}}}
-POST /script/apply?scr=a.scr => TxtCfgValidateAndApply({6,"a.scr"}) = -29
-GET /script /script/list/ /script/apply /script/x DELETE /script/x /script/ PUT
-    /script/apply?scr=a.scr -> 902)");
+POST /script/apply?scr=a.scr => TxtCfgValidateAndApply({6,"a.scr"}) = -29)");
 }
 
 TEST(Script, ChecksEachCallAndSurvivesAnySwitch)

@@ -112,8 +112,7 @@ PUT /login/RESTTimeout?value=1 -> 0 Update timeout value for REST Sessions succe
 PUT /login/RESTTimeout?value=-1 -> 0 Update timeout value to default for REST Sessions successfully.
 )",
            300);
-  run_script(__LINE__, R"(GET /login/ /login/RESTSession /login/RESTSessions/ /login/x PUT /login
-    OPTIONS /login -> 902)");
+  run_script(__LINE__, R"(OPTIONS /login -> 902)");
 }
 
 TEST(Login, ListsSessionsInOrderOfLogin)

@@ -308,9 +308,6 @@ TEST(Transfer, ChecksItsParametersBeforeItCalls)
     EXPECT_TRUE(api_calls("POST", "/" + request).empty()) << request;
     expect_open_error(__LINE__, "POST", "/" + request);
   }
-  run_script(__LINE__, R"(POST /download /upload /upload/image /download/image/ /download/status
-    GET /download/image /download/status/ /upload/startupCfgInfo
-    PUT /upload/script DELETE /download/config -> 902)");
 }
 
 TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)

@@ -12,14 +12,6 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Vlans, UnservedPathsAreBadRequests)
-{
-  run_script(__LINE__, R"(reset
-GET /vlans/ /vlans/1/ /vlans/1x /vlans/1/name /vlans/pendingChanges/ /vlans/pendingchanges POST
-    /vlans /vlans/-1 PUT /vlans/1 /vlans/1/names?value=a /vlans/1/nam?value=a /vlans/1/eman?value=a
-    /vlans/1/name/?value=a DELETE /vlans /vlans/1/name -> 902)");
-}
-
 TEST(Vlans, AreCreatedListedRenamedAndDeleted)
 {
   run_script(__LINE__, R"(reset {"vlan_max": 100}
