@@ -115,7 +115,8 @@ TEST(Interfaces, ValuesHaveTexts)
 
 TEST(Interfaces, APvidIsNeededWithLinkOnly)
 {
-  run_script(__LINE__, R"(reset
+  run_script(__LINE__, R"(reset {"link_up": [3]}
+GET /if/1 ~ "linkState": "down"
 [VlanIfPvidGet {'result': -24}]
 GET /if/3 -> 98
 GET /if/9 ~ "linkState": "down", "speed": "auto neg", "pvid": 0)");

@@ -138,10 +138,10 @@ TEST(Base, AnswersWithWhatTheSwitchReports)
       << calls[2];
   run_script(__LINE__, R"(GET /base -> $data
 POST /base?method=GET -> $data
-check GET /base /base/idname
 // a text of the switch is no XML to the engine
 GET /base/idname -> <idname><sn>SN1</sn><mac>00:01:02:03:04:05</mac><blade_idx>0</blade_idx>
-    <product_type>M</product_type><sys_desc>D <x></sys_desc></idname>)",
+    <product_type>M</product_type><sys_desc>D <x></sys_desc></idname>
+check GET /base /base/idname)",
              "$data", R"({"infomation":{"VEMO_version":"r","software_storage":"s",
     "RESTful_API_version":"0.0.00.20","OPEN_API_version":{"build_num":$b,"maint_level":$m,
     "release":$r,"version":$v},"cpu_interface":9,"max_equal_cost_routes":7,

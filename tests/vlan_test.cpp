@@ -172,28 +172,3 @@ TEST(Vlans, HelpersForOtherModules)
     EXPECT_EQ(get_vlan_num_max(&client_handle), 0u);
   });
 }
-
-TEST(Vlans, ProfilesAreChecked)
-{
-  const char* const CASES[][2] = {
-      {"{'vlans': 0}",                                                        "vlans: "           },
-      {"{'vlans': 11, 'vlan_max': 10}",                                       "vlans: "           },
-      {"{'vlans': [{'id': 4095}]}",                                           "vlans[0].id: "     },
-      {"{'vlans': [{'id': 5}, {'id': 5}]}",                                   "vlans[1].id: "     },
-      {"{'vlans': [{'name': 'x'}]}",                                          "vlans[0].id: "     },
-      {"{'vlans': [{'id': 5, 'type': 'learned'}]}",                           "vlans[0].type: "   },
-      {"{'vlans': [{'id': 5, 'name': '123456789012345678901234567890123'}]}", "vlans[0].name: "   },
-      {"{'lags': {}}",                                                        "lags: "            },
-      {"{'lags': [{'id': 65}]}",                                              "lags[0].id: "      },
-      {"{'lags': [{'id': 1}, {'id': 1}]}",                                    "lags[1].id: "      },
-      {"{'lags': [{'id': 1, 'members': [55]}]}",                              "lags[0].members[0]"},
-      {"{'lags': [{'id': 1, 'members': [5]}, {'id': 2, 'members': [5]}]}",    "lags[1].members[0]"},
-      {"{'lags': [{'id': 1, 'members': [1, 2, 3, 4, 5, 6, 7, 8, 9]}]}",       "lags[0].members[8]"},
-      {"{'pending_ms': -1}",                                                  "pending_ms: "      },
-  };
-  for (const auto& [profile, key] : CASES) {
-    std::string json = profile;
-    std::replace(json.begin(), json.end(), '\'', '"');
-    EXPECT_EQ(switchsim_reset(json.c_str()).compare(0, strlen(key), key), 0) << profile;
-  }
-}
