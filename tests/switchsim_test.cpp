@@ -394,8 +394,7 @@ TEST(ProcessLibrary, CrashLog)
                                                   "build: [0-9a-f]{16,}\nbacktrace:\n")))
         << log;
     const std::regex own("\n.*switchsim_test");  // the process's line and those of its frames
-    EXPECT_GE(std::distance(std::sregex_iterator(log.begin(), log.end(), own), {}),
-              unwinds ? 3 : 1)
+    EXPECT_GE(std::distance(std::sregex_iterator(log.begin(), log.end(), own), {}), unwinds ? 3 : 1)
         << log;
     std::filesystem::remove(path);
   }
