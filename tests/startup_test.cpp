@@ -11,9 +11,10 @@
 #include "tests/support/http_client.h"
 #include "tests/support/local_engine.h"
 
-static std::string process_log_in(engine_process& engine, http_client& client)
+static std::string process_log_in(engine_process& engine, http_client& client,
+                                  const std::string& account = "user=admin&password=admin")
 {
-  reply_t reply = http_request(client, "POST", engine.url + "/login", "user=admin&password=admin");
+  reply_t reply = http_request(client, "POST", engine.url + "/login", account);
   size_t at = reply.body.find("<sessionKey>");
   return at == std::string::npos ? "" : reply.body.substr(at + 12, 32);
 }
@@ -105,10 +106,13 @@ TEST(StartUp, ServesHttpAndHttpsAndLogsChangesOnly)
   EXPECT_EQ(log.find("admin"), std::string::npos);
 }
 
-TEST(StartUp, HoldsFewDescriptors)
+TEST(StartUp, LetsInTheAccountsOfItsProfileAndHoldsFewDescriptors)
 {
-  engine_process engine;
+  engine_process engine(R"({"accounts": [{"user": "eve", "password": ""}]})");
   ASSERT_TRUE(engine_process_wait_listening(engine));
+  http_client client;
+  EXPECT_EQ(process_log_in(engine, client), "");
+  EXPECT_EQ(process_log_in(engine, client, "user=eve&password=").size(), 32u);
   EXPECT_LT(engine_process_descriptors(engine), 20);
 }
 
