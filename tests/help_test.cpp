@@ -305,8 +305,8 @@ TEST(Help, AnswersWithoutSessionInThreeForms)
     html += "<tr/><td class='mod_name'/>[<a href='/help/" + module.name + "?format=html'>" +
             module.name + "</a>]<td class='mod_desc'/>" + module.description;
   }
-  expect_answer(__LINE__, "GET", "/help", 0, "Get data successfully.",
-                ("{\"modules\":{" + json + "}}").c_str());
+  EXPECT_EQ(api_request("GET", "/help", "json").body,
+            json_envelope(0, "Get data successfully.", "{\"modules\":{" + json + "}}"));
   xml = xml_envelope(0, "Get data successfully.", "<modules>" + xml + "</modules>");
   for (const char* path : {"/help", "/help?format=xml", "/help?format=htm"})
     EXPECT_EQ(engine_request("GET", path).body, xml) << path;

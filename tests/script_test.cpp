@@ -15,8 +15,6 @@
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
 
-static const char APPLIED[] = "Apply script successfully.";
-
 static void put_script(const std::string& name, const std::string& text)
 {
   const auto lock = sim_lock();
@@ -38,7 +36,7 @@ static bool unsaved()
 static void apply_script(int line, const std::string& text)
 {
   put_script("test.scr", text);
-  expect_answer(line, "POST", "/script/apply?scr=test.scr", 0, APPLIED, "{}");
+  run_script(line, "POST /script/apply?scr=test.scr -> 0 Apply script successfully. {}");
 }
 
 // --- the module ---
@@ -67,11 +65,8 @@ POST /script/apply?scr=a.scr => TxtCfgValidateAndApply({6,"a.scr"}) = -29)");
 
 TEST(Script, ChecksEachCallAndSurvivesAnySwitch)
 {
-  const auto prepare = [] { engine_reset(R"({"scripts": {"a.scr": "hostname x\n"}})"); };
-  prepare();
-  expect_each_call_checked(__LINE__, "GET", "/script/list");
-  expect_each_call_checked(__LINE__, "POST", "/script/apply?scr=a.scr", {}, prepare);
-  expect_each_call_checked(__LINE__, "DELETE", "/script?scr=a.scr", {}, prepare);
+  run_script(__LINE__, R"(reset {"scripts": {"a.scr": "hostname x\n"}}
+check GET /script/list POST /script/apply?scr=a.scr DELETE /script?scr=a.scr after reset)");
   for (int i = 100; i < 200; i++)
     put_script(std::to_string(i) + ".scr", "");
   const std::string full = api_request("GET", "/script/list", "xml").body;
@@ -144,7 +139,7 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
                                       "write memory\n") +
                               c.line + "\nhostname after\n");
     testing::internal::CaptureStderr();
-    expect_open_error(__LINE__, "POST", "/script/apply?scr=bad.scr");
+    run_script(__LINE__, "POST /script/apply?scr=bad.scr -> 99");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               std::string("switchsim: script bad.scr: line 5: ") + c.why + ": " + c.line + "\n");
     EXPECT_EQ(running_config(), before) << c.line;
@@ -350,8 +345,8 @@ static std::string hostname()
 
 static void reload(int line, const char* mode)
 {
-  expect_answer(line, "POST", std::string("/system/reload?value=") + mode, 0,
-                "Reset the system is starting.");
+  run_script(line, std::string("POST /system/reload?value=") + mode +
+                       " -> 0 Reset the system is starting.");
 }
 
 TEST(Reload, UnsavedChangesAreLostAndTheSessionGoesOn)

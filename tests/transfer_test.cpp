@@ -24,9 +24,9 @@
 
 namespace fs = std::filesystem;
 
-static const char STARTING[] = "File transfer is starting.";
-static const char NOT_STARTED[] = "Failed to start a transfer.";
-static const char APPLIED[] = "Script transfer and apply successfully.";
+// Ends of steps.
+static const char STARTING[] = " -> 0 File transfer is starting.";
+static const char APPLIED[] = " -> 0 Script transfer and apply successfully.";
 static const char DONE[] = "Transfer completed successfully. 100%";
 
 // A shell command that runs until the record goes; it says one line first.
@@ -89,7 +89,7 @@ static std::string get(const std::string& path, const std::string& tag)
 // Starts a transfer and returns what its status says at the end: "STATUS PROGRESS".
 static std::string transfer(int line, const std::string& request, const std::string& url)
 {
-  expect_answer(line, "POST", request + "&url=" + url_encode(url), 0, STARTING);
+  run_script(line, "POST " + request + "&url=" + url_encode(url) + STARTING);
   const std::string path = request.substr(0, request.find('/', 1)) + "/status";
   EXPECT_TRUE(wait_until([&] { return get(path, "status") != "Transfer is in progress."; }))
       << line;
@@ -99,7 +99,7 @@ static std::string transfer(int line, const std::string& request, const std::str
 static std::string script_download(const std::string& url, const std::string& script,
                                    const std::string& act = "y")
 {
-  return "/download/script?url=" + url_encode(url) + "&scr=" + script + "&act=" + act;
+  return "POST /download/script?url=" + url_encode(url) + "&scr=" + script + "&act=" + act;
 }
 
 static std::string hostname()
@@ -207,7 +207,7 @@ TEST(InformationFile, StaysAsItWasWhenAStepFails)
   }
   fs::remove_all("user-apps");
   EXPECT_EQ(write_startupcfg_info_file(), RC_FALSE);
-  expect_open_error(__LINE__, "GET", "/download/startupCfgInfo");
+  run_script(__LINE__, "GET /download/startupCfgInfo -> 99");
   EXPECT_FALSE(fs::exists("user-apps"));
 }
 
@@ -394,7 +394,7 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
                                  "/to?ftp://127.0.0.1/x", "/to?/to?/to?/to?/to?/to?/to?/empty", ""})
     for (const char* script : {"a.scr", "new.scr"}) {
       const std::string url = path.empty() ? "http://127.0.0.1:1/refused" : web().url + path;
-      expect_answer(__LINE__, "POST", script_download(url, script), 2, NOT_STARTED);
+      run_script(__LINE__, script_download(url, script) + " -> 2 Failed to start a transfer.");
       EXPECT_EQ(get("/download/status", "status").find("Transfer failed: "), 0u) << path;
       EXPECT_NE(get("/download/status", "progress"), "100%") << path;
     }
@@ -414,14 +414,13 @@ TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
            "file:///etc/hostname", at + "../x", at + "%2e%2e/x", at + "a/b", at + "none.scr",
            at + "link.scr", "/etc/hostname", "127.0.0.1/x", "gopher://127.0.0.1/x", "scp://",
            "http://127.0.0.1/a b", "http://127.0.0.1/a\r\nb"})
-    expect_open_error(__LINE__, "POST", script_download(url, "x.scr", "n"));
+    run_script(__LINE__, script_download(url, "x.scr", "n") + " -> 99");
   for (const char* name : {"..%2Fx.scr", "%2Ftmp%2Fx.scr", "a%2Fx.scr", "..", ".scr", "x.txt",
                            "running-config", "x.scr%2F", "x.scr%0A"})
-    expect_open_error(__LINE__, "POST", script_download(web().url + "/empty", name, "n"));
-  const std::string to = "&url=" + url_encode(web().url + "/x");
-  for (const std::string name : {"none.scr", "link.scr", "..%2F..%2Fetc%2Fhostname", ""})
-    expect_open_error(__LINE__, "POST", "/upload/script?scr=" + name + to);
-  expect_open_error(__LINE__, "POST", "/upload/script?scr=a.scr&url=file:///tmp/x.scr");
+    run_script(__LINE__, script_download(web().url + "/empty", name, "n") + " -> 99");
+  run_script(__LINE__, R"(POST /upload/script?scr=none.scr$to ?scr=link.scr$to ?scr=$to
+    ?scr=..%2F..%2Fetc%2Fhostname$to ?scr=a.scr&url=file:///tmp/x.scr -> 99)",
+             "$to", "&url=" + url_encode(web().url + "/x"));
   EXPECT_EQ(flash.count(), 2u);
 }
 
@@ -429,12 +428,12 @@ TEST(Download, RunsAloneAndTellsHowFarItIs)
 {
   engine_reset();
   const std::string request = script_download(web().url + "/stall", "a.scr", "n");
-  expect_answer(__LINE__, "GET", "/download/status", 0, "Get data successfully.",
-                R"({"information":{"status":"No transfer was started.","progress":"0%"}})");
-  expect_answer(__LINE__, "POST", request, 0, STARTING);
+  run_script(__LINE__, R"(GET /download/status ->
+    {"information":{"status":"No transfer was started.","progress":"0%"}}
+)" + request + STARTING);
   EXPECT_TRUE(wait_until([] { return get("/download/status", "progress") == "50%"; }));
-  for (const std::string& second : {request, std::string("/upload/config?cfg=4&sn=1&url=http://x")})
-    expect_answer(__LINE__, "POST", second, 1, "Another Transfer is in Progress.");
+  run_script(__LINE__, request + " /upload/config?cfg=4&sn=1&url=http://x" +
+                           " -> 1 Another Transfer is in Progress.");
   // A switch that starts again ends it.
   run_script(__LINE__, "POST /system/reload?value=3");
   EXPECT_TRUE(
@@ -446,13 +445,14 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
   file_write(web().folder.path + "/good.scr", "hostname applied\n");
   file_write(web().folder.path + "/bad.scr", "hostname broken\nno such command\n");
   engine_reset(R"({"transfer_stall_s": 2})");
-  expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 0, APPLIED);
-  expect_open_error(__LINE__, "POST", script_download(web().url + "/bad.scr", "a.scr"));
+  const std::string good = script_download(web().url + "/good.scr", "a.scr");
+  run_script(__LINE__, good + APPLIED);
+  run_script(__LINE__, script_download(web().url + "/bad.scr", "a.scr") + " -> 99");
   EXPECT_EQ(hostname(), "applied");
 
   const clock_t start = clock();
   std::vector<std::string> calls =
-      api_calls("POST", script_download(web().url + "/stall", "a.scr"));
+      api_calls("POST", script_download(web().url + "/stall", "a.scr").substr(strlen("POST ")));
   EXPECT_LT(clock() - start, CLOCKS_PER_SEC / 2);
   EXPECT_LT(calls.size(), 60u);
   ASSERT_GT(calls.size(), 10u);
@@ -460,13 +460,9 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
   EXPECT_EQ(calls.back(), "rpcclt_openapiTransferResultCodeGet(0, >2) = 0");
 
   for (const char* call :
-       {"rpcclt_openapiTransferInProgressGet", "rpcclt_openapiTransferResultCodeGet",
-        "rpcclt_openapiTxtCfgValidateAndApply"}) {
-    engine_reset();
-    set_fault(call, "{'result': -24}");
-    expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 98,
-                  "The same setting is already set.");
-  }
+       {"TransferInProgressGet", "TransferResultCodeGet", "TxtCfgValidateAndApply"})
+    run_script(__LINE__, "reset\n[$call {'result': -24}] $good -> 98", "$call", call, "$good",
+               good);
 }
 
 TEST(Configuration, TravelsAndIsInForceAfterAReload)
@@ -481,7 +477,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_EQ(delivered, uploaded("3"));
   EXPECT_EQ(delivered.find("first"), std::string::npos);
   EXPECT_NE(running.find("hostname first\n"), std::string::npos) << running;
-  expect_open_error(__LINE__, "POST", "/upload/config?sn=1&cfg=2&url=http://127.0.0.1");
+  run_script(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1 -> 99");
   uploaded("5");
   server_t tar("cd " + web().folder.path +
                " && mkdir -p archive && tar -C archive -xf cfg5 && "
@@ -489,7 +485,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_STREQ(tar.first_line, "factory-defaults running-config startup-config ");
 
   // The running configuration suits the switch it came from.
-  expect_answer(__LINE__, "POST", script_download(web().url + "/cfg4", "run.scr"), 0, APPLIED);
+  run_script(__LINE__, script_download(web().url + "/cfg4", "run.scr") + APPLIED);
   EXPECT_EQ(hostname(), "first");
 
   info_start();

@@ -15,8 +15,10 @@
 //   GET /if/3 ~ "pvid": 1,         the JSON answer has this text in it
 //   PUT /x?value=1 => a(1 | b(     the calls made begin like this, in this order and number
 //   check GET /if but f g after POST /vlans/9
-//                                  expect_each_call_checked, with f and g tolerated, and with these
-//                                  requests made before each one ("reset" puts the switch back)
+//                                  each call that the request makes goes wrong in turn: the answer
+//                                  must be 99, or 98 where the call answers "exists", for all calls
+//                                  but f and g; these requests are made before each one ("reset"
+//                                  puts the switch back as the last such step did)
 //   [f {'value': 1}] GET ...       a step while a call goes wrong; without a step: from here on
 //   [f {...} | g {...}] GET ...    the same step once for each
 //   []                             no call goes wrong any more
