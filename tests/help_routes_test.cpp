@@ -245,11 +245,22 @@ TEST(Routes, OperationsReadTheVariablesThatAreDocumented)
     names_t read;
     engine_do([&read] { read = names_read; });
 
+    // Fields come first and in their order, the session key and the format last.
     names_t expected;
-    for (const auto& param : api.params)
-      if (api.uri.find("{" + param.first + "}") == std::string::npos)
-        expected.insert(param.first);
+    std::string order, uri = api.uri;
+    for (const auto& [name, description] : api.params) {
+      const size_t at = uri.find("{" + name + "}");
+      const bool is_field = at != std::string::npos;
+      order += is_field ? "F" : name == "sessionkey" ? "s" : name == "format" ? "f" : ".";
+      uri.erase(0, is_field ? at + 1 : 0);
+      EXPECT_TRUE(is_field || expected.insert(name).second) << name;
+      EXPECT_EQ(description.find("script names end in \".scr\"") != description.npos,
+                name == "scr");
+    }
     std::string where = shape(api.method, api.uri) + " answers " + reply.body;
+    const bool is_help = api.uri.rfind("/help", 0) == 0;  // which needs no session
+    EXPECT_TRUE(std::regex_match(order, std::regex(is_help ? "F*f" : "F*\\.*sf"))) << where;
+    EXPECT_EQ(uri.find('{'), uri.npos) << where;
     bool is_refused = reply.body.find("\"rlt_code\": 90") != std::string::npos;
     EXPECT_EQ(is_refused, !is_served(api)) << where;
     // The engine reads these for every request.
