@@ -1,9 +1,6 @@
 // The "vlans" module and the switch's VLANs behind it, over sockets.
 #include <gtest/gtest.h>
 
-#include <string.h>
-
-#include <algorithm>
 #include <string>
 
 #include "engine/rest_web_request_hdr.h"
@@ -51,10 +48,6 @@ GET /vlans/10 -> {"vlan":{"id":10,"name":"lab","type":"static","interfaces":{"1"
     "participationMode":"Include","isTagging":0},"3":{"ifNum":3,"participationMode":"Include",
     "isTagging":1}}}}
 GET /vlans/20 -> {"vlan":{"id":20,"name":"","type":"dynamic","interfaces":{}}}
-GET /vlans/10 -> <vlan><id>10</id><name>lab</name><type>static</type><interfaces><interface>
-    <ifNum>1</ifNum><participationMode>Include</participationMode><isTagging>0</isTagging>
-    </interface><interface><ifNum>3</ifNum><participationMode>Include</participationMode>
-    <isTagging>1</isTagging></interface></interfaces></vlan>
 GET /vlans/10 => VlanCreatedCheck(10) | VlanNameLenGet(>33) | VlanNameGet(10, >{4,"lab"}) |
     VlanIsStatic(10) = 1 | IfFirstGet(0, >1) | VlanIfParticipationStatusGet(10, 1, >1) |
     VlanIfParticipationGet(10, 1, >0) | VlanIfTaggingGet(1, 10, >0) | IfNextGet(0, 1, >2) |
