@@ -46,25 +46,17 @@ GET /boxs/tempSensors -> {"temp_sensors":{}}
 GET /boxs/sfp -> {"sfp_transceivers":{}})");
 }
 
-// Values that only look at the built-in switch: a failed fan, a supply without power, transceivers.
+// A failed fan, a supply without power, transceivers.
 TEST(Boxs, HasABuiltInSwitch)
 {
-  engine_reset();
-  const auto count = [](const char* path, const std::string& part) {
-    const std::string body = api_request("GET", path, "xml").body;
-    size_t found = 0;
-    for (size_t at = 0; (at = body.find(part, at)) != std::string::npos; at += part.size())
-      found++;
-    return found;
-  };
-  EXPECT_EQ(count("/boxs/fans", "<fan>"), 4u);
-  EXPECT_EQ(count("/boxs/fans", "<state>Failed</state>"), 1u);
-  EXPECT_EQ(count("/boxs/fans", "<speed>-</speed><duty_cycle>-</duty_cycle>"), 1u);
-  EXPECT_EQ(count("/boxs/powSupplies", "<state>Not powered</state>"), 1u);
-  EXPECT_EQ(count("/boxs/powSupplies", "<state>Operational</state>"), 1u);
-  EXPECT_EQ(count("/boxs/tempSensors", "<state>Normal</state>"), 3u);
-  EXPECT_EQ(count("/boxs/sfp", "<port>49</port>"), 1u);
-  EXPECT_EQ(count("/boxs/sfp", "<port>54</port>"), 0u);
+  run_script(__LINE__, R"(reset
+GET /boxs -> {"infomation":{"temp_sensors_number":3,"fans_number":4,"power_supplies_number":2}}
+GET /boxs/fans ~ "state": "Failed",
+GET /boxs/fans ~ "speed": "-", "duty_cycle": "-"
+GET /boxs/powSupplies ~ "state": "Not powered"
+GET /boxs/powSupplies ~ "state": "Operational"
+GET /boxs/tempSensors ~ "3": { "state": "Normal",
+GET /boxs/sfp ~ "port": 49,)");
 }
 
 TEST(Boxs, CallsInOrder)
@@ -88,23 +80,18 @@ check GET /boxs/sfp but BoxsSfpNominalSignalRate IfNextGet
 
 TEST(Boxs, SurvivesAnySwitch)
 {
-  const std::string text(256, 'd');
-  const std::string cut =
-      R"({"temp_sensors":{"1":{"state":"Normal","temperature":0,"description":")" + text.substr(1) +
-      "\"}}}";
   run_script(__LINE__, R"(reset {"ports": 2, "transceivers": [], "temp_sensors": [{"description":
     "D"}]}
 [BoxsTempSensorDescripSizeGet {'value': 0} | BoxsTempSensorDescripSizeGet {'value': 1}] GET
     /boxs/tempSensors -> 99
 [BoxsTempSensorDescripSizeGet {'value': 2} | BoxsTempSensorDescripSizeGet {'value': 4294967295}] GET
     /boxs/tempSensors -> {"temp_sensors":{"1":{"state":"Normal","temperature":0,"description":"D"}}}
-[BoxsTempSensorDescripGet {'value': '$256d'}] GET /boxs/tempSensors -> $cut
+[BoxsTempSensorDescripGet {'value': '$256d'}] GET /boxs/tempSensors ~ "description": "$255d"
 // more fans than there are, and a port that follows itself
 [BoxsNumOfFansGet {'value': 4294967295}] GET /boxs/fans -> 99
 [IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp -> {"sfp_transceivers":{}}
 [IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp => IfFirstGet( | BoxsSfpNominalSignalRate( |
-    IfNextGet()",
-             "$cut", cut);
+    IfNextGet()");
 }
 
 TEST(Boxs, GivesEveryValueItsText)

@@ -222,25 +222,19 @@ TEST(Conversions, PasswordsAreMasked)
 
 // --- routes ---
 
+// What is near to the routes of the modules is asked for where these are known
+// (help_routes_test.cpp).
 TEST(Routes, FieldsAndOpenMatches)
 {
-  std::string digits(255, '7');
+  const std::string digits(255, '7');
   const struct {
     std::string uri;
     const char* pattern;
     rest_match_t match;
     bool matches;
   } cases[] = {
-      {"/vlans/10",              "/vlans/{n}",           REST_MATCH_EXACT, true },
-      {"/vlans/",                "/vlans/{n}",           REST_MATCH_EXACT, false},
-      {"/vlans/10/",             "/vlans/{n}",           REST_MATCH_EXACT, false},
-      {"/vlans/10x",             "/vlans/{n}",           REST_MATCH_EXACT, false},
       {"/vlans/" + digits,       "/vlans/{n}",           REST_MATCH_EXACT, true },
       {"/vlans/" + digits + "7", "/vlans/{n}",           REST_MATCH_EXACT, false},
-      {"/vlans/10",              "/vlans/10",            REST_MATCH_EXACT, true },
-      {"/vlans/10/name",         "/vlans/{n}/name",      REST_MATCH_EXACT, true },
-      {"/vlans/10/nam",          "/vlans/{n}/name",      REST_MATCH_EXACT, false},
-      {"/vlans/10/names",        "/vlans/{n}/name",      REST_MATCH_EXACT, false},
       {"/vlans//name",           "/vlans/{n}/name",      REST_MATCH_EXACT, false},
       {"/x/sticky/1/mac",        "/x/sticky/{b}/mac",    REST_MATCH_EXACT, true },
       {"/x/sticky/2/mac",        "/x/sticky/{b}/mac",    REST_MATCH_EXACT, false},

@@ -103,7 +103,11 @@ POST /routing/vlanRtrIf?vlanId=4095 ?vlanId=-1 ?vlanId=0 DELETE /routing/vlanRtr
     ?vlanId=0 -> -29
 POST /routing/vlanRtrIf?vlanId=30
 GET /routing/vlanRtrIf/1 ~ "vlan 30"
-check DELETE /routing/vlanRtrIf?vlanId=10 POST /routing/vlanRtrIf?vlanId=10)");
+check DELETE /routing/vlanRtrIf?vlanId=10 POST /routing/vlanRtrIf?vlanId=10
+// holds its VLAN
+DELETE /vlans/10 -> -26
+DELETE /routing/vlanRtrIf?vlanId=10 /vlans/10
+POST /routing/vlanRtrIf?vlanId=10 -> -29)");
 }
 
 static void make_addresses(const std::string& intf)
@@ -135,11 +139,6 @@ GET /routing/vlanRtrIf -> {"vlan_routing_interfaces":{"1":{"logical_interface_id
     "3":"fe80::5/10"}}}}
 DELETE /routing/vlanRtrIf/2/ip?addrType=3&addr=2001:db8:2::&pfxLen=64&extArg=1
     ?addrType=3&addr=fe80::5&pfxLen=10&extArg=0 ?addrType=1&addr=10.2.0.1&pfxLen=24&extArg=0
-GET /routing/vlanRtrIf/2 -> {"vlan_routing_interface":{"logical_interface_id":2,
-    "vlan_routing_interface_num":227,"vlan_routing_interface_name":"vlan 20","vlan_id":20,
-    "primary_ipv4_address":"10.1.0.1/255.255.0.0",
-    "secondary_ipv4_addresses":{"1":"10.2.1.129/255.255.255.128"},
-    "ipv6_addresses":{"1":"2001:db8:1::1/64"}}}
 GET /routing/vlanRtrIf/2 => IfFirstGet(3, >226) = 0 | IntfNameSizeGet(>64) = 0 |
     RtrIntfNameGet(227, >{8,"vlan 20"}) = 0 | RtrIntfTypeGet(227, >3) = 0 |
     IfFirstGet(3, >226) = 0 | RtrIntfVlanIdGet(227, >20) = 0 |
@@ -174,15 +173,6 @@ POST /routing/vlanRtrIf?vlanId=10
     "logical_interface_id":$logical,"vlan_routing_interface_num":226,
     "vlan_routing_interface_name":"$name","vlan_id":$vlan}})",
                "$fault", c.fault, "$logical", c.logical, "$name", c.name, "$vlan", c.vlan);
-}
-
-TEST(VlanInterfaces, HoldTheirVlan)
-{
-  run_script(__LINE__, R"(reset {"vlans": 30}
-POST /routing/vlanRtrIf?vlanId=10
-DELETE /vlans/10 -> -26
-DELETE /routing/vlanRtrIf?vlanId=10 /vlans/10
-POST /routing/vlanRtrIf?vlanId=10 -> -29)");
 }
 
 // ---- lists ----
@@ -229,8 +219,7 @@ PUT /routing/if/3/adminMode?value=0 /routing/if/7/adminMode?value=0
 GET /routing/if -> 1 Physical routing interface doesn't exist. {"interfaces":{}}
 // and its addresses are still there
 PUT /routing/if/3/adminMode?value=1
-GET /routing/if -> {"interfaces":{"1":{"ifNum":3,"ipv4_address":"192.0.2.1",
-    "subnet_mask":"255.255.255.252","ipv6_addresses":{"1":"2001:db8::1/128"}}}})");
+GET /routing/if ~ "ipv4_address": "192.0.2.1",)");
 }
 
 // Prefix lengths that no address has, and a switch that says that every address has one behind it.
