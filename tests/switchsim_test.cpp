@@ -154,6 +154,7 @@ scripts.a.txt: a script's name has at most 32 |{"scripts": {"a.txt": ""}}
 faults: |{"faults": []}
 faults.printf: |{"faults": {"printf": {"result": -20}}}
 faults.openapiIfNextGet.result: |{"faults": {"openapiIfNextGet": {"result": 0}}}
+faults.openapiIfNextGet.result: |{"faults": {"openapiIfNextGet": {"result": "no"}}}
 faults.openapiIfNextGet.value: |{"faults": {"openapiIfNextGet": {"value": 1.5}}}
 faults.openapiIfNextGet.times: |{"faults": {"openapiIfNextGet": {"times": 0}}}
 faults.openapiIfNextGet.never: |{"faults": {"openapiIfNextGet": {"never": 1}}})");
@@ -167,15 +168,15 @@ faults.openapiIfNextGet.never: |{"faults": {"openapiIfNextGet": {"never": 1}}})"
 TEST(Profile, IsReadAtRegistration)
 {
   const auto registers = [](const std::string& text, const std::string& out, const char* told) {
-    const std::string path = text.empty() ? folder + "/missing" : file_with("profile", text);
+    const std::string path = text == "missing" ? folder + "/missing" : file_with("profile", text);
     const child_t child = child_run("register", "SWITCHSIM_PROFILE", path);
     EXPECT_EQ(child.out, out);
     EXPECT_EQ(child.err.find("switchsim: profile " + path + told), *told ? 0 : child.err.npos)
         << child.err;
     EXPECT_EQ(child.err.find('\n'), child.err.size() - 1);
   };
-  registers("", "-26 -20", ": cannot be read");
-  registers("\n", "-26 -20", ": not JSON");
+  registers("missing", "-26 -20", ": cannot be read");
+  registers("", "-26 -20", ": not JSON");
   registers(R"({"ports": 0})", "-26 -20", ": ports: ");
   registers("{\"faults\": {\"rpcclt_openapiConnectivityCheck\": {\"result\": -25}}}\n", "0 -25",
             "");
