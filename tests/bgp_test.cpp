@@ -36,9 +36,7 @@ static void run_family(int line, const family& f, const std::string& script)
 
 // ---- the switch as a speaker ----
 
-TEST(Bgp, GlobalsHaveTheirRanges)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Bgp, GlobalsHaveTheirRanges, R"(reset
 GET /bgp -> {"infomation":{"hold_time":90,"keep_alive_time":30,"local_AS_number":0,
     "local_router_id":"0.0.0.0","local_preference":100,"log_neighbor_changes":"Disable"}}
 PUT /bgp/holdTime ?value= /bgp/keepAliveTime ?value= /bgp/localAS ?value= /bgp/routerId ?value=
@@ -76,13 +74,10 @@ GET /bgp => BgpGlobalHoldTimeConfiguredGet(>180) = 0 | BgpGlobalKeepAliveConfigu
 check GET /bgp
 // an IPv6 address stands for its first four bytes, whatever machine this is
 PUT /bgp/routerId?value=a0b:c0d:: => InetAddrGet( | BgpLocalIdSet(168496141) = 0)");
-}
 
 // ---- originated networks ----
 
-TEST(Bgp, OriginatedNetworks)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Bgp, OriginatedNetworks, R"(reset
 POST /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24&routeMap=$31m -> 0 Set BGP originated network
     (ip address: 10.1.2.0, prefix length: 24) successfully.
 POST /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24 ?addr=10.1.2.0&pfxLen=24&routeMap=
@@ -105,7 +100,6 @@ DELETE /bgp/originatedNetwork?addr=10.9.0.0&pfxLen=16&routeMap=rm => InetAddrGet
 DELETE /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24 -> 0 Delete BGP originated network (ip
     address: 10.1.2.0, prefix length: 24) successfully.
 check POST /bgp/originatedNetwork?addr=10.1.2.0&pfxLen=24&routeMap=a but InetAddrGet)");
-}
 
 // ---- neighbours ----
 

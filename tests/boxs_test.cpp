@@ -1,16 +1,12 @@
 // The "boxs" module: fans, power supplies, temperature sensors and transceivers.
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "modules/rest_module_boxs.h"
 #include "modules/rest_strlib_enum.h"
 #include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
 
-TEST(Boxs, ReportsWhatTheSwitchHas)
-{
-  run_script(__LINE__, R"(reset { "ports": 12, "fans": [{"state": 2, "type": 1, "speed": 5400,
+SCRIPT_TEST(Boxs, ReportsWhatTheSwitchHas,
+            R"(reset { "ports": 12, "fans": [{"state": 2, "type": 1, "speed": 5400,
     "duty_cycle": 40}, {"state": 3, "type": 2, "speed": 100, "duty_cycle": 40}, {"state": 8, "type":
     7}, {"state": -1, "type": 0, "speed": 4294967295}], "power_supplies": [{"state": 2, "type": 2},
     {"state": 5, "type": 2}, {"state": 7, "type": 3}], "temp_sensors": [{"state": 1, "temperature":
@@ -33,23 +29,18 @@ GET /boxs/sfp -> {"sfp_transceivers":{"1":{"port":3,"module_type":"QSFP","vendor
     "module_type":"Unknown","vendor_name":"","vendor_revision":"","link_length_50um":0,
     "link_length_62_5um":0,"serial_number":"","part_number":"","nominal_signal_rate":0,
     "compliance":""}}})");
-}
 
-TEST(Boxs, ReportsASwitchWithNothingInIt)
-{
-  run_script(__LINE__, R"(reset {"fans": [], "power_supplies": [], "temp_sensors": [],
+SCRIPT_TEST(Boxs, ReportsASwitchWithNothingInIt,
+            R"(reset {"fans": [], "power_supplies": [], "temp_sensors": [],
     "transceivers": []}
 GET /boxs -> {"infomation":{"temp_sensors_number":0,"fans_number":0,"power_supplies_number":0}}
 GET /boxs/fans -> {"fans":{}}
 GET /boxs/powSupplies -> {"power_supplies":{}}
 GET /boxs/tempSensors -> {"temp_sensors":{}}
 GET /boxs/sfp -> {"sfp_transceivers":{}})");
-}
 
 // A failed fan, a supply without power, transceivers.
-TEST(Boxs, HasABuiltInSwitch)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Boxs, HasABuiltInSwitch, R"(reset
 GET /boxs -> {"infomation":{"temp_sensors_number":3,"fans_number":4,"power_supplies_number":2}}
 GET /boxs/fans ~ "state": "Failed",
 GET /boxs/fans ~ "speed": "-", "duty_cycle": "-"
@@ -57,11 +48,9 @@ GET /boxs/powSupplies ~ "state": "Not powered"
 GET /boxs/powSupplies ~ "state": "Operational"
 GET /boxs/tempSensors ~ "3": { "state": "Normal",
 GET /boxs/sfp ~ "port": 49,)");
-}
 
-TEST(Boxs, CallsInOrder)
-{
-  run_script(__LINE__, R"(reset {"ports": 2, "transceivers": [{"port": 2}], "temp_sensors": [{}]}
+SCRIPT_TEST(Boxs, CallsInOrder,
+            R"(reset {"ports": 2, "transceivers": [{"port": 2}], "temp_sensors": [{}]}
 GET /boxs => BoxsNumOfTempSensorsGet( | BoxsNumOfFansGet( | BoxsNumOfPowSuppliesGet(
 GET /boxs/tempSensors => BoxsNumOfTempSensorsGet( | BoxsTempSensorStatusGet(0,  | BoxsTempGet(0,  |
     BoxsTempSensorDescripSizeGet( | BoxsTempSensorDescripGet(0,
@@ -76,11 +65,9 @@ check GET /boxs /boxs/fans /boxs/powSupplies /boxs/tempSensors
 check GET /boxs/sfp but BoxsSfpNominalSignalRate IfNextGet
 // the second reading of a transceiver's rate is not forgiven
 [BoxsSfpNominalSignalRate {'result': -26, 'after': 2}] GET /boxs/sfp -> 99)");
-}
 
-TEST(Boxs, SurvivesAnySwitch)
-{
-  run_script(__LINE__, R"(reset {"ports": 2, "transceivers": [], "temp_sensors": [{"description":
+SCRIPT_TEST(Boxs, SurvivesAnySwitch,
+            R"(reset {"ports": 2, "transceivers": [], "temp_sensors": [{"description":
     "D"}]}
 [BoxsTempSensorDescripSizeGet {'value': 0} | BoxsTempSensorDescripSizeGet {'value': 1}] GET
     /boxs/tempSensors -> 99
@@ -92,7 +79,6 @@ TEST(Boxs, SurvivesAnySwitch)
 [IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp -> {"sfp_transceivers":{}}
 [IfNextGet {'value': 1, 'result': 0}] GET /boxs/sfp => IfFirstGet( | BoxsSfpNominalSignalRate( |
     IfNextGet()");
-}
 
 TEST(Boxs, GivesEveryValueItsText)
 {

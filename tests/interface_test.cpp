@@ -16,9 +16,7 @@
 
 // ---- queries ----
 
-TEST(Interfaces, AreListed)
-{
-  run_script(__LINE__, R"(reset {"ports": 3}
+SCRIPT_TEST(Interfaces, AreListed, R"(reset {"ports": 3}
 GET /if -> {"interfaces":{"1":{"ifNum":1},"2":{"ifNum":2},"3":{"ifNum":3}}}
 GET /if => IfFirstGet(0, >1) = 0 | IfNextGet(0, 1, >2) = 0 | IfNextGet(0, 2, >3) = 0 | IfNextGet(0,
     3,
@@ -30,11 +28,8 @@ reset {"ports": 3}
 [IfNextGet {'result': -26, 'value': 3}] GET /if -> {"interfaces":{"1":{"ifNum":1}}}
 [IfNextGet {'result': -20} | IfFirstGet {'result': -26}] GET /if -> 99
 [IfFirstGet {'result': -26}] GET /if/pendingChanges -> 99)");
-}
 
-TEST(Interfaces, PendingChanges)
-{
-  run_script(__LINE__, R"(reset {"pending_ms": 600000}
+SCRIPT_TEST(Interfaces, PendingChanges, R"(reset {"pending_ms": 600000}
 GET /if/pendingChanges -> {"pending_interfaces":{}}
 PUT /if/3/description?value=x /if/1/mtuSize?value=9000 POST /lag/2/port/9
 GET /if/pendingChanges -> {"pending_interfaces":{"1":{"ifNum":1,"pending_type":"pending change"},
@@ -43,11 +38,8 @@ GET /if/pendingChanges -> {"pending_interfaces":{"1":{"ifNum":1,"pending_type":"
 [IfNextChangedGet {'result': 0, 'value': 3}]
 GET /if/pendingChanges -> {"pending_interfaces":{"1":{"ifNum":3,"pending_type":"pending change"}}}
 )");
-}
 
-TEST(Interfaces, OneWithAndWithoutAddresses)
-{
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}]}
+SCRIPT_TEST(Interfaces, OneWithAndWithoutAddresses, R"(reset {"vlans": [{"id": 10}]}
 GET /if/3 -> {"interface":{"ifNum":3,"interfaceName":"0/3","description":"-","adminState":"enable",
     "linkState":"up","speed":"auto neg","pvid":1,"acceptFrameType":"all","autoNegMode":"enable",
     "duplexMode":"full","MAC_address":"02:54:58:A0:00:03","MTU_size":1500}}
@@ -71,7 +63,6 @@ GET /if/4 => IfAdminStateGet(4 | IfAutoNegGet(4 | IfDescrGet(4 | IfDuplexModeGet
     IfLinkStateGet(4 | IfMacAddrGet(4 | IfMtuSizeGet(4 | IfNameGet(4 | IfSoftShutdownStateGet(4 |
     IfSpeedGet(4 | VlanIfPvidGet(4 | VlanIfAcceptFrameTypeGet(4 | RtrIntfIpAddrGet(1, 4 |
     RtrIntfSecIpAddrGet(1, 4 | RtrIntfIpAddrGet(2, 4)");
-}
 
 TEST(Interfaces, ValuesHaveTexts)
 {
@@ -104,14 +95,11 @@ TEST(Interfaces, ValuesHaveTexts)
 [IfNameGet {'value': '$256m'}] GET /if/3 ~ "interfaceName": "$255m")");
 }
 
-TEST(Interfaces, APvidIsNeededWithLinkOnly)
-{
-  run_script(__LINE__, R"(reset {"link_up": [3]}
+SCRIPT_TEST(Interfaces, APvidIsNeededWithLinkOnly, R"(reset {"link_up": [3]}
 GET /if/1 ~ "linkState": "down"
 [VlanIfPvidGet {'result': -24}]
 GET /if/3 -> 98
 GET /if/9 ~ "linkState": "down", "speed": "auto neg", "pvid": 0)");
-}
 
 TEST(Interfaces, Counters)
 {
@@ -241,9 +229,7 @@ PUT /if/3/$path ?value=70000 ?value=-1 /if/400/$path?value=$value -> 99)",
   run_script(__LINE__, R"(GET /if/5 ~ "adminState": "enable", "linkState": "down")");
 }
 
-TEST(Interfaces, SettingsHaveLimits)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, SettingsHaveLimits, R"(reset
 PUT /if/3/mtuSize?value=1500 ?value=9216 -> 0 Update MTU size of Interface 3 successfully.
 PUT /if/49/speed?value=7 -> 0 Update speed of Interface 49 successfully.
 PUT /if/53/speed?value=12 -> 0 Update speed of Interface 53 successfully.
@@ -256,11 +242,8 @@ PUT /if/3/speed?value=4
 GET /if/3 ~ "autoNegMode": "disable", "duplexMode": "half"
 PUT /if/3/autoNegMode?value=1
 GET /if/3 ~ "speed": "auto neg")");
-}
 
-TEST(Interfaces, AutoNegotiationIsForCopper)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, AutoNegotiationIsForCopper, R"(reset
 PUT /if/49/autoNegMode?value=1 -> 1 Unable to update auto-negotiation mode of Interface 49.
 PUT /if/53/autoNegMode?value=0 -> 1 Unable to update auto-negotiation mode of Interface 53.
 PUT /if/400/autoNegMode?value=0 /if/3/autoNegMode ?value=2 ?value=1x -> 99
@@ -269,11 +252,8 @@ PUT /if/3/autoNegMode?value=2 =>
 PUT /if/3/autoNegMode?value=1 => IfConnectorTypeGet(3, >1) = 0 | IfAutoNegSet(3, 0)
 PUT /if/3/autoNegMode?value=0 => IfConnectorTypeGet(3, >1) = 0 | IfAutoNegSet(3, 1)
 check PUT /if/3/autoNegMode?value=1)");
-}
 
-TEST(Interfaces, Descriptions)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, Descriptions, R"(reset
 PUT /if/3/description?value=$64d -> 0 Update description of Interface 3 successfully.
 PUT /if/3/description?value=$64dd ?value=$300d /if/3/description ?value= -> 1 The value of parameter
     is invalid.
@@ -285,13 +265,10 @@ GET /if/3 ~ "description": "lab"
 check PUT /if/3/description?value=lab
 [IfDescrSizeGet {'value': 0}]
 PUT /if/3/description?value=x -> 1 The value of parameter is invalid.)");
-}
 
 // ---- membership in VLANs ----
 
-TEST(Interfaces, JoinAndLeaveVlans)
-{
-  run_script(__LINE__, R"(reset {"vlans": 3}
+SCRIPT_TEST(Interfaces, JoinAndLeaveVlans, R"(reset {"vlans": 3}
 POST /if/3/vlan/3 -> 0 Configure Interface 3 to VLAN 3 successfully.
 POST /if/3/vlan/9 /if/400/vlan/3 /if/55/vlan/3 -> 99
 GET /if/3/vlan -> {"participations":{"0":{"vlanId":1},"2":{"vlanId":3}}}
@@ -316,11 +293,8 @@ GET /if/3/vlan -> {"participations":{"2":{"vlanId":3}}}
 reset {"vlans": 3}
 [VlanNextGet {'value': 2}] GET /if/3/vlan -> {"participations":{"0":{"vlanId":1}}}
 [VlanIfParticipationGet {'value': 9}] GET /if/3/vlan/2 ~ "participationMode": "")");
-}
 
-TEST(Interfaces, SwitchportModesDecideMembership)
-{
-  run_script(__LINE__, R"(reset {"vlans": 9}
+SCRIPT_TEST(Interfaces, SwitchportModesDecideMembership, R"(reset {"vlans": 9}
 // PUT puts its list in place of what was there
 POST /if/3/vlan/4 PUT /if/3/access/vlan?value=6 POST /if/3/trunk/vlan?value=9 PUT
     /if/3/trunk/vlan?value=2-3,5 POST /if/3/trunk/vlan?value=7-9 DELETE /if/3/trunk/vlan?value=3,8
@@ -343,7 +317,6 @@ PUT /if/3/switchportMode?value=1
 GET /if/3 ~ "pvid": 1,
 [IfSwitchportModeGet {'value': 0} | IfSwitchportModeGet {'value': 4}] GET /if/3/switchportMode
     -> {"mode":""})");
-}
 
 TEST(Interfaces, SwitchportVlansAreChecked)
 {
@@ -374,10 +347,7 @@ PUT /if/3/trunk/vlan?value=99 /if/3/switchportMode?value=3 POST /vlans/99
 GET /if/3/vlan ~ "vlanId": 99)");
 }
 
-TEST(Interfaces, EveryCallOfTheQueriesIsChecked)
-{
-  run_script(__LINE__, R"(reset {"ports": 3}
+SCRIPT_TEST(Interfaces, EveryCallOfTheQueriesIsChecked, R"(reset {"ports": 3}
 check GET /if /if/pendingChanges /if/3 /if/3/counters /if/3/switchportMode PUT
     /if/3/counters/reset?counter=-1 ?counter=1
     but IfNextGet IfNextChangedGet RtrIntfIpAddrGet RtrIntfSecIpAddrGet)");
-}

@@ -9,9 +9,7 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Lags, AreListedAndShownWithMembers)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Lags, AreListedAndShownWithMembers, R"(reset
 GET /lag -> {"lag_interfaces":{"1":{"id":1},"2":{"id":2}}}
 GET /lag/1 -> {"lag_interface":{"id":1,"name":"ch1","members":{"1":{"portNum":47},
     "2":{"portNum":48}}}}
@@ -28,11 +26,8 @@ GET /lag -> {"lag_interfaces":{}}
 reset {"lags": [{"id": 7, "name": "uplink", "members": [3, 1]}]}
 GET /lag/7 -> {"lag_interface":{"id":7,"name":"uplink","members":{"1":{"portNum":1},
     "2":{"portNum":3}}}})");
-}
 
-TEST(Lags, HaveMembersThatAreInOneGroupAtMost)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Lags, HaveMembersThatAreInOneGroupAtMost, R"(reset
 POST /lag/2/port/5 -> 0 Configure port 5 to LAG 2 successfully.
 POST /lag/2/port/5 -> 98
 // in another group, no such group, no port, not a member
@@ -49,7 +44,6 @@ POST /lag/1/port/10 /lag/1/port/11 /lag/1/port/12 /lag/1/port/13
 POST /lag/1/port/15 => LagPortChannelIdToIfNumZRT(1, >56) | LagPortAdd(56, 15) = 0 |
     LagIfNumToPortChannelIdZRT(56, >1)
 POST /lag/1/port/16 => LagPortChannelIdToIfNumZRT(1, >56) | LagPortAdd(56, 16) = -23)");
-}
 
 TEST(Lags, EveryCallIsChecked)
 {
@@ -69,9 +63,7 @@ check DELETE /lag/2/port/6 but LagPortChannelIdToIfNumZRT LagIfNumToPortChannelI
 GET /lag/2 ~ "portNum": 7)");
 }
 
-TEST(Lags, OddAnswersOfTheSwitchAreSurvived)
-{
-  run_script(__LINE__, R"(
+SCRIPT_TEST(Lags, OddAnswersOfTheSwitchAreSurvived, R"(
 // its result is not looked at
 reset {}
 [LagNameMaxLengthGet {'value': 0}] GET /lag/1 -> 99
@@ -88,7 +80,6 @@ reset {}
 [IfNextGet {'result': -25}] GET /lag -> 99
 [LagPortChannelIdToIfNumZRT {'result': -25, 'value': 56}] GET /lag/1 -> 99
 [LagIfNumToPortChannelIdZRT {'result': -25, 'value': 9}] GET /lag/2 ~ "id": 9, "name": "ch2",)");
-}
 
 TEST(Lags, WholeGroupsWithoutARoute)
 {

@@ -41,22 +41,17 @@ TEST(Routes, LooseMatchIsThatOfAScan)
   }
 }
 
-TEST(Routes, AddressesAreServedWithoutTheLastSegment)
-{
-  run_script(__LINE__, R"(reset {"vlans": 30}
+SCRIPT_TEST(Routes, AddressesAreServedWithoutTheLastSegment, R"(reset {"vlans": 30}
 POST /routing/vlanRtrIf?vlanId=10 /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=24&extArg=0
     /routing/vlanRtrIf/1/i?addrType=0&addr=10.4.0.1&pfxLen=16&extArg=0 DELETE
     /routing/if/3?addrType=0&addr=10.3.0.1&pfxLen=24&extArg=0
     /routing/vlanRtrIf/1/i?addrType=0&addr=10.4.0.1&pfxLen=16&extArg=0
 POST /routing/if/5/ip/ DELETE /routing/vlanRtrIf/1/ipx GET /routing/vlanRtrIf/1/ /routing/if/5
     -> 902)");
-}
 
 // ---- modes ----
 
-TEST(Modes, OfTheSwitchAndOfAPort)
-{
-  run_script(__LINE__, R"(reset {"vlans": 30}
+SCRIPT_TEST(Modes, OfTheSwitchAndOfAPort, R"(reset {"vlans": 30}
 GET /routing -> {"infomation":{"ipv4_admin_mode":"disable","ipv6_admin_mode":"disable"}}
 PUT /routing/ipv4/adminMode?value=1 -> 0 Update routing admin mode for IPv4 successfully.
 GET /routing -> {"infomation":{"ipv4_admin_mode":"enable","ipv6_admin_mode":"disable"}}
@@ -80,13 +75,10 @@ check PUT /routing/ipv4/adminMode?value=1 /routing/ipv6/adminMode?value=1
 // a mode that has no text
 [RtrAdminModeGet {'value': 5}]
 GET /routing -> {"infomation":{"ipv4_admin_mode":"","ipv6_admin_mode":""}})");
-}
 
 // ---- VLAN routing interfaces ----
 
-TEST(VlanInterfaces, AreCreatedListedAndDeleted)
-{
-  run_script(__LINE__, R"(reset {"vlans": 30}
+SCRIPT_TEST(VlanInterfaces, AreCreatedListedAndDeleted, R"(reset {"vlans": 30}
 GET /routing/vlanRtrIf -> 1 VLAN Routing interface doesn't exist. {"vlan_routing_interfaces":{}}
 POST /routing/vlanRtrIf?vlanId=20 -> 0 Create Vlan Routing Interface with VLAN 20 successfully.
 POST /routing/vlanRtrIf?vlanId=10 -> 0 Create Vlan Routing Interface with VLAN 10 successfully.
@@ -108,7 +100,6 @@ check DELETE /routing/vlanRtrIf?vlanId=10 POST /routing/vlanRtrIf?vlanId=10
 DELETE /vlans/10 -> -26
 DELETE /routing/vlanRtrIf?vlanId=10 /vlans/10
 POST /routing/vlanRtrIf?vlanId=10 -> -29)");
-}
 
 static void make_addresses(const std::string& intf)
 {
@@ -177,9 +168,7 @@ POST /routing/vlanRtrIf?vlanId=10
 
 // ---- lists ----
 
-TEST(Lists, EndWhereTheTypeOfInterfaceEnds)
-{
-  run_script(__LINE__, R"(reset {"vlans": 30}
+SCRIPT_TEST(Lists, EndWhereTheTypeOfInterfaceEnds, R"(reset {"vlans": 30}
 // nothing routes at all
 GET /routing/if -> 99
 POST /routing/vlanRtrIf?vlanId=10 ?vlanId=20
@@ -220,7 +209,6 @@ GET /routing/if -> 1 Physical routing interface doesn't exist. {"interfaces":{}}
 // and its addresses are still there
 PUT /routing/if/3/adminMode?value=1
 GET /routing/if ~ "ipv4_address": "192.0.2.1",)");
-}
 
 // Prefix lengths that no address has, and a switch that says that every address has one behind it.
 TEST(Lists, SurviveUntruthfulAddresses)

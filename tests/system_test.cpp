@@ -10,9 +10,7 @@
 
 // --- system ---
 
-TEST(System, SettingsAreReadAndChanged)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(System, SettingsAreReadAndChanged, R"(reset
 GET /system -> {"infomation":{"hostname":"TX5454","serial_timeout":5,
     "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
 PUT /system/hostname?value=$64n -> 0 Update system hostname successfully.
@@ -25,11 +23,8 @@ PUT /system/serialTimeout?value=160 -> 0 Update system serial timeout successful
 PUT /system/hostname ?value= ?value=$64nn ?value=$256n ?value=a%20b /system/serialTimeout ?value=161
     ?value=-2 /system/telnetServerAdminMode ?value=2 -> 99
 GET /system ~ "hostname": "$64n", "serial_timeout": 160,)");
-}
 
-TEST(System, HandsTheSwitchWhatTheRequestSays)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(System, HandsTheSwitchWhatTheRequestSays, R"(reset
 GET /system => SystemHostnameSizeGet(>65) = 0 | SystemHostnameGet(>{7,"TX5454"}) = 0 |
     SerialTimeoutGet(>5) = 0 | TelnetServerAdminModeGet(>1) = 0 | ServicePortMaskGet(
 PUT /system/hostname?value=core1 => SystemHostnameSet({6,"core1"}) = 0
@@ -38,16 +33,12 @@ POST /system/reload?value=4 =>
 check GET /system PUT /system/hostname?value=core1 /system/serialTimeout?value=7 ?value=-1
     /system/telnetServerAdminMode?value=1
 check POST /system/reload?value=3 after reset)");
-}
 
-TEST(System, SurvivesAnySwitch)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(System, SurvivesAnySwitch, R"(reset
 [SystemHostnameSizeGet {'value': 0} | SystemHostnameSizeGet {'value': 1}] GET /system -> 99
 [SystemHostnameSizeGet {'value': 4294967295}] GET /system ~ "hostname": "TX5454",
 [SerialTimeoutGet {'value': 4294967295}] GET /system ~ "serial_timeout": -1,
 [TelnetServerAdminModeGet {'value': 2}] GET /system ~ "telnet_srver_admin_mode": "",)");
-}
 
 // --- operations that no route leads to ---
 
@@ -107,9 +98,7 @@ TEST(System, ProtocolModesHaveTexts)
 
 // --- logging ---
 
-TEST(Logging, SettingsAreReadAndChanged)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, SettingsAreReadAndChanged, R"(reset
 GET /logging -> {"logging":{"cli":{"logging_mode":"disable"},"console":{"logging_mode":"disable",
     "severity_level":"Alert conditions."},"syslog":{"logging_mode":"disable","port":514},
     "max_logging_hosts":8}}
@@ -131,11 +120,8 @@ PUT /logging/syslog/port /logging/cli/mode ?value=2 /logging/console/mode?value=
     /logging/syslog/mode?value=9 /logging/console/severityLevel?value=0 ?value=9 -> 99
 GET /logging ~ "severity_level": "Informational messages."
 GET /logging ~ "port": 514)");
-}
 
-TEST(Logging, Hosts)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, Hosts, R"(reset
 GET /logging/hosts -> {"logging_hosts":{}}
 POST /logging/hosts/10.0.0.1 -> 0 Create a logging host 10.0.0.1 successfully.
 POST /logging/hosts/log.example.net -> 0 Create a logging host log.example.net successfully.
@@ -163,11 +149,8 @@ GET /logging/hosts -> {"logging_hosts":{"1":{"address":"log.example.net"},
 POST /logging/hosts/h3 /logging/hosts/h4 /logging/hosts/h5 /logging/hosts/h6 /logging/hosts/h7
     /logging/hosts/h8
 POST /logging/hosts/h9 -> 99)");
-}
 
-TEST(Logging, HandsTheSwitchWhatTheRequestSays)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, HandsTheSwitchWhatTheRequestSays, R"(reset
 POST /logging/hosts/10.0.0.1
 PUT /logging/hosts/10.0.0.1/port?value=-1 => LoggingHostMaxAddrLenGet(>65) = 0 |
     LoggingHostPortSet({65,"10.0.0.1"}, 0) = 0
@@ -178,11 +161,8 @@ GET /logging/hosts => LoggingHostMaxAddrLenGet(>65) = 0 | LoggingHostIpAddrNextG
     = 0 | LoggingHostIpAddrNextGet(>{65,"10.0.0.1"}) = -26
 GET /logging => CliCmdLoggingModeGet( | ConsoleLoggingModeGet( | ConsoleLoggingSeverityGet( |
     SysLogModeGet( | SysLogPortGet( | MaxLoggingHostsSupportedGet()");
-}
 
-TEST(Logging, ChecksEachCall)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, ChecksEachCall, R"(reset
 POST /logging/hosts/10.0.0.1
 check GET /logging PUT /logging/cli/mode?value=1 /logging/console/mode?value=1
     /logging/syslog/mode?value=0 /logging/console/severityLevel?value=2
@@ -192,11 +172,8 @@ check GET /logging/hosts/10.0.0.1 PUT /logging/hosts/10.0.0.1/port?value=9 ?valu
     /logging/hosts/10.0.0.1/severityLevel?value=2 but LoggingHostMaxAddrLenGet
 check POST /logging/hosts/10.0.0.2 DELETE /logging/hosts/10.0.0.1 but LoggingHostMaxAddrLenGet
     after reset POST /logging/hosts/10.0.0.1)");
-}
 
-TEST(Logging, SurvivesAnySwitch)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, SurvivesAnySwitch, R"(reset
 POST /logging/hosts/10.0.0.1
 [ConsoleLoggingSeverityGet {'value': 9} | ConsoleLoggingSeverityGet {'value': -1}] GET /logging
     -> 99
@@ -211,8 +188,7 @@ POST /logging/hosts/10.0.0.1
     {"logging_hosts":{"1":{"address":"10.0.0.1"}}}
 [LoggingHostIpAddrNextGet {'value': '$65h', 'times': 1}] GET /logging/hosts ->
     {"logging_hosts":{"1":{"address":"$65h"}}})",
-             "$len", "LoggingHostMaxAddrLenGet {'value':");
-}
+            "$len", "LoggingHostMaxAddrLenGet {'value':");
 
 TEST(Logging, SeveritiesHaveTexts)
 {
@@ -226,9 +202,7 @@ TEST(Logging, SeveritiesHaveTexts)
 
 // --- SSH ---
 
-TEST(Ssh, SettingsAreReadAndChanged)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Ssh, SettingsAreReadAndChanged, R"(reset
 GET /ssh -> {"infomation":{"admin_mode":"disable","version":"2","active_sessions":0,
     "max_sessions":5,"timeout":5}}
 PUT /ssh/adminMode?value=1 -> 0 Update SSH admin mode successfully. {}
@@ -246,11 +220,8 @@ PUT /ssh/protoVersion?value=1 -> 0 Update SSH protocol version successfully. {}
 PUT /ssh/timeout?value=0 -> 0 Update SSH session timeout successfully. {}
 GET /ssh ~ "admin_mode": "disable", "version": "1", "active_sessions": 0,
     "max_sessions": 5, "timeout": 5)");
-}
 
-TEST(Ssh, CallsAndFailures)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Ssh, CallsAndFailures, R"(reset
 PUT /ssh/protoVersion?value=3 => SSHProtocolVersionSet(2) = 0
 PUT /ssh/maxSessions?value=-1 => SSHMaxSessionsDefaultSet() = 0
 PUT /ssh/timeout?value=0 => SSHSessionTimeoutSet(0) = 0
@@ -260,4 +231,3 @@ GET /ssh => SSHAdminModeGet( | SSHProtocolVersionGet( | SSHActiveSessionsGet( | 
 check GET /ssh PUT /ssh/adminMode?value=1 /ssh/maxSessions?value=2 ?value=-1
     /ssh/protoVersion?value=2 /ssh/timeout?value=3
 [SSHProtocolVersionGet {'value': 3} | SSHProtocolVersionGet {'value': -1}] GET /ssh -> 99)");
-}

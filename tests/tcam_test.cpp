@@ -10,9 +10,7 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Tcam, EveryRequestBeginsWithTheInitialisation)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Tcam, EveryRequestBeginsWithTheInitialisation, R"(reset
 GET /tcam/policy/x POST /tcam/policy/1 PUT /tcam DELETE /tcam => TcamApiInit() = 0
 GET /tcam => TcamApiInit() = 0
 GET /tcam -> {"infomation":{"tcam_api_version":"0.1"}}
@@ -20,7 +18,6 @@ GET /tcam -> {"infomation":{"tcam_api_version":"0.1"}}
 reset {"faults": {"rpcclt_openapiTcamApiInit": {"result": -21}}}
 GET /tcam -> {"infomation":{"tcam_api_version":"0.1"}}
 POST /tcam/policy -> -28)");
-}
 
 // ---- creating and reading ----
 
@@ -193,9 +190,7 @@ check DELETE /tcam/policy/5 but TcamApiInit after POST /tcam/policy?policyType=0
 
 // ---- ports ----
 
-TEST(Tcam, PoliciesAreAttachedToPorts)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Tcam, PoliciesAreAttachedToPorts, R"(reset
 POST /tcam/policy?policyType=1
 POST /tcam/policy/1/port/54 -> 0 Configure the policy 1 to port 54
     successfully.
@@ -208,7 +203,6 @@ POST /tcam/policy/2/port/54 /tcam/policy/1/port/55 DELETE /tcam/policy/1/port/53
 DELETE /tcam/policy/1/port/54 -> 0 Delete the policy 1 from port 54 successfully.
 check DELETE /tcam/policy/1/port/54 but TcamApiInit after POST /tcam/policy/1/port/54
 check POST /tcam/policy/1/port/54 but TcamApiInit after DELETE /tcam/policy/1/port/54)");
-}
 
 // ---- figures ----
 

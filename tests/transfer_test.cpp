@@ -265,12 +265,10 @@ POST /download/config?cfg=2&auto=n&url=x -> 2 Failed to start a transfer.)",
 
 // --- Parameters and calls ---
 
-TEST(Transfer, ChecksItsParametersBeforeItCalls)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Transfer, ChecksItsParametersBeforeItCalls, R"(reset
 POST $refused -> 99
 POST $refused =>)",
-             "$refused", R"(/download/image?img=active&auto=n ?url=&img=active&auto=n ?$u&auto=n
+            "$refused", R"(/download/image?img=active&auto=n ?url=&img=active&auto=n ?$u&auto=n
     ?$u&img=Active&auto=n ?$u&img=active2&auto=n ?$u&img=active ?$u&img=active&auto=yes
     ?$u&img=active&auto=N ?$u$1100l&img=active&auto=n
     /download/config?cfg=2&auto=n ?$u&auto=n ?$u&cfg=0&auto=n ?$u&cfg=4&auto=n ?$u&cfg=-1&auto=n
@@ -278,8 +276,7 @@ POST $refused =>)",
     /upload/config?cfg=2&sn=1 ?$u&cfg=6&sn=1 ?$u&cfg=4 ?$u&cfg=4&sn=abc ?$u&cfg=4&sn=$11001
     /download/script?scr=a.scr&act=n ?$u&act=n ?$u&scr=$331&act=n ?$u&scr=a.scr
     /upload/script?scr=a.scr ?$u ?$u&scr=$1100l)",
-             "$u", "url=http://127.0.0.1:1/");
-}
+            "$u", "url=http://127.0.0.1:1/");
 
 TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
 {

@@ -27,6 +27,8 @@
 // goes wrong must come as XML, too. $64n stands for 64 times the letter n.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -43,6 +45,14 @@ void run_script(int line, const std::string& script, const Texts&... texts)
 {
   run_script_with(line, script, {texts...});
 }
+
+// A test that is nothing but a script, with what run_script takes behind the line.
+#define SCRIPT_TEST(suite, name, ...)  \
+  TEST(suite, name)                    \
+  {                                    \
+    run_script(__LINE__, __VA_ARGS__); \
+  }                                    \
+  static_assert(true, "takes the semicolon")
 
 // Makes a call of the management API go wrong: JSON like a profile's, with ' for ".
 void set_fault(const std::string& call, std::string json);
