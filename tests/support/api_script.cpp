@@ -322,26 +322,19 @@ static int unrouted_handler(struct mg_connection* conn, enum mg_event ev)
 
 std::string unrouted_answer(unrouted_operation_t operation, const std::string& path)
 {
-  std::string body;
   unrouted_operation = operation;
-  engine_do([&] {
-    struct mg_server* server = mg_create_server(nullptr, unrouted_handler);
-    const char* error = mg_set_option(server, "listening_port", "127.0.0.1:0");
-    EXPECT_EQ(error, nullptr) << error;
-    std::string url =
-        std::string("http://127.0.0.1:") + mg_get_option(server, "listening_port") + path;
-    reply_t reply;
-    std::atomic<bool> answered{false};
-    std::thread request([&] {
-      http_client client;
-      reply = http_request(client, "PUT", url);
-      answered = true;
-    });
+  struct mg_server* server = mg_create_server(nullptr, unrouted_handler);
+  EXPECT_EQ(mg_set_option(server, "listening_port", "127.0.0.1:0"), nullptr);
+  const std::string address = std::string("127.0.0.1:") + mg_get_option(server, "listening_port");
+  std::atomic<bool> answered{false};
+  std::thread poller([&] {
     while (!answered)
       mg_poll_server(server, 5);
-    request.join();
-    mg_destroy_server(&server);
-    body = reply.body;
   });
-  return body;
+  http_client client;
+  const reply_t reply = http_request(client, "PUT", "http://" + address + path);
+  answered = true;
+  poller.join();
+  mg_destroy_server(&server);
+  return reply.body;
 }

@@ -5,8 +5,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <deque>
-#include <future>
+#include <atomic>
 #include <mutex>
 #include <regex>
 #include <sstream>
@@ -22,63 +21,39 @@
 struct local_engine {
   temp_folder folder;
   struct mg_server* server = nullptr;
-  std::string url, tls_url, session_key;
+  std::string url, session_key;
   http_client client;
-  std::mutex mutex;  // guards jobs and stop
-  std::deque<std::packaged_task<void()>> jobs;
-  bool stop = false;
+  std::mutex mutex;             // held during a poll pass, and by who does something between two
+  std::atomic<int> waiting{0};  // for the mutex, besides the engine's own thread
+  std::atomic<bool> stop{false};
   std::thread thread;
 
   local_engine();
   ~local_engine();
 };
 
-// Runs what is due between two passes; false when the engine is to end.
-static bool engine_run_jobs(local_engine& engine)
-{
-  for (;;) {
-    std::packaged_task<void()> job;
-    {
-      std::lock_guard<std::mutex> lock(engine.mutex);
-      if (engine.stop)
-        return false;
-      if (engine.jobs.empty())
-        return true;
-      job = std::move(engine.jobs.front());
-      engine.jobs.pop_front();
-    }
-    job();
-  }
-}
-
-static std::string engine_listen(struct mg_server* server, const std::string& address)
-{
-  const char* error = mg_set_option(server, "listening_port", address.c_str());
-  EXPECT_EQ(error, nullptr) << error;
-  return mg_get_option(server, "listening_port");
-}
-
 local_engine::local_engine()
 {
   EXPECT_EQ(chdir(folder.path.c_str()), 0);
   EXPECT_EQ(openapiClientRegister("restful_api_engine", &client_handle), OPEN_E_NONE);
-  make_certificate(folder.path + "/ssl.pem");
   server = mg_create_server(nullptr, evt_handler);
   mg_set_option(server, "document_root", ".");
-  url = "http://127.0.0.1:" + engine_listen(server, "127.0.0.1:0");
-  tls_url = "https://127.0.0.1:" + engine_listen(server, "ssl://127.0.0.1:0:ssl.pem");
+  EXPECT_EQ(mg_set_option(server, "listening_port", "127.0.0.1:0"), nullptr);
+  url = std::string("http://127.0.0.1:") + mg_get_option(server, "listening_port");
   thread = std::thread([this] {
-    while (engine_run_jobs(*this))
+    while (!stop) {
+      std::unique_lock<std::mutex> lock(mutex);
       mg_poll_server(server, 5);
+      lock.unlock();
+      while (waiting > 0)
+        std::this_thread::yield();
+    }
   });
 }
 
 local_engine::~local_engine()
 {
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    stop = true;
-  }
+  stop = true;
   thread.join();
   mg_destroy_server(&server);
 }
@@ -92,13 +67,10 @@ static local_engine& engine_instance()
 void engine_do(const std::function<void()>& procedure)
 {
   local_engine& engine = engine_instance();
-  std::packaged_task<void()> job(procedure);
-  std::future<void> done = job.get_future();
-  {
-    std::lock_guard<std::mutex> lock(engine.mutex);
-    engine.jobs.push_back(std::move(job));
-  }
-  done.wait();
+  engine.waiting++;
+  std::lock_guard<std::mutex> lock(engine.mutex);
+  engine.waiting--;
+  procedure();
 }
 
 void engine_reset(const char* profile_json)
@@ -121,11 +93,6 @@ void engine_reset(const char* profile_json)
 std::string engine_url()
 {
   return engine_instance().url;
-}
-
-std::string engine_tls_url()
-{
-  return engine_instance().tls_url;
 }
 
 const std::string& engine_folder()

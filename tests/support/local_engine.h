@@ -1,7 +1,7 @@
 // The engine inside the test process, on the simulated switch, behind real sockets.
 //
-// One engine serves the whole test program: it listens on two ephemeral ports of the loopback
-// address and is polled on a thread of its own. Requests go through libcurl.
+// One engine serves the whole test program: it listens on an ephemeral port of the loopback address
+// and is polled on a thread of its own. Requests go through libcurl.
 #pragma once
 
 #include <functional>
@@ -14,9 +14,8 @@
 // all sessions and logs in as admin. Starts the engine at the first call.
 void engine_reset(const char* profile_json = "{}");
 
-// "http://127.0.0.1:PORT" and "https://127.0.0.1:PORT".
+// "http://127.0.0.1:PORT".
 std::string engine_url();
-std::string engine_tls_url();
 
 // The folder that is the engine's document root and working folder.
 const std::string& engine_folder();
