@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "modules/rest_module_logging.h"
 #include "modules/rest_module_system.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
@@ -79,21 +78,12 @@ TEST(System, OperationsWithoutRouteWork)
   shows("0.0.0.0", "0.0.0.0", "0.0.0.0", "BOOTP");
   does(set_mode, "value=4", failed);
   does(set_mode, "", failed);
-  // a mode that has no text
-  set_fault("NetworkPortIPv4ProtocolModeGet", "{'value': 4}");
-  does(api_system_get_networkport_ipv4, "", failed);
-}
-
-TEST(System, ProtocolModesHaveTexts)
-{
-  char text[8] = "";
-  const char* texts[] = {"Invalid", "None", "BOOTP", "DHCP"};
-  for (int mode = 0; mode < 4; mode++) {
-    EXPECT_EQ(get_protocol_mode_string_by_eum(static_cast<OPEN_PROTOCOL_MODE_t>(mode), text), 0);
-    EXPECT_STREQ(text, texts[mode]);
+  set_fault("NetworkPortIPv4ProtocolModeGet", "{'value': 0}");
+  shows("0.0.0.0", "0.0.0.0", "0.0.0.0", "Invalid");
+  for (const char* without_text : {"{'value': 4}", "{'value': -1}"}) {
+    set_fault("NetworkPortIPv4ProtocolModeGet", without_text);
+    does(api_system_get_networkport_ipv4, "", failed);
   }
-  for (int mode : {-1, 4})
-    EXPECT_EQ(get_protocol_mode_string_by_eum(static_cast<OPEN_PROTOCOL_MODE_t>(mode), text), 1);
 }
 
 // --- logging ---
@@ -177,6 +167,7 @@ SCRIPT_TEST(Logging, SurvivesAnySwitch, R"(reset
 POST /logging/hosts/10.0.0.1
 [ConsoleLoggingSeverityGet {'value': 9} | ConsoleLoggingSeverityGet {'value': -1}] GET /logging
     -> 99
+[ConsoleLoggingSeverityGet {'value': 0}] GET /logging ~ "Severity level undefined."
 [LoggingHostSeverityGet {'value': 9} | LoggingHostSeverityGet {'value': -1}] GET
     /logging/hosts/10.0.0.1 -> 99
 [$len 0} | $len 1} | $len 8}] GET /logging/hosts -> {"logging_hosts":{}}
@@ -189,16 +180,6 @@ POST /logging/hosts/10.0.0.1
 [LoggingHostIpAddrNextGet {'value': '$65h', 'times': 1}] GET /logging/hosts ->
     {"logging_hosts":{"1":{"address":"$65h"}}})",
             "$len", "LoggingHostMaxAddrLenGet {'value':");
-
-TEST(Logging, SeveritiesHaveTexts)
-{
-  char text[36] = "as it was";
-  EXPECT_EQ(get_log_severity_level_string_by_eum(static_cast<OPEN_LOG_SEVERITY_t>(9), text),
-            RC_FALSE);
-  EXPECT_STREQ(text, "as it was");
-  EXPECT_EQ(get_log_severity_level_string_by_eum(OPEN_LOG_SEVERITY_UNDEFINED, text), RC_TRUE);
-  EXPECT_STREQ(text, "Severity level undefined.");
-}
 
 // --- SSH ---
 
