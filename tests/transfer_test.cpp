@@ -102,11 +102,6 @@ static std::string script_download(const std::string& url, const std::string& sc
   return "POST /download/script?url=" + url_encode(url) + "&scr=" + script + "&act=" + act;
 }
 
-static std::string hostname()
-{
-  return get("/system", "hostname");
-}
-
 // A flash folder of the test's own, and a switch with it.
 struct flash_t {
   temp_folder folder;
@@ -421,21 +416,15 @@ TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
   EXPECT_EQ(flash.count(), 2u);
 }
 
-TEST(Download, RunsAloneAndTellsHowFarItIs)
-{
-  engine_reset();
-  const std::string request = script_download(web().url + "/stall", "a.scr", "n");
-  run_script(__LINE__, R"(GET /download/status ->
-    {"information":{"status":"No transfer was started.","progress":"0%"}}
-)" + request + STARTING);
-  EXPECT_TRUE(wait_until([] { return get("/download/status", "progress") == "50%"; }));
-  run_script(__LINE__, request + " /upload/config?cfg=4&sn=1&url=http://x" +
-                           " -> 1 Another Transfer is in Progress.");
-  // A switch that starts again ends it.
-  run_script(__LINE__, "POST /system/reload?value=3");
-  EXPECT_TRUE(
-      wait_until([] { return get("/download/status", "status") == "Transfer failed: stopped."; }));
-}
+SCRIPT_TEST(Download, RunsAloneAndTellsHowFarItIs, R"(reset
+GET /download/status -> {"information":{"status":"No transfer was started.","progress":"0%"}}
+$stall -> 0 File transfer is starting.
+GET /download/status ~~ "progress": "50%"
+$stall /upload/config?cfg=4&sn=1&url=http://x -> 1 Another Transfer is in Progress.
+// a switch that starts again ends it
+POST /system/reload?value=3
+GET /download/status ~~ "status": "Transfer failed: stopped.")",
+            "$stall", script_download(web().url + "/stall", "a.scr", "n"));
 
 TEST(Download, WaitsForAScriptWithoutBeingBusy)
 {
@@ -445,7 +434,7 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
   const std::string good = script_download(web().url + "/good.scr", "a.scr");
   run_script(__LINE__, good + APPLIED);
   run_script(__LINE__, script_download(web().url + "/bad.scr", "a.scr") + " -> 99");
-  EXPECT_EQ(hostname(), "applied");
+  run_script(__LINE__, "GET /system ~ \"hostname\": \"applied\"");
 
   const clock_t start = clock();
   std::vector<std::string> calls =
@@ -483,23 +472,24 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
 
   // The running configuration suits the switch it came from.
   run_script(__LINE__, script_download(web().url + "/cfg4", "run.scr") + APPLIED);
-  EXPECT_EQ(hostname(), "first");
+  const char in_force[] = "GET /system ~~ \"hostname\": \"first\"";
+  run_script(__LINE__, in_force);
 
   info_start();
   engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
   const std::string startup = "/download/config?cfg=1&cfgtime=1&updatetime=1&auto=";
   EXPECT_EQ(transfer(__LINE__, startup + "n", web().url + "/cfg4"), DONE);
   EXPECT_EQ(file_text(flash.path + "startup-config"), running);
-  EXPECT_NE(hostname(), "first");
-  run_script(__LINE__, "POST /system/reload?value=3");
-  EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
-  // The same in one request; what was not saved is lost.
-  run_script(__LINE__, "PUT /system/hostname?value=second");
-  run_script(__LINE__, "POST " + startup + "y&url=" + web().url + "/cfg4");
-  EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
+  run_script(__LINE__, R"(GET /system ~ "hostname": "TX5454"
+POST /system/reload?value=3
+$in_force
+// the same in one request; what was not saved is lost
+PUT /system/hostname?value=second POST $startupy&url=$web/cfg4
+$in_force)",
+             "$in_force", in_force, "$startup", startup, "$web", web().url);
   // What the flash holds is loaded when the process starts.
   engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
-  EXPECT_EQ(hostname(), "first");
+  run_script(__LINE__, in_force);
 }
 
 // The real executable: only its own memory counts.

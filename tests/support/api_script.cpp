@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -159,6 +160,15 @@ static void script_has(const char* method, const std::string& path, const std::s
   EXPECT_NE(body.find(text), std::string::npos) << body;
 }
 
+static void script_comes(const char* method, const std::string& path, const std::string& text)
+{
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (api_request(method, path, "json").body.find(text) == std::string::npos &&
+         std::chrono::steady_clock::now() < limit)
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  script_has(method, path, text);
+}
+
 using script_judge_t =
     std::function<void(const char* method, const std::string& path, const std::string& expected)>;
 
@@ -187,6 +197,7 @@ static void script_requests(int line, const std::string& step)
       {" ->", script_answer},
       {" =>", script_calls },
       {" ~",  script_has   },
+      {" ~~", script_comes },
   };
   for (const auto& kind : kinds) {
     const size_t at = (step + " ").find(kind.sign + std::string(" "));

@@ -13,6 +13,7 @@
 //   GET /vlans -> {"vlans": ...}   the same with code 0 and "Get data successfully."
 //   POST /vlans/0 -> -29           the last call that the switch gets has this result
 //   GET /if/3 ~ "pvid": 1,         the JSON answer has this text in it
+//   GET /if/3 ~~ "pvid": 1,        the same, asked again until it has
 //   PUT /x?value=1 => a(1 | b(     the calls made begin like this, in this order and number
 //   check GET /if but f g after POST /vlans/9
 //                                  each call that the request makes goes wrong in turn: the answer
