@@ -13,22 +13,15 @@
 #include "engine/rest_route.h"
 #include "engine/rest_util.h"
 #include "platform/openapi_client.h"
+#include "tests/support/local_engine.h"
 
 // --- result tree ---
-
-static std::string rendered(void (*print)(node_t*, char**), node_t* tree)
-{
-  char* text = nullptr;
-  print(tree, &text);
-  std::unique_ptr<char, decltype(&free)> owner(text, free);
-  return text ? text : "(untouched)";
-}
 
 TEST(ResultTree, RendersEveryKindOfNode)
 {
   tree_ptr tree(new_tree());
-  EXPECT_EQ(rendered(print_tree_by_xml, tree.get()), "");
-  EXPECT_EQ(rendered(print_tree_by_json, tree.get()), "{ }");
+  EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()), "");
+  EXPECT_EQ(tree_text(print_tree_by_json, tree.get()), "{ }");
   append_tree_int(tree.get(), "i", "int", -7);
   append_tree_float(tree.get(), "f", "float", 1.5f);
   append_tree_string(tree.get(), "s", "text", "a<b&\"c\"");
@@ -37,15 +30,15 @@ TEST(ResultTree, RendersEveryKindOfNode)
   node_t* list = append_tree_group(tree.get(), "sessions");
   append_tree_string(list, "1", "rest_session", "x");
   append_tree_string(list, "2", "rest_session", "y");
-  EXPECT_EQ(rendered(print_tree_by_xml, tree.get()),
+  EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()),
             "<int>-7</int><float>1.500000</float><text>a<b&\"c\"</text><object>0</object>"
             "<null></null><sessions><rest_session>x</rest_session><rest_session>y</rest_session>"
             "</sessions>");
-  EXPECT_EQ(rendered(print_tree_by_json, tree.get()),
+  EXPECT_EQ(tree_text(print_tree_by_json, tree.get()),
             "{ \"i\": -7, \"f\": 1.5, \"s\": \"a<b&\\\"c\\\"\", \"o\": 0, \"sessions\": "
             "{ \"1\": \"x\", \"2\": \"y\" } }");
   append_tree_int(tree.get(), "i", "int", 8);
-  EXPECT_EQ(rendered(print_tree_by_json, tree.get()).substr(0, 9), "{ \"i\": 8,");
+  EXPECT_EQ(tree_text(print_tree_by_json, tree.get()).substr(0, 9), "{ \"i\": 8,");
 }
 
 TEST(ResultTree, CutsNamesAndTextsAt255Characters)
@@ -54,8 +47,8 @@ TEST(ResultTree, CutsNamesAndTextsAt255Characters)
   tree_ptr tree(new_tree());
   append_tree_string(tree.get(), text.c_str(), text.c_str(), text.c_str());
   std::string cut(255, 'x');
-  EXPECT_EQ(rendered(print_tree_by_xml, tree.get()), "<" + cut + ">" + cut + "</" + cut + ">");
-  EXPECT_EQ(rendered(print_tree_by_json, tree.get()), "{ \"" + cut + "\": \"" + cut + "\" }");
+  EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()), "<" + cut + ">" + cut + "</" + cut + ">");
+  EXPECT_EQ(tree_text(print_tree_by_json, tree.get()), "{ \"" + cut + "\": \"" + cut + "\" }");
   node_t* node = get_next_node(tree.get());
   char small[4] = "zzz";
   get_node_key(node, small, sizeof small);
@@ -93,7 +86,8 @@ TEST(ResultTree, AppendsBehindLinksThatWereChangedByHand)
   append_tree_int(grafted, "k", "k", 4);
   set_subtree_node1(append_tree_subtree(tree.get(), "sub", "sub"), grafted);
   append_tree_int(grafted, "l", "l", 5);
-  EXPECT_EQ(rendered(print_tree_by_xml, tree.get()), "<n>1</n><n>3</n><sub><k>4</k><l>5</l></sub>");
+  EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()),
+            "<n>1</n><n>3</n><sub><k>4</k><l>5</l></sub>");
 }
 
 TEST(ResultTree, RendersLongListsInTimeLinearInTheirLength)
@@ -106,8 +100,8 @@ TEST(ResultTree, RendersLongListsInTimeLinearInTheirLength)
       node_t* list = append_tree_group(tree.get(), "list");
       for (int i = 1; i <= entries; i++)
         append_tree_field(append_tree_entry(list, static_cast<uint32_t>(i), "entry"), "id", i);
-      rendered(print_tree_by_xml, tree.get());
-      rendered(print_tree_by_json, tree.get());
+      tree_text(print_tree_by_xml, tree.get());
+      tree_text(print_tree_by_json, tree.get());
       std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
       best = took.count() < best ? took.count() : best;
     }

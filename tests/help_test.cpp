@@ -51,15 +51,6 @@ static tree_ptr parse_file(const std::string& document)
   return tree;
 }
 
-// What a rendering procedure makes of a tree.
-static std::string rendered(void (*render)(node_t*, char**), node_t* tree)
-{
-  char* text = nullptr;
-  render(tree, &text);
-  std::unique_ptr<char, decltype(&free)> owner(text, free);
-  return text ? text : "(nothing)";
-}
-
 TEST(Parser, ReadsWhatIsThereAndSkipsTheRest)
 {
   const std::string M = "===MODULE-START\n", A = "==API-START\n", P = "=API-PARAM-START\n";
@@ -94,7 +85,7 @@ TEST(Parser, ReadsWhatIsThereAndSkipsTheRest)
   };
   // clang-format on
   for (const auto& [document, expected] : cases) {
-    std::string read = rendered(print_tree_by_xml, parse_file(document).get());
+    std::string read = tree_text(print_tree_by_xml, parse_file(document).get());
     read = std::regex_replace(read, std::regex("</\\w+>"), ")");
     read = std::regex_replace(read, std::regex("<(\\w+_)?(\\w+)>"), "$2(");
     EXPECT_EQ(read, "modules(" + expected + ")") << document;
@@ -106,7 +97,7 @@ TEST(Parser, TakesTheFileIn255CharacterPiecesAndToleratesItsAbsence)
   std::string line = " module_name=" + std::string(400, 'v') + "\n";
   tree_ptr tree = parse_file("===MODULE-START\n" + line + " module_desc=T\n");
   // The rest of the long line stands where the description was due.
-  EXPECT_EQ(rendered(print_tree_by_xml, tree.get()),
+  EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()),
             "<modules><module><module_name>" + std::string(255 - strlen(" module_name="), 'v') +
                 "</module_name><apis></apis></module></modules>");
   EXPECT_EQ(read_help_doc_file_and_parse_to_tree_obj(), nullptr);
@@ -159,7 +150,7 @@ TEST(Html, PagesByteForByte)
       "<html><style>table, tr, td, th{    border-collapse:collapse;    border:1px solid #FFF;    "
       "padding: 5px;    background-color: #DDEEFF;}th{    background-color: #0066AA;    color: "
       "#FFF;}";
-  EXPECT_EQ(rendered(print_help_doc_html_for_list, tree.get()),
+  EXPECT_EQ(tree_text(print_help_doc_html_for_list, tree.get()),
             style +
                 ".mod_name{ width:120px;  text-align:center; }.mod_desc{ width:350px; "
                 "}td.mod_name{ font-size:larger; font-weight:bold; }</style><body>    <h1>RESTful "
@@ -185,11 +176,11 @@ TEST(Html, PagesByteForByte)
       "class='api_method'/>PUT      <td class='api_uri'/>/toy      <td class='api_param'/><ul></ul>"
       "</table></body></html>";
   node_t* modules = get_subtree_node1(get_next_node(tree.get()));
-  EXPECT_EQ(rendered(print_help_doc_html_for_specified_module_name, get_next_node(modules)),
+  EXPECT_EQ(tree_text(print_help_doc_html_for_specified_module_name, get_next_node(modules)),
             module_page);
-  EXPECT_EQ(rendered(print_help_doc_html_for_specified_module_name, modules), module_page);
-  EXPECT_EQ(rendered(print_help_doc_html_for_list, nullptr), "");
-  EXPECT_EQ(rendered(print_help_doc_html_for_specified_module_name, nullptr), "");
+  EXPECT_EQ(tree_text(print_help_doc_html_for_specified_module_name, modules), module_page);
+  EXPECT_EQ(tree_text(print_help_doc_html_for_list, nullptr), "");
+  EXPECT_EQ(tree_text(print_help_doc_html_for_specified_module_name, nullptr), "");
 }
 
 TEST(Html, CutsAParameterCellAt16383CharactersAndSurvivesAMissingLine)
@@ -208,8 +199,8 @@ TEST(Html, CutsAParameterCellAt16383CharactersAndSurvivesAMissingLine)
         "===MODULE-START\n module_name=toy\n module_desc=Toys\n==API-START\n api_name=n\n"
         " api_desc=d\n api_uri=u\n" +
         std::string(method_line) + "=API-PARAM-START\n" + params);
-    std::string page = rendered(print_help_doc_html_for_specified_module_name,
-                                get_subtree_node1(get_next_node(tree.get())));
+    std::string page = tree_text(print_help_doc_html_for_specified_module_name,
+                                 get_subtree_node1(get_next_node(tree.get())));
     EXPECT_EQ(page.substr(page.rfind("<td class='api_param'/>")),
               "<td class='api_param'/>" + expected + "</table></body></html>");
   }

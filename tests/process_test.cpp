@@ -15,26 +15,18 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-static std::string tree_json(const tree_ptr& tree)
-{
-  char* text = nullptr;
-  print_tree_by_json(tree.get(), &text);
-  std::unique_ptr<char, decltype(&free)> owner(text, free);
-  return text;
-}
-
 static std::string total_json(std::string_view text)
 {
   tree_ptr tree(new_tree());
   process_append_total(tree.get(), text);
-  return tree_json(tree);
+  return tree_text(print_tree_by_json, tree.get());
 }
 
 static std::string tasks_json(std::string_view text, uint32_t periods)
 {
   tree_ptr tree(new_tree());
   process_append_tasks(tree.get(), text, periods);
-  return tree_json(tree);
+  return tree_text(print_tree_by_json, tree.get());
 }
 
 TEST(Process, SplitsTheTotalUse)
@@ -97,24 +89,19 @@ TEST(Process, CutsLongTexts)
       "{ \"1\": { \"PID\": 1, \"name\": \"" + cut + "\", \"" + cut + "\": \"" + cut + "\" } }");
 }
 
-TEST(Process, AnswersWhatTheSwitchSays)
-{
-  engine_reset();
-  const auto expect_cpu = [](const char* total, const char* tasks, const char* data_json) {
-    run_script(__LINE__, R"([ProcTotalCpuUtilGet {'value': '$total'}]
-[ProcTaskCpuUtilGet {'value': '$tasks'}]
-GET /process/cpu -> $data
-[])",
-               "$total", total, "$tasks", tasks, "$data", data_json);
-  };
-  expect_cpu("a:1;b:2", "7,sh,a:1;b:2;c:3;d:4;\\n8,x,\\n",
-             R"({"total_CPU_utilization":{"a":":1","b":":2"},"processes_CPU_utilization":{
-                 "1":{"PID":7,"name":"sh","a":"1","b":"2","c":"3"},"2":{"PID":8,"name":"x"}}})");
-  const char* nothing = R"({"total_CPU_utilization":{},"processes_CPU_utilization":{}})";
-  expect_cpu("", "", nothing);
-  expect_cpu("$256x", "$16384a", nothing);
-  run_script(__LINE__, R"(check GET /process/cpu /process/memory)");
-}
+SCRIPT_TEST(Process, AnswersWhatTheSwitchSays, R"(reset
+[ProcTotalCpuUtilGet {'value': 'a:1;b:2'}]
+[ProcTaskCpuUtilGet {'value': '7,sh,a:1;b:2;c:3;d:4;\n8,x,\n'}]
+GET /process/cpu -> {"total_CPU_utilization":{"a":":1","b":":2"},"processes_CPU_utilization":{
+    "1":{"PID":7,"name":"sh","a":"1","b":"2","c":"3"},"2":{"PID":8,"name":"x"}}}
+[ProcTotalCpuUtilGet {'value': ''}]
+[ProcTaskCpuUtilGet {'value': ''}]
+GET /process/cpu -> {"total_CPU_utilization":{},"processes_CPU_utilization":{}}
+[ProcTotalCpuUtilGet {'value': '$256x'}]
+[ProcTaskCpuUtilGet {'value': '$16384a'}]
+GET /process/cpu -> {"total_CPU_utilization":{},"processes_CPU_utilization":{}}
+[]
+check GET /process/cpu /process/memory)");
 
 TEST(Process, TellsTheFiguresOfTheMachine)
 {

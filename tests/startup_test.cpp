@@ -21,29 +21,22 @@ static std::string process_log_in(engine_process& engine, http_client& client,
 
 TEST(StartUp, EndsWithStatus2WhenItCannotRegister)
 {
-  engine_process engine(R"({"faults": {"openapiClientRegister": {"result": -21}}})");
-  EXPECT_EQ(engine_process_wait_exit(engine), 2);
-  EXPECT_EQ(file_text(engine.folder.path + "/stdout"),
-            "\nFailed to initialize RPC to OpEN. Exiting (result = -21)\n");
-}
-
-TEST(StartUp, RunsOnWhicheverLibraryStandsBehindTheName)
-{
-  engine_process engine("", {
-                                {"LD_LIBRARY_PATH", getenv("OTHER_OPENCLT")}
-  });
-  EXPECT_EQ(engine_process_wait_exit(engine), 2);
-  EXPECT_EQ(file_text(engine.folder.path + "/stdout"),
-            "\nFailed to initialize RPC to OpEN. Exiting (result = -28)\n");
-}
-
-TEST(StartUp, RefusesABadProfileBeforeItListens)
-{
-  engine_process engine(R"({"accounts": [{"user": 5}]})");
-  EXPECT_EQ(engine_process_wait_exit(engine), 2);
-  std::string error = file_text(engine.folder.path + "/stderr");
-  EXPECT_NE(error.find("accounts[0].user"), std::string::npos) << error;
-  EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
+  const auto ends = [](engine_process&& engine, const char* result, const char* told) {
+    EXPECT_EQ(engine_process_wait_exit(engine), 2);
+    EXPECT_EQ(
+        file_text(engine.folder.path + "/stdout"),
+        std::string("\nFailed to initialize RPC to OpEN. Exiting (result = ") + result + ")\n");
+    const std::string error = file_text(engine.folder.path + "/stderr");
+    EXPECT_NE(error.find(told), std::string::npos) << error;
+    EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), *told ? 1 : 0) << error;
+  };
+  ends(engine_process(R"({"faults": {"openapiClientRegister": {"result": -21}}})"), "-21", "");
+  ends(engine_process(R"({"accounts": [{"user": 5}]})"), "-26", "accounts[0].user");
+  // whichever library stands behind the name
+  const std::map<std::string, std::string> other = {
+      {"LD_LIBRARY_PATH", getenv("OTHER_OPENCLT")}
+  };
+  ends(engine_process("", other), "-28", "");
 }
 
 TEST(StartUp, WaitsForTheSwitchAndTriesOnceASecond)
@@ -56,9 +49,8 @@ TEST(StartUp, WaitsForTheSwitchAndTriesOnceASecond)
   });
   ASSERT_TRUE(engine_process_wait_listening(engine));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-  std::string trace = file_text(engine.folder.path + "/trace");
-  std::string calls = trace.substr(trace.find("rpcclt_openapiConnectivityCheck"));
-  EXPECT_EQ(calls,
+  const std::string trace = file_text(engine.folder.path + "/trace");
+  EXPECT_EQ(trace.substr(trace.find("rpcclt_openapiConnectivityCheck")),
             "rpcclt_openapiConnectivityCheck() = -20\nrpcclt_openapiConnectivityCheck() = -20\n"
             "rpcclt_openapiConnectivityCheck() = 0\n");
   EXPECT_EQ(file_text(engine.folder.path + "/stdout"), "\n");

@@ -148,3 +148,11 @@ std::vector<std::string> api_calls(const char* method, const std::string& path)
     calls.push_back(line);
   return calls;
 }
+
+std::string tree_text(void (*print)(node_t*, char**), node_t* tree)
+{
+  char* text = nullptr;
+  print(tree, &text);
+  const std::unique_ptr<char, decltype(&free)> owner(text, free);
+  return text ? text : "(nothing)";
+}

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/rest_tree_obj.h"
 #include "tests/support/http_client.h"
 
 // Puts the switch back to the built-in profile changed by this one (JSON), without faults, closes
@@ -40,3 +41,6 @@ std::string json_envelope(int code, const std::string& message, const std::strin
 
 // The management-API calls of one request, as trace lines: "name(arguments) = result".
 std::vector<std::string> api_calls(const char* method, const std::string& path);
+
+// What a printing procedure makes of a tree; "(nothing)" when it leaves the text alone.
+std::string tree_text(void (*print)(node_t*, char**), node_t* tree);
