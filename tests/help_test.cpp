@@ -1,10 +1,8 @@
 // The help document, its parser, and /help over sockets.
 #include <gtest/gtest.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
-#include <memory>
 #include <regex>
 #include <sstream>
 #include <string>

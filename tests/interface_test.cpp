@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "modules/rest_module_interface.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 

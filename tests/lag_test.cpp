@@ -3,9 +3,7 @@
 
 #include <string>
 
-#include "engine/rest_web_request_hdr.h"
 #include "modules/rest_module_lag.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 

@@ -11,7 +11,6 @@
 
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "engine/rest_route.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "session/rest_engine_session_hdr.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/raw_client.h"

@@ -1,9 +1,9 @@
 // The real executable: start-up, exit status, logging, and the answers of the base module.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <map>
 #include <string>
 
 #include "tests/support/api_script.h"

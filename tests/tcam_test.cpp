@@ -3,7 +3,6 @@
 
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "modules/rest_module_tcam.h"
 #include "switchsim/switchsim.h"

@@ -5,7 +5,6 @@
 #include <string.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -13,11 +12,9 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "modules/rest_startupcfg.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/engine_process.h"
 #include "tests/support/local_engine.h"

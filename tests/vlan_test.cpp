@@ -3,7 +3,6 @@
 
 #include "engine/rest_web_request_hdr.h"
 #include "modules/rest_module_vlan.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 

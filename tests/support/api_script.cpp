@@ -11,7 +11,6 @@
 #include <map>
 #include <memory>
 #include <regex>
-#include <sstream>
 #include <thread>
 #include <vector>
 
