@@ -176,7 +176,7 @@ static bool is_served(const api_t& api)
   return api.uri.rfind("/vxlan/", 0) != 0 && !NOT_SERVED.count(shape(api.method, api.uri));
 }
 
-TEST(Routes, DocumentedOnesAreServedAndTheOtherWayRound)
+TEST(Routes, DocumentedOnesAreServedAndTheOtherWayRoundAndNothingElse)
 {
   names_t expected = NOT_DOCUMENTED;
   for (const api_t& api : documented())
@@ -190,6 +190,32 @@ TEST(Routes, DocumentedOnesAreServedAndTheOtherWayRound)
   std::set_symmetric_difference(routes.begin(), routes.end(), expected.begin(), expected.end(),
                                 std::back_inserter(difference));
   EXPECT_EQ(difference, std::vector<std::string>{});
+
+  // Paths that are nearly those of a route. A field is a number, but for addresses, names and a
+  // digit; some paths of the routing module may go on.
+  std::string all = R"(\w+ /routing/(if|vlanRtrIf)/.*)";
+  for (std::string route : routes) {
+    for (const auto& [field, values] :
+         {std::pair(R"((hosts|neighbor|redistribution|help)/\{\})", "$1/[^/]+"),
+          std::pair(R"(sticky/\{\})", "sticky/[01]"), std::pair(R"(\{\})", "[0-9]+")})
+      route = std::regex_replace(route, std::regex(field), values);
+    all += "|" + route;
+  }
+  const std::regex served_paths(all);
+  for (const std::string& route : routes)
+    for (const char* field : {"1", "2", "x"}) {
+      const std::string path =
+          std::regex_replace(route.substr(route.find('/')), std::regex(R"(\{\})"), field);
+      for (const std::string& near :
+           {path, path + "/", path + "x", path.substr(0, path.size() - 1)})
+        for (const char* method : {"GET", "POST", "PUT", "DELETE"}) {
+          if (std::regex_match(method + (" " + near), served_paths))
+            continue;
+          const std::string body = api_request(method, near, "json").body;
+          EXPECT_NE(body.find("\"rlt_code\": 90"), std::string::npos)
+              << method << " " << near << " answers " << body;
+        }
+    }
 }
 
 // The request that the examples of an API make, with its variables in the query.
@@ -219,11 +245,22 @@ TEST(Routes, OperationsReadTheVariablesThatAreDocumented)
     names_t read;
     engine_do([&read] { read = names_read; });
 
+    // Fields come first and in their order, the session key and the format last.
     names_t expected;
-    for (const auto& param : api.params)
-      if (api.uri.find("{" + param.first + "}") == std::string::npos)
-        expected.insert(param.first);
+    std::string order, uri = api.uri;
+    for (const auto& [name, description] : api.params) {
+      const size_t at = uri.find("{" + name + "}");
+      const bool is_field = at != std::string::npos;
+      order += is_field ? "F" : name == "sessionkey" ? "s" : name == "format" ? "f" : ".";
+      uri.erase(0, is_field ? at + 1 : 0);
+      EXPECT_TRUE(is_field || expected.insert(name).second) << name;
+      EXPECT_EQ(description.find("script names end in \".scr\"") != description.npos,
+                name == "scr");
+    }
     std::string where = shape(api.method, api.uri) + " answers " + reply.body;
+    const bool is_help = api.uri.rfind("/help", 0) == 0;  // which needs no session
+    EXPECT_TRUE(std::regex_match(order, std::regex(is_help ? "F*f" : "F*\\.*sf"))) << where;
+    EXPECT_EQ(uri.find('{'), uri.npos) << where;
     bool is_refused = reply.body.find("\"rlt_code\": 90") != std::string::npos;
     EXPECT_EQ(is_refused, !is_served(api)) << where;
     // The engine reads these for every request.

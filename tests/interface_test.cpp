@@ -1,35 +1,21 @@
 // The "if" module and the switch's interfaces behind it, over sockets.
 #include <gtest/gtest.h>
-#include <json-c/json.h>
 
 #include <chrono>
 #include <iterator>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "modules/rest_module_interface.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Interfaces, UnservedPathsAreBadRequests)
-{
-  run_script(__LINE__, R"(reset
-GET /if/ /if/1/ /if/x /if/pendingChanges/1 /if/1/vlan/ /if/1/vlans /if/1/nalv
-    /if/1/vlan/1/taggingMode /if/1/counter /if/1/pvid /if/1/trunk/vlan POST /if/1
-    /if/1/trunk/vlan/2?value=2 /if/1/access/vlan?value=2 PUT /if/1 /if/1/PVID?value=1
-    /if/1/pvid/?value=1 /if/1/adminStates?value=1 /if/1/softShutdownState?value=1
-    /if/1/vlan/1?value=1 /if/1/counters?counter=1 /if/1/trunk/pvids?value=1 DELETE /if/1 /if/1/vlan
-    /if/1/trunk/pvid?value=1 -> 902)");
-}
-
 // ---- queries ----
 
-TEST(Interfaces, AreListed)
-{
-  run_script(__LINE__, R"(reset {"ports": 3}
+SCRIPT_TEST(Interfaces, AreListed, R"(reset {"ports": 3}
 GET /if -> {"interfaces":{"1":{"ifNum":1},"2":{"ifNum":2},"3":{"ifNum":3}}}
 GET /if => IfFirstGet(0, >1) = 0 | IfNextGet(0, 1, >2) = 0 | IfNextGet(0, 2, >3) = 0 | IfNextGet(0,
     3,
@@ -41,11 +27,8 @@ reset {"ports": 3}
 [IfNextGet {'result': -26, 'value': 3}] GET /if -> {"interfaces":{"1":{"ifNum":1}}}
 [IfNextGet {'result': -20} | IfFirstGet {'result': -26}] GET /if -> 99
 [IfFirstGet {'result': -26}] GET /if/pendingChanges -> 99)");
-}
 
-TEST(Interfaces, PendingChanges)
-{
-  run_script(__LINE__, R"(reset {"pending_ms": 600000}
+SCRIPT_TEST(Interfaces, PendingChanges, R"(reset {"pending_ms": 600000}
 GET /if/pendingChanges -> {"pending_interfaces":{}}
 PUT /if/3/description?value=x /if/1/mtuSize?value=9000 POST /lag/2/port/9
 GET /if/pendingChanges -> {"pending_interfaces":{"1":{"ifNum":1,"pending_type":"pending change"},
@@ -54,17 +37,14 @@ GET /if/pendingChanges -> {"pending_interfaces":{"1":{"ifNum":1,"pending_type":"
 [IfNextChangedGet {'result': 0, 'value': 3}]
 GET /if/pendingChanges -> {"pending_interfaces":{"1":{"ifNum":3,"pending_type":"pending change"}}}
 )");
-}
 
-TEST(Interfaces, OneWithAndWithoutAddresses)
-{
-  run_script(__LINE__, R"(reset {"vlans": [{"id": 10}]}
+SCRIPT_TEST(Interfaces, OneWithAndWithoutAddresses, R"(reset {"vlans": [{"id": 10}]}
 GET /if/3 -> {"interface":{"ifNum":3,"interfaceName":"0/3","description":"-","adminState":"enable",
     "linkState":"up","speed":"auto neg","pvid":1,"acceptFrameType":"all","autoNegMode":"enable",
     "duplexMode":"full","MAC_address":"02:54:58:A0:00:03","MTU_size":1500}}
-GET /if/54 -> {"interface":{"ifNum":54,"interfaceName":"0/54","description":"-",
-    "adminState":"enable","linkState":"down","speed":"full 40gsx","pvid":1,"acceptFrameType":"all",
-    "autoNegMode":"disable","duplexMode":"full","MAC_address":"02:54:58:A0:00:36","MTU_size":1500}}
+GET /if/54 ~ "description": "-", "adminState": "enable",
+    "linkState": "down", "speed": "full 40gsx", "pvid": 1, "acceptFrameType": "all",
+    "autoNegMode": "disable", "duplexMode": "full", "MAC_address": "02:54:58:A0:00:36",
 GET /if/400 /if/0 /if/4294967299 -> 99
 PUT /if/3/description?value=to%20lab /if/3/pvid?value=10 /if/3/acceptFrameType?value=2
     /if/3/mtuSize?value=9216 /if/3/adminState?value=0 /routing/if/3/adminMode?value=1 POST
@@ -78,21 +58,10 @@ GET /if/3 -> {"interface":{"ifNum":3,"interfaceName":"0/3","description":"to lab
     "primary_ip_address":"10.1.2.3/255.255.254.0",
     "secondary_ip_addresses":{"1":"10.9.0.1/255.255.255.255","2":"10.8.0.1/255.0.0.0"},
     "ipv6_addresses":{"1":"2001:db8::3/64","2":"fd00::3/48"}}}
-GET /if/3 -> <interface><ifNum>3</ifNum><interfaceName>0/3</interfaceName><description>to lab
-    </description><adminState>disable</adminState><linkState>down</linkState><speed>auto neg
-    </speed><pvid>10</pvid><acceptFrameType>tagged</acceptFrameType><autoNegMode>enable
-    </autoNegMode><duplexMode>unknown</duplexMode><MAC_address>02:54:58:A0:00:03</MAC_address>
-    <MTU_size>9216</MTU_size><primary_ip_address>10.1.2.3/255.255.254.0</primary_ip_address>
-    <secondary_ip_addresses><secondary_ipv4_address>10.9.0.1/255.255.255.255
-    </secondary_ipv4_address><secondary_ipv4_address>10.8.0.1/255.0.0.0</secondary_ipv4_address>
-    </secondary_ip_addresses><ipv6_addresses><prefix/prefix_length>2001:db8::3/64
-    </prefix/prefix_length><prefix/prefix_length>fd00::3/48</prefix/prefix_length></ipv6_addresses>
-    </interface>
 GET /if/4 => IfAdminStateGet(4 | IfAutoNegGet(4 | IfDescrGet(4 | IfDuplexModeGet(4 |
     IfLinkStateGet(4 | IfMacAddrGet(4 | IfMtuSizeGet(4 | IfNameGet(4 | IfSoftShutdownStateGet(4 |
     IfSpeedGet(4 | VlanIfPvidGet(4 | VlanIfAcceptFrameTypeGet(4 | RtrIntfIpAddrGet(1, 4 |
     RtrIntfSecIpAddrGet(1, 4 | RtrIntfIpAddrGet(2, 4)");
-}
 
 TEST(Interfaces, ValuesHaveTexts)
 {
@@ -104,19 +73,20 @@ TEST(Interfaces, ValuesHaveTexts)
   for (size_t value = 0; value < std::size(SPEEDS); value++)
     run_script(__LINE__, "[IfSpeedGet {'value': $value}] GET /if/3 ~ \"speed\": \"$text\"",
                "$value", std::to_string(value), "$text", SPEEDS[value]);
-  run_script(__LINE__, R"([IfSpeedGet {'value': 127}] GET /if/3 ~ "speed": "-"
+  run_script(__LINE__, R"(
+[IfSpeedGet {'value': 127} | IfSpeedGet {'value': 131} | IfSpeedGet {'value': -1}] GET /if/3
+    ~ "speed": "-"
 [IfSpeedGet {'value': 128}] GET /if/3 ~ "speed": "full 2P5fx"
 [IfSpeedGet {'value': 129}] GET /if/3 ~ "speed": "LAG"
 [IfSpeedGet {'value': 130}] GET /if/3 ~ "speed": "unknown"
-[IfSpeedGet {'value': 131} | IfSpeedGet {'value': -1}] GET /if/3 ~ "speed": "-"
 [IfAdminStateGet {'value': 2}] GET /if/3 ~ "adminState": ""
 [IfAutoNegGet {'value': 65535}] GET /if/3 ~ "autoNegMode": "unknown"
 [IfAutoNegGet {'value': 2}] GET /if/3 ~ "autoNegMode": ""
 [IfDuplexModeGet {'value': 65536}] GET /if/3 ~ "duplexMode": ""
 [IfLinkStateGet {'value': 2}] GET /if/3 ~ "linkState": ""
-[VlanIfAcceptFrameTypeGet {'value': 0}] GET /if/3 ~ "acceptFrameType": ""
+[VlanIfAcceptFrameTypeGet {'value': 0} | VlanIfAcceptFrameTypeGet {'value': 4}] GET /if/3
+    ~ "acceptFrameType": ""
 [VlanIfAcceptFrameTypeGet {'value': 3}] GET /if/3 ~ "acceptFrameType": "untagged"
-[VlanIfAcceptFrameTypeGet {'value': 4}] GET /if/3 ~ "acceptFrameType": ""
 [IfDescrGet {'value': ''}] GET /if/3 ~ "description": "-"
 // texts that fill their room are cut where a tree's texts end
 [IfDescrGet {'value': '$256m'}]
@@ -124,13 +94,11 @@ TEST(Interfaces, ValuesHaveTexts)
 [IfNameGet {'value': '$256m'}] GET /if/3 ~ "interfaceName": "$255m")");
 }
 
-TEST(Interfaces, APvidIsNeededWithLinkOnly)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, APvidIsNeededWithLinkOnly, R"(reset {"link_up": [3]}
+GET /if/1 ~ "linkState": "down"
 [VlanIfPvidGet {'result': -24}]
 GET /if/3 -> 98
 GET /if/9 ~ "linkState": "down", "speed": "auto neg", "pvid": 0)");
-}
 
 TEST(Interfaces, Counters)
 {
@@ -182,18 +150,14 @@ GET /if/9/counters -> 99)",
              "$all", all, "$copper", copper, "$fibre", fibre);
 }
 
+// The value at a position of the counters of a port; -1 if there is none.
 static int64_t counter(int port, int position)
 {
-  std::string body = api_request("GET", "/if/" + std::to_string(port) + "/counters", "json").body;
-  json_object* root = json_tokener_parse(body.c_str());
-  json_object* found = root;
-  std::string key = std::to_string(position);
-  for (const char* name : {"result", "rlt_data", "counters", key.c_str(), "counterValue"})
-    if (!json_object_object_get_ex(found, name, &found))
-      found = nullptr;
-  int64_t value = found ? json_object_get_int64(found) : -1;
-  json_object_put(root);
-  return value;
+  const std::string body =
+      api_request("GET", "/if/" + std::to_string(port) + "/counters", "json").body;
+  std::smatch found;
+  const std::regex entry("\"" + std::to_string(position) + R"(": \{[^}]*"counterValue": (\d+))");
+  return std::regex_search(body, found, entry) ? std::stoll(found[1]) : -1;
 }
 
 TEST(Interfaces, CountersMoveWithLinkAndAreReset)
@@ -224,10 +188,10 @@ TEST(Interfaces, CountersMoveWithLinkAndAreReset)
 PUT /if/3/counters/reset?counter=62 -> 0 Reset the counter CTR_ETHER_STATS_HOLD of Interface 3
     successfully.
 PUT /if/3/counters/reset ?counter= ?value=17 ?counter=63 ?counter=-2 ?counter=2147483647
-    /if/50/counters/reset?counter=34 /if/400/counters/reset?counter=-1 -> 99)");
-  EXPECT_EQ(counter(3, 62), 0);
-  run_script(__LINE__, R"(PUT /if/3/counters/reset?counter=17 => StatReset(17, 3) = 0
+    /if/50/counters/reset?counter=34 /if/400/counters/reset?counter=-1 -> 99
+PUT /if/3/counters/reset?counter=17 => StatReset(17, 3) = 0
 PUT /if/3/counters/reset?counter=-1 => InterfaceStatsReset(3) = 0)");
+  EXPECT_EQ(counter(3, 62), 0);
   char name[INTERFACE_COUNTER_NAME_SIZE] = "x";
   EXPECT_EQ(get_counter_name_by_id(63, name), RC_TRUE);
   EXPECT_STREQ(name, "");
@@ -264,9 +228,7 @@ PUT /if/3/$path ?value=70000 ?value=-1 /if/400/$path?value=$value -> 99)",
   run_script(__LINE__, R"(GET /if/5 ~ "adminState": "enable", "linkState": "down")");
 }
 
-TEST(Interfaces, SettingsHaveLimits)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, SettingsHaveLimits, R"(reset
 PUT /if/3/mtuSize?value=1500 ?value=9216 -> 0 Update MTU size of Interface 3 successfully.
 PUT /if/49/speed?value=7 -> 0 Update speed of Interface 49 successfully.
 PUT /if/53/speed?value=12 -> 0 Update speed of Interface 53 successfully.
@@ -279,11 +241,8 @@ PUT /if/3/speed?value=4
 GET /if/3 ~ "autoNegMode": "disable", "duplexMode": "half"
 PUT /if/3/autoNegMode?value=1
 GET /if/3 ~ "speed": "auto neg")");
-}
 
-TEST(Interfaces, AutoNegotiationIsForCopper)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, AutoNegotiationIsForCopper, R"(reset
 PUT /if/49/autoNegMode?value=1 -> 1 Unable to update auto-negotiation mode of Interface 49.
 PUT /if/53/autoNegMode?value=0 -> 1 Unable to update auto-negotiation mode of Interface 53.
 PUT /if/400/autoNegMode?value=0 /if/3/autoNegMode ?value=2 ?value=1x -> 99
@@ -292,11 +251,8 @@ PUT /if/3/autoNegMode?value=2 =>
 PUT /if/3/autoNegMode?value=1 => IfConnectorTypeGet(3, >1) = 0 | IfAutoNegSet(3, 0)
 PUT /if/3/autoNegMode?value=0 => IfConnectorTypeGet(3, >1) = 0 | IfAutoNegSet(3, 1)
 check PUT /if/3/autoNegMode?value=1)");
-}
 
-TEST(Interfaces, Descriptions)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Interfaces, Descriptions, R"(reset
 PUT /if/3/description?value=$64d -> 0 Update description of Interface 3 successfully.
 PUT /if/3/description?value=$64dd ?value=$300d /if/3/description ?value= -> 1 The value of parameter
     is invalid.
@@ -308,20 +264,16 @@ GET /if/3 ~ "description": "lab"
 check PUT /if/3/description?value=lab
 [IfDescrSizeGet {'value': 0}]
 PUT /if/3/description?value=x -> 1 The value of parameter is invalid.)");
-}
 
 // ---- membership in VLANs ----
 
-TEST(Interfaces, JoinAndLeaveVlans)
-{
-  run_script(__LINE__, R"(reset {"vlans": 3}
+SCRIPT_TEST(Interfaces, JoinAndLeaveVlans, R"(reset {"vlans": 3}
 POST /if/3/vlan/3 -> 0 Configure Interface 3 to VLAN 3 successfully.
 POST /if/3/vlan/9 /if/400/vlan/3 /if/55/vlan/3 -> 99
 GET /if/3/vlan -> {"participations":{"0":{"vlanId":1},"2":{"vlanId":3}}}
 GET /if/3/vlan/3 -> {"participation":{"ifNum":3,"vlanId":3,"participationMode":"Include",
     "isTagging":0}}
-GET /if/3/vlan/2 -> {"participation":{"ifNum":3,"vlanId":2,"participationMode":"Autodetect",
-    "isTagging":0}}
+GET /if/3/vlan/2 ~ "participationMode": "Autodetect", "isTagging": 0
 GET /if/3/vlan/9 /if/400/vlan/1 /if/400/vlan -> 99
 GET /if/3/vlan => VlanIfParticipationStatusGet(1, 3, >1) | VlanNextGet(1, >2) |
     VlanIfParticipationStatusGet(2, 3, >0) | VlanNextGet(2, >3) | VlanIfParticipationStatusGet(3, 3,
@@ -339,13 +291,9 @@ DELETE /if/3/vlan/2 => VlanIfPvidGet(3, >3) = 0 | VlanIfParticipationSet(2, 3, 1
 GET /if/3/vlan -> {"participations":{"2":{"vlanId":3}}}
 reset {"vlans": 3}
 [VlanNextGet {'value': 2}] GET /if/3/vlan -> {"participations":{"0":{"vlanId":1}}}
-[VlanIfParticipationGet {'value': 9}] GET /if/3/vlan/2 -> {"participation":{"ifNum":3,"vlanId":2,
-    "participationMode":"","isTagging":0}})");
-}
+[VlanIfParticipationGet {'value': 9}] GET /if/3/vlan/2 ~ "participationMode": "")");
 
-TEST(Interfaces, SwitchportModesDecideMembership)
-{
-  run_script(__LINE__, R"(reset {"vlans": 9}
+SCRIPT_TEST(Interfaces, SwitchportModesDecideMembership, R"(reset {"vlans": 9}
 // PUT puts its list in place of what was there
 POST /if/3/vlan/4 PUT /if/3/access/vlan?value=6 POST /if/3/trunk/vlan?value=9 PUT
     /if/3/trunk/vlan?value=2-3,5 POST /if/3/trunk/vlan?value=7-9 DELETE /if/3/trunk/vlan?value=3,8
@@ -355,25 +303,19 @@ GET /if/3/vlan -> {"participations":{"0":{"vlanId":1},"3":{"vlanId":4}}}
 PUT /if/3/switchportMode?value=2
 GET /if/3/switchportMode -> {"mode":"access"}
 GET /if/3/vlan -> {"participations":{"5":{"vlanId":6}}}
-GET /if/3/vlan/4 -> {"participation":{"ifNum":3,"vlanId":4,"participationMode":"Exclude",
-    "isTagging":0}}
+GET /if/3/vlan/4 ~ "vlanId": 4, "participationMode": "Exclude", "isTagging": 0
 GET /if/3 ~ "pvid": 6,
 PUT /if/3/switchportMode?value=3
 GET /if/3/switchportMode -> {"mode":"trunk"}
 GET /if/3/vlan -> {"participations":{"1":{"vlanId":2},"3":{"vlanId":4},"4":{"vlanId":5},
     "6":{"vlanId":7},"8":{"vlanId":9}}}
-GET /if/3/vlan/7 -> {"participation":{"ifNum":3,"vlanId":7,"participationMode":"Include",
-    "isTagging":1}}
-GET /if/3/vlan/4 -> {"participation":{"ifNum":3,"vlanId":4,"participationMode":"Include",
-    "isTagging":0}}
+GET /if/3/vlan/7 ~ "participationMode": "Include", "isTagging": 1
+GET /if/3/vlan/4 ~ "participationMode": "Include", "isTagging": 0
 GET /if/3 ~ "pvid": 4,
 PUT /if/3/switchportMode?value=1
 GET /if/3 ~ "pvid": 1,
-[IfSwitchportModeGet {'value': 0}]
-GET /if/3/switchportMode -> {"mode":""}
-[IfSwitchportModeGet {'value': 4}]
-GET /if/3/switchportMode -> {"mode":""})");
-}
+[IfSwitchportModeGet {'value': 0} | IfSwitchportModeGet {'value': 4}] GET /if/3/switchportMode
+    -> {"mode":""})");
 
 TEST(Interfaces, SwitchportVlansAreChecked)
 {
@@ -404,10 +346,7 @@ PUT /if/3/trunk/vlan?value=99 /if/3/switchportMode?value=3 POST /vlans/99
 GET /if/3/vlan ~ "vlanId": 99)");
 }
 
-TEST(Interfaces, EveryCallOfTheQueriesIsChecked)
-{
-  run_script(__LINE__, R"(reset {"ports": 3}
+SCRIPT_TEST(Interfaces, EveryCallOfTheQueriesIsChecked, R"(reset {"ports": 3}
 check GET /if /if/pendingChanges /if/3 /if/3/counters /if/3/switchportMode PUT
     /if/3/counters/reset?counter=-1 ?counter=1
     but IfNextGet IfNextChangedGet RtrIntfIpAddrGet RtrIntfSecIpAddrGet)");
-}

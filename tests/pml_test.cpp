@@ -1,14 +1,7 @@
 // The "pml" module: sticky mode and static MAC entries of the ports.
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
 
-TEST(Pml, StickyMode)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Pml, StickyMode, R"(reset
 GET /pml/if/3/sticky -> 0 Get interface sticky mode successfully. {"sticky":"disable"}
 PUT /pml/if/3/sticky?value=1 -> 0 Update interface sticky mode to enable successfully. {}
 GET /pml/if/3/sticky -> 0 Get interface sticky mode successfully. {"sticky":"enable"}
@@ -18,11 +11,8 @@ PUT /pml/if/3/sticky ?value= ?value=5 /pml/if/55/sticky?value=1 GET /pml/if/9999
 [PmlIntfStickyModeGet {'value': 7}] GET /pml/if/3/sticky -> 0 Get interface sticky mode
     successfully. {"sticky":""}
 GET /pml/if/3/sticky -> 0 Get interface sticky mode successfully. {"sticky":"disable"})");
-}
 
-TEST(Pml, StaticEntries)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Pml, StaticEntries, R"(reset
 GET /pml/if/3/mac -> 99
 POST /pml/if/3/vlan/10/sticky/1/mac?value=00:0a:ff:01:02:03 -> 0 Create interface static mac
     00:0a:ff:01:02:03 vlan 10 successfully. {}
@@ -51,11 +41,8 @@ POST /pml/if/3/vlan/1/sticky/0/mac ?value=01:00:5e:00:00:01 ?value=00:00:00:00:0
     ?value=00:01:02:03:04 ?value=00:01:02:03:04:05:06
     /pml/if/3/vlan/4095/sticky/0/mac?value=000102030405
     /pml/if/0/vlan/1/sticky/0/mac?value=000102030405 -> 99)");
-}
 
-TEST(Pml, HandsTheSwitchWhatTheRequestSays)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Pml, HandsTheSwitchWhatTheRequestSays, R"(reset
 POST /pml/if/3/vlan/10/sticky/1/mac?value=000aff010203 => PmlIntfStaticEntryAdd(3,
     {12,"000aff010203"}, 10, 1) = 0
 GET /pml/if/3/mac => PmlIntfStaticEntryGetFirst(3, >{18,"00:0A:FF:01:02:03"}, >10, >1) = 0 |
@@ -63,21 +50,15 @@ GET /pml/if/3/mac => PmlIntfStaticEntryGetFirst(3, >{18,"00:0A:FF:01:02:03"}, >1
 DELETE /pml/if/3/vlan/10/mac?value=000aff010203 => PmlIntfStaticEntryDelete(3, {12,"000aff010203"},
     10) = 0
 PUT /pml/if/3/sticky?value=-3 => PmlIntfStickyModeSet(3, -3) = -22)");
-}
 
-TEST(Pml, ChecksEachCall)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Pml, ChecksEachCall, R"(reset
 POST /pml/if/3/vlan/10/sticky/1/mac?value=2:2:3:4:5:6
 check GET /pml/if/3/sticky PUT /pml/if/3/sticky?value=1
 check GET /pml/if/3/mac but PmlIntfStaticEntryGetNext
 check POST /pml/if/3/vlan/9/sticky/1/mac?value=2:2:3:4:5:6 DELETE
     /pml/if/3/vlan/10/mac?value=2:2:3:4:5:6)");
-}
 
-TEST(Pml, SurvivesAnySwitch)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Pml, SurvivesAnySwitch, R"(reset
 POST /pml/if/3/vlan/10/sticky/1/mac?value=0:1:2:3:4:5
 [PmlIntfStaticEntryGetFirst {'value': '$256x'}] GET /pml/if/3/mac -> 0 Get interface static mac
     successfully. {"interface":{"1":{"macAddr":"$255x","vlan":10,"sticky":"enable"}}}
@@ -85,13 +66,3 @@ POST /pml/if/3/vlan/10/sticky/1/mac?value=0:1:2:3:4:5
 [PmlIntfStaticEntryGetNext {'value': '00:01:02:03:04:05', 'result': 0}] GET /pml/if/3/mac
     -> 0 Get interface static mac successfully.
     {"interface":{"1":{"macAddr":"00:01:02:03:04:05","vlan":10,"sticky":"enable"}}})");
-}
-
-TEST(Pml, RefusesOtherPaths)
-{
-  run_script(__LINE__, R"(reset
-GET /pml /pml/if/3 /pml/if/3/sticky/ /pml/if/x/sticky /pml/if/3/stick /pml/if/3/macs
-    /pml/if/3/vlan/10/mac POST /pml/if/3/vlan/10/sticky/2/mac?value=0:1:2:3:4:5
-    /pml/if/3/vlan/10/sticky//mac?value=0:1:2:3:4:5 DELETE /pml/if/3/mac?value=0:1:2:3:4:5 PUT
-    /pml/if/3/mac?value=1 -> 902)");
-}

@@ -3,18 +3,13 @@
 
 #include <string>
 
-#include "engine/rest_route.h"
-#include "engine/rest_web_request_hdr.h"
-#include "modules/rest_module_logging.h"
 #include "modules/rest_module_system.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
 // --- system ---
 
-TEST(System, SettingsAreReadAndChanged)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(System, SettingsAreReadAndChanged, R"(reset
 GET /system -> {"infomation":{"hostname":"TX5454","serial_timeout":5,
     "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
 PUT /system/hostname?value=$64n -> 0 Update system hostname successfully.
@@ -26,13 +21,9 @@ PUT /system/serialTimeout?value=-1 -> 0 Update system serial timeout to default 
 PUT /system/serialTimeout?value=160 -> 0 Update system serial timeout successfully.
 PUT /system/hostname ?value= ?value=$64nn ?value=$256n ?value=a%20b /system/serialTimeout ?value=161
     ?value=-2 /system/telnetServerAdminMode ?value=2 -> 99
-GET /system -> {"infomation":{"hostname":"$64n","serial_timeout":160,
-    "telnet_srver_admin_mode":"disable","service_port_mask":"255.255.255.0"}})");
-}
+GET /system ~ "hostname": "$64n", "serial_timeout": 160,)");
 
-TEST(System, HandsTheSwitchWhatTheRequestSays)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(System, HandsTheSwitchWhatTheRequestSays, R"(reset
 GET /system => SystemHostnameSizeGet(>65) = 0 | SystemHostnameGet(>{7,"TX5454"}) = 0 |
     SerialTimeoutGet(>5) = 0 | TelnetServerAdminModeGet(>1) = 0 | ServicePortMaskGet(
 PUT /system/hostname?value=core1 => SystemHostnameSet({6,"core1"}) = 0
@@ -41,105 +32,63 @@ POST /system/reload?value=4 =>
 check GET /system PUT /system/hostname?value=core1 /system/serialTimeout?value=7 ?value=-1
     /system/telnetServerAdminMode?value=1
 check POST /system/reload?value=3 after reset)");
-}
 
-TEST(System, SurvivesAnySwitch)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(System, SurvivesAnySwitch, R"(reset
 [SystemHostnameSizeGet {'value': 0} | SystemHostnameSizeGet {'value': 1}] GET /system -> 99
-[SystemHostnameSizeGet {'value': 4294967295}] GET /system -> {"infomation":{"hostname":"TX5454",
-    "serial_timeout":5,"telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
-[SerialTimeoutGet {'value': 4294967295}] GET /system -> {"infomation":{"hostname":"TX5454",
-    "serial_timeout":-1,"telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
-[TelnetServerAdminModeGet {'value': 2}] GET /system -> {"infomation":{"hostname":"TX5454",
-    "serial_timeout":5,"telnet_srver_admin_mode":"","service_port_mask":"255.255.255.0"}})");
-}
-
-TEST(System, RefusesOtherPaths)
-{
-  run_script(__LINE__, R"(reset
-GET /system/ /system/networkport/ipv4 /system/hostname /system/x PUT
-    /system/networkport/ipv4/parameters /system/networkport/ipv4/protocolMode /system/prompt
-    /system/hostname/ /system/reload DELETE /system/networkport/ipv4/parameters POST
-    /system/reload/now?value=1 -> 902)");
-}
+[SystemHostnameSizeGet {'value': 4294967295}] GET /system ~ "hostname": "TX5454",
+[SerialTimeoutGet {'value': 4294967295}] GET /system ~ "serial_timeout": -1,
+[TelnetServerAdminModeGet {'value': 2}] GET /system ~ "telnet_srver_admin_mode": "",)");
 
 // --- operations that no route leads to ---
 
 TEST(System, OperationsWithoutRouteWork)
 {
-  const std::string failed = xml_envelope(
-      99,
-      "Operation failed. It was possibly caused by non-existent resource id in URI, invalid "
-      "parameters, or the operation is not supported on the platform.");
-  const auto done = [](const char* what, const char* verb = "Update") {
-    return xml_envelope(0, std::string(verb) + " " + what + " successfully.");
-  };
-  const auto port = [](const char* ip, const char* mask, const char* gateway, const char* mode) {
-    return xml_envelope(0, "Get data successfully.",
-                        std::string("<infomation><ip_address>") + ip + "</ip_address><netmask>" +
-                            mask + "</netmask><gateway>" + gateway + "</gateway><protocol_mode>" +
-                            mode + "</protocol_mode></infomation>");
-  };
-  const char* const parameters = "network port IPv4 parameters";
-  const char* const mode = "network port IPv4 protocol mode";
-  const auto prompt = api_system_update_prompt;
-  const auto set = api_system_update_networkport_ipv4_parameters;
-  const auto get = api_system_get_networkport_ipv4;
-  const auto clear = api_system_delete_networkport_ipv4_parameters;
-  const auto set_mode = api_system_update_networkport_ipv4_protocol_mode;
-  // clang-format off
-  const struct {
-    int line;
-    unrouted_operation_t operation;
-    const char* query;
-    std::string answer;
-  } cases[] = {
-      {__LINE__, prompt,   "value=core%20one", done("system prompt")},
-      {__LINE__, prompt,   "value=", failed},
-      {__LINE__, get,      "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "None")},
-      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1", done(parameters)},
-      {__LINE__, get,      "", port("10.1.2.3", "255.255.0.0", "10.1.0.1", "None")},
-      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0", failed},
-      {__LINE__, set,      "ip=10.1.2.3&mask=255.0.255.0&gateway=10.1.0.1", failed},
-      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0&gateway=10.2.0.1", failed},
-      {__LINE__, set,      "ip=fe80::1&mask=255.255.0.0&gateway=10.1.0.1", failed},
-      {__LINE__, set,      "ip=x&mask=255.255.0.0&gateway=10.1.0.1", failed},
-      {__LINE__, clear,    "", done(parameters, "Delete")},
-      {__LINE__, set_mode, "value=3", done(mode)},
-      {__LINE__, get,      "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "DHCP")},
-      {__LINE__, set,      "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1", failed},
-      {__LINE__, set_mode, "value=2", done(mode)},
-      {__LINE__, get,      "", port("0.0.0.0", "0.0.0.0", "0.0.0.0", "BOOTP")},
-      {__LINE__, set_mode, "value=4", failed},
-      {__LINE__, set_mode, "", failed},
-  };
-  // clang-format on
   engine_reset();
-  for (const auto& c : cases)
-    EXPECT_EQ(unrouted_answer(c.operation, std::string("/?") + c.query), c.answer) << c.line;
-  // a mode that has no text
-  set_fault("NetworkPortIPv4ProtocolModeGet", "{'value': 4}");
-  EXPECT_EQ(unrouted_answer(get, "/"), failed);
-}
-
-TEST(System, ProtocolModesHaveTexts)
-{
-  char text[8] = "";
-  const char* texts[] = {"Invalid", "None", "BOOTP", "DHCP"};
-  for (int mode = 0; mode < 4; mode++) {
-    EXPECT_EQ(get_protocol_mode_string_by_eum(static_cast<OPEN_PROTOCOL_MODE_t>(mode), text), 0);
-    EXPECT_STREQ(text, texts[mode]);
+  const auto does = [](unrouted_operation_t operation, const std::string& query,
+                       const std::string& expected) {
+    const std::string answer = unrouted_answer(operation, "/?" + query);
+    EXPECT_NE(answer.find(expected), std::string::npos) << query << ": " << answer;
+  };
+  const auto shows = [&](const char* ip, const char* mask, const char* gateway, const char* mode) {
+    does(api_system_get_networkport_ipv4, "",
+         std::string("<rlt_data><infomation><ip_address>") + ip + "</ip_address><netmask>" + mask +
+             "</netmask><gateway>" + gateway + "</gateway><protocol_mode>" + mode +
+             "</protocol_mode></infomation></rlt_data>");
+  };
+  const auto set = api_system_update_networkport_ipv4_parameters;
+  const auto set_mode = api_system_update_networkport_ipv4_protocol_mode;
+  const std::string failed = "<rlt_code>99<",
+                    good = "ip=10.1.2.3&mask=255.255.0.0&gateway=10.1.0.1";
+  does(api_system_update_prompt, "value=core%20one", ">Update system prompt successfully.<");
+  does(api_system_update_prompt, "value=", failed);
+  shows("0.0.0.0", "0.0.0.0", "0.0.0.0", "None");
+  does(set, good, ">Update network port IPv4 parameters successfully.<");
+  shows("10.1.2.3", "255.255.0.0", "10.1.0.1", "None");
+  for (const char* query :
+       {"ip=10.1.2.3&mask=255.255.0.0", "ip=10.1.2.3&mask=255.0.255.0&gateway=10.1.0.1",
+        "ip=10.1.2.3&mask=255.255.0.0&gateway=10.2.0.1",
+        "ip=fe80::1&mask=255.255.0.0&gateway=10.1.0.1", "ip=x&mask=255.255.0.0&gateway=10.1.0.1"})
+    does(set, query, failed);
+  does(api_system_delete_networkport_ipv4_parameters, "",
+       ">Delete network port IPv4 parameters successfully.<");
+  does(set_mode, "value=3", ">Update network port IPv4 protocol mode successfully.<");
+  shows("0.0.0.0", "0.0.0.0", "0.0.0.0", "DHCP");
+  does(set, good, failed);
+  does(set_mode, "value=2", "<rlt_code>0<");
+  shows("0.0.0.0", "0.0.0.0", "0.0.0.0", "BOOTP");
+  does(set_mode, "value=4", failed);
+  does(set_mode, "", failed);
+  set_fault("NetworkPortIPv4ProtocolModeGet", "{'value': 0}");
+  shows("0.0.0.0", "0.0.0.0", "0.0.0.0", "Invalid");
+  for (const char* without_text : {"{'value': 4}", "{'value': -1}"}) {
+    set_fault("NetworkPortIPv4ProtocolModeGet", without_text);
+    does(api_system_get_networkport_ipv4, "", failed);
   }
-  for (int mode : {-1, 4})
-    EXPECT_EQ(get_protocol_mode_string_by_eum(static_cast<OPEN_PROTOCOL_MODE_t>(mode), text), 1);
 }
 
 // --- logging ---
 
-TEST(Logging, SettingsAreReadAndChanged)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, SettingsAreReadAndChanged, R"(reset
 GET /logging -> {"logging":{"cli":{"logging_mode":"disable"},"console":{"logging_mode":"disable",
     "severity_level":"Alert conditions."},"syslog":{"logging_mode":"disable","port":514},
     "max_logging_hosts":8}}
@@ -159,14 +108,10 @@ PUT /logging/console/severityLevel?value=7 -> 0 Update severity level of Console
     successfully.
 PUT /logging/syslog/port /logging/cli/mode ?value=2 /logging/console/mode?value=-1
     /logging/syslog/mode?value=9 /logging/console/severityLevel?value=0 ?value=9 -> 99
-GET /logging -> {"logging":{"cli":{"logging_mode":"enable"},"console":{"logging_mode":"enable",
-    "severity_level":"Informational messages."},"syslog":{"logging_mode":"enable","port":514},
-    "max_logging_hosts":8}})");
-}
+GET /logging ~ "severity_level": "Informational messages."
+GET /logging ~ "port": 514)");
 
-TEST(Logging, Hosts)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, Hosts, R"(reset
 GET /logging/hosts -> {"logging_hosts":{}}
 POST /logging/hosts/10.0.0.1 -> 0 Create a logging host 10.0.0.1 successfully.
 POST /logging/hosts/log.example.net -> 0 Create a logging host log.example.net successfully.
@@ -194,11 +139,8 @@ GET /logging/hosts -> {"logging_hosts":{"1":{"address":"log.example.net"},
 POST /logging/hosts/h3 /logging/hosts/h4 /logging/hosts/h5 /logging/hosts/h6 /logging/hosts/h7
     /logging/hosts/h8
 POST /logging/hosts/h9 -> 99)");
-}
 
-TEST(Logging, HandsTheSwitchWhatTheRequestSays)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, HandsTheSwitchWhatTheRequestSays, R"(reset
 POST /logging/hosts/10.0.0.1
 PUT /logging/hosts/10.0.0.1/port?value=-1 => LoggingHostMaxAddrLenGet(>65) = 0 |
     LoggingHostPortSet({65,"10.0.0.1"}, 0) = 0
@@ -209,12 +151,8 @@ GET /logging/hosts => LoggingHostMaxAddrLenGet(>65) = 0 | LoggingHostIpAddrNextG
     = 0 | LoggingHostIpAddrNextGet(>{65,"10.0.0.1"}) = -26
 GET /logging => CliCmdLoggingModeGet( | ConsoleLoggingModeGet( | ConsoleLoggingSeverityGet( |
     SysLogModeGet( | SysLogPortGet( | MaxLoggingHostsSupportedGet()");
-}
 
-TEST(Logging, ChecksEachCall)
-{
-  const std::vector<std::string> size = {"rpcclt_openapiLoggingHostMaxAddrLenGet"};
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, ChecksEachCall, R"(reset
 POST /logging/hosts/10.0.0.1
 check GET /logging PUT /logging/cli/mode?value=1 /logging/console/mode?value=1
     /logging/syslog/mode?value=0 /logging/console/severityLevel?value=2
@@ -224,57 +162,28 @@ check GET /logging/hosts/10.0.0.1 PUT /logging/hosts/10.0.0.1/port?value=9 ?valu
     /logging/hosts/10.0.0.1/severityLevel?value=2 but LoggingHostMaxAddrLenGet
 check POST /logging/hosts/10.0.0.2 DELETE /logging/hosts/10.0.0.1 but LoggingHostMaxAddrLenGet
     after reset POST /logging/hosts/10.0.0.1)");
-}
 
-TEST(Logging, SurvivesAnySwitch)
-{
-  const std::string text(65, 'h');
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Logging, SurvivesAnySwitch, R"(reset
 POST /logging/hosts/10.0.0.1
-[ConsoleLoggingSeverityGet {'value': 9}] GET /logging -> 99
-[LoggingHostSeverityGet {'value': 9}] GET /logging/hosts/10.0.0.1 -> 99
-[ConsoleLoggingSeverityGet {'value': -1}] GET /logging -> 99
-[LoggingHostSeverityGet {'value': -1}] GET /logging/hosts/10.0.0.1 -> 99
-[LoggingHostMaxAddrLenGet {'value': 0}]
-GET /logging/hosts -> {"logging_hosts":{}}
-GET /logging/hosts/10.0.0.1 -> 99
-[]
-[LoggingHostMaxAddrLenGet {'value': 1}]
-GET /logging/hosts -> {"logging_hosts":{}}
-GET /logging/hosts/10.0.0.1 -> 99
-[]
-[LoggingHostMaxAddrLenGet {'value': 8}]
-GET /logging/hosts -> {"logging_hosts":{}}
-GET /logging/hosts/10.0.0.1 -> 99
-[]
-[LoggingHostMaxAddrLenGet {'value': 4294967295}] GET /logging/hosts ->
+[ConsoleLoggingSeverityGet {'value': 9} | ConsoleLoggingSeverityGet {'value': -1}] GET /logging
+    -> 99
+[ConsoleLoggingSeverityGet {'value': 0}] GET /logging ~ "Severity level undefined."
+[LoggingHostSeverityGet {'value': 9} | LoggingHostSeverityGet {'value': -1}] GET
+    /logging/hosts/10.0.0.1 -> 99
+[$len 0} | $len 1} | $len 8}] GET /logging/hosts -> {"logging_hosts":{}}
+[$len 0} | $len 1} | $len 8}] GET /logging/hosts/10.0.0.1 -> 99
+[$len 4294967295}] GET /logging/hosts ->
     {"logging_hosts":{"1":{"address":"10.0.0.1"}}}
 // a walk that says there is more for ever, and a text without an end
 [LoggingHostIpAddrNextGet {'value': '10.0.0.1', 'result': 0}] GET /logging/hosts ->
     {"logging_hosts":{"1":{"address":"10.0.0.1"}}}
 [LoggingHostIpAddrNextGet {'value': '$65h', 'times': 1}] GET /logging/hosts ->
-    {"logging_hosts":{"1":{"address":"$65h"}}})");
-}
-
-TEST(Logging, RefusesOtherPaths)
-{
-  run_script(__LINE__, R"(reset
-PUT /logging/hosts/10.0.0.1/ports /logging/hosts/10.0.0.1/port/x /logging/hosts//port /logging/cli
-    /logging/cli/mode/ /logging/console/severitylevel GET /logging/ /logging/hosts/
-    /logging/hosts/10.0.0.1/port POST /logging/hosts DELETE /logging/hosts -> 902)");
-  char text[36] = "as it was";
-  EXPECT_EQ(get_log_severity_level_string_by_eum(static_cast<OPEN_LOG_SEVERITY_t>(9), text),
-            RC_FALSE);
-  EXPECT_STREQ(text, "as it was");
-  EXPECT_EQ(get_log_severity_level_string_by_eum(OPEN_LOG_SEVERITY_UNDEFINED, text), RC_TRUE);
-  EXPECT_STREQ(text, "Severity level undefined.");
-}
+    {"logging_hosts":{"1":{"address":"$65h"}}})",
+            "$len", "LoggingHostMaxAddrLenGet {'value':");
 
 // --- SSH ---
 
-TEST(Ssh, SettingsAreReadAndChanged)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Ssh, SettingsAreReadAndChanged, R"(reset
 GET /ssh -> {"infomation":{"admin_mode":"disable","version":"2","active_sessions":0,
     "max_sessions":5,"timeout":5}}
 PUT /ssh/adminMode?value=1 -> 0 Update SSH admin mode successfully. {}
@@ -290,14 +199,10 @@ PUT /ssh/adminMode?value=0 -> 0 Update SSH admin mode successfully. {}
 PUT /ssh/maxSessions?value=-1 -> 0 Update SSH maximum sessions successfully. {}
 PUT /ssh/protoVersion?value=1 -> 0 Update SSH protocol version successfully. {}
 PUT /ssh/timeout?value=0 -> 0 Update SSH session timeout successfully. {}
-GET /ssh ->
-    {"infomation":{"admin_mode":"disable","version":"1","active_sessions":0,"max_sessions":5,
-    "timeout":5}})");
-}
+GET /ssh ~ "admin_mode": "disable", "version": "1", "active_sessions": 0,
+    "max_sessions": 5, "timeout": 5)");
 
-TEST(Ssh, CallsAndFailures)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Ssh, CallsAndFailures, R"(reset
 PUT /ssh/protoVersion?value=3 => SSHProtocolVersionSet(2) = 0
 PUT /ssh/maxSessions?value=-1 => SSHMaxSessionsDefaultSet() = 0
 PUT /ssh/timeout?value=0 => SSHSessionTimeoutSet(0) = 0
@@ -306,7 +211,4 @@ GET /ssh => SSHAdminModeGet( | SSHProtocolVersionGet( | SSHActiveSessionsGet( | 
     SSHSessionTimeoutGet(
 check GET /ssh PUT /ssh/adminMode?value=1 /ssh/maxSessions?value=2 ?value=-1
     /ssh/protoVersion?value=2 /ssh/timeout?value=3
-[SSHProtocolVersionGet {'value': 3} | SSHProtocolVersionGet {'value': -1}] GET /ssh -> 99
-GET /ssh/ /ssh/adminMode /ssh/timeout/ PUT /ssh /ssh/adminMode/ /ssh/adminmode POST
-    /ssh/adminMode?value=1 DELETE /ssh/adminMode?value=1 -> 902)");
-}
+[SSHProtocolVersionGet {'value': 3} | SSHProtocolVersionGet {'value': -1}] GET /ssh -> 99)");

@@ -3,30 +3,20 @@
 
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "modules/rest_module_tcam.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Tcam, EveryRequestBeginsWithTheInitialisation)
-{
-  engine_reset();
-  for (const char* path : {"/tcam/", "/tcam/policy/", "/tcam/policy/x", "/tcam/policy/1/port",
-                           "/tcam/policy/1/port/", "/tcam/policy/1/port/1/", "/tcam/groupStats/"})
-    run_script(__LINE__, R"(GET $path POST $path PUT $path DELETE $path -> 902
-GET $path POST $path PUT $path DELETE $path => TcamApiInit() = 0)",
-               "$path", path);
-  run_script(__LINE__, R"(
-PUT /tcam/policy POST /tcam/policy/1 GET /tcam/policy/1/port/1 DELETE /tcam -> 902
+SCRIPT_TEST(Tcam, EveryRequestBeginsWithTheInitialisation, R"(reset
+GET /tcam/policy/x POST /tcam/policy/1 PUT /tcam DELETE /tcam => TcamApiInit() = 0
 GET /tcam => TcamApiInit() = 0
 GET /tcam -> {"infomation":{"tcam_api_version":"0.1"}}
 // its own failure is nobody's: the switch says no to what comes next
 reset {"faults": {"rpcclt_openapiTcamApiInit": {"result": -21}}}
 GET /tcam -> {"infomation":{"tcam_api_version":"0.1"}}
 POST /tcam/policy -> -28)");
-}
 
 // ---- creating and reading ----
 
@@ -125,8 +115,9 @@ GET /tcam/policy/$id -> $policy)",
     const std::string name = bad[code - 1][0];
     std::istringstream values(bad[code - 1][1] + std::string("/"));
     for (std::string value; std::getline(values, value, '/');)
-      expect_answer(__LINE__, "POST", "/tcam/policy?" + name + "=" + value + later, code,
-                    "The value of parameter " + name + " is invalid.");
+      run_script(__LINE__, "POST /tcam/policy?" + name + "=" + value + later + " -> " +
+                               std::to_string(code) + " The value of parameter " + name +
+                               " is invalid.");
     later += "&" + name + "=";
   }
   run_script(__LINE__, R"(POST /tcam/policy?policyType=4 ?policyType=-1 ?actionRedirPort=999 ->
@@ -198,9 +189,7 @@ check DELETE /tcam/policy/5 but TcamApiInit after POST /tcam/policy?policyType=0
 
 // ---- ports ----
 
-TEST(Tcam, PoliciesAreAttachedToPorts)
-{
-  run_script(__LINE__, R"(reset
+SCRIPT_TEST(Tcam, PoliciesAreAttachedToPorts, R"(reset
 POST /tcam/policy?policyType=1
 POST /tcam/policy/1/port/54 -> 0 Configure the policy 1 to port 54
     successfully.
@@ -213,92 +202,61 @@ POST /tcam/policy/2/port/54 /tcam/policy/1/port/55 DELETE /tcam/policy/1/port/53
 DELETE /tcam/policy/1/port/54 -> 0 Delete the policy 1 from port 54 successfully.
 check DELETE /tcam/policy/1/port/54 but TcamApiInit after POST /tcam/policy/1/port/54
 check POST /tcam/policy/1/port/54 but TcamApiInit after DELETE /tcam/policy/1/port/54)");
-}
 
 // ---- figures ----
 
-static std::string figures(const char* name, int count, int free, int total)
-{
-  return std::string("\"") + name + "\":{\"count\":" + std::to_string(count) +
-         ",\"free\":" + std::to_string(free) + ",\"total\":" + std::to_string(total) + "}";
-}
-
-// Groups as type, gid and entries of slices of two policies; a type of null: unused.
-struct group {
-  const char* type;
-  int gid, count;
-};
-
-static std::string groups_json(const std::vector<group>& groups)
-{
-  std::string json;
-  for (const group& g : groups) {
-    json += std::string(json.empty() ? "" : ",") + "\"" + std::to_string(&g - groups.data() + 1) +
-            "\":{\"is_used\":\"" + (g.type ? "Yes" : "No") + "\"";
-    if (g.type)
-      json += ",\"gid\":" + std::to_string(g.gid) + ",\"type\":\"" + g.type +
-              "\",\"width\":1,\"depth\":2,\"count\":" + std::to_string(g.count) +
-              ",\"free\":" + std::to_string(2 - g.count) + ",\"total\":2";
-    json += "}";
-  }
-  return "\"groups\":{" + json + "}";
-}
-
-static std::string stats_json(const std::vector<group>& ingress, int entries, int slices,
-                              const std::vector<group>& egress, int egress_entries)
-{
-  const std::string slice_256 = "\"slice_stats\":{" + figures("slice_256", slices, 8 - slices, 0);
-  return "{\"group_stats\":{\"stage_ingress\":{" + groups_json(ingress) + "," +
-         figures("entry_stats", entries, 16 - entries, 16) + "," + slice_256 + "," +
-         figures("slice_512", 0, 0, 0) + "}},\"stage_egress\":{" + groups_json(egress) + "," +
-         // the total and the slices are those of the ingress stage
-         figures("entry_stats", egress_entries, 8 - egress_entries, 16) + "," + slice_256 + "}}}}";
-}
-
 TEST(Tcam, FiguresAddUpWithWhatIsInstalled)
 {
-  const group none = {nullptr, 0, 0};
-  std::vector<group> ingress(8, none), egress(4, none);
-  const auto expect_stats = [&](int line, const std::string& before, int entries, int slices,
-                                int egress_entries, const std::vector<group>& shown) {
-    run_script(line, before + "GET /tcam/groupStats -> $stats", "$stats",
-               stats_json(shown, entries, slices, egress, egress_entries));
+  std::string groups;
+  for (int n = 1; n <= 12; n++)
+    groups += ",\"" + std::to_string(n) + "\":{\"is_used\":\"No\"}";
+  const auto from_to = [&](int first, int last) {
+    const size_t start = groups.find(",\"" + std::to_string(first) + "\"") + 1;
+    return groups.substr(start, groups.find(",\"" + std::to_string(last + 1) + "\"") - start);
   };
-  expect_stats(__LINE__, "reset {\"tcam_slice_size\": 2}\n", 0, 0, 0, ingress);
-  ingress[0] = {"OpenFlow", 1, 2};
-  ingress[1] = {"OpenFlow", 2, 1};
-  ingress[2] = {"", 3, 1};  // a type without a name
-  ingress[3] = {"Gen (IPv6)", 4, 1};
-  egress[0] = {"Egress", 9, 2};
-  expect_stats(__LINE__, R"(POST /tcam/policy?policyType=1 ?policyType=1 ?policyType=1 ?policyType=0
-    ?policyType=2 ?policyType=3 ?policyType=3
-)",
-               5, 4, 2, ingress);
-  run_script(__LINE__,
-             "check GET /tcam/groupStats but TcamApiInit TcamHapiBroadPolicyTypeNameGetZRT");
-  const std::vector<std::string> calls = api_calls("GET", "/tcam/groupStats");
-  ASSERT_EQ(calls.size(), 10u);
-  EXPECT_EQ(calls[1], "rpcclt_openapiTcamGroupStatsGetZRT(1, >{1:2,2:1,3:1,4:1}) = 0");
-  EXPECT_EQ(calls[2],
-            "rpcclt_openapiTcamGroupStatsIngressSlicesCountGetZRT(>8, >5, >11, >16, >4, >4) = 0");
-  EXPECT_EQ(calls[7], "rpcclt_openapiTcamGroupStatsGetZRT(2, >{9:2}) = 0");
-  EXPECT_EQ(calls[8], "rpcclt_openapiTcamGroupStatsEgressSlicesCountGetZRT(>4, >2, >6) = 0");
-  // more groups than there are records
-  std::vector<group> twelve = ingress;
-  twelve.resize(12, none);
-  const std::string fault = "[TcamGroupStatsIngressSlicesCountGetZRT {'value': ";
-  expect_stats(__LINE__, fault + "4294967295}] ", 5, 4, 2, twelve);
-  expect_stats(__LINE__, fault + "0}] ", 5, 4, 2, {});
-  ingress[0].count = 1;
-  ingress[3] = none;
-  expect_stats(__LINE__, "DELETE /tcam/policy/1 /tcam/policy/5\n", 3, 3, 2, ingress);
-  // a stage is full when no slice has room for the type
-  for (const char* type :
-       {"1", "1", "1", "1", "1", "1", "1", "1", "1", "1", "3", "3", "3", "3", "3"})
-    run_script(__LINE__, std::string("POST /tcam/policy?policyType=") + type);
-  run_script(__LINE__, R"(POST /tcam/policy?policyType=3
-POST /tcam/policy?policyType=1 ?policyType=1
-POST /tcam/policy?policyType=1 ?policyType=2 -> -23
+  // $1 is a policy for the ingress stage, $3 one for the egress stage. The total and the slices of
+  // the egress stage are those of the ingress stage.
+  run_script(__LINE__, R"(reset {"tcam_slice_size": 2}
+GET /tcam/groupStats -> {"group_stats":{"stage_ingress":{"groups":{$groups1to8},"entry_stats":{
+    $none,"free":16,"total":16},"slice_stats":{"slice_256":{$none,"free":8,"total":0},
+    "slice_512":{$none,"free":0,"total":0}}},"stage_egress":{"groups":{$groups1to4},
+    "entry_stats":{$none,"free":8,"total":16},"slice_stats":{"slice_256":{$none,"free":8,
+    "total":0}}}}}
+POST /tcam/policy$1 $1 $1 ?policyType=0 ?policyType=2 $3 $3
+// the third type is one without a name
+GET /tcam/groupStats -> {"group_stats":{"stage_ingress":{"groups":{
+    "1":{"is_used":"Yes","gid":1,"type":"OpenFlow",$size,"count":2,"free":0,"total":2},
+    "2":{"is_used":"Yes","gid":2,"type":"OpenFlow",$size,"count":1,"free":1,"total":2},
+    "3":{"is_used":"Yes","gid":3,"type":"",$size,"count":1,"free":1,"total":2},
+    "4":{"is_used":"Yes","gid":4,"type":$gen,$size,"count":1,"free":1,"total":2},
+    $groups5to8},"entry_stats":{"count":5,"free":11,"total":16},
+    "slice_stats":{"slice_256":{"count":4,"free":4,"total":0},"slice_512":{$none,"free":0,
+    "total":0}}},"stage_egress":{"groups":{
+    "1":{"is_used":"Yes","gid":9,"type":"Egress",$size,"count":2,"free":0,"total":2},
+    $groups2to4},"entry_stats":{"count":2,"free":6,"total":16},
+    "slice_stats":{"slice_256":{"count":4,"free":4,"total":0}}}}}
+check GET /tcam/groupStats but TcamApiInit TcamHapiBroadPolicyTypeNameGetZRT
+GET /tcam/groupStats => TcamApiInit( | TcamGroupStatsGetZRT(1, >{1:2,2:1,3:1,4:1}) = 0 |
+    TcamGroupStatsIngressSlicesCountGetZRT(>8, >5, >11, >16, >4, >4) = 0 | $name | $name | $name |
+    $name | TcamGroupStatsGetZRT(2, >{9:2}) = 0 |
+    TcamGroupStatsEgressSlicesCountGetZRT(>4, >2, >6) = 0 | $name
+// more groups than there are records
+[$slices 4294967295}] GET /tcam/groupStats ~ "12": { "is_used": "No" } }, "entry_stats":
+[$slices 0}] GET /tcam/groupStats ~ "stage_ingress": { "groups": { }, "entry_stats":
+DELETE /tcam/policy/1 /tcam/policy/5
+GET /tcam/groupStats ~ "entry_stats": { "count": 3, "free": 13, "total": 16 }, "slice_stats":
+    { "slice_256": { "count": 3, "free": 5, "total": 0 },
+GET /tcam/groupStats ~ "count": 1, "free": 1, "total": 2 }, "2":
+GET /tcam/groupStats ~ "4": { "is_used": "No" },
+// a stage is full when no slice has room for the type
+POST /tcam/policy$1 $1 $1 $1 $1 $1 $1 $1 $1 $1 $3 $3 $3 $3 $3 $3 $1 $1
+POST /tcam/policy$1 ?policyType=2 -> -23
 POST /tcam/policy?policyType=0
-POST /tcam/policy?policyType=3 -> -23)");
+POST /tcam/policy$3 -> -23)",
+             "$groups1to8", from_to(1, 8), "$groups1to4", from_to(1, 4), "$groups5to8",
+             from_to(5, 8), "$groups2to4", from_to(2, 4), "$none", R"("count":0)", "$gen",
+             "\"Gen (IPv6)\"", "$size", R"("width":1,"depth":2)", "$name",
+             "TcamHapiBroadPolicyTypeNameGetZRT(", "$slices",
+             "TcamGroupStatsIngressSlicesCountGetZRT {'value':", "$1", "?policyType=1", "$3",
+             "?policyType=3");
 }

@@ -5,7 +5,6 @@
 #include <string.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -13,20 +12,18 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "modules/rest_startupcfg.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/engine_process.h"
 #include "tests/support/local_engine.h"
 
 namespace fs = std::filesystem;
 
-static const char STARTING[] = "File transfer is starting.";
-static const char NOT_STARTED[] = "Failed to start a transfer.";
-static const char APPLIED[] = "Script transfer and apply successfully.";
+// Ends of steps.
+static const char STARTING[] = " -> 0 File transfer is starting.";
+static const char APPLIED[] = " -> 0 Script transfer and apply successfully.";
 static const char DONE[] = "Transfer completed successfully. 100%";
 
 // A shell command that runs until the record goes; it says one line first.
@@ -89,7 +86,7 @@ static std::string get(const std::string& path, const std::string& tag)
 // Starts a transfer and returns what its status says at the end: "STATUS PROGRESS".
 static std::string transfer(int line, const std::string& request, const std::string& url)
 {
-  expect_answer(line, "POST", request + "&url=" + url_encode(url), 0, STARTING);
+  run_script(line, "POST " + request + "&url=" + url_encode(url) + STARTING);
   const std::string path = request.substr(0, request.find('/', 1)) + "/status";
   EXPECT_TRUE(wait_until([&] { return get(path, "status") != "Transfer is in progress."; }))
       << line;
@@ -99,12 +96,7 @@ static std::string transfer(int line, const std::string& request, const std::str
 static std::string script_download(const std::string& url, const std::string& script,
                                    const std::string& act = "y")
 {
-  return "/download/script?url=" + url_encode(url) + "&scr=" + script + "&act=" + act;
-}
-
-static std::string hostname()
-{
-  return get("/system", "hostname");
+  return "POST /download/script?url=" + url_encode(url) + "&scr=" + script + "&act=" + act;
 }
 
 // A flash folder of the test's own, and a switch with it.
@@ -205,23 +197,9 @@ TEST(InformationFile, StaysAsItWasWhenAStepFails)
     EXPECT_EQ(file_text(INFO), old);
     EXPECT_STREQ(startupcfgInfo.cfgTime, "3");
   }
-  // A folder that may only be read, for an account that may not do everything.
-  info_start(old, "3", "2");
-  for (const char* path : {".", "user-apps"})
-    chmod(path, 0555);
-  EXPECT_EXIT(
-      {
-        bool became = geteuid() != 0 || seteuid(65534) == 0;
-        _exit(became && write_startupcfg_info_file() == RC_FALSE ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "");
-  for (const char* path : {".", "user-apps"})
-    chmod(path, 0755);
-  EXPECT_EQ(file_text(INFO), old);
-
   fs::remove_all("user-apps");
   EXPECT_EQ(write_startupcfg_info_file(), RC_FALSE);
-  expect_open_error(__LINE__, "GET", "/download/startupCfgInfo");
+  run_script(__LINE__, "GET /download/startupCfgInfo -> 99");
   EXPECT_FALSE(fs::exists("user-apps"));
 }
 
@@ -249,135 +227,102 @@ TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
 {
   engine_reset();
   info_start();
-  auto expect_info = [](int line, const std::string& time, const std::string& update,
-                        const std::string& modified) {
-    run_script(line, R"(GET /download/startupCfgInfo -> {"information":{"cfg_time":"$time",
-    "cfg_update":"$update","cfg_modified":"$modified"}})",
-               "$time", time, "$update", update, "$modified", modified);
-  };
-  const std::string request = "/download/config?url=http://127.0.0.1:1&cfg=1&";
-  expect_info(__LINE__, "", "", "no");
+  const std::string info = "GET /download/startupCfgInfo";
+  const std::string request = "POST /download/config?url=http://127.0.0.1:1&cfg=1&";
   // Times are kept whether or not the rest of the request is right.
-  expect_open_error(__LINE__, "POST", request + "cfgtime=T1&auto=n");
-  expect_info(__LINE__, "T1", "", "no");
-  expect_open_error(__LINE__, "POST", request + "cfgtime=T2&updatetime=U2&auto=x");
-  expect_info(__LINE__, "T2", "U2", "no");
-  for (const std::string& time : {std::string("T3%0Acfg_time:4"), std::string(24, '1')})
-    expect_open_error(__LINE__, "POST", request + "cfgtime=" + time + "&updatetime=U&auto=n");
+  run_script(__LINE__, R"(
+$info -> {"information":{"cfg_time":"","cfg_update":"","cfg_modified":"no"}}
+$requestcfgtime=T1&auto=n -> 99
+$info ~ "cfg_time": "T1", "cfg_update": "", "cfg_modified": "no"
+$requestcfgtime=T2&updatetime=U2&auto=x -> 99
+$info ~ "cfg_time": "T2", "cfg_update": "U2", "cfg_modified": "no"
+$requestcfgtime=T3%0Acfg_time:4&updatetime=U&auto=n -> 99
+$requestcfgtime=$241&updatetime=U&auto=n -> 99)",
+             "$info", info, "$request", request);
   EXPECT_EQ(file_text(INFO), "cfg_time:T2\ncfg_update:U2\n");
   file_write(INFO, "cfg_time:from\ncfg_update:outside\n");
-  expect_info(__LINE__, "from", "outside", "no");
-  run_script(__LINE__, "PUT /system/hostname?value=x");
-  expect_info(__LINE__, "from", "outside", "yes");
-
-  engine_reset(
-      R"({"faults": {"rpcclt_openapiTransferFileDownload": {"result": -31, "times": 1}}})");
-  info_start();
-  const std::string backup = "/download/config?cfg=2&auto=";
-  expect_answer(__LINE__, "POST", backup + "n&url=x", 2, NOT_STARTED);
-  transfer(__LINE__, backup + "y", "http://127.0.0.1:1");
-  expect_info(__LINE__, "", "", "no");
-  transfer(__LINE__, backup + "n", "http://127.0.0.1:1");
-  expect_info(__LINE__, "", "", "yes");
-  expect_each_call_checked(__LINE__, "GET", "/download/startupCfgInfo");
+  run_script(__LINE__, R"(
+$info ~ "cfg_time": "from", "cfg_update": "outside", "cfg_modified": "no"
+PUT /system/hostname?value=x
+$info ~ "cfg_time": "from", "cfg_update": "outside", "cfg_modified": "yes"
+check $info
+reset {"faults": {"rpcclt_openapiTransferFileDownload": {"result": -31, "times": 1}}}
+POST /download/config?cfg=2&auto=n&url=x -> 2 Failed to start a transfer.)",
+             "$info", info);
+  for (const char* restart : {"y", "n"}) {
+    transfer(__LINE__, std::string("/download/config?cfg=2&auto=") + restart, "http://127.0.0.1:1");
+    run_script(__LINE__, info + " ~ \"cfg_modified\": " + (*restart == 'y' ? "\"no\"" : "\"yes\""));
+  }
 }
 
 // --- Parameters and calls ---
 
-TEST(Transfer, ChecksItsParametersBeforeItCalls)
-{
-  engine_reset();
-  std::istringstream refused(
-      "download/image?img=active&auto=n download/image?url=&img=active&auto=n "
-      "download/image?U&auto=n download/image?U&img=Active&auto=n "
-      "download/image?U&img=active2&auto=n download/image?U&img=active "
-      "download/image?U&img=active&auto=yes download/image?U&img=active&auto=N "
-      "download/image?UL&img=active&auto=n download/config?cfg=2&auto=n download/config?U&auto=n "
-      "download/config?U&cfg=0&auto=n download/config?U&cfg=4&auto=n "
-      "download/config?U&cfg=-1&auto=n download/config?U&cfg=2x&auto=n "
-      "download/config?U&cfg=0002&auto=n download/config?U&cfg=2&auto= upload/config?cfg=2&sn=1 "
-      "upload/config?U&cfg=6&sn=1 upload/config?U&cfg=4 upload/config?U&cfg=4&sn=abc "
-      "upload/config?U&cfg=4&sn=L download/script?scr=a.scr&act=n download/script?U&act=n "
-      "download/script?U&scr=123456789012345678901234567890123&act=n "
-      "download/script?U&scr=a.scr upload/script?scr=a.scr upload/script?U upload/script?U&scr=L");
-  for (std::string request; refused >> request;) {
-    for (size_t at; (at = request.find('L')) != request.npos;)
-      request.replace(at, 1, std::string(1100, '1'));
-    if (size_t at = request.find('U'); at != request.npos)
-      request.replace(at, 1, "url=http://127.0.0.1:1/");
-    EXPECT_TRUE(api_calls("POST", "/" + request).empty()) << request;
-    expect_open_error(__LINE__, "POST", "/" + request);
-  }
-  run_script(__LINE__, R"(POST /download /upload /upload/image /download/image/ /download/status
-    GET /download/image /download/status/ /upload/startupCfgInfo
-    PUT /upload/script DELETE /download/config -> 902)");
-}
+SCRIPT_TEST(Transfer, ChecksItsParametersBeforeItCalls, R"(reset
+POST $refused -> 99
+POST $refused =>)",
+            "$refused", R"(/download/image?img=active&auto=n ?url=&img=active&auto=n ?$u&auto=n
+    ?$u&img=Active&auto=n ?$u&img=active2&auto=n ?$u&img=active ?$u&img=active&auto=yes
+    ?$u&img=active&auto=N ?$u$1100l&img=active&auto=n
+    /download/config?cfg=2&auto=n ?$u&auto=n ?$u&cfg=0&auto=n ?$u&cfg=4&auto=n ?$u&cfg=-1&auto=n
+    ?$u&cfg=2x&auto=n ?$u&cfg=0002&auto=n ?$u&cfg=2&auto=
+    /upload/config?cfg=2&sn=1 ?$u&cfg=6&sn=1 ?$u&cfg=4 ?$u&cfg=4&sn=abc ?$u&cfg=4&sn=$11001
+    /download/script?scr=a.scr&act=n ?$u&act=n ?$u&scr=$331&act=n ?$u&scr=a.scr
+    /upload/script?scr=a.scr ?$u ?$u&scr=$1100l)",
+            "$u", "url=http://127.0.0.1:1/");
 
 TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
 {
   engine_reset();
   info_start();
-  const std::string url = "http://h/" + std::string(1014, 'x');  // 1023 characters
-  const std::string longest(32, 'a');
-  auto hands_over = [&](int line, const std::string& parameters, const std::string& file) {
-    const std::string request = parameters + "&url=" + url;
-    const std::string call =
-        std::string("rpcclt_openapiTransferFile") + (request[1] == 'd' ? "Download" : "Upload");
-    set_fault(call.c_str(), "{'result': -28}");
-    expect_calls(line, api_calls("POST", request),
-                 {(call + "({1024,\"" + url + "\"}, " + file + ")").c_str()});
-    expect_answer(line, "POST", request, 1, "Another Transfer is in Progress.");
-    set_fault(call.c_str(), "{'result': -31}");
-    expect_answer(line, "POST", request, 2, NOT_STARTED);
-    set_fault(call.c_str(), "{'result': -24}");
-    expect_open_error(line, "POST", request);
+  const char* const cases[][2] = {
+      {"/download/image?auto=n&img=backup",                    R"({7,"backup"})"           },
+      {"/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1", R"({15,"startup-config"})"  },
+      {"/download/config?auto=n&cfg=02",                       R"({14,"backup-config"})"   },
+      {"/download/config?auto=n&cfg=3",                        R"({17,"factory-defaults"})"},
+      {"/upload/config?sn=1&cfg=4",                            R"({15,"running-config"})"  },
+      {"/upload/config?sn=1&cfg=5",                            R"({13,"tarvexia.cfg"})"    },
+      {"/download/script?act=n&scr=$32a",                      R"({33,"$32a"})"            },
+      {"/upload/script?scr=b.scr",                             R"({6,"b.scr"})"            },
   };
-  hands_over(__LINE__, "/download/image?auto=n&img=backup", R"({7,"backup"})");
-  hands_over(__LINE__, "/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1",
-             R"({15,"startup-config"})");
-  hands_over(__LINE__, "/download/config?auto=n&cfg=02", R"({14,"backup-config"})");
-  hands_over(__LINE__, "/download/config?auto=n&cfg=3", R"({17,"factory-defaults"})");
-  hands_over(__LINE__, "/upload/config?sn=1&cfg=4", R"({15,"running-config"})");
-  hands_over(__LINE__, "/upload/config?sn=1&cfg=5", R"({13,"tarvexia.cfg"})");
-  hands_over(__LINE__, "/download/script?act=n&scr=" + longest, "{33,\"" + longest + "\"}");
-  hands_over(__LINE__, "/upload/script?scr=b.scr", R"({6,"b.scr"})");
+  for (const auto& [parameters, file] : cases)
+    run_script(__LINE__, R"([$call {'result': -28}] $request => $call({1024,"$url"}, $file)
+[$call {'result': -28}] $request -> 1 Another Transfer is in Progress.
+[$call {'result': -31}] $request -> 2 Failed to start a transfer.
+[$call {'result': -24}] $request -> 99)",
+               "$call", parameters[1] == 'd' ? "TransferFileDownload" : "TransferFileUpload",
+               "$request", std::string("POST ") + parameters + "&url=$url", "$file", file, "$url",
+               "http://h/$1014x");  // 1023 characters
 }
 
 TEST(Transfer, AsksForTheRestartOnlyWithAuto)
 {
-  for (const std::string request :
-       {"/download/image?img=active&url=", "/download/config?cfg=2&url="}) {
-    const std::string stall = request + url_encode(web().url + "/stall") + "&auto=";
-    engine_reset();
-    expect_calls(__LINE__, api_calls("POST", stall + "n"), {"rpcclt_openapiTransferFileDownload("});
-    engine_reset();
-    expect_calls(
-        __LINE__, api_calls("POST", stall + "y"),
-        {"rpcclt_openapiTransferFileDownload(", "rpcclt_openapiTransferCompletedRebootSet() = 0"});
-    engine_reset(R"({"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}})");
-    expect_answer(__LINE__, "POST", stall + "y", 98, "The same setting is already set.");
-  }
+  for (const char* request : {"/download/image?img=active&url=", "/download/config?cfg=2&url="})
+    run_script(__LINE__, R"(reset
+POST $stall&auto=n => TransferFileDownload(
+reset
+POST $stall&auto=y => TransferFileDownload( | TransferCompletedRebootSet() = 0
+reset {"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}}
+POST $stall&auto=y -> 98)",
+               "$stall", request + url_encode(web().url + "/stall"));
 }
 
 TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
 {
   engine_reset();
-  auto keeps = [](int line, const std::string& sn, const std::string& kept) {
-    transfer(line, "/upload/config?cfg=4&sn=" + sn, web().url + "/config");
-    run_script(line, R"(GET /upload/status -> {"information":{"status":"Transfer completed
+  const char* const cases[][2] = {
+      {"12345x",     "12345"     },
+      {"4294967296", "4294967295"},
+      {"%2B7",       "7"         },
+      {"-1",         "4294967295"},
+  };
+  for (const auto& [sn, kept] : cases) {
+    transfer(__LINE__, std::string("/upload/config?cfg=4&sn=") + sn, web().url + "/config");
+    run_script(__LINE__, R"(GET /upload/status -> {"information":{"status":"Transfer completed
     successfully.","progress":"100%","cfg_upload_sn":"$kept"}})",
                "$kept", kept);
-  };
-  keeps(__LINE__, "12345x", "12345");
-  keeps(__LINE__, "4294967295", "4294967295");
-  keeps(__LINE__, "4294967296", "4294967295");
-  keeps(__LINE__, "%2B7", "7");
-  keeps(__LINE__, "-1", "4294967295");
-  expect_each_call_checked(__LINE__, "GET", "/upload/status");
-  expect_each_call_checked(__LINE__, "GET", "/download/status");
-  const std::string text(256, 's');
-  set_fault("rpcclt_openapiTransferDownloadStatusGet", "{'value': '" + text + "'}");
-  EXPECT_EQ(get("/download/status", "status"), text.substr(1));
+  }
+  run_script(__LINE__, R"(check GET /upload/status /download/status
+[TransferDownloadStatusGet {'value': '$256s'}] GET /download/status ~ "status": "$255s")");
 }
 
 // --- Real transfers ---
@@ -438,7 +383,7 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
                                  "/to?ftp://127.0.0.1/x", "/to?/to?/to?/to?/to?/to?/to?/empty", ""})
     for (const char* script : {"a.scr", "new.scr"}) {
       const std::string url = path.empty() ? "http://127.0.0.1:1/refused" : web().url + path;
-      expect_answer(__LINE__, "POST", script_download(url, script), 2, NOT_STARTED);
+      run_script(__LINE__, script_download(url, script) + " -> 2 Failed to start a transfer.");
       EXPECT_EQ(get("/download/status", "status").find("Transfer failed: "), 0u) << path;
       EXPECT_NE(get("/download/status", "progress"), "100%") << path;
     }
@@ -446,7 +391,6 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
   EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
   EXPECT_EQ(flash.count(), 1u);
   EXPECT_EQ(get("/script/list", "filename"), "a.scr");
-  EXPECT_EQ(switchsim_reset(R"({"flash": "/dev/null"})").find("flash: "), 0u);
 }
 
 TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
@@ -459,45 +403,39 @@ TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
            "file:///etc/hostname", at + "../x", at + "%2e%2e/x", at + "a/b", at + "none.scr",
            at + "link.scr", "/etc/hostname", "127.0.0.1/x", "gopher://127.0.0.1/x", "scp://",
            "http://127.0.0.1/a b", "http://127.0.0.1/a\r\nb"})
-    expect_open_error(__LINE__, "POST", script_download(url, "x.scr", "n"));
+    run_script(__LINE__, script_download(url, "x.scr", "n") + " -> 99");
   for (const char* name : {"..%2Fx.scr", "%2Ftmp%2Fx.scr", "a%2Fx.scr", "..", ".scr", "x.txt",
                            "running-config", "x.scr%2F", "x.scr%0A"})
-    expect_open_error(__LINE__, "POST", script_download(web().url + "/empty", name, "n"));
-  const std::string to = "&url=" + url_encode(web().url + "/x");
-  for (const std::string name : {"none.scr", "link.scr", "..%2F..%2Fetc%2Fhostname", ""})
-    expect_open_error(__LINE__, "POST", "/upload/script?scr=" + name + to);
-  expect_open_error(__LINE__, "POST", "/upload/script?scr=a.scr&url=file:///tmp/x.scr");
+    run_script(__LINE__, script_download(web().url + "/empty", name, "n") + " -> 99");
+  run_script(__LINE__, R"(POST /upload/script?scr=none.scr$to ?scr=link.scr$to ?scr=$to
+    ?scr=..%2F..%2Fetc%2Fhostname$to ?scr=a.scr&url=file:///tmp/x.scr -> 99)",
+             "$to", "&url=" + url_encode(web().url + "/x"));
   EXPECT_EQ(flash.count(), 2u);
 }
 
-TEST(Download, RunsAloneAndTellsHowFarItIs)
-{
-  engine_reset();
-  const std::string request = script_download(web().url + "/stall", "a.scr", "n");
-  expect_answer(__LINE__, "GET", "/download/status", 0, "Get data successfully.",
-                R"({"information":{"status":"No transfer was started.","progress":"0%"}})");
-  expect_answer(__LINE__, "POST", request, 0, STARTING);
-  EXPECT_TRUE(wait_until([] { return get("/download/status", "progress") == "50%"; }));
-  for (const std::string& second : {request, std::string("/upload/config?cfg=4&sn=1&url=http://x")})
-    expect_answer(__LINE__, "POST", second, 1, "Another Transfer is in Progress.");
-  // A switch that starts again ends it.
-  run_script(__LINE__, "POST /system/reload?value=3");
-  EXPECT_TRUE(
-      wait_until([] { return get("/download/status", "status") == "Transfer failed: stopped."; }));
-}
+SCRIPT_TEST(Download, RunsAloneAndTellsHowFarItIs, R"(reset
+GET /download/status -> {"information":{"status":"No transfer was started.","progress":"0%"}}
+$stall -> 0 File transfer is starting.
+GET /download/status ~~ "progress": "50%"
+$stall /upload/config?cfg=4&sn=1&url=http://x -> 1 Another Transfer is in Progress.
+// a switch that starts again ends it
+POST /system/reload?value=3
+GET /download/status ~~ "status": "Transfer failed: stopped.")",
+            "$stall", script_download(web().url + "/stall", "a.scr", "n"));
 
 TEST(Download, WaitsForAScriptWithoutBeingBusy)
 {
   file_write(web().folder.path + "/good.scr", "hostname applied\n");
   file_write(web().folder.path + "/bad.scr", "hostname broken\nno such command\n");
   engine_reset(R"({"transfer_stall_s": 2})");
-  expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 0, APPLIED);
-  expect_open_error(__LINE__, "POST", script_download(web().url + "/bad.scr", "a.scr"));
-  EXPECT_EQ(hostname(), "applied");
+  const std::string good = script_download(web().url + "/good.scr", "a.scr");
+  run_script(__LINE__, good + APPLIED);
+  run_script(__LINE__, script_download(web().url + "/bad.scr", "a.scr") + " -> 99");
+  run_script(__LINE__, "GET /system ~ \"hostname\": \"applied\"");
 
   const clock_t start = clock();
   std::vector<std::string> calls =
-      api_calls("POST", script_download(web().url + "/stall", "a.scr"));
+      api_calls("POST", script_download(web().url + "/stall", "a.scr").substr(strlen("POST ")));
   EXPECT_LT(clock() - start, CLOCKS_PER_SEC / 2);
   EXPECT_LT(calls.size(), 60u);
   ASSERT_GT(calls.size(), 10u);
@@ -505,13 +443,9 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
   EXPECT_EQ(calls.back(), "rpcclt_openapiTransferResultCodeGet(0, >2) = 0");
 
   for (const char* call :
-       {"rpcclt_openapiTransferInProgressGet", "rpcclt_openapiTransferResultCodeGet",
-        "rpcclt_openapiTxtCfgValidateAndApply"}) {
-    engine_reset();
-    set_fault(call, "{'result': -24}");
-    expect_answer(__LINE__, "POST", script_download(web().url + "/good.scr", "a.scr"), 98,
-                  "The same setting is already set.");
-  }
+       {"TransferInProgressGet", "TransferResultCodeGet", "TxtCfgValidateAndApply"})
+    run_script(__LINE__, "reset\n[$call {'result': -24}] $good -> 98", "$call", call, "$good",
+               good);
 }
 
 TEST(Configuration, TravelsAndIsInForceAfterAReload)
@@ -526,7 +460,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_EQ(delivered, uploaded("3"));
   EXPECT_EQ(delivered.find("first"), std::string::npos);
   EXPECT_NE(running.find("hostname first\n"), std::string::npos) << running;
-  expect_open_error(__LINE__, "POST", "/upload/config?sn=1&cfg=2&url=http://127.0.0.1");
+  run_script(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1 -> 99");
   uploaded("5");
   server_t tar("cd " + web().folder.path +
                " && mkdir -p archive && tar -C archive -xf cfg5 && "
@@ -534,24 +468,25 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_STREQ(tar.first_line, "factory-defaults running-config startup-config ");
 
   // The running configuration suits the switch it came from.
-  expect_answer(__LINE__, "POST", script_download(web().url + "/cfg4", "run.scr"), 0, APPLIED);
-  EXPECT_EQ(hostname(), "first");
+  run_script(__LINE__, script_download(web().url + "/cfg4", "run.scr") + APPLIED);
+  const char in_force[] = "GET /system ~~ \"hostname\": \"first\"";
+  run_script(__LINE__, in_force);
 
   info_start();
   engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
   const std::string startup = "/download/config?cfg=1&cfgtime=1&updatetime=1&auto=";
   EXPECT_EQ(transfer(__LINE__, startup + "n", web().url + "/cfg4"), DONE);
   EXPECT_EQ(file_text(flash.path + "startup-config"), running);
-  EXPECT_NE(hostname(), "first");
-  run_script(__LINE__, "POST /system/reload?value=3");
-  EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
-  // The same in one request; what was not saved is lost.
-  run_script(__LINE__, "PUT /system/hostname?value=second");
-  run_script(__LINE__, "POST " + startup + "y&url=" + web().url + "/cfg4");
-  EXPECT_TRUE(wait_until([] { return hostname() == "first"; }));
+  run_script(__LINE__, R"(GET /system ~ "hostname": "TX5454"
+POST /system/reload?value=3
+$in_force
+// the same in one request; what was not saved is lost
+PUT /system/hostname?value=second POST $startupy&url=$web/cfg4
+$in_force)",
+             "$in_force", in_force, "$startup", startup, "$web", web().url);
   // What the flash holds is loaded when the process starts.
   engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
-  EXPECT_EQ(hostname(), "first");
+  run_script(__LINE__, in_force);
 }
 
 // The real executable: only its own memory counts.

@@ -1,28 +1,12 @@
 // The "vlans" module and the switch's VLANs behind it, over sockets.
 #include <gtest/gtest.h>
 
-#include <string.h>
-
-#include <algorithm>
-#include <string>
-
 #include "engine/rest_web_request_hdr.h"
 #include "modules/rest_module_vlan.h"
-#include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 
-TEST(Vlans, UnservedPathsAreBadRequests)
-{
-  run_script(__LINE__, R"(reset
-GET /vlans/ /vlans/1/ /vlans/1x /vlans/1/name /vlans/pendingChanges/ /vlans/pendingchanges POST
-    /vlans /vlans/-1 PUT /vlans/1 /vlans/1/names?value=a /vlans/1/nam?value=a /vlans/1/eman?value=a
-    /vlans/1/name/?value=a DELETE /vlans /vlans/1/name -> 902)");
-}
-
-TEST(Vlans, AreCreatedListedRenamedAndDeleted)
-{
-  run_script(__LINE__, R"(reset {"vlan_max": 100}
+SCRIPT_TEST(Vlans, AreCreatedListedRenamedAndDeleted, R"(reset {"vlan_max": 100}
 GET /vlans -> {"vlans":{"1":{"id":1}}}
 POST /vlans/100 -> 0 Create VLAN 100 successfully.
 POST /vlans/5 -> 0 Create VLAN 5 successfully.
@@ -46,11 +30,9 @@ GET /vlans/100 ~ "name": "$32n"
 PUT /vlans/100/name?value=lab => VlanCreatedCheck(100) = 0 | VlanNameSet(100, {4,"lab"}) = 0
 POST /vlans/7 => VlanCreatedCheck(7) = -29 | Dot1VlanMaxGet(>100) | VlanCreate(7) = 0
 DELETE /vlans/8 => VlanCreatedCheck(8) = -29)");
-}
 
-TEST(Vlans, OneWithMembers)
-{
-  run_script(__LINE__, R"(reset {"ports": 4, "vlans": [{"id": 10, "name": "lab"}, {"id": 20,
+SCRIPT_TEST(Vlans, OneWithMembers,
+            R"(reset {"ports": 4, "vlans": [{"id": 10, "name": "lab"}, {"id": 20,
     "type": "dynamic", "name": ""}]}
 // 2 is no member for all that
 POST /if/1/vlan/10 /if/3/vlan/10 PUT /if/3/vlan/10/taggingMode?value=1
@@ -59,10 +41,6 @@ GET /vlans/10 -> {"vlan":{"id":10,"name":"lab","type":"static","interfaces":{"1"
     "participationMode":"Include","isTagging":0},"3":{"ifNum":3,"participationMode":"Include",
     "isTagging":1}}}}
 GET /vlans/20 -> {"vlan":{"id":20,"name":"","type":"dynamic","interfaces":{}}}
-GET /vlans/10 -> <vlan><id>10</id><name>lab</name><type>static</type><interfaces><interface>
-    <ifNum>1</ifNum><participationMode>Include</participationMode><isTagging>0</isTagging>
-    </interface><interface><ifNum>3</ifNum><participationMode>Include</participationMode>
-    <isTagging>1</isTagging></interface></interfaces></vlan>
 GET /vlans/10 => VlanCreatedCheck(10) | VlanNameLenGet(>33) | VlanNameGet(10, >{4,"lab"}) |
     VlanIsStatic(10) = 1 | IfFirstGet(0, >1) | VlanIfParticipationStatusGet(10, 1, >1) |
     VlanIfParticipationGet(10, 1, >0) | VlanIfTaggingGet(1, 10, >0) | IfNextGet(0, 1, >2) |
@@ -71,11 +49,8 @@ GET /vlans/10 => VlanCreatedCheck(10) | VlanNameLenGet(>33) | VlanNameGet(10, >{
     VlanIfParticipationStatusGet(10, 4, >0) | IfNextGet(0, 4,
 // VLAN 1 has everybody until they are taken out of it
 GET /vlans/1 ~ "4": { "ifNum": 4,)");
-}
 
-TEST(Vlans, PendingChanges)
-{
-  run_script(__LINE__, R"(reset {"pending_ms": 600000, "vlans": 4}
+SCRIPT_TEST(Vlans, PendingChanges, R"(reset {"pending_ms": 600000, "vlans": 4}
 GET /vlans/pendingChanges -> {"pending_vlans":{}}
 // the walk starts behind VLAN 1
 DELETE /vlans/2 PUT /vlans/4/name?value=lab /vlans/1/name?value=one POST /vlans/9 DELETE /vlans/9
@@ -89,11 +64,9 @@ reset
 // in force at once
 POST /vlans/9
 GET /vlans/pendingChanges -> {"pending_vlans":{}})");
-}
 
-TEST(Vlans, DeletedOnesAreGoneFromEveryPort)
-{
-  run_script(__LINE__, R"(reset {"ports": 3, "vlans": [{"id": 10}, {"id": 20}]}
+SCRIPT_TEST(Vlans, DeletedOnesAreGoneFromEveryPort,
+            R"(reset {"ports": 3, "vlans": [{"id": 10}, {"id": 20}]}
 POST /if/1/vlan/10 PUT /if/1/pvid?value=10 /if/2/access/vlan?value=10 /if/2/switchportMode?value=2
     POST /if/3/trunk/vlan?value=10,20 PUT /if/3/trunk/pvid?value=10 /if/3/switchportMode?value=3
     DELETE /vlans/10 POST /vlans/10
@@ -105,35 +78,23 @@ POST /routing/vlanRtrIf?vlanId=10
 DELETE /vlans/10 -> 99
 DELETE /vlans/20
 POST /routing/vlanRtrIf?vlanId=20 -> 99)");
-}
 
-TEST(Vlans, EveryCallIsChecked)
-{
-  run_script(__LINE__, R"(reset {"ports": 2, "vlans": 3})");
-  const auto nothing = [] {};
-  run_script(__LINE__, R"(check GET /vlans but VlanNextGet
-check GET /vlans/pendingChanges but VlanNextChangedGet)");
-  // that a VLAN cannot be looked up reads like its absence
-  expect_each_call_checked(__LINE__, "GET", "/vlans/1",
-                           {"openapiVlanCreatedCheck", "openapiVlanIsStatic", "openapiIfNextGet"},
-                           nothing);
-  expect_each_call_checked(__LINE__, "POST", "/vlans/7",
-                           {"openapiVlanCreatedCheck", "rpcclt_openapiDot1VlanMaxGet"},
-                           [] { api_request("DELETE", "/vlans/7", "json"); });
-  run_script(__LINE__, R"(check PUT /vlans/2/name?value=a but VlanCreatedCheck)");
-  expect_each_call_checked(__LINE__, "DELETE", "/vlans/8", {"openapiVlanCreatedCheck"},
-                           [] { api_request("POST", "/vlans/8", "json"); });
-  run_script(__LINE__, R"([Dot1VlanMaxGet {'result': -26}]
+SCRIPT_TEST(Vlans, EveryCallIsChecked, R"(reset {"ports": 2, "vlans": 3}
+check GET /vlans but VlanNextGet
+check GET /vlans/pendingChanges but VlanNextChangedGet
+// that a VLAN cannot be looked up reads like its absence
+check GET /vlans/1 but VlanCreatedCheck VlanIsStatic IfNextGet
+check POST /vlans/7 but VlanCreatedCheck Dot1VlanMaxGet after DELETE /vlans/7
+check DELETE /vlans/8 but VlanCreatedCheck after POST /vlans/8
+check PUT /vlans/2/name?value=a but VlanCreatedCheck
+[Dot1VlanMaxGet {'result': -26}]
 POST /vlans/77 -> 2 VLAN ID not valid.
 []
 [VlanCreatedCheck {'result': -25}]
 DELETE /vlans/2 -> 1 VLAN 2 does not exist.)");
-}
 
 // $1 is VLAN 1 of a switch with two ports as far as the mode of its first member, $2 is VLAN 2.
-TEST(Vlans, OddAnswersOfTheSwitchAreSurvived)
-{
-  run_script(__LINE__, R"(reset {"ports": 2, "vlans": 2}
+SCRIPT_TEST(Vlans, OddAnswersOfTheSwitchAreSurvived, R"(reset {"ports": 2, "vlans": 2}
 [VlanNameLenGet {'value': 0} | VlanNameLenGet {'value': 1}] GET /vlans/2 -> 99
 [VlanNameLenGet {'value': 4294967295}] GET /vlans/2
     -> $2"VLAN0002","type":"static","interfaces":{}}}
@@ -157,11 +118,10 @@ TEST(Vlans, OddAnswersOfTheSwitchAreSurvived)
 // only -26 ends the walk: after another failure it goes on with what came along
 [IfNextGet {'result': -25, 'value': 2, 'times': 1}] GET /vlans/1
     -> $1"Include","isTagging":0$second:0}}}})",
-             "$second", R"(},"2":{"ifNum":2,"participationMode":"Include","isTagging")", "$1\"",
-             R"({"vlan":{"id":1,"name":"default","type":"static","interfaces":{"1":{
+            "$second", R"(},"2":{"ifNum":2,"participationMode":"Include","isTagging")", "$1\"",
+            R"({"vlan":{"id":1,"name":"default","type":"static","interfaces":{"1":{
                          "ifNum":1,"participationMode":")",
-             "$2\"", R"({"vlan":{"id":2,"name":")");
-}
+            "$2\"", R"({"vlan":{"id":2,"name":")");
 
 TEST(Vlans, HelpersForOtherModules)
 {
@@ -179,29 +139,4 @@ TEST(Vlans, HelpersForOtherModules)
     set_fault("rpcclt_openapiDot1VlanMaxGet", "{'result': -25, 'value': 9}");
     EXPECT_EQ(get_vlan_num_max(&client_handle), 0u);
   });
-}
-
-TEST(Vlans, ProfilesAreChecked)
-{
-  const char* const CASES[][2] = {
-      {"{'vlans': 0}",                                                        "vlans: "           },
-      {"{'vlans': 11, 'vlan_max': 10}",                                       "vlans: "           },
-      {"{'vlans': [{'id': 4095}]}",                                           "vlans[0].id: "     },
-      {"{'vlans': [{'id': 5}, {'id': 5}]}",                                   "vlans[1].id: "     },
-      {"{'vlans': [{'name': 'x'}]}",                                          "vlans[0].id: "     },
-      {"{'vlans': [{'id': 5, 'type': 'learned'}]}",                           "vlans[0].type: "   },
-      {"{'vlans': [{'id': 5, 'name': '123456789012345678901234567890123'}]}", "vlans[0].name: "   },
-      {"{'lags': {}}",                                                        "lags: "            },
-      {"{'lags': [{'id': 65}]}",                                              "lags[0].id: "      },
-      {"{'lags': [{'id': 1}, {'id': 1}]}",                                    "lags[1].id: "      },
-      {"{'lags': [{'id': 1, 'members': [55]}]}",                              "lags[0].members[0]"},
-      {"{'lags': [{'id': 1, 'members': [5]}, {'id': 2, 'members': [5]}]}",    "lags[1].members[0]"},
-      {"{'lags': [{'id': 1, 'members': [1, 2, 3, 4, 5, 6, 7, 8, 9]}]}",       "lags[0].members[8]"},
-      {"{'pending_ms': -1}",                                                  "pending_ms: "      },
-  };
-  for (const auto& [profile, key] : CASES) {
-    std::string json = profile;
-    std::replace(json.begin(), json.end(), '\'', '"');
-    EXPECT_EQ(switchsim_reset(json.c_str()).compare(0, strlen(key), key), 0) << profile;
-  }
 }

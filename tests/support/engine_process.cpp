@@ -1,6 +1,5 @@
 #include "tests/support/engine_process.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <inttypes.h>
 #include <signal.h>
@@ -68,18 +67,14 @@ engine_process::~engine_process()
 static std::map<uint64_t, int> process_sockets(pid_t pid)
 {
   std::map<uint64_t, int> descriptors;
-  std::string folder = "/proc/" + std::to_string(pid) + "/fd";
-  DIR* dir = opendir(folder.c_str());
-  if (!dir)
-    return descriptors;
-  while (const dirent* entry = readdir(dir)) {
-    char target[64] = "";
+  std::error_code gone;
+  for (const auto& entry :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd", gone)) {
+    const std::string target = std::filesystem::read_symlink(entry, gone);
     uint64_t inode = 0;
-    if (readlink((folder + "/" + entry->d_name).c_str(), target, sizeof target - 1) > 0 &&
-        sscanf(target, "socket:[%" SCNu64 "]", &inode) == 1)
-      descriptors[inode] = atoi(entry->d_name);
+    if (sscanf(target.c_str(), "socket:[%" SCNu64 "]", &inode) == 1)
+      descriptors[inode] = std::stoi(entry.path().filename());
   }
-  closedir(dir);
   return descriptors;
 }
 
@@ -146,10 +141,7 @@ long engine_process_descriptors(const engine_process& engine)
 
 long engine_process_resident_kib(const engine_process& engine)
 {
-  std::istringstream status(file_text("/proc/" + std::to_string(engine.pid) + "/status"));
-  std::string line;
-  while (std::getline(status, line))
-    if (line.compare(0, 6, "VmRSS:") == 0)
-      return strtol(line.c_str() + 6, nullptr, 10);
-  return -1;
+  const std::string status = file_text("/proc/" + std::to_string(engine.pid) + "/status");
+  const size_t at = status.find("VmRSS:");
+  return at == status.npos ? -1 : strtol(status.c_str() + at + 6, nullptr, 10);
 }
