@@ -89,11 +89,8 @@ TEST(dav, statuses_and_the_edge_of_the_root)
   const string outside = dav.server.folder.path + "/outside", root = dav.server.root;
   std::filesystem::create_directory(outside);
   file_write(outside + "/f", "kept");
-  server_files(dav.server, {
-                               {"file",       ""},
-                               {"inner/x",    ""},
-                               {"tree/a/b/c", ""}
-  });
+  for (const char* file : {"file", "inner/x", "tree/a/b/c"})
+    server_file(dav.server, file);
   for (const char* link : {"/out", "/outlink", "/tree/a/link"})
     std::filesystem::create_symlink(outside, root + link);
   std::filesystem::create_symlink(outside + "/f", root + "/outfile");
@@ -122,11 +119,8 @@ static string hrefs(const string& answer)
 TEST(dav, properties)
 {
   dav_server dav;
-  server_files(dav.server, {
-                               {"d/<&>",      "12345"},
-                               {"d/sub/deep", ""     },
-                               {"d/x.hid",    ""     }
-  });
+  for (const char* name : {"d/<&>", "d/sub/deep", "d/x.hid"})
+    server_file(dav.server, name, "12345");
   std::filesystem::create_symlink("..", dav.server.root + "/d/sub/up");
   EXPECT_EQ(hrefs(ask(dav, "PROPFIND", "/d", "Depth: 0\r\n")), "/d/ ");
   string children = hrefs(ask(dav, "PROPFIND", "/d/", "Depth: 1\r\n", "<propfind/>"));

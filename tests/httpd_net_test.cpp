@@ -1,6 +1,6 @@
 // Connection manager: addresses, buffers, closing, tracing, TLS, running out of descriptors.
+#include <arpa/inet.h>
 #include <fcntl.h>
-#include <openssl/err.h>
 #include <sys/resource.h>
 
 #include <memory>
@@ -102,7 +102,7 @@ TEST(httpd_net, a_connection_closes_when_sent_or_with_its_output)
   nc->flags |= NSF_HOLD_SEND | NSF_CLOSE_WHEN_SENT;
   EXPECT_EQ(ns_printf(nc, "%0600d", 7), 600) << "more than fits on the stack";
   mg_poll_server(s.server, 0);
-  EXPECT_FALSE(held.read() || !held.got.empty());
+  EXPECT_FALSE(held.read() || !held.received.empty());
   nc->flags &= ~NSF_HOLD_SEND;
   EXPECT_EQ(held.receive(s), string(599, '0') + "7");
 }
@@ -134,84 +134,78 @@ TEST(httpd_net, hex_dump_and_trace)
 
 // --- TLS ---
 
-struct tls_client : client {
-  SSL_CTX* ctx = SSL_CTX_new(TLS_client_method());
-  SSL* ssl;
-  explicit tls_client(int port, int max_version = 0, const char* cert = nullptr) : client(port)
+static int hello(mg_connection* c, mg_event ev)
+{
+  return ev == MG_REQUEST ? say_hello(c) : ev == MG_AUTH;
+}
+
+// A server with a TLS listener, its last one, that may demand its own certificate of clients.
+struct tls_server {
+  temp_folder folder;
+  string pem = folder.path + "/ssl.pem";
+  std::unique_ptr<file_server> server;
+  explicit tls_server(bool demands_certificate)
   {
-    SSL_CTX_set_max_proto_version(ctx, max_version);
-    SSL_CTX_set_security_level(ctx, 0);
-    if (cert) {
-      SSL_CTX_use_certificate_file(ctx, cert, SSL_FILETYPE_PEM);
-      SSL_CTX_use_PrivateKey_file(ctx, cert, SSL_FILETYPE_PEM);
-    }
-    fcntl(fd, F_SETFL, O_NONBLOCK);
-    ssl = SSL_new(ctx);
-    SSL_set_fd(ssl, fd);
-  }
-  ~tls_client()
-  {
-    SSL_free(ssl);
-    SSL_CTX_free(ctx);
-  }
-  // Calls until the call waits neither for reading nor for writing; its result, 0 for a clean end.
-  template <typename Call>
-  int finish(test_server& s, Call call)
-  {
-    int result = 0, error = 0;
-    s.until([&] {
-      result = call();
-      error = SSL_get_error(ssl, result);
-      ERR_clear_error();
-      return error != SSL_ERROR_WANT_READ && error != SSL_ERROR_WANT_WRITE;
-    });
-    return error == SSL_ERROR_ZERO_RETURN ? 0 : result > 0 ? result : -1;
-  }
-  int handshake(test_server& s)
-  {
-    return finish(s, [this] { return SSL_connect(ssl); });
+    make_certificate(pem);
+    server = std::make_unique<file_server>(
+        "listening_port=ssl://127.0.0.1:0:" + pem + (demands_certificate ? ":" + pem : ""), hello);
+    // The library's own idea of what is too old is not what refuses it here.
+    SSL_CTX_set_security_level(ns_next(&server->server->mgr, nullptr)->ssl_ctx, 0);
   }
 };
 
+// What a client gets: the body, or "" without an answer.
+static string fetch(http_client& client, const tls_server& tls)
+{
+  reply_t reply = http_request(client, "GET", "https" + tls.server->url.substr(4));
+  return reply.error == CURLE_OK ? reply.body : "";
+}
+
 TEST(httpd_net, tls_handshakes_good_half_and_bad)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  test_server s(on_request(say_hello), "ssl://127.0.0.1:0:" + pem);
-  // The library's own idea of what is too old is not what refuses it here.
-  SSL_CTX_set_security_level(ns_next(&s.server->mgr, nullptr)->ssl_ctx, 0);
-  client half(s.port), bad(s.port);
-  half.send("\x16\x03\x01");
-  tls_client good(s.port);
-  EXPECT_EQ(good.handshake(s), 1);
-  bad.send(GET);
-  bad.receive(s);
-  EXPECT_EQ(tls_client(s.port, TLS1_1_VERSION).handshake(s), -1);
-  EXPECT_EQ(tls_client(s.port, TLS1_2_VERSION).handshake(s), 1);
+  tls_server tls(false);
+  raw_client half(tls.server->url), bad(tls.server->url);
+  raw_send(half, "\x16\x03\x01");
+  http_client good, last(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_MAX_TLSv1_2}),
+      old(CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_0 | long{CURL_SSLVERSION_MAX_TLSv1_1});
+  curl_easy_setopt(old.curl.get(), CURLOPT_SSL_CIPHER_LIST, "DEFAULT@SECLEVEL=0");
+  EXPECT_EQ(fetch(good, tls), "hello");
+  raw_send(bad, GET);
+  raw_receive_all(bad);
+  EXPECT_EQ(fetch(good, tls), "hello");
+  long connections = 1;
+  curl_easy_getinfo(good.curl.get(), CURLINFO_NUM_CONNECTS, &connections);
+  EXPECT_EQ(connections, 0) << "the others' errors are not this one's";
+  EXPECT_EQ(fetch(old, tls), "");
+  EXPECT_EQ(fetch(last, tls), "hello");
 
-  EXPECT_GT(SSL_write(good.ssl, "GET / HTTP/1.0\r\n\r\n", 18), 0);
-  char answer[500];
-  int length = good.finish(s, [&] { return SSL_read(good.ssl, answer, sizeof answer); });
-  ASSERT_GT(length, 0) << "the others' errors are not this one's";
-  EXPECT_EQ(string(answer, static_cast<size_t>(length)), chunked("hello"));
-  EXPECT_EQ(good.finish(s, [&] { return SSL_read(good.ssl, answer, 1); }), 0) << "ended, not cut";
-  EXPECT_FALSE(half.read());
+  raw_client strict(tls.server->url);
+  std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> ctx(SSL_CTX_new(TLS_client_method()),
+                                                        SSL_CTX_free);
+  std::unique_ptr<SSL, decltype(&SSL_free)> ssl(SSL_new(ctx.get()), SSL_free);
+  SSL_set_fd(ssl.get(), strict.fd);
+  EXPECT_EQ(SSL_connect(ssl.get()), 1);
+  SSL_write(ssl.get(), "GET / HTTP/1.0\r\n\r\n", 18);
+  char bytes[500];
+  int n;
+  while ((n = SSL_read(ssl.get(), bytes, sizeof bytes)) > 0) {
+  }
+  EXPECT_EQ(SSL_get_error(ssl.get(), n), SSL_ERROR_ZERO_RETURN) << "cut, not ended";
 }
 
 TEST(httpd_net, tls_clients_without_the_demanded_certificate_are_refused)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  int connected = 0;
-  test_server s([&](mg_connection*, mg_event ev) { return connected += ev == MG_CONNECT; },
-                "ssl://127.0.0.1:0:" + pem + ":" + pem);
-  EXPECT_EQ(tls_client(s.port, TLS1_2_VERSION).handshake(s), -1);
-  EXPECT_EQ(tls_client(s.port, TLS1_2_VERSION, pem.c_str()).handshake(s), 1);
-  string own = "ssl://127.0.0.1:" + std::to_string(s.port) + ":" + pem + ":" + pem;
-  ASSERT_NE(mg_connect(s.server, own.c_str()), nullptr);
-  s.until([&] { return connected == 1; });
+  tls_server tls(true);
+  http_client without, with(CURLOPT_SSLCERT, tls.pem.c_str());
+  EXPECT_EQ(fetch(without, tls), "");
+  EXPECT_EQ(fetch(with, tls), "hello");
+  bool connected = false;
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    return connected |= ev == MG_CONNECT && c->status_code == 0;
+  });
+  string address = "ssl" + tls.server->url.substr(4) + ":" + tls.pem + ":" + tls.pem;
+  ASSERT_NE(mg_connect(s.server, address.c_str()), nullptr);
+  s.until([&] { return connected; });
 }
 
 // --- descriptors ---

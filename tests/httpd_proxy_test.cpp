@@ -36,7 +36,8 @@ TEST(proxy, requests_go_on_as_they_came)
             "GET / -\nConnection: close\n");
   file_server files;
   server_file(files, "f", string(5000000, 'f'));
-  EXPECT_EQ(fetch(files.url + "/f", CURLOPT_PROXY, proxy.url).body_size, 5000000u);
+  http_client client(CURLOPT_PROXY, proxy.url.c_str());
+  EXPECT_EQ(http_request(client, "GET", files.url + "/f").body.size(), 5000000u);
 }
 
 TEST(proxy, tunnel)

@@ -33,7 +33,7 @@ TEST(httpd_server, each_event_sees_the_body_that_has_arrived)
   client c(s.port);
   const string head = "POST / HTTP/1.1\r\nContent-Length: 7\r\n\r\n";
   for (const string& body : {string("a=1&b=2"), string("a=3&b=4")}) {
-    c.got.clear();
+    c.received.clear();
     c.send(head + body.substr(0, 3));
     s.until_received(head.size() + 3);
     c.send(body.substr(3));
@@ -182,9 +182,9 @@ TEST(httpd_server, error_bodies_are_cut_or_left_out)
     }));
     client c(s.port);
     c.send("GET / HTTP/1.0\r\n\r\n");
-    size_t body = c.receive(s).size() - c.got.find("\r\n\r\n") - 4;
+    size_t body = c.receive(s).size() - c.received.find("\r\n\r\n") - 4;
     EXPECT_EQ(body, code == 204 || code / 100 == 3 ? 0u : 199u) << code;
-    EXPECT_NE(c.got.find("Content-Length: " + std::to_string(body) + "\r\n"), string::npos);
+    EXPECT_NE(c.received.find("Content-Length: " + std::to_string(body) + "\r\n"), string::npos);
   }
 }
 
