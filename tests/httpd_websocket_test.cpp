@@ -1,10 +1,7 @@
 // WebSocket connections, byte for byte; real clients are in tests/endpoints.
-#include <gtest/gtest.h>
+#include "httpd/mg_websocket.h"
+#include "tests/httpd_support.h"
 
-#include "httpd/mg_internal.h"
-#include "tests/support/file_server.h"
-
-using std::string;
 using namespace std::string_literals;
 
 // The example of RFC 6455.
@@ -15,13 +12,14 @@ static const string SWITCHING =
     "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
     "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n";
 
+static const size_t MAX_FRAME = 16 << 20;
+
 static string header(int first, size_t length, bool masked)
 {
   size_t size_bytes = length < 126 ? 0 : length < 65536 ? 2 : 8;
+  size_t size = size_bytes == 0 ? length : size_bytes == 2 ? 126 : 127;
   string bytes(1, static_cast<char>(first));
-  bytes += static_cast<char>((masked ? 0x80 : 0) | static_cast<int>(size_bytes == 0   ? length
-                                                                    : size_bytes == 2 ? 126
-                                                                                      : 127));
+  bytes += static_cast<char>((masked ? 0x80u : 0u) | size);
   for (size_t i = size_bytes; i-- > 0;)
     bytes += static_cast<char>(static_cast<uint64_t>(length) >> (8 * i));
   return bytes;
@@ -42,7 +40,8 @@ static string from_server(int opcode, const string& payload)
 }
 
 static const string CLOSE_1000 = from_server(8, "\x03\xe8"),
-                    CLOSE_1002 = from_server(8, "\x03\xea");
+                    CLOSE_1002 = from_server(8, "\x03\xea"),
+                    CLOSE_1009 = from_server(8, "\x03\xf1");
 
 // Sends data back as one message per frame, its first byte in front; leaves the rest to the server.
 static int echo(mg_connection* conn, mg_event event)
@@ -95,12 +94,17 @@ TEST(websocket, frames)
       {from_client(0x01, "a") + text,                   CLOSE_1002},
       {"\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
       {"\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
-      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               from_server(8, "\x03\xf1")},
+      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               CLOSE_1009},
+      {header(0x82, MAX_FRAME + 1, true) + "mask",        CLOSE_1009},
   // clang-format on
   };
   file_server server;
   for (const frame_row& row : rows)
     EXPECT_EQ(talk(server, row.sent), SWITCHING + row.answered) << "row " << &row - rows;
+  websocket_frame frame;
+  string largest = header(0x82, MAX_FRAME, true) + "mask";
+  EXPECT_EQ(parse_websocket_frame(largest.data(), largest.size(), false, &frame), 0)
+      << "its payload is waited for";
 }
 
 TEST(websocket, handler_gets_each_frame)
@@ -109,7 +113,7 @@ TEST(websocket, handler_gets_each_frame)
   string start = SWITCHING + from_server(1, "hi"), bye = from_client(0x88, "\x03\xe8");
   EXPECT_EQ(talk(server, from_client(0x01, "a") + from_client(0x80, "b") + bye),
             start + from_server(2, "\x01"s + "a") + from_server(2, "\x80"s + "b") + CLOSE_1000);
-  for (size_t size : {0, 124, 125, 126, 65534, 65535, 65536, 10 * 1024 * 1024}) {
+  for (size_t size : {0, 124, 125, 126, 65534, 65535, 65536, 1024 * 1024}) {
     string payload(size, 'p');
     for (size_t i = 0; i < size; i += 999)
       payload[i] = static_cast<char>(i);
