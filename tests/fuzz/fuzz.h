@@ -1,0 +1,17 @@
+// What the fuzz targets share.
+#pragma once
+
+#include <fuzzer/FuzzedDataProvider.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+static inline void require(bool holds)
+{
+  if (!holds)
+    abort();
+}
