@@ -29,12 +29,6 @@ TEST(files, headers_of_a_file)
   EXPECT_EQ(date.size(), strlen("Sun, 06 Nov 1994 08:49:37 GMT"));
 }
 
-struct name_row {
-  string target;
-  int status;
-  string body;  // of a 200, or the Location of a 301
-};
-
 TEST(files, names_lead_to_files_under_the_root_only)
 {
   file_server server(
@@ -50,7 +44,11 @@ TEST(files, names_lead_to_files_under_the_root_only)
   file_write(server.root + "-x:80", "beside");
   file_write(server.folder.path + "/outside", "outside");
   mkfifo((server.root + "/pipe").c_str(), 0600);
-  const name_row rows[] = {
+  const struct {
+    string target;
+    int status;
+    string body;  // of a 200, or the Location of a 301
+  } rows[] = {
       {"/a.txt", 200, "A"}, {"/%61.t%78t", 200, "A"}, {"/a.txt?q=1", 200, "A"},
       {"//./a.txt", 200, "A"}, {"/a.txt/", 404, ""}, {"/none", 404, ""},
       {"/dir", 301, "/dir/"}, {"/dir/", 200, "index"}, {"/empty/", 403, ""},
@@ -67,7 +65,7 @@ TEST(files, names_lead_to_files_under_the_root_only)
       {"/" + string(300, 'n'), 404, ""}, {"/" + string(9000, 'n'), 404, ""},
       {"/" + string(4000, '/'), 403, ""}, {"http://host/a.txt", 405, ""}, {"HTTPS:/a", 405, ""}};
   // clang-format on
-  for (const name_row& row : rows) {
+  for (const auto& row : rows) {
     string answer = raw_get(server, "GET " + row.target);
     EXPECT_EQ(status_of(answer), row.status) << row.target;
     EXPECT_EQ(row.status == 200 ? raw_body(answer) : header_of(answer, "Location"), row.body);
@@ -84,27 +82,16 @@ TEST(files, names_lead_to_files_under_the_root_only)
 TEST(files, types_by_extension)
 {
   file_server server("extra_mime_types=.txt=text/x-own,.zz=z/z");
+  // clang-format off
   const named_texts rows = {
-      {"a.HTML", "text/html"             },
-      {"a.jpg",  "image/jpeg"            },
-      {"a.txt",  "text/x-own"            },
-      {"a.b.zz", "z/z"                   },
-      {"a.ttf",  "application/x-font-ttf"},
-      {"none",   "text/plain"            }
-  };
+      {"a.HTML", "text/html"}, {"a.jpg", "image/jpeg"}, {"a.txt", "text/x-own"}, {"a.b.zz", "z/z"},
+      {"a.ttf", "application/x-font-ttf"}, {"none", "text/plain"}};
+  // clang-format on
   for (const auto& [name, type] : rows) {
     server_file(server, name);
     EXPECT_EQ(header_of(raw_get(server, "GET /" + name), "Content-Type"), type) << name;
   }
 }
-
-struct range_row {
-  const char* range;
-  int status;
-  const char* content_range;
-  const char* promised;
-  size_t sent;
-};
 
 TEST(files, ranges)
 {
@@ -115,7 +102,12 @@ TEST(files, ranges)
   server_file(server, "f", text);
   server_file(server, "empty");
   // clang-format off
-  const range_row rows[] = {
+  const struct {
+    const char* range;
+    int status;
+    const char *content_range, *promised;
+    size_t sent;
+  } rows[] = {
       {"bytes=10-", 206, "bytes 10-99/100", "90", 90}, {"bytes=10-19", 206, "bytes 10-19/100", "10", 10},
       {"bytes=0-0", 206, "bytes 0-0/100", "1", 1}, {"bytes=99-99", 206, "bytes 99-99/100", "1", 1},
       {"bytes=90-100", 206, "bytes 90-100/100", "11", 10},  // one more than there is
@@ -125,7 +117,7 @@ TEST(files, ranges)
       {"lines=1-2", 200, "", "100", 100}, {"bytes=100-", 416, "", "36", 36},
       {"bytes=99999999999999999999-", 416, "", "36", 36}};
   // clang-format on
-  for (const range_row& row : rows) {
+  for (const auto& row : rows) {
     // Where more is promised than there is, a kept connection must not leave the client waiting.
     string head = row.sent + 1 == strtoul(row.promised, nullptr, 10) ? "" : "Connection: close\n";
     string answer = raw_answer(server, "GET /f HTTP/1.1\n" + head + "Range: " + row.range + "\n\n");
@@ -194,27 +186,24 @@ TEST(files, a_huge_file_takes_no_memory)
   http_client client;
   EXPECT_EQ(http_request(client, "GET", server.url + "/huge").body.size(), size);
   EXPECT_LE(largest_queue, 16384u + 8192u);
-}
-
-static int send_own_file(mg_connection* conn, mg_event event)
-{
-  if (event != MG_REQUEST)
-    return event == MG_AUTH ? MG_TRUE : MG_FALSE;
-  mg_send_file(conn, getenv("SENT_FILE"), "X-Own: 1\r\n");
-  return MG_MORE;
+  EXPECT_EQ(http_request(client, "GET", server.url + "/none").status, 404);
+  EXPECT_EQ(http_connections(client), 0) << "the connection is used again";
 }
 
 TEST(files, sent_by_a_handler)
 {
-  file_server server("", send_own_file);
-  string text(100000, 'h'), path = server.folder.path + "/anywhere.css";
+  temp_folder folder;
+  string text(100000, 'h'), path = folder.path + "/anywhere.css";
   file_write(path, text);
-  setenv("SENT_FILE", path.c_str(), 1);
-  string answer = raw_get(server, "GET /x");
+  test_server s(on_request([&](mg_connection* c) {
+    mg_send_file(c, path.c_str(), "X-Own: 1\r\n");
+    return MG_MORE;
+  }));
+  string answer = ask(s, "GET / HTTP/1.0\r\n\r\n");
   EXPECT_EQ(header_of(answer, "Content-Type") + header_of(answer, "X-Own"), "text/css1");
   EXPECT_EQ(raw_body(answer), text);
-  setenv("SENT_FILE", "/none", 1);
-  EXPECT_EQ(status_of(raw_get(server, "GET /")), 404);
+  path = "/none";
+  EXPECT_EQ(ask(s, "GET / HTTP/1.0\r\n\r\n"), error_answer("404 Not Found"));
 }
 
 // --- listings ---

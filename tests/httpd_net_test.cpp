@@ -13,8 +13,6 @@ static int say_hello(mg_connection* c)
   return mg_printf_data(c, "%s", "hello") != 0;
 }
 
-static const string GET = "GET / HTTP/1.1\r\n\r\n";
-
 // What an address was read as: "PROTOCOL IP:PORT CERTIFICATE CA", "" for an invalid one.
 static string read_address(const string& text)
 {
@@ -34,33 +32,20 @@ static string read_address(const string& text)
 TEST(httpd_net, addresses)
 {
   const string path(99, 'p'), long_host(200, 'h');
-  const struct {
-    int line;
-    string text, read;
-  } rows[] = {
-      {__LINE__, "8080",                      "tcp 0.0.0.0:8080  "             },
-      {__LINE__, "65534",                     "tcp 0.0.0.0:65534  "            },
-      {__LINE__, "65535",                     ""                               },
-      {__LINE__, "4294975376",                ""                               },
-      {__LINE__, "",                          ""                               },
-      {__LINE__, "8080:cert.pem",             ""                               },
-      {__LINE__, "127.0.0.1:9000",            "tcp 127.0.0.1:9000  "           },
-      {__LINE__, "udp://5353",                "udp 0.0.0.0:5353  "             },
-      {__LINE__, "udp://tcp://5353",          ""                               },
-      {__LINE__, "localhost:81",              "tcp 127.0.0.1:81  "             },
-      {__LINE__, "no-such-host.invalid:81",   "tcp 0.0.0.0:81  "               },
-      {__LINE__, long_host + ":81",           ""                               },
-      {__LINE__, "[::1]:81",                  ""                               },
-      {__LINE__, "ssl://8446",                "ssl 0.0.0.0:8446  "             },
-      {__LINE__, "ssl://443:cert.pem:ca.pem", "ssl 0.0.0.0:443 cert.pem ca.pem"},
-      {__LINE__, "ssl://443:" + path,         "ssl 0.0.0.0:443 " + path + " "  },
-      {__LINE__, "ssl://443:" + path + "p",   ""                               },
-      {__LINE__, "ssl://443:",                ""                               },
-  };
-  FOR_EACH_ROW(row, rows)
-  {
-    EXPECT_EQ(read_address(row.text), row.read);
-  }
+  // clang-format off
+  const std::pair<string, string> rows[] = {
+      {"8080", "tcp 0.0.0.0:8080  "}, {"65534", "tcp 0.0.0.0:65534  "}, {"65535", ""},
+      {"4294975376", ""}, {"", ""}, {"8080:cert.pem", ""},
+      {"127.0.0.1:9000", "tcp 127.0.0.1:9000  "}, {"udp://5353", "udp 0.0.0.0:5353  "},
+      {"udp://tcp://5353", ""}, {"localhost:81", "tcp 127.0.0.1:81  "},
+      {"no-such-host.invalid:81", "tcp 0.0.0.0:81  "}, {long_host + ":81", ""}, {"[::1]:81", ""},
+      {"ssl://8446", "ssl 0.0.0.0:8446  "},
+      {"ssl://443:cert.pem:ca.pem", "ssl 0.0.0.0:443 cert.pem ca.pem"},
+      {"ssl://443:" + path, "ssl 0.0.0.0:443 " + path + " "}, {"ssl://443:" + path + "p", ""},
+      {"ssl://443:", ""}};
+  // clang-format on
+  for (const auto& [text, read] : rows)
+    EXPECT_EQ(read_address(text), read) << text;
 }
 
 TEST(httpd_net, a_connection_closes_when_sent_or_with_its_output)
@@ -151,9 +136,7 @@ TEST(httpd_net, tls_handshakes_good_half_and_bad)
   raw_send(bad, GET);
   raw_receive_all(bad);
   EXPECT_EQ(tls.get(good), "hello");
-  long connections = 1;
-  curl_easy_getinfo(good.curl.get(), CURLINFO_NUM_CONNECTS, &connections);
-  EXPECT_EQ(connections, 0) << "the others' errors are not this one's";
+  EXPECT_EQ(http_connections(good), 0) << "the others' errors are not this one's";
   EXPECT_EQ(tls.get(old), "");
   EXPECT_EQ(tls.get(last), "hello");
 

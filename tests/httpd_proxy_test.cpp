@@ -55,20 +55,14 @@ TEST(proxy, tunnel)
 TEST(proxy, refusals)
 {
   file_server proxy(ON), other("enable_proxy=Yes");
+  // clang-format off
   const std::pair<const char*, int> rows[] = {
-      {"CONNECT no.such.host.invalid:80",  502},
-      {"CONNECT 0.0.0.0:80",               502},
-      {"CONNECT 127.0.0.1:0",              400},
-      {"CONNECT 127.0.0.1:65535",          400},
-      {"CONNECT 127.0.0.1:1",              502},
-      {"CONNECT a/b:80",                   400},
-      {"GET http://127.0.0.1:1/",          502},
-      {"GET http://no.such.host.invalid/", 502},
-      {"GET http://",                      400},
-      {"GET https://127.0.0.1/",           400},
-      {"GET http://user@127.0.0.1/",       400},
-      {"GET httpx",                        400},
-  };
+      {"CONNECT no.such.host.invalid:80", 502}, {"CONNECT 0.0.0.0:80", 502},
+      {"CONNECT 127.0.0.1:0", 400}, {"CONNECT 127.0.0.1:65535", 400}, {"CONNECT 127.0.0.1:1", 502},
+      {"CONNECT a/b:80", 400}, {"GET http://127.0.0.1:1/", 502},
+      {"GET http://no.such.host.invalid/", 502}, {"GET http://", 400},
+      {"GET https://127.0.0.1/", 400}, {"GET http://user@127.0.0.1/", 400}, {"GET httpx", 400}};
+  // clang-format on
   for (const auto& [request, status] : rows) {
     EXPECT_EQ(status_of(raw_get(proxy, request)), status) << request;
     EXPECT_EQ(status_of(raw_get(other, request)), 405) << request;

@@ -12,6 +12,8 @@
 
 using std::string;
 
+inline const string GET = "GET / HTTP/1.1\r\n\r\n";
+
 // One row is one case; a failure names the row's line.
 #define FOR_EACH_ROW(row, rows) \
   for (const auto& row : rows)  \
@@ -92,6 +94,14 @@ struct client : raw_client {
     return received;
   }
 };
+
+// What a client that sends this gets before the server closes, or first, of so many bytes.
+inline string ask(test_server& s, const string& request, size_t bytes = SIZE_MAX)
+{
+  client c(s.port);
+  c.send(request);
+  return c.receive(s, bytes);
+}
 
 inline string chunk(const string& bytes)
 {

@@ -94,28 +94,18 @@ TEST(parse, multipart_bodies)
 
 TEST(parse, patterns_match_prefixes)
 {
+  // clang-format off
   const struct {
     string pattern;
     const char* text;
     int matched;
   } rows[] = {
-      {"/A",                     "/abc",     2 },
-      {"/b",                     "/abc",     -1},
-      {"",                       "/abc",     0 },
-      {"**.cgi$",                "/a/b.cgi", 8 },
-      {"**.cgi$",                "/a.cgi/b", -1},
-      {"**.cgi$|**.pl$|**.php$", "/x.PHP",   6 },
-      {"*.cgi$",                 "/a.cgi",   -1},
-      {"/*/c",                   "/ab/c/c",  5 },
-      {"/**/c",                  "/ab/c/c",  7 },
-      {"/*",                     "/ab/c",    3 },
-      {"/a?c",                   "/abc",     4 },
-      {"/abc?",                  "/abc",     -1},
-      {"/ab$",                   "/abc",     -1},
-      {"x|/a|/abc",              "/abc",     2 },
-      {"|/a",                    "/abc",     2 },
-      {"x|",                     "/abc",     0 },
-  };
+      {"/A", "/abc", 2}, {"/b", "/abc", -1}, {"", "/abc", 0}, {"**.cgi$", "/a/b.cgi", 8},
+      {"**.cgi$", "/a.cgi/b", -1}, {"**.cgi$|**.pl$|**.php$", "/x.PHP", 6},
+      {"*.cgi$", "/a.cgi", -1}, {"/*/c", "/ab/c/c", 5}, {"/**/c", "/ab/c/c", 7}, {"/*", "/ab/c", 3},
+      {"/a?c", "/abc", 4}, {"/abc?", "/abc", -1}, {"/ab$", "/abc", -1}, {"x|/a|/abc", "/abc", 2},
+      {"|/a", "/abc", 2}, {"x|", "/abc", 0}};
+  // clang-format on
   for (const auto& [pattern, text, matched] : rows)
     EXPECT_EQ(matched, mg_match_prefix(exact(pattern).data(), length(pattern), text)) << pattern;
 }

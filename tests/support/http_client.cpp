@@ -50,6 +50,13 @@ reply_t http_request(http_client& client, const char* method, const std::string&
   return reply;
 }
 
+long http_connections(const http_client& client)
+{
+  long connections = -1;
+  curl_easy_getinfo(client.curl.get(), CURLINFO_NUM_CONNECTS, &connections);
+  return connections;
+}
+
 std::string url_encode(const std::string& text)
 {
   std::string encoded;

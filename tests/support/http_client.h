@@ -32,5 +32,8 @@ struct http_client {
 reply_t http_request(http_client& client, const char* method, const std::string& url,
                      const std::string& body = "", const std::vector<std::string>& headers = {});
 
+// How many connections the last request had to open.
+long http_connections(const http_client& client);
+
 // The text with everything but letters, digits and "-._~" percent-encoded.
 std::string url_encode(const std::string& text);
