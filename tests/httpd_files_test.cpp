@@ -167,19 +167,13 @@ TEST(files, head)
   EXPECT_EQ(raw_body(head) + raw_body(raw_answer(server, "HEAD / HTTP/1.1\n\n")), "");
 }
 
-static std::atomic<size_t> largest_queue{0};
-
-static int watch_queue(mg_connection* conn, mg_event event)
-{
-  size_t room = mg_conn_2_conn(conn)->ns_conn->send_iobuf.size;
-  if (room > largest_queue)
-    largest_queue = room;
-  return event == MG_AUTH ? MG_TRUE : MG_FALSE;
-}
-
 TEST(files, a_huge_file_takes_no_memory)
 {
-  file_server server("", watch_queue);
+  static std::atomic<size_t> largest_queue{0};
+  file_server server("", [](mg_connection* c, mg_event ev) -> int {
+    largest_queue = std::max(largest_queue.load(), mg_conn_2_conn(c)->ns_conn->send_iobuf.size);
+    return ev == MG_AUTH;
+  });
   server_file(server, "huge");
   const size_t size = 64 << 20;
   ASSERT_EQ(truncate((server.root + "/huge").c_str(), size), 0);
@@ -310,10 +304,6 @@ TEST(passwords, digest)
   EXPECT_EQ(digest_status(path, "joe:secret", "PROPFIND"), 401) << "without a DAV password file";
   file_write(server.folder.path + "/davpwd", JOE);
   EXPECT_EQ(digest_status(path, "joe:secret", "PROPFIND"), 207);
-  EXPECT_EQ(raw_get(server, "GET /in/f")
-                .find("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest qop=\"auth\", "
-                      "realm=\"here\", nonce=\""),
-            0u);
   string header =
       "Authorization: Digest username=\"joe\", cnonce=c, uri=\"/in/f\", qop=auth, nc=1, nonce=n, "
       "response=" +

@@ -48,6 +48,36 @@ TEST(httpd_net, addresses)
     EXPECT_EQ(read_address(text), read) << text;
 }
 
+static int count_listeners(mg_server* server)
+{
+  int count = 0;
+  for (ns_connection* nc = nullptr; (nc = ns_next(&server->mgr, nc));)
+    count += (nc->flags & NSF_LISTENING) != 0;
+  return count;
+}
+
+TEST(httpd_net, listening_port_reads_as_the_last_port_and_keeps_listeners)
+{
+  temp_folder folder;
+  string pem = folder.path + "/ssl.pem";
+  make_certificate(pem);
+  mg_server* server = mg_create_server(nullptr, nullptr);
+  const auto listen = [&](const string& addresses) {
+    return mg_set_option(server, "listening_port", addresses.c_str());
+  };
+  EXPECT_EQ(listen("127.0.0.1:0"), nullptr);
+  string port = mg_get_option(server, "listening_port");
+  EXPECT_EQ(listen(port), nullptr);
+  EXPECT_EQ(count_listeners(server), 1) << "nothing to do for the port it already has";
+  EXPECT_EQ(listen("127.0.0.1:0,ssl://127.0.0.1:0:" + pem), nullptr);
+  EXPECT_EQ(count_listeners(server), 3) << "earlier ones stay";
+  EXPECT_EQ(mg_get_option(server, "listening_port"),
+            std::to_string(ntohs(ns_next(&server->mgr, nullptr)->sa.sin.sin_port)));
+  EXPECT_STREQ(listen("127.0.0.1:0,127.0.0.1:" + port + ",127.0.0.1:0"), "Cannot bind to port");
+  EXPECT_EQ(count_listeners(server), 4) << "those before the failure stay";
+  mg_destroy_server(&server);
+}
+
 TEST(httpd_net, a_connection_closes_when_sent_or_with_its_output)
 {
   test_server s(on_request(say_hello));
@@ -161,11 +191,14 @@ TEST(httpd_net, tls_clients_without_the_demanded_certificate_are_refused)
   EXPECT_EQ(tls.get(without), "");
   EXPECT_EQ(tls.get(with), "hello");
   bool connected = false;
-  test_server s([&](mg_connection* c, mg_event ev) -> int {
-    return connected |= ev == MG_CONNECT && c->status_code == 0;
-  });
-  string address = "ssl" + tls.url.substr(5) + ":" + tls.pem + ":" + tls.pem;
-  ASSERT_NE(mg_connect(s.server, address.c_str()), nullptr);
+  string listener = "ssl://127.0.0.1:0:" + tls.pem + ":" + tls.pem;
+  test_server s(
+      [&](mg_connection* c, mg_event ev) -> int {
+        return connected |= ev == MG_CONNECT && c->status_code == 0;
+      },
+      listener);
+  string own = listener.replace(16, 1, std::to_string(s.port));
+  ASSERT_NE(mg_connect(s.server, own.c_str()), nullptr);
   s.until([&] { return connected; });
 }
 

@@ -8,17 +8,16 @@ using std::string;
 static const char ON[] = "enable_proxy=yes";
 
 // Answers with the request as it came: line, headers, body.
-static int mirror(mg_connection* conn, mg_event event)
+static int mirror(mg_connection* c, mg_event ev)
 {
-  if (event != MG_REQUEST)
-    return event == MG_AUTH ? MG_TRUE : MG_FALSE;
-  string text = string(conn->request_method) + " " + conn->uri + " " +
-                (conn->query_string ? conn->query_string : "-") + "\n";
-  for (int i = 0; i < conn->num_headers; i++)
-    text += string(conn->http_headers[i].name) + ": " + conn->http_headers[i].value + "\n";
-  text.append(conn->content, conn->content_len);
-  mg_send_data(conn, text.data(), text.size());
-  return MG_TRUE;
+  if (ev != MG_REQUEST)
+    return ev == MG_AUTH;
+  string text = string(c->request_method) + " " + c->uri + " " +
+                (c->query_string ? c->query_string : "-") + "\n";
+  for (int i = 0; i < c->num_headers; i++)
+    text += string(c->http_headers[i].name) + ": " + c->http_headers[i].value + "\n";
+  text.append(c->content, c->content_len);
+  return mg_send_data(c, text.data(), text.size()) != 0;
 }
 
 TEST(proxy, requests_go_on_as_they_came)

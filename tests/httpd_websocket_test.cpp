@@ -124,36 +124,26 @@ TEST(websocket, handler_gets_each_frame)
   EXPECT_EQ(status_of(raw_get(server, "GET /none")), 404) << "other requests are not affected";
 }
 
-// Refuses whoever asks for "/no", shakes hands itself for "/own", and makes the others look idle.
-static int special(mg_connection* conn, mg_event event)
-{
-  if (event == MG_AUTH)
-    return strcmp(conn->uri, "/no") != 0;
-  if (event == MG_WS_HANDSHAKE && strcmp(conn->uri, "/own") == 0)
-    return static_cast<int>(mg_printf(conn, "own handshake\r\n\r\n"));
-  if (event == MG_POLL && conn->is_websocket)
-    mg_conn_2_conn(conn)->ns_conn->last_io_time -= 6;
-  return MG_FALSE;
-}
-
 TEST(websocket, handshakes_and_idle_connections)
 {
-  file_server server("", special);
-  struct handshake_row {
-    string target, answer;
-  };
-  const handshake_row rows[] = {
+  // Refuses whoever asks for "/no", shakes hands itself for "/own", and makes the others look idle.
+  test_server s([](mg_connection* c, mg_event ev) -> int {
+    if (ev == MG_AUTH)
+      return strcmp(c->uri, "/no") != 0;
+    if (ev == MG_WS_HANDSHAKE && strcmp(c->uri, "/own") == 0)
+      return mg_printf(c, "own handshake\r\n\r\n") != 0;
+    if (ev == MG_POLL && c->is_websocket)
+      mg_conn_2_conn(c)->ns_conn->last_io_time -= 6;
+    return MG_FALSE;
+  });
+  const std::pair<string, string> rows[] = {
       {"/own", "own handshake\r\n\r\n\x89\0"s},
       {"/x",   SWITCHING + "\x89\0"s         }, // a PING without payload
       {"/no",  SWITCHING + "\x88\x02\x03\xf0"}, // 1008
   };
-  for (const handshake_row& row : rows) {
-    raw_client client(server.url);
-    string request = UPGRADE;
-    raw_send(client, request.replace(4, 5, row.target) + "Expect: 100-continue\r\n\r\n");
-    string answer;
-    for (char byte; answer.size() < row.answer.size() && recv(client.fd, &byte, 1, 0) == 1;)
-      answer += byte;
-    EXPECT_EQ(answer, row.answer);
+  for (const auto& [target, answer] : rows) {
+    string request = UPGRADE + "Expect: 100-continue\r\n\r\n";
+    request.replace(4, strlen("/chat"), target);
+    EXPECT_EQ(ask(s, request, answer.size()).substr(0, answer.size()), answer);
   }
 }
