@@ -48,12 +48,11 @@ TEST(cgi, environment)
 
 TEST(cgi, output_becomes_the_response)
 {
-  struct output_row {
-    string script, start, body;
-  };
   const string malformed = "HTTP/1.1 500 Internal Server Error\r\n";
   const string error = "500 Internal Server Error\nCGI program sent malformed headers: [";
-  const output_row rows[] = {
+  const struct {
+    string script, start, body;
+  } rows[] = {
   // clang-format off
       {PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
       {SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
@@ -70,7 +69,7 @@ TEST(cgi, output_becomes_the_response)
       {"not executable",                      malformed, ""},
   // clang-format on
   };
-  for (const output_row& row : rows) {
+  for (const auto& row : rows) {
     file_server server;
     server_file(server, "s.cgi", row.script + (row.script[0] == '#' ? "\n" : ""));
     string answer = raw_get(server, "GET /s.cgi");

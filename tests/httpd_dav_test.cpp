@@ -60,14 +60,13 @@ TEST(dav, put_get_and_replace)
 
 TEST(dav, statuses_and_the_edge_of_the_root)
 {
-  struct status_row {
+  const string name(300, 'n');
+  // clang-format off
+  const struct {
     string method, target;
     int status;
     string headers, body;
-  };
-  const string name(300, 'n');
-  // clang-format off
-  const status_row rows[] = {
+  } rows[] = {
       {"MKCOL", "/made", 201, "", ""}, {"MKCOL", "/made", 405, "", ""}, {"MKCOL", "/made/", 405, "", ""},
       {"MKCOL", "/file", 405, "", ""}, {"MKCOL", "/none/x", 409, "", ""}, {"MKCOL", "/file/x", 409, "", ""},
       {"MKCOL", "/body", 415, "", "text"}, {"MKCOL", "/", 405, "", ""}, {"MKCOL", "/.htpasswd/", 404, "", ""},
@@ -97,7 +96,7 @@ TEST(dav, statuses_and_the_edge_of_the_root)
   std::filesystem::create_symlink(outside + "/none", root + "/dangling");
   std::filesystem::create_symlink("inner", root + "/inside");
   mkfifo((root + "/pipe").c_str(), 0600);
-  for (const status_row& row : rows)
+  for (const auto& row : rows)
     EXPECT_EQ(status_of(ask(dav, row.method, row.target, row.headers, row.body)), row.status)
         << row.method << " " << row.target;
   EXPECT_EQ(file_text(outside + "/f"), "kept");

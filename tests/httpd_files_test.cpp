@@ -135,22 +135,18 @@ TEST(files, conditions)
   file_server server;
   server_file(server, "f", "hello");
   set_time(server, "f", MODIFIED);
+  // clang-format off
   const std::pair<const char*, int> rows[] = {
-      {"None-Match: \"2ebc98a1.5\"",                     304},
-      {"None-Match: \"2EBC98A1.5\"",                     304},
-      {"None-Match: \"2ebc98a1.6\"",                     200},
-      {"Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT",  304},
-      {"Modified-Since: Sun, 06 Nov 1994 08:49:36 GMT",  200},
-      {"Modified-Since: 06/Nov/1994 08:49:37",           304},
-      {"Modified-Since: 06/Nov/1994 08:49:36",           200},
-      {"Modified-Since: 6 Nov 1994 08:49:37",            304},
-      {"Modified-Since: 06-Nov-1994 08:49:37",           304},
-      {"Modified-Since: 06-Nov-94 08:49:37",             200},
-      {"Modified-Since: 31 Dec 1970 23:59:59",           200},
-      {"Modified-Since: 06 Nop 1999 08:49:37",           200},
-      {"Modified-Since: 06 Nov 99999999999 08:49:37",    200},
-      {"Modified-Since: Sunday, 06-Nov-94 08:49:37 GMT", 200}
-  };
+      {"None-Match: \"2ebc98a1.5\"", 304}, {"None-Match: \"2EBC98A1.5\"", 304},
+      {"None-Match: \"2ebc98a1.6\"", 200}, {"Modified-Since: Sun, 06 Nov 1994 08:49:37 GMT", 304},
+      {"Modified-Since: Sun, 06 Nov 1994 08:49:36 GMT", 200},
+      {"Modified-Since: 06/Nov/1994 08:49:37", 304}, {"Modified-Since: 06/Nov/1994 08:49:36", 200},
+      {"Modified-Since: 6 Nov 1994 08:49:37", 304}, {"Modified-Since: 06-Nov-1994 08:49:37", 304},
+      {"Modified-Since: 06-Nov-94 08:49:37", 200}, {"Modified-Since: 31 Dec 1970 23:59:59", 200},
+      {"Modified-Since: 06 Nop 1999 08:49:37", 200},
+      {"Modified-Since: 06 Nov 99999999999 08:49:37", 200},
+      {"Modified-Since: Sunday, 06-Nov-94 08:49:37 GMT", 200}};
+  // clang-format on
   for (const auto& [header, status] : rows) {
     string answer = raw_get(server, "GET /f", string("If-") + header + "\n");
     EXPECT_EQ(status_of(answer), status) << header;
@@ -330,24 +326,19 @@ TEST(passwords, one_file_for_all)
 TEST(addresses, access_list)
 {
   // Who is let in of 127.0.0.1, 127.0.0.2 and 127.1.0.0.
+  // clang-format off
   const named_texts rows = {
-      {"",                                     "yes yes yes "},
-      {"+127.0.0.1",                           "yes no no "  },
-      {"+127.0.0.0/8,-127.0.0.2",              "yes no yes " },
-      {"-127.0.0.2,+127.0.0.0/8",              "yes yes yes "},
-      {"-127.0.0.1",                           "no no no "   },
-      {"+127.0.0.1/24",                        "no no no "   }, // has host bits
-      {"+127.0.0.0/24",                        "yes yes no " },
-      {"+0.0.0.0/0",                           "yes yes yes "},
-      {"-127.0.0.1,nonsense",                  "yes yes yes "}, // malformed
-      {"+10.0.0.0/33",                         "yes yes yes "},
-      {"127.0.0.9",                            "yes yes yes "},
-      {"+127.0.-1.9",                          "yes yes yes "},
-      {"+127.0.0.4294967305",                  "yes yes yes "},
-      {"+127.0.0.9/",                          "yes yes yes "},
-      {"+127.0.0.0/30x",                       "yes yes yes "},
-      {"-0.0.0.0/0,+127.1.0.0/16,-10.0.0.0/8", "no no yes "  }
-  };
+      {"", "yes yes yes "}, {"+127.0.0.1", "yes no no "},
+      {"+127.0.0.0/8,-127.0.0.2", "yes no yes "}, {"-127.0.0.2,+127.0.0.0/8", "yes yes yes "},
+      {"-127.0.0.1", "no no no "}, {"+127.0.0.0/24", "yes yes no "}, {"+0.0.0.0/0", "yes yes yes "},
+      {"-0.0.0.0/0,+127.1.0.0/16,-10.0.0.0/8", "no no yes "},
+      {"+127.0.0.1/24", "no no no "},  // has host bits
+      // malformed: everybody
+      {"-127.0.0.1,nonsense", "yes yes yes "}, {"+10.0.0.0/33", "yes yes yes "},
+      {"127.0.0.9", "yes yes yes "}, {"+127.0.-1.9", "yes yes yes "},
+      {"+127.0.0.4294967305", "yes yes yes "}, {"+127.0.0.9/", "yes yes yes "},
+      {"+127.0.0.0/30x", "yes yes yes "}};
+  // clang-format on
   for (const auto& [list, expected] : rows) {
     file_server server("access_control_list=" + list);
     string allowed;

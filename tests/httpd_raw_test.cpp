@@ -153,8 +153,8 @@ static const raw_row rows[] = {
 TEST(httpd_raw, each_request_gets_its_answer_and_the_next_client_too)
 {
   test_server s(on_request(tell_what_came));
-  FOR_EACH_ROW(row, rows)
-  {
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.line);
     client c(s.port);
     s.until([&] { return s.newest() != nullptr; });
     c.send(row.request);

@@ -106,8 +106,8 @@ TEST(httpd_server, responses_are_written_as_asked)
     {__LINE__, [](auto c) { return mg_write(c, "raw", 3), mg_printf(c, "%d", 7); }, "raw7"},
   };
   // clang-format on
-  FOR_EACH_ROW(row, rows)
-  {
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.line);
     size_t queued = 0, at_end = 0;
     test_server s(on_request([&](mg_connection* c) {
       queued = row.write(c);
@@ -156,8 +156,8 @@ TEST(httpd_server, errors_go_through_the_hook_and_the_redirects)
       return ev == MG_AUTH;
     return mg_printf(c, "own %d", c->status_code) != 0;
   });
-  FOR_EACH_ROW(row, rows)
-  {
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.line);
     mg_set_option(s.server, "url_rewrites", row.rewrites);
     EXPECT_EQ(ask(s, row.request), row.answer);
   }
@@ -194,8 +194,8 @@ TEST(httpd_server, the_access_log_has_a_line_for_each_answer)
   // clang-format on
   const std::regex time("\\[\\d\\d/[A-Z][a-z]{2}/\\d{4}:\\d\\d:\\d\\d:\\d\\d [+-]\\d{4}\\]");
   test_server s(on_request([](mg_connection* c) { return mg_send_data(c, "x", 1) != 0; }));
-  FOR_EACH_ROW(row, rows)
-  {
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.line);
     temp_folder folder;
     mg_set_option(s.server, "access_log_file", (folder.path + "/log").c_str());
     ask(s, row.request, 1);

@@ -7,11 +7,9 @@ using std::string;
 
 TEST(ssi, directives)
 {
-  struct ssi_row {
-    string text, output;  // "@ROOT" stands for the document root
-  };
   const string large(8192, 'x'), spaces(8000, ' '), none = "No such file or directory";
-  const ssi_row rows[] = {
+  const std::pair<string, string> rows[] = {
+  // "@ROOT" stands for the document root
   // clang-format off
       {"plain <!-- comment --> <!- <!--x",             "plain <!-- comment --> <!- <!--x"},
       {"<<!--#include \"f\" -->!--#",                  "<F<f>!--#"},
@@ -47,15 +45,14 @@ TEST(ssi, directives)
   server_file(server, "d/f", "F<f>");
   server_file(server, "in/.htpasswd", "secret");
   file_write(server.folder.path + "/outside", "outside");
-  for (const ssi_row& row : rows) {
-    string text = row.text, output = row.output;
+  for (auto [text, output] : rows) {
     for (string* s : {&text, &output})
       for (size_t at; (at = s->find("@ROOT")) != string::npos;)
         s->replace(at, 5, server.root);
     server_file(server, "d/p.shtml", text);
     string answer = raw_get(server, "GET /d/p.shtml");
     EXPECT_EQ(header_of(answer, "Content-Type"), "text/html");
-    EXPECT_EQ(raw_body(answer), output) << row.text;
+    EXPECT_EQ(raw_body(answer), output) << text;
   }
   EXPECT_EQ(raw_body(raw_get(server, "HEAD /d/p.shtml")), "");
 }

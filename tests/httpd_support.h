@@ -14,11 +14,6 @@ using std::string;
 
 inline const string GET = "GET / HTTP/1.1\r\n\r\n";
 
-// One row is one case; a failure names the row's line.
-#define FOR_EACH_ROW(row, rows) \
-  for (const auto& row : rows)  \
-    if (::testing::ScopedTrace trace(__FILE__, row.line, "this row"); true)
-
 struct test_server {
   std::function<int(mg_connection*, mg_event)> on_event;
   mg_server* server = mg_create_server(this, [](mg_connection* c, mg_event ev) {

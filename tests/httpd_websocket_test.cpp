@@ -67,11 +67,9 @@ static string talk(const file_server& server, const string& frames)
 
 TEST(websocket, frames)
 {
-  struct frame_row {
-    string sent, answered;  // behind the handshake; without a handler
-  };
   const string bye = from_client(0x88, "\x03\xe8 bye"), text = from_client(0x81, "Hello");
-  const frame_row rows[] = {
+  // What is sent behind the handshake, and what is answered without a handler.
+  const std::pair<string, string> rows[] = {
   // clang-format off
       {text + bye,                                      CLOSE_1000},  // data is dropped
       {from_client(0x89, "ping") + bye,                 from_server(10, "ping") + CLOSE_1000},
@@ -99,8 +97,8 @@ TEST(websocket, frames)
   // clang-format on
   };
   file_server server;
-  for (const frame_row& row : rows)
-    EXPECT_EQ(talk(server, row.sent), SWITCHING + row.answered) << "row " << &row - rows;
+  for (const auto& [sent, answered] : rows)
+    EXPECT_EQ(talk(server, sent), SWITCHING + answered) << testing::PrintToString(sent);
   websocket_frame frame;
   string largest = header(0x82, MAX_FRAME, true) + "mask";
   EXPECT_EQ(parse_websocket_frame(largest.data(), largest.size(), false, &frame), 0)

@@ -29,21 +29,13 @@ static int length(const string& text)
 TEST(parse, header_parameters)
 {
   const string uri(16384, 'u');
+  // clang-format off
   const std::pair<string, string> rows[] = {
-      {"Digest xa=1, a=00000001, b=auth", "00000001"},
-      {"a=\"a b,c\", uri='/x'",           "a b,c"   },
-      {"uri='/x',a=\"b\"",                "b"       },
-      {"a=\"q\\\"r\\s\"",                 "q\"r\\s" },
-      {"a='q\"r'",                        "q\"r"    },
-      {"a=\"open",                        ""        },
-      {"a=\"open\\\"",                    ""        },
-      {"A=1",                             ""        },
-      {"form-data; a=x; b=y",             "x"       },
-      {"a=\"1;,\"",                       "1"       },
-      {"a=\"1,;\"",                       "1,"      },
-      {"a=\"1,,\"",                       "1,"      },
-      {"a=\"" + uri + "\"",               uri       },
-  };
+      {"Digest xa=1, a=00000001, b=auth", "00000001"}, {"a=\"a b,c\", uri='/x'", "a b,c"},
+      {"uri='/x',a=\"b\"", "b"}, {"a=\"q\\\"r\\s\"", "q\"r\\s"}, {"a='q\"r'", "q\"r"},
+      {"a=\"open", ""}, {"a=\"open\\\"", ""}, {"A=1", ""}, {"form-data; a=x; b=y", "x"},
+      {"a=\"1;,\"", "1"}, {"a=\"1,;\"", "1,"}, {"a=\"1,,\"", "1,"}, {"a=\"" + uri + "\"", uri}};
+  // clang-format on
   for (const auto& [text, result] : rows) {
     std::vector<char> buf(result.size() + 3, 'x');
     EXPECT_EQ(length(result), mg_parse_header(text.c_str(), "a", buf.data(), buf.size())) << text;
