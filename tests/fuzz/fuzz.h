@@ -1,7 +1,6 @@
 // What the fuzz targets share.
 #pragma once
 
-#include <fuzzer/FuzzedDataProvider.h>
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>

@@ -1,5 +1,7 @@
 // Variables, header parameters and body parts read into buffers of every size.
 // sources: httpd/mg_parse.cpp
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include "httpd/httpd.h"
 #include "httpd/mg_parse.h"
 #include "tests/fuzz/fuzz.h"
