@@ -1,13 +1,11 @@
 // CGI programs: what they are told, what becomes of their output, and how they end.
 #include <errno.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/support/file_server.h"
+#include "tests/httpd_support.h"
 
-using std::string;
 using namespace std::string_literals;
 
 static const string SHELL = "#!/bin/sh\n";

@@ -1,13 +1,10 @@
 // WebDAV: what changes, with which status, and that it stays under the document root.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
-#include "tests/support/file_server.h"
-
-using std::string;
+#include "tests/httpd_support.h"
 
 // Everybody is "joe": the password file holds what the header below proves for any method.
 struct dav_server {

@@ -1,9 +1,5 @@
 // The proxy between a client and a second server.
-#include <gtest/gtest.h>
-
-#include "tests/support/file_server.h"
-
-using std::string;
+#include "tests/httpd_support.h"
 
 static const char ON[] = "enable_proxy=yes";
 

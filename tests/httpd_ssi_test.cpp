@@ -1,9 +1,5 @@
 // Server-side includes.
-#include <gtest/gtest.h>
-
-#include "tests/support/file_server.h"
-
-using std::string;
+#include "tests/httpd_support.h"
 
 TEST(ssi, directives)
 {
