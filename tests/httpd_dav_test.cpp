@@ -1,13 +1,10 @@
 // WebDAV: what changes, with which status, and that it stays under the document root.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
-#include "tests/support/file_server.h"
-
-using std::string;
+#include "tests/httpd_support.h"
 
 // Everybody is "joe": the password file holds what the header below proves for any method.
 struct dav_server {
@@ -60,14 +57,13 @@ TEST(dav, put_get_and_replace)
 
 TEST(dav, statuses_and_the_edge_of_the_root)
 {
-  struct status_row {
+  const string name(300, 'n');
+  // clang-format off
+  const struct {
     string method, target;
     int status;
     string headers, body;
-  };
-  const string name(300, 'n');
-  // clang-format off
-  const status_row rows[] = {
+  } rows[] = {
       {"MKCOL", "/made", 201, "", ""}, {"MKCOL", "/made", 405, "", ""}, {"MKCOL", "/made/", 405, "", ""},
       {"MKCOL", "/file", 405, "", ""}, {"MKCOL", "/none/x", 409, "", ""}, {"MKCOL", "/file/x", 409, "", ""},
       {"MKCOL", "/body", 415, "", "text"}, {"MKCOL", "/", 405, "", ""}, {"MKCOL", "/.htpasswd/", 404, "", ""},
@@ -89,18 +85,15 @@ TEST(dav, statuses_and_the_edge_of_the_root)
   const string outside = dav.server.folder.path + "/outside", root = dav.server.root;
   std::filesystem::create_directory(outside);
   file_write(outside + "/f", "kept");
-  server_files(dav.server, {
-                               {"file",       ""},
-                               {"inner/x",    ""},
-                               {"tree/a/b/c", ""}
-  });
+  for (const char* file : {"file", "inner/x", "tree/a/b/c"})
+    server_file(dav.server, file);
   for (const char* link : {"/out", "/outlink", "/tree/a/link"})
     std::filesystem::create_symlink(outside, root + link);
   std::filesystem::create_symlink(outside + "/f", root + "/outfile");
   std::filesystem::create_symlink(outside + "/none", root + "/dangling");
   std::filesystem::create_symlink("inner", root + "/inside");
   mkfifo((root + "/pipe").c_str(), 0600);
-  for (const status_row& row : rows)
+  for (const auto& row : rows)
     EXPECT_EQ(status_of(ask(dav, row.method, row.target, row.headers, row.body)), row.status)
         << row.method << " " << row.target;
   EXPECT_EQ(file_text(outside + "/f"), "kept");
@@ -122,11 +115,8 @@ static string hrefs(const string& answer)
 TEST(dav, properties)
 {
   dav_server dav;
-  server_files(dav.server, {
-                               {"d/<&>",      "12345"},
-                               {"d/sub/deep", ""     },
-                               {"d/x.hid",    ""     }
-  });
+  for (const char* name : {"d/<&>", "d/sub/deep", "d/x.hid"})
+    server_file(dav.server, name, "12345");
   std::filesystem::create_symlink("..", dav.server.root + "/d/sub/up");
   EXPECT_EQ(hrefs(ask(dav, "PROPFIND", "/d", "Depth: 0\r\n")), "/d/ ");
   string children = hrefs(ask(dav, "PROPFIND", "/d/", "Depth: 1\r\n", "<propfind/>"));

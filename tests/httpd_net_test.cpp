@@ -1,6 +1,6 @@
 // Connection manager: addresses, buffers, closing, tracing, TLS, running out of descriptors.
+#include <arpa/inet.h>
 #include <fcntl.h>
-#include <openssl/err.h>
 #include <sys/resource.h>
 
 #include <memory>
@@ -12,8 +12,6 @@ static int say_hello(mg_connection* c)
 {
   return mg_printf_data(c, "%s", "hello") != 0;
 }
-
-static const string GET = "GET / HTTP/1.1\r\n\r\n";
 
 // What an address was read as: "PROTOCOL IP:PORT CERTIFICATE CA", "" for an invalid one.
 static string read_address(const string& text)
@@ -34,52 +32,50 @@ static string read_address(const string& text)
 TEST(httpd_net, addresses)
 {
   const string path(99, 'p'), long_host(200, 'h');
-  const struct {
-    int line;
-    string text, read;
-  } rows[] = {
-      {__LINE__, "8080",                      "tcp 0.0.0.0:8080  "             },
-      {__LINE__, "65534",                     "tcp 0.0.0.0:65534  "            },
-      {__LINE__, "65535",                     ""                               },
-      {__LINE__, "4294975376",                ""                               },
-      {__LINE__, "",                          ""                               },
-      {__LINE__, "8080:cert.pem",             ""                               },
-      {__LINE__, "127.0.0.1:9000",            "tcp 127.0.0.1:9000  "           },
-      {__LINE__, "udp://5353",                "udp 0.0.0.0:5353  "             },
-      {__LINE__, "udp://tcp://5353",          ""                               },
-      {__LINE__, "localhost:81",              "tcp 127.0.0.1:81  "             },
-      {__LINE__, "no-such-host.invalid:81",   "tcp 0.0.0.0:81  "               },
-      {__LINE__, long_host + ":81",           ""                               },
-      {__LINE__, "[::1]:81",                  ""                               },
-      {__LINE__, "ssl://8446",                "ssl 0.0.0.0:8446  "             },
-      {__LINE__, "ssl://443:cert.pem:ca.pem", "ssl 0.0.0.0:443 cert.pem ca.pem"},
-      {__LINE__, "ssl://443:" + path,         "ssl 0.0.0.0:443 " + path + " "  },
-      {__LINE__, "ssl://443:" + path + "p",   ""                               },
-      {__LINE__, "ssl://443:",                ""                               },
-  };
-  FOR_EACH_ROW(row, rows)
-  {
-    EXPECT_EQ(read_address(row.text), row.read);
-  }
+  // clang-format off
+  const std::pair<string, string> rows[] = {
+      {"8080", "tcp 0.0.0.0:8080  "}, {"65534", "tcp 0.0.0.0:65534  "}, {"65535", ""},
+      {"4294975376", ""}, {"", ""}, {"8080:cert.pem", ""},
+      {"127.0.0.1:9000", "tcp 127.0.0.1:9000  "}, {"udp://5353", "udp 0.0.0.0:5353  "},
+      {"udp://tcp://5353", ""}, {"localhost:81", "tcp 127.0.0.1:81  "},
+      {"no-such-host.invalid:81", "tcp 0.0.0.0:81  "}, {long_host + ":81", ""}, {"[::1]:81", ""},
+      {"ssl://8446", "ssl 0.0.0.0:8446  "},
+      {"ssl://443:cert.pem:ca.pem", "ssl 0.0.0.0:443 cert.pem ca.pem"},
+      {"ssl://443:" + path, "ssl 0.0.0.0:443 " + path + " "}, {"ssl://443:" + path + "p", ""},
+      {"ssl://443:", ""}};
+  // clang-format on
+  for (const auto& [text, read] : rows)
+    EXPECT_EQ(read_address(text), read) << text;
 }
 
-TEST(httpd_net, buffers_grow_to_what_is_needed)
+static int count_listeners(mg_server* server)
 {
-  iobuf io;
-  iobuf_init(&io, 10);
-  EXPECT_EQ(iobuf_append(&io, "0123456789ab", 12), 12u);
-  EXPECT_EQ(io.size, 12u);
-  iobuf_remove(&io, 13);
-  iobuf_remove(&io, 2);
-  EXPECT_EQ(string(io.buf, io.len), "23456789ab");
-  iobuf_resize(&io, 9);
-  EXPECT_EQ(io.size, 12u) << "bytes in use are kept";
-  EXPECT_EQ(iobuf_append(&io, io.buf, SIZE_MAX - 5), 0u);
-  iobuf_resize(&io, 10);
-  EXPECT_EQ(io.size, 10u);
-  iobuf_remove(&io, 10);
-  iobuf_resize(&io, 0);
-  EXPECT_EQ(io.buf, nullptr);
+  int count = 0;
+  for (ns_connection* nc = nullptr; (nc = ns_next(&server->mgr, nc));)
+    count += (nc->flags & NSF_LISTENING) != 0;
+  return count;
+}
+
+TEST(httpd_net, listening_port_reads_as_the_last_port_and_keeps_listeners)
+{
+  temp_folder folder;
+  string pem = folder.path + "/ssl.pem";
+  make_certificate(pem);
+  mg_server* server = mg_create_server(nullptr, nullptr);
+  const auto listen = [&](const string& addresses) {
+    return mg_set_option(server, "listening_port", addresses.c_str());
+  };
+  EXPECT_EQ(listen("127.0.0.1:0"), nullptr);
+  string port = mg_get_option(server, "listening_port");
+  EXPECT_EQ(listen(port), nullptr);
+  EXPECT_EQ(count_listeners(server), 1) << "nothing to do for the port it already has";
+  EXPECT_EQ(listen("127.0.0.1:0,ssl://127.0.0.1:0:" + pem), nullptr);
+  EXPECT_EQ(count_listeners(server), 3) << "earlier ones stay";
+  EXPECT_EQ(mg_get_option(server, "listening_port"),
+            std::to_string(ntohs(ns_next(&server->mgr, nullptr)->sa.sin.sin_port)));
+  EXPECT_STREQ(listen("127.0.0.1:0,127.0.0.1:" + port + ",127.0.0.1:0"), "Cannot bind to port");
+  EXPECT_EQ(count_listeners(server), 4) << "those before the failure stay";
+  mg_destroy_server(&server);
 }
 
 TEST(httpd_net, a_connection_closes_when_sent_or_with_its_output)
@@ -102,20 +98,13 @@ TEST(httpd_net, a_connection_closes_when_sent_or_with_its_output)
   nc->flags |= NSF_HOLD_SEND | NSF_CLOSE_WHEN_SENT;
   EXPECT_EQ(ns_printf(nc, "%0600d", 7), 600) << "more than fits on the stack";
   mg_poll_server(s.server, 0);
-  EXPECT_FALSE(held.read() || !held.got.empty());
+  EXPECT_FALSE(held.read() || !held.received.empty());
   nc->flags &= ~NSF_HOLD_SEND;
   EXPECT_EQ(held.receive(s), string(599, '0') + "7");
 }
 
-TEST(httpd_net, hex_dump_and_trace)
+TEST(httpd_net, trace)
 {
-  char out[500];
-  EXPECT_EQ(ns_hexdump("ABCDEFGHIJKLMNO\x01\x7f", 17, out, sizeof out), 72 + 58);
-  EXPECT_EQ(out,
-            "0000  41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 01  ABCDEFGHIJKLMNO.\n0010  7f" +
-                string(15 * 3 + 2, ' ') + ".\n\n");
-  EXPECT_EQ(ns_hexdump("ABCDEFGH", 8, out, 10), 9) << "cut at the end of the buffer";
-
   temp_folder folder;
   string path = folder.path + "/trace", text;
   test_server s(on_request([](mg_connection* c) { return mg_printf(c, "%s", "ho") != 0; }));
@@ -126,92 +115,91 @@ TEST(httpd_net, hex_dump_and_trace)
     c.receive(s);
     text = text.empty() ? file_text(path) : text;
   }
-  for (const char* part : {" <A 127.0.0.1:", " <- 127.0.0.1:", " 18\n0000  47 45 54 20 2f 20 48",
-                           " -> 127.0.0.1:", " 2\n0000  68 6f   ", " XX "})
+  const string dump =
+      " 18\n0000  47 45 54 20 2f 20 48 54 54 50 2f 31 2e 30 0d 0a  GET / HTTP/1.0..\n0010  0d 0a" +
+      string(14 * 3 + 2, ' ') + "..\n\n";
+  for (const string& part :
+       {string(" <A 127.0.0.1:"), string(" <- 127.0.0.1:"), dump, string(" -> 127.0.0.1:"),
+        string(" 2\n0000  68 6f   "), string(" XX ")})
     EXPECT_NE(text.find(part), string::npos) << part << " in\n" << text;
   EXPECT_EQ(file_text(path), text) << "nothing is added once the option is unset";
 }
 
 // --- TLS ---
 
-struct tls_client : client {
-  SSL_CTX* ctx = SSL_CTX_new(TLS_client_method());
-  SSL* ssl;
-  explicit tls_client(int port, int max_version = 0, const char* cert = nullptr) : client(port)
+static int hello(mg_connection* c, mg_event ev)
+{
+  return ev == MG_REQUEST ? say_hello(c) : ev == MG_AUTH;
+}
+
+struct tls_server {
+  temp_folder folder;
+  string pem = folder.path + "/ssl.pem";
+  std::unique_ptr<file_server> server;
+  string url;
+
+  explicit tls_server(bool demands_certificate)
   {
-    SSL_CTX_set_max_proto_version(ctx, max_version);
-    SSL_CTX_set_security_level(ctx, 0);
-    if (cert) {
-      SSL_CTX_use_certificate_file(ctx, cert, SSL_FILETYPE_PEM);
-      SSL_CTX_use_PrivateKey_file(ctx, cert, SSL_FILETYPE_PEM);
-    }
-    fcntl(fd, F_SETFL, O_NONBLOCK);
-    ssl = SSL_new(ctx);
-    SSL_set_fd(ssl, fd);
+    make_certificate(pem);
+    server = std::make_unique<file_server>(
+        "listening_port=ssl://127.0.0.1:0:" + pem + (demands_certificate ? ":" + pem : ""), hello);
+    url = "https" + server->url.substr(4);
+    // The library's own idea of what is too old is not what refuses it here.
+    SSL_CTX_set_security_level(ns_next(&server->server->mgr, nullptr)->ssl_ctx, 0);
   }
-  ~tls_client()
+  // What the client gets, "" without an answer.
+  string get(http_client& client)
   {
-    SSL_free(ssl);
-    SSL_CTX_free(ctx);
-  }
-  // Calls until the call waits neither for reading nor for writing; its result, 0 for a clean end.
-  template <typename Call>
-  int finish(test_server& s, Call call)
-  {
-    int result = 0, error = 0;
-    s.until([&] {
-      result = call();
-      error = SSL_get_error(ssl, result);
-      ERR_clear_error();
-      return error != SSL_ERROR_WANT_READ && error != SSL_ERROR_WANT_WRITE;
-    });
-    return error == SSL_ERROR_ZERO_RETURN ? 0 : result > 0 ? result : -1;
-  }
-  int handshake(test_server& s)
-  {
-    return finish(s, [this] { return SSL_connect(ssl); });
+    return http_request(client, "GET", url).body;
   }
 };
 
 TEST(httpd_net, tls_handshakes_good_half_and_bad)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  test_server s(on_request(say_hello), "ssl://127.0.0.1:0:" + pem);
-  // The library's own idea of what is too old is not what refuses it here.
-  SSL_CTX_set_security_level(ns_next(&s.server->mgr, nullptr)->ssl_ctx, 0);
-  client half(s.port), bad(s.port);
-  half.send("\x16\x03\x01");
-  tls_client good(s.port);
-  EXPECT_EQ(good.handshake(s), 1);
-  bad.send(GET);
-  bad.receive(s);
-  EXPECT_EQ(tls_client(s.port, TLS1_1_VERSION).handshake(s), -1);
-  EXPECT_EQ(tls_client(s.port, TLS1_2_VERSION).handshake(s), 1);
+  tls_server tls(false);
+  raw_client half(tls.url), bad(tls.url);
+  raw_send(half, "\x16\x03\x01");
+  http_client good, last(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_MAX_TLSv1_2}),
+      old(CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_0 | long{CURL_SSLVERSION_MAX_TLSv1_1});
+  curl_easy_setopt(old.curl.get(), CURLOPT_SSL_CIPHER_LIST, "DEFAULT@SECLEVEL=0");
+  EXPECT_EQ(tls.get(good), "hello");
+  raw_send(bad, GET);
+  raw_receive_all(bad);
+  EXPECT_EQ(tls.get(good), "hello");
+  EXPECT_EQ(http_connections(good), 0) << "the others' errors are not this one's";
+  EXPECT_EQ(tls.get(old), "");
+  EXPECT_EQ(tls.get(last), "hello");
 
-  EXPECT_GT(SSL_write(good.ssl, "GET / HTTP/1.0\r\n\r\n", 18), 0);
-  char answer[500];
-  int length = good.finish(s, [&] { return SSL_read(good.ssl, answer, sizeof answer); });
-  ASSERT_GT(length, 0) << "the others' errors are not this one's";
-  EXPECT_EQ(string(answer, static_cast<size_t>(length)), chunked("hello"));
-  EXPECT_EQ(good.finish(s, [&] { return SSL_read(good.ssl, answer, 1); }), 0) << "ended, not cut";
-  EXPECT_FALSE(half.read());
+  raw_client strict(tls.url);
+  std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> ctx(SSL_CTX_new(TLS_client_method()),
+                                                        SSL_CTX_free);
+  std::unique_ptr<SSL, decltype(&SSL_free)> ssl(SSL_new(ctx.get()), SSL_free);
+  SSL_set_fd(ssl.get(), strict.fd);
+  EXPECT_EQ(SSL_connect(ssl.get()), 1);
+  SSL_write(ssl.get(), "GET / HTTP/1.0\r\n\r\n", 18);
+  char bytes[500];
+  int n;
+  while ((n = SSL_read(ssl.get(), bytes, sizeof bytes)) > 0) {
+  }
+  EXPECT_EQ(SSL_get_error(ssl.get(), n), SSL_ERROR_ZERO_RETURN) << "cut, not ended";
 }
 
 TEST(httpd_net, tls_clients_without_the_demanded_certificate_are_refused)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  int connected = 0;
-  test_server s([&](mg_connection*, mg_event ev) { return connected += ev == MG_CONNECT; },
-                "ssl://127.0.0.1:0:" + pem + ":" + pem);
-  EXPECT_EQ(tls_client(s.port, TLS1_2_VERSION).handshake(s), -1);
-  EXPECT_EQ(tls_client(s.port, TLS1_2_VERSION, pem.c_str()).handshake(s), 1);
-  string own = "ssl://127.0.0.1:" + std::to_string(s.port) + ":" + pem + ":" + pem;
+  tls_server tls(true);
+  http_client without, with(CURLOPT_SSLCERT, tls.pem.c_str());
+  EXPECT_EQ(tls.get(without), "");
+  EXPECT_EQ(tls.get(with), "hello");
+  bool connected = false;
+  string listener = "ssl://127.0.0.1:0:" + tls.pem + ":" + tls.pem;
+  test_server s(
+      [&](mg_connection* c, mg_event ev) -> int {
+        return connected |= ev == MG_CONNECT && c->status_code == 0;
+      },
+      listener);
+  string own = listener.replace(16, 1, std::to_string(s.port));
   ASSERT_NE(mg_connect(s.server, own.c_str()), nullptr);
-  s.until([&] { return connected == 1; });
+  s.until([&] { return connected; });
 }
 
 // --- descriptors ---

@@ -1,24 +1,19 @@
 // The proxy between a client and a second server.
-#include <gtest/gtest.h>
-
-#include "tests/support/file_server.h"
-
-using std::string;
+#include "tests/httpd_support.h"
 
 static const char ON[] = "enable_proxy=yes";
 
 // Answers with the request as it came: line, headers, body.
-static int mirror(mg_connection* conn, mg_event event)
+static int mirror(mg_connection* c, mg_event ev)
 {
-  if (event != MG_REQUEST)
-    return event == MG_AUTH ? MG_TRUE : MG_FALSE;
-  string text = string(conn->request_method) + " " + conn->uri + " " +
-                (conn->query_string ? conn->query_string : "-") + "\n";
-  for (int i = 0; i < conn->num_headers; i++)
-    text += string(conn->http_headers[i].name) + ": " + conn->http_headers[i].value + "\n";
-  text.append(conn->content, conn->content_len);
-  mg_send_data(conn, text.data(), text.size());
-  return MG_TRUE;
+  if (ev != MG_REQUEST)
+    return ev == MG_AUTH;
+  string text = string(c->request_method) + " " + c->uri + " " +
+                (c->query_string ? c->query_string : "-") + "\n";
+  for (int i = 0; i < c->num_headers; i++)
+    text += string(c->http_headers[i].name) + ": " + c->http_headers[i].value + "\n";
+  text.append(c->content, c->content_len);
+  return mg_send_data(c, text.data(), text.size()) != 0;
 }
 
 TEST(proxy, requests_go_on_as_they_came)
@@ -36,7 +31,8 @@ TEST(proxy, requests_go_on_as_they_came)
             "GET / -\nConnection: close\n");
   file_server files;
   server_file(files, "f", string(5000000, 'f'));
-  EXPECT_EQ(fetch(files.url + "/f", CURLOPT_PROXY, proxy.url).body_size, 5000000u);
+  http_client client(CURLOPT_PROXY, proxy.url.c_str());
+  EXPECT_EQ(http_request(client, "GET", files.url + "/f").body.size(), 5000000u);
 }
 
 TEST(proxy, tunnel)
@@ -54,20 +50,14 @@ TEST(proxy, tunnel)
 TEST(proxy, refusals)
 {
   file_server proxy(ON), other("enable_proxy=Yes");
+  // clang-format off
   const std::pair<const char*, int> rows[] = {
-      {"CONNECT no.such.host.invalid:80",  502},
-      {"CONNECT 0.0.0.0:80",               502},
-      {"CONNECT 127.0.0.1:0",              400},
-      {"CONNECT 127.0.0.1:65535",          400},
-      {"CONNECT 127.0.0.1:1",              502},
-      {"CONNECT a/b:80",                   400},
-      {"GET http://127.0.0.1:1/",          502},
-      {"GET http://no.such.host.invalid/", 502},
-      {"GET http://",                      400},
-      {"GET https://127.0.0.1/",           400},
-      {"GET http://user@127.0.0.1/",       400},
-      {"GET httpx",                        400},
-  };
+      {"CONNECT no.such.host.invalid:80", 502}, {"CONNECT 0.0.0.0:80", 502},
+      {"CONNECT 127.0.0.1:0", 400}, {"CONNECT 127.0.0.1:65535", 400}, {"CONNECT 127.0.0.1:1", 502},
+      {"CONNECT a/b:80", 400}, {"GET http://127.0.0.1:1/", 502},
+      {"GET http://no.such.host.invalid/", 502}, {"GET http://", 400},
+      {"GET https://127.0.0.1/", 400}, {"GET http://user@127.0.0.1/", 400}, {"GET httpx", 400}};
+  // clang-format on
   for (const auto& [request, status] : rows) {
     EXPECT_EQ(status_of(raw_get(proxy, request)), status) << request;
     EXPECT_EQ(status_of(raw_get(other, request)), 405) << request;

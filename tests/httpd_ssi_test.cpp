@@ -1,17 +1,11 @@
 // Server-side includes.
-#include <gtest/gtest.h>
-
-#include "tests/support/file_server.h"
-
-using std::string;
+#include "tests/httpd_support.h"
 
 TEST(ssi, directives)
 {
-  struct ssi_row {
-    string text, output;  // "@ROOT" stands for the document root
-  };
   const string large(8192, 'x'), spaces(8000, ' '), none = "No such file or directory";
-  const ssi_row rows[] = {
+  const std::pair<string, string> rows[] = {
+  // "@ROOT" stands for the document root
   // clang-format off
       {"plain <!-- comment --> <!- <!--x",             "plain <!-- comment --> <!- <!--x"},
       {"<<!--#include \"f\" -->!--#",                  "<F<f>!--#"},
@@ -26,8 +20,8 @@ TEST(ssi, directives)
                  "Cannot open SSI #include: [include virtual=&quot;/../outside&quot; ]: fopen(@ROOT/outside): " + none},
       {"<!--#include \"<none>\"-->",
                  "Cannot open SSI #include: [include &quot;&lt;none&gt;&quot;]: fopen(@ROOT/d/&lt;none&gt;): " + none},
-      {"<!--#include \"./.htpasswd\"-->",
-                 "Cannot open SSI #include: [include &quot;./.htpasswd&quot;]: fopen(@ROOT/d/.htpasswd): " + none},
+      {"<!--#include file=\"../in/.htpasswd\" -->",
+                 "Cannot open SSI #include: [include file=&quot;../in/.htpasswd&quot; ]: fopen(@ROOT/in/.htpasswd): " + none},
       {"<!--#include -->",                             "Bad SSI #include: [include ]"},
       {"<!--#include file=\"f-->",                     "Bad SSI #include: [include file=&quot;f]"},
       {"<!--#exec \"printf '<%s>' x\" -->",            "<x>"},
@@ -43,21 +37,18 @@ TEST(ssi, directives)
   // clang-format on
   };
   file_server server;
-  server_files(server, {
-                           {"top",          "T"     },
-                           {"d/f",          "F<f>"  },
-                           {"in/.htpasswd", "secret"}
-  });
+  server_file(server, "top", "T");
+  server_file(server, "d/f", "F<f>");
+  server_file(server, "in/.htpasswd", "secret");
   file_write(server.folder.path + "/outside", "outside");
-  for (const ssi_row& row : rows) {
-    string text = row.text, output = row.output;
+  for (auto [text, output] : rows) {
     for (string* s : {&text, &output})
       for (size_t at; (at = s->find("@ROOT")) != string::npos;)
         s->replace(at, 5, server.root);
     server_file(server, "d/p.shtml", text);
     string answer = raw_get(server, "GET /d/p.shtml");
     EXPECT_EQ(header_of(answer, "Content-Type"), "text/html");
-    EXPECT_EQ(raw_body(answer), output) << row.text;
+    EXPECT_EQ(raw_body(answer), output) << text;
   }
   EXPECT_EQ(raw_body(raw_get(server, "HEAD /d/p.shtml")), "");
 }

@@ -1,7 +1,6 @@
 // A server inside the test program and clients for it, all on one thread: who waits, polls.
 #pragma once
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,14 +8,11 @@
 #include <string>
 
 #include "httpd/mg_internal.h"
-#include "tests/support/temp_folder.h"
+#include "tests/support/file_server.h"
 
 using std::string;
 
-// One row is one case; a failure names the row's line.
-#define FOR_EACH_ROW(row, rows) \
-  for (const auto& row : rows)  \
-    if (::testing::ScopedTrace trace(__FILE__, row.line, "this row"); true)
+inline const string GET = "GET / HTTP/1.1\r\n\r\n";
 
 struct test_server {
   std::function<int(mg_connection*, mg_event)> on_event;
@@ -66,27 +62,16 @@ auto on_request(Answer answer)
   };
 }
 
-struct client {
-  int fd;
-  string got;  // all that came so far
+struct client : raw_client {
   bool closed = false;
 
-  explicit client(int port, int type = SOCK_STREAM) : fd(socket(AF_INET, type | SOCK_CLOEXEC, 0))
+  explicit client(int server_port, int type = SOCK_STREAM)
+      : raw_client(":" + std::to_string(server_port), type)
   {
-    sockaddr_in sin = {};
-    sin.sin_family = AF_INET;
-    sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    sin.sin_port = htons(static_cast<uint16_t>(port));
-    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&sin), sizeof sin), 0);
-  }
-  client(const client&) = delete;
-  ~client()
-  {
-    close(fd);
   }
   void send(const string& bytes)
   {
-    ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    raw_send(*this, bytes);
   }
   // Takes what is there; true once the server has closed.
   bool read()
@@ -94,16 +79,24 @@ struct client {
     char bytes[65536];
     ssize_t n;
     while ((n = recv(fd, bytes, sizeof bytes, MSG_DONTWAIT)) > 0)
-      got.append(bytes, static_cast<size_t>(n));
+      received.append(bytes, static_cast<size_t>(n));
     return closed = closed || n == 0 || errno == ECONNRESET;
   }
-  // Waits for so many bytes, or the close.
+  // All that came so far, once it is so many bytes or the server has closed.
   string receive(test_server& s, size_t bytes = SIZE_MAX)
   {
-    s.until([&] { return read() || got.size() >= bytes; });
-    return got;
+    s.until([&] { return read() || received.size() >= bytes; });
+    return received;
   }
 };
+
+// What a client that sends this gets before the server closes, or first, of so many bytes.
+inline string ask(test_server& s, const string& request, size_t bytes = SIZE_MAX)
+{
+  client c(s.port);
+  c.send(request);
+  return c.receive(s, bytes);
+}
 
 inline string chunk(const string& bytes)
 {

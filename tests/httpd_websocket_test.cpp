@@ -1,10 +1,7 @@
 // WebSocket connections, byte for byte; real clients are in tests/endpoints.
-#include <gtest/gtest.h>
+#include "httpd/mg_websocket.h"
+#include "tests/httpd_support.h"
 
-#include "httpd/mg_internal.h"
-#include "tests/support/file_server.h"
-
-using std::string;
 using namespace std::string_literals;
 
 // The example of RFC 6455.
@@ -15,13 +12,14 @@ static const string SWITCHING =
     "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
     "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n";
 
+static const size_t MAX_FRAME = 16 << 20;
+
 static string header(int first, size_t length, bool masked)
 {
   size_t size_bytes = length < 126 ? 0 : length < 65536 ? 2 : 8;
+  size_t size = size_bytes == 0 ? length : size_bytes == 2 ? 126 : 127;
   string bytes(1, static_cast<char>(first));
-  bytes += static_cast<char>((masked ? 0x80 : 0) | static_cast<int>(size_bytes == 0   ? length
-                                                                    : size_bytes == 2 ? 126
-                                                                                      : 127));
+  bytes += static_cast<char>((masked ? 0x80u : 0u) | size);
   for (size_t i = size_bytes; i-- > 0;)
     bytes += static_cast<char>(static_cast<uint64_t>(length) >> (8 * i));
   return bytes;
@@ -42,7 +40,8 @@ static string from_server(int opcode, const string& payload)
 }
 
 static const string CLOSE_1000 = from_server(8, "\x03\xe8"),
-                    CLOSE_1002 = from_server(8, "\x03\xea");
+                    CLOSE_1002 = from_server(8, "\x03\xea"),
+                    CLOSE_1009 = from_server(8, "\x03\xf1");
 
 // Sends data back as one message per frame, its first byte in front; leaves the rest to the server.
 static int echo(mg_connection* conn, mg_event event)
@@ -68,11 +67,9 @@ static string talk(const file_server& server, const string& frames)
 
 TEST(websocket, frames)
 {
-  struct frame_row {
-    string sent, answered;  // behind the handshake; without a handler
-  };
   const string bye = from_client(0x88, "\x03\xe8 bye"), text = from_client(0x81, "Hello");
-  const frame_row rows[] = {
+  // What is sent behind the handshake, and what is answered without a handler.
+  const std::pair<string, string> rows[] = {
   // clang-format off
       {text + bye,                                      CLOSE_1000},  // data is dropped
       {from_client(0x89, "ping") + bye,                 from_server(10, "ping") + CLOSE_1000},
@@ -95,12 +92,17 @@ TEST(websocket, frames)
       {from_client(0x01, "a") + text,                   CLOSE_1002},
       {"\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
       {"\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
-      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               from_server(8, "\x03\xf1")},
+      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               CLOSE_1009},
+      {header(0x82, MAX_FRAME + 1, true) + "mask",        CLOSE_1009},
   // clang-format on
   };
   file_server server;
-  for (const frame_row& row : rows)
-    EXPECT_EQ(talk(server, row.sent), SWITCHING + row.answered) << "row " << &row - rows;
+  for (const auto& [sent, answered] : rows)
+    EXPECT_EQ(talk(server, sent), SWITCHING + answered) << testing::PrintToString(sent);
+  websocket_frame frame;
+  string largest = header(0x82, MAX_FRAME, true) + "mask";
+  EXPECT_EQ(parse_websocket_frame(largest.data(), largest.size(), false, &frame), 0)
+      << "its payload is waited for";
 }
 
 TEST(websocket, handler_gets_each_frame)
@@ -109,7 +111,7 @@ TEST(websocket, handler_gets_each_frame)
   string start = SWITCHING + from_server(1, "hi"), bye = from_client(0x88, "\x03\xe8");
   EXPECT_EQ(talk(server, from_client(0x01, "a") + from_client(0x80, "b") + bye),
             start + from_server(2, "\x01"s + "a") + from_server(2, "\x80"s + "b") + CLOSE_1000);
-  for (size_t size : {0, 124, 125, 126, 65534, 65535, 65536, 10 * 1024 * 1024}) {
+  for (size_t size : {0, 124, 125, 126, 65534, 65535, 65536, 1024 * 1024}) {
     string payload(size, 'p');
     for (size_t i = 0; i < size; i += 999)
       payload[i] = static_cast<char>(i);
@@ -120,36 +122,26 @@ TEST(websocket, handler_gets_each_frame)
   EXPECT_EQ(status_of(raw_get(server, "GET /none")), 404) << "other requests are not affected";
 }
 
-// Refuses whoever asks for "/no", shakes hands itself for "/own", and makes the others look idle.
-static int special(mg_connection* conn, mg_event event)
-{
-  if (event == MG_AUTH)
-    return strcmp(conn->uri, "/no") != 0;
-  if (event == MG_WS_HANDSHAKE && strcmp(conn->uri, "/own") == 0)
-    return static_cast<int>(mg_printf(conn, "own handshake\r\n\r\n"));
-  if (event == MG_POLL && conn->is_websocket)
-    mg_conn_2_conn(conn)->ns_conn->last_io_time -= 6;
-  return MG_FALSE;
-}
-
 TEST(websocket, handshakes_and_idle_connections)
 {
-  file_server server("", special);
-  struct handshake_row {
-    string target, answer;
-  };
-  const handshake_row rows[] = {
+  // Refuses whoever asks for "/no", shakes hands itself for "/own", and makes the others look idle.
+  test_server s([](mg_connection* c, mg_event ev) -> int {
+    if (ev == MG_AUTH)
+      return strcmp(c->uri, "/no") != 0;
+    if (ev == MG_WS_HANDSHAKE && strcmp(c->uri, "/own") == 0)
+      return mg_printf(c, "own handshake\r\n\r\n") != 0;
+    if (ev == MG_POLL && c->is_websocket)
+      mg_conn_2_conn(c)->ns_conn->last_io_time -= 6;
+    return MG_FALSE;
+  });
+  const std::pair<string, string> rows[] = {
       {"/own", "own handshake\r\n\r\n\x89\0"s},
       {"/x",   SWITCHING + "\x89\0"s         }, // a PING without payload
       {"/no",  SWITCHING + "\x88\x02\x03\xf0"}, // 1008
   };
-  for (const handshake_row& row : rows) {
-    raw_client client(server.url);
-    string request = UPGRADE;
-    raw_send(client, request.replace(4, 5, row.target) + "Expect: 100-continue\r\n\r\n");
-    string answer;
-    for (char byte; answer.size() < row.answer.size() && recv(client.fd, &byte, 1, 0) == 1;)
-      answer += byte;
-    EXPECT_EQ(answer, row.answer);
+  for (const auto& [target, answer] : rows) {
+    string request = UPGRADE + "Expect: 100-continue\r\n\r\n";
+    request.replace(4, strlen("/chat"), target);
+    EXPECT_EQ(ask(s, request, answer.size()).substr(0, answer.size()), answer);
   }
 }

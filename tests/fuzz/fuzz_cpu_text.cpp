@@ -1,22 +1,9 @@
 // Any text in the place of those that tell the use of the CPU.
 // sources: modules/rest_cpu_text.cpp engine/rest_tree_obj.cpp engine/rest_dyn_string.cpp
 #include <fuzzer/FuzzedDataProvider.h>
-#include <stdint.h>
-#include <stdlib.h>
-#include <string.h>
-
-#include <algorithm>
-#include <memory>
-#include <string>
 
 #include "modules/rest_cpu_text.h"
-
-static void require(bool holds)
-{
-  if (!holds) {
-    abort();
-  }
-}
+#include "tests/fuzz/fuzz.h"
 
 // The names of one list, of which every text is terminated.
 static void require_list(node_t* head, const char* tagname)
@@ -37,25 +24,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   const uint32_t periods = fuzz.ConsumeBool() ? 3 : fuzz.ConsumeIntegral<uint32_t>();
   std::string input = fuzz.ConsumeRemainingBytesAsString();
   input.resize(std::min(input.size(), input.find('\0')));
-  // exactly the input, so that the sanitizer sees one byte too many
-  const std::unique_ptr<char[]> copy(new char[input.size()]);
-  input.copy(copy.get(), input.size());
-  const std::string_view text(copy.get(), input.size());
+  const std::vector<char> copy(input.begin(), input.end());  // without a terminator
+  const std::string_view text(copy.data(), copy.size());
 
   node_t* tree = new_tree();
   process_append_total(tree, text);
-  for (node_t* node = get_next_node(tree); node != nullptr; node = get_next_node(node)) {
+  for (node_t* node = get_next_node(tree); node != nullptr; node = get_next_node(node))
     require(node->val_data.val_s[0] == ':' && node->key[0] != '\0');
-  }
   require_list(tree, nullptr);
   free_tree(tree);
 
   tree = new_tree();
   process_append_tasks(tree, text, periods);
   require_list(tree, "process");
-  for (node_t* node = get_next_node(tree); node != nullptr; node = get_next_node(node)) {
+  for (node_t* node = get_next_node(tree); node != nullptr; node = get_next_node(node))
     require_list(get_subtree_node1(node), nullptr);
-  }
   char* rendered = nullptr;
   print_tree_by_xml(tree, &rendered);
   free(rendered);

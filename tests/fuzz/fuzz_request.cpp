@@ -1,20 +1,8 @@
 // One connection's bytes, taken apart the way the server does it.
 // sources: httpd/mg_parse.cpp
-#include <stdint.h>
-#include <stdlib.h>
-#include <string.h>
-
-#include <vector>
-
 #include "httpd/httpd.h"
 #include "httpd/mg_parse.h"
-
-static void require(bool holds)
-{
-  if (!holds) {
-    abort();
-  }
-}
+#include "tests/fuzz/fuzz.h"
 
 // Every string of a view lies inside the block; reading it to its end is the sanitizer's test.
 static void require_inside(const std::vector<char>& block, const char* text)
@@ -24,12 +12,10 @@ static void require_inside(const std::vector<char>& block, const char* text)
 
 static void check_view(const std::vector<char>& block, const mg_connection& view)
 {
-  for (const char* text : {view.request_method, view.uri, view.http_version}) {
+  for (const char* text : {view.request_method, view.uri, view.http_version})
     require_inside(block, text);
-  }
-  if (view.query_string != nullptr) {
+  if (view.query_string != nullptr)
     require_inside(block, view.query_string);
-  }
   for (int i = 0; i < view.num_headers; i++) {
     require_inside(block, view.http_headers[i].name);
     require_inside(block, view.http_headers[i].value);
@@ -51,9 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   mg_connection view = {};
   const int parsed = parse_http_message(block.data(), block.size(), &view);
   require(parsed == -1 || parsed == static_cast<int>(block.size()));
-  if (parsed < 0) {
+  if (parsed < 0)
     return 0;
-  }
   check_view(block, view);
 
   view.content = input.data() + block.size();

@@ -1,16 +1,7 @@
 // A file with includes, byte by byte, and its directives. No directive is followed.
 // sources: httpd/mg_*.cpp httpd/ns_*.cpp
 #include "httpd/mg_ssi.h"
-
-#include <stdint.h>
-#include <stdlib.h>
-#include <string.h>
-
-static void require(bool holds)
-{
-  if (!holds)
-    abort();
-}
+#include "tests/fuzz/fuzz.h"
 
 static void check_piece(const ssi_scanner& scanner, ssi_piece piece, size_t* shown)
 {

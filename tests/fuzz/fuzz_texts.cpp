@@ -1,20 +1,8 @@
 // Short texts from outside: access lists, dates, and the headers of a CGI program.
 // sources: httpd/mg_*.cpp httpd/ns_*.cpp
-#include <stdint.h>
-#include <stdlib.h>
-#include <string.h>
-
-#include <string>
-#include <vector>
-
 #include "httpd/mg_acl.h"
 #include "httpd/mg_builtin.h"
-
-static void require(bool holds)
-{
-  if (!holds)
-    abort();
-}
+#include "tests/fuzz/fuzz.h"
 
 static void check_list(const char* list)
 {

@@ -1,19 +1,8 @@
 // The frames of a client, in pieces, as the server answers them without a handler.
 // sources: httpd/mg_*.cpp httpd/ns_*.cpp
-#include <stdint.h>
-#include <stdlib.h>
-#include <string.h>
-
-#include <algorithm>
-
 #include "httpd/mg_internal.h"
 #include "httpd/mg_websocket.h"
-
-static void require(bool holds)
-{
-  if (!holds)
-    abort();
-}
+#include "tests/fuzz/fuzz.h"
 
 // What the server sends is whole, unmasked control frames, and nothing behind a CLOSE.
 static void check_answers(const iobuf& io, bool is_closed)

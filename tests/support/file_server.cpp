@@ -41,12 +41,6 @@ void server_file(const file_server& server, const std::string& name, const std::
     chmod(path.c_str(), 0755);
 }
 
-void server_files(const file_server& server, const named_texts& files)
-{
-  for (const auto& [name, text] : files)
-    server_file(server, name, text);
-}
-
 std::string raw_answer(const file_server& server, const std::string& request)
 {
   std::string bytes;
@@ -78,28 +72,4 @@ std::string header_of(const std::string& answer, const std::string& name)
     return "";
   at += name.size() + 4;
   return answer.substr(at, answer.find("\r\n", at) - at);
-}
-
-static size_t count_bytes(char*, size_t size, size_t count, void* total)
-{
-  *static_cast<uint64_t*>(total) += size * count;
-  return size * count;
-}
-
-fetched_t fetch(const std::string& url, CURLoption option, const std::string& value,
-                const char* method)
-{
-  fetched_t fetched = {};
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
-  curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
-  curl_easy_setopt(curl.get(), CURLOPT_HTTPAUTH, CURLAUTH_DIGEST);
-  curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method);
-  curl_easy_setopt(curl.get(), option, value.c_str());
-  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, 60L);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, count_bytes);
-  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &fetched.body_size);
-  fetched.error = curl_easy_perform(curl.get());
-  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &fetched.status);
-  return fetched;
 }

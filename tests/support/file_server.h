@@ -4,8 +4,6 @@
 #include <atomic>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "httpd/httpd.h"
 #include "tests/support/http_client.h"
@@ -27,10 +25,8 @@ struct file_server {
   file_server& operator=(const file_server&) = delete;
 };
 
-// Write files of the document root, with the folders on the way; a script is made executable.
-using named_texts = std::vector<std::pair<std::string, std::string>>;
-void server_file(const file_server& server, const std::string& name, const std::string& text);
-void server_files(const file_server& server, const named_texts& files);
+// Writes a file of the document root, with the folders on the way; a script is made executable.
+void server_file(const file_server& server, const std::string& name, const std::string& text = "");
 
 // All that the server sends for these bytes (a line feed stands for a line's end) until it closes.
 std::string raw_answer(const file_server& server, const std::string& request);
@@ -43,12 +39,3 @@ int status_of(const std::string& answer);
 
 // The value of a header of an answer, "" without one.
 std::string header_of(const std::string& answer, const std::string& name);
-
-struct fetched_t {
-  CURLcode error;
-  long status;
-  uint64_t body_size;
-};
-// Fetches a URL with libcurl, with one text option; a password is given as a digest.
-fetched_t fetch(const std::string& url, CURLoption option = CURLOPT_PROXY,
-                const std::string& value = "", const char* method = nullptr);

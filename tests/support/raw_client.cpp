@@ -11,13 +11,16 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-raw_client::raw_client(const std::string& url)
+#include <fstream>
+
+raw_client::raw_client(const std::string& url, int type)
+    : fd(socket(AF_INET, type | SOCK_CLOEXEC, 0)),
+      port(static_cast<uint16_t>(atoi(url.c_str() + url.rfind(':') + 1)))
 {
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<uint16_t>(atoi(url.c_str() + url.rfind(':') + 1)));
-  fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  address.sin_port = htons(port);
   EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   int on = 1;
   setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -38,34 +41,27 @@ void raw_send(raw_client& client, const std::string& bytes)
   }
 }
 
-// The bytes that the server's end of the connection holds unread, from the system's socket table.
-static bool raw_server_has_unread(int fd)
+// Whether the server's end of the connection holds unread bytes, by the system's socket table.
+static bool raw_server_has_unread(const raw_client& client)
 {
   int unsent = 0;
-  if (ioctl(fd, SIOCOUTQ, &unsent) == 0 && unsent > 0)
-    return true;
-  sockaddr_in own = {}, peer = {};
+  ioctl(client.fd, SIOCOUTQ, &unsent);
+  sockaddr_in own = {};
   socklen_t length = sizeof own;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&own), &length);
-  length = sizeof peer;
-  getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length);
-  FILE* table = fopen("/proc/net/tcp", "re");
-  char line[512];
-  bool unread = false;
-  while (table && fgets(line, sizeof line, table)) {
-    unsigned local = 0, remote = 0, queued = 0;
-    if (sscanf(line, "%*d: %*x:%x %*x:%x %*x %*x:%x", &local, &remote, &queued) == 3 &&
-        local == ntohs(peer.sin_port) && remote == ntohs(own.sin_port))
-      unread = queued > 0;
+  getsockname(client.fd, reinterpret_cast<sockaddr*>(&own), &length);
+  std::ifstream table("/proc/net/tcp");
+  for (std::string line; std::getline(table, line);) {
+    unsigned local = 0, remote = 0, unread = 0;
+    sscanf(line.c_str(), "%*d: %*x:%x %*x:%x %*x %*x:%x", &local, &remote, &unread);
+    if (local == client.port && remote == ntohs(own.sin_port) && unread > 0)
+      return true;
   }
-  if (table)
-    fclose(table);
-  return unread;
+  return unsent > 0;
 }
 
 void raw_wait_consumed(raw_client& client)
 {
-  while (raw_server_has_unread(client.fd))
+  while (raw_server_has_unread(client))
     poll(nullptr, 0, 1);
 }
 
@@ -85,45 +81,41 @@ static bool raw_receive_more(raw_client& client)
   return true;
 }
 
-// The length of the complete response at the start of the text, or 0.
-static size_t raw_response_length(const std::string& text)
+// Takes the response at the start of the text apart: its body, and the length of the whole of it, 0
+// while something is missing.
+static size_t raw_split(const std::string& text, std::string* body)
 {
-  size_t head = text.find("\r\n\r\n");
-  if (head == std::string::npos)
+  body->clear();
+  size_t at = text.find("\r\n\r\n");
+  if (at == std::string::npos)
     return 0;
-  size_t body = head + 4;
-  size_t length_header = text.find("Content-Length: ");
-  if (length_header < head) {
-    size_t length = strtoul(text.c_str() + length_header + 16, nullptr, 10);
-    return text.size() >= body + length ? body + length : 0;
+  std::string head = text.substr(0, at);
+  at += 4;
+  if (head.find("Transfer-Encoding: chunked") == std::string::npos) {
+    size_t header = head.find("Content-Length: ");
+    size_t length =
+        header == std::string::npos ? SIZE_MAX : strtoul(&head[header + 16], nullptr, 10);
+    *body = text.substr(at, length);
+    return body->size() == length ? at + length : 0;
   }
-  if (text.find("Transfer-Encoding: chunked") < head) {
-    size_t end = text.find("0\r\n\r\n", body);
-    // The end mark may stand inside a chunk: walk them.
-    for (size_t at = body; end != std::string::npos && at < text.size();) {
-      size_t line = text.find("\r\n", at);
-      if (line == std::string::npos)
-        return 0;
-      size_t chunk = strtoul(text.c_str() + at, nullptr, 16);
-      at = line + 2 + chunk + 2;
-      if (chunk == 0)
-        return at <= text.size() ? at : 0;
-    }
-    return 0;
+  for (size_t line; (line = text.find("\r\n", at)) != std::string::npos;) {
+    size_t chunk = strtoul(&text[at], nullptr, 16);
+    *body += text.substr(line + 2, chunk);
+    at = line + 2 + chunk + 2;
+    if (at > text.size() || chunk == 0)
+      return at > text.size() ? 0 : at;
   }
   return 0;
 }
 
 std::string raw_receive_response(raw_client& client)
 {
+  std::string body;
   size_t length = 0;
-  while ((length = raw_response_length(client.received)) == 0)
-    if (!raw_receive_more(client)) {
-      length = client.received.size();
-      break;
-    }
-  std::string response = client.received.substr(0, length);
-  client.received.erase(0, length);
+  while ((length = raw_split(client.received, &body)) == 0 && raw_receive_more(client)) {
+  }
+  std::string response = client.received.substr(0, length > 0 ? length : std::string::npos);
+  client.received.erase(0, response.size());
   return response;
 }
 
@@ -138,19 +130,7 @@ std::string raw_receive_all(raw_client& client)
 
 std::string raw_body(const std::string& response)
 {
-  size_t head = response.find("\r\n\r\n");
-  if (head == std::string::npos)
-    return "";
-  if (response.find("Transfer-Encoding: chunked") > head)
-    return response.substr(head + 4);
   std::string body;
-  for (size_t at = head + 4; at < response.size();) {
-    size_t chunk = strtoul(response.c_str() + at, nullptr, 16);
-    size_t line = response.find("\r\n", at);
-    if (chunk == 0 || line == std::string::npos)
-      break;
-    body += response.substr(line + 2, chunk);
-    at = line + 2 + chunk + 2;
-  }
+  raw_split(response, &body);
   return body;
 }

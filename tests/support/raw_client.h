@@ -1,12 +1,17 @@
 // A plain socket, for requests that no well-behaved client would send.
 #pragma once
 
+#include <stdint.h>
+#include <sys/socket.h>
+
 #include <string>
 
 struct raw_client {
-  int fd = -1;
-  std::string received;                         // not yet taken
-  explicit raw_client(const std::string& url);  // "http://127.0.0.1:PORT"
+  int fd;
+  uint16_t port;         // of the server
+  std::string received;  // not yet taken
+  // The URL is "http://127.0.0.1:PORT", or anything else that ends with a port.
+  explicit raw_client(const std::string& url, int type = SOCK_STREAM);
   ~raw_client();
   raw_client(const raw_client&) = delete;
   raw_client& operator=(const raw_client&) = delete;
