@@ -23,7 +23,7 @@ KIB = 1024
 
 
 def row(name, *values):
-    print(f"{name:42}" + "".join(f"{value:10}" for value in values))
+    print(f"{name:42}" + "".join(f"{value:>10}" for value in values))
 
 
 def section_sizes(lines):
