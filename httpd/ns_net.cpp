@@ -670,6 +670,14 @@ static void ns_handle_udp(ns_connection* listener)
   ns_call(&conn, NS_RECV, &count);
 }
 
+// From now on a record is read with one call instead of two. Not before: what came behind the
+// handshake must stay in the socket, to make it readable again.
+static void ns_handshake_done(ns_connection* conn)
+{
+  conn->flags |= NSF_TLS_READY;
+  SSL_set_read_ahead(conn->ssl, 1);
+}
+
 static void ns_finish_connecting(ns_connection* conn)
 {
   int error = 0;
@@ -679,7 +687,7 @@ static void ns_finish_connecting(ns_connection* conn)
   if (error == 0 && conn->ssl) {
     int result = SSL_connect(conn->ssl);
     if (result == 1)
-      conn->flags |= NSF_TLS_READY;
+      ns_handshake_done(conn);
     else if (ns_ssl_waits(ns_ssl_err(conn, result)))
       return;
     else
@@ -695,7 +703,7 @@ static void ns_finish_handshake(ns_connection* conn)
 {
   int result = SSL_accept(conn->ssl);
   if (result == 1)
-    conn->flags |= NSF_TLS_READY;
+    ns_handshake_done(conn);
   else if (!ns_ssl_waits(ns_ssl_err(conn, result)))
     conn->flags |= NSF_CLOSE_NOW;
 }
@@ -715,10 +723,15 @@ static void ns_read_from_socket(ns_connection* conn)
   time_t start = time(nullptr);
   for (;;) {
     time_t now = time(nullptr);
-    // What TLS has decoded already would not make the socket readable again.
-    if (now - start > READ_PASS_SECONDS && !(conn->ssl && SSL_pending(conn->ssl) > 0)) {
-      conn->last_io_time = now;
-      return;
+    if (now - start > READ_PASS_SECONDS) {
+      // What TLS has taken already would not make the socket readable again: it must not take more
+      // than the record it is at.
+      if (conn->ssl)
+        SSL_set_read_ahead(conn->ssl, 0);
+      if (!conn->ssl || !SSL_has_pending(conn->ssl)) {
+        conn->last_io_time = now;
+        return;
+      }
     }
     got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
                     : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));

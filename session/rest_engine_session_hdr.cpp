@@ -98,7 +98,10 @@ RC_t update_last_activity_time(uint32_t ssid)
   api_loginsession_t* session = session_with_id(ssid);
   if (!session)
     return RC_FALSE;
-  session->last_activity_time = session_now();
+  uint32_t now = session_now();
+  if (session->last_activity_time == now)
+    return RC_TRUE;  // the file says so since the request's check for expired sessions
+  session->last_activity_time = now;
   output_session_file();
   return RC_TRUE;
 }
