@@ -83,7 +83,6 @@ static bool request_body_is_complete(const struct mg_connection* conn)
 // Judges the request by the variables that have arrived.
 static bool request_may_proceed(const struct mg_connection* conn)
 {
-  clear_expired_session();
   return request_is_open_to_all(conn) || request_session_id(conn) != 0;
 }
 
@@ -103,8 +102,10 @@ int evt_handler(struct mg_connection* conn, enum mg_event ev)
 
 int auth_session(struct mg_connection* conn)
 {
-  // A body that is still on its way may hold the session key or another method: no decision yet.
-  if (!request_body_is_complete(conn)) {
+  clear_expired_session();
+  // A body that is still on its way may hold the session key or another method: no refusal yet, and
+  // no login.
+  if (!request_body_is_complete(conn) && request_session_id(conn) == 0) {
     conn->connection_param = nullptr;
     return MG_TRUE;
   }
@@ -115,8 +116,10 @@ int auth_session(struct mg_connection* conn)
 
 static bool request_was_let_in(const struct mg_connection* conn)
 {
-  if (!conn->connection_param)
+  if (!conn->connection_param) {
+    clear_expired_session();
     return request_may_proceed(conn);
+  }
   return conn->connection_param == SESSION_CHECK_PASSED;
 }
 
@@ -149,7 +152,7 @@ int api_access_handler(struct mg_connection* conn)
   }
 
   uint32_t ssid = 0;
-  if (!request_is_open_to_all(conn) && key[0]) {
+  if (!request_is_open_to_all(conn)) {
     ssid = get_session_id(conn->remote_ip, key);
     if (ssid == 0) {
       answer_without_module(conn, 1, "Authentication failed.");

@@ -270,6 +270,13 @@ TEST(FormBody, ThatArrivesLateDoesNotSlipPastTheSessionCheck)
   EXPECT_EQ(split_request("PUT /login/RESTTimeout", "value", "=9",
                           [] { run_script(__LINE__, "GET /login"); }),
             refusal);
+  // nor by a session that is gone, or by the beginning of a longer key
+  const std::string gone = xml_envelope(1, "Authentication failed.");
+  const std::string key = "sessionkey=" + engine_session_key();
+  EXPECT_EQ(split_request("PUT /login/RESTTimeout", "value=9&" + key, "x"), gone);
+  EXPECT_EQ(split_request("PUT /login/RESTTimeout?" + key, "value", "=9",
+                          [] { run_script(__LINE__, "DELETE /login"); }),
+            gone);
   engine_do([] { EXPECT_EQ(session_timeout_seconds, 300u); });
 }
 
