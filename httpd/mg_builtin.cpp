@@ -11,6 +11,7 @@
 static constexpr int64_t MAX_AWAITED_BODY = 1024 * 1024;
 // A relay's reading side pauses while this much is queued on the other.
 static constexpr size_t MAX_RELAY_QUEUE = 65536;
+static constexpr size_t MAX_ANSWER_QUEUE = 262144;
 
 // --- names of files ---
 
@@ -135,8 +136,9 @@ bool must_hide_file(const connection* conn, const char* path, size_t root_len)
   size_t length = strlen(path);
   while (length > 1 && path[length - 1] == '/')
     length--;
-  return mg_format_path(name, "%.*s", static_cast<int>(length), path) &&
-         mg_matches_option(conn, HIDE_FILES_PATTERN, name);
+  return mg_matches_option(conn, HIDE_FILES_PATTERN, path) ||
+         (mg_format_path(name, "%.*s", static_cast<int>(length), path) &&
+          mg_matches_option(conn, HIDE_FILES_PATTERN, name));
 }
 
 // --- bodies and answers ---
@@ -222,23 +224,33 @@ void mg_open_builtin_endpoint(connection* conn)
 
 // --- every pass ---
 
+static void pause_reading(ns_connection* nc, bool paused)
+{
+  if (paused)
+    nc->flags |= NSF_READ_PAUSED;
+  else
+    nc->flags &= ~NSF_READ_PAUSED;
+}
+
 void mg_pace(ns_connection* reader, const ns_connection* writer)
 {
-  if (writer->send_iobuf.len > MAX_RELAY_QUEUE)
-    reader->flags |= NSF_READ_PAUSED;
+  pause_reading(reader, writer->send_iobuf.len > MAX_RELAY_QUEUE);
+}
+
+void mg_pace_client(connection* conn)
+{
+  ns_connection* nc = conn->ns_conn;
+  if ((conn->endpoint_type == EP_CGI || conn->endpoint_type == EP_PROXY) && conn->endpoint.nc)
+    mg_pace(nc, conn->endpoint.nc);
   else
-    reader->flags &= ~NSF_READ_PAUSED;
+    pause_reading(nc, nc->send_iobuf.len > MAX_ANSWER_QUEUE);
 }
 
 void mg_poll_endpoint(connection* conn, time_t now)
 {
-  ns_connection* nc = conn->ns_conn;
-  if (conn->endpoint_type == EP_FILE) {
+  if (conn->endpoint_type == EP_FILE)
     mg_transfer_file_data(conn);
-  } else if ((conn->endpoint_type == EP_CGI || conn->endpoint_type == EP_PROXY) &&
-             conn->endpoint.nc) {
-    mg_pace(nc, conn->endpoint.nc);
-  }
+  mg_pace_client(conn);
   if (conn->mg_conn.is_websocket)
     mg_ping_idle_websocket(conn, now);
 }

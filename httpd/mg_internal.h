@@ -155,6 +155,10 @@ void mg_open_builtin_endpoint(connection* conn);
 // The share of a built-in endpoint in every pass.
 void mg_poll_endpoint(connection* conn, time_t now);
 
+// Stops reading a client whose request goes to a relay that has not taken the last of it, or that
+// leaves long answers unread while it asks for more.
+void mg_pace_client(connection* conn);
+
 // --- mg_dav.cpp ---
 
 // Writes the body bytes that have arrived to the file of an EP_PUT request.

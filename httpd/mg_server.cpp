@@ -434,10 +434,12 @@ static void on_recv(ns_connection* nc, connection* conn, int count)
   if (!conn)
     return;
   conn->num_bytes_recv += count;
-  if (nc->listener)
+  if (nc->listener) {
     on_recv_data(conn);
-  else
+    mg_pace_client(conn);
+  } else {
     process_response(conn);
+  }
 }
 
 static void on_close(ns_connection* nc, connection* conn)

@@ -670,14 +670,6 @@ static void ns_handle_udp(ns_connection* listener)
   ns_call(&conn, NS_RECV, &count);
 }
 
-// From now on a record is read with one call instead of two. Not before: what came behind the
-// handshake must stay in the socket, to make it readable again.
-static void ns_handshake_done(ns_connection* conn)
-{
-  conn->flags |= NSF_TLS_READY;
-  SSL_set_read_ahead(conn->ssl, 1);
-}
-
 static void ns_finish_connecting(ns_connection* conn)
 {
   int error = 0;
@@ -687,7 +679,7 @@ static void ns_finish_connecting(ns_connection* conn)
   if (error == 0 && conn->ssl) {
     int result = SSL_connect(conn->ssl);
     if (result == 1)
-      ns_handshake_done(conn);
+      conn->flags |= NSF_TLS_READY;
     else if (ns_ssl_waits(ns_ssl_err(conn, result)))
       return;
     else
@@ -703,7 +695,7 @@ static void ns_finish_handshake(ns_connection* conn)
 {
   int result = SSL_accept(conn->ssl);
   if (result == 1)
-    ns_handshake_done(conn);
+    conn->flags |= NSF_TLS_READY;
   else if (!ns_ssl_waits(ns_ssl_err(conn, result)))
     conn->flags |= NSF_CLOSE_NOW;
 }
@@ -721,9 +713,13 @@ static void ns_read_from_socket(ns_connection* conn)
   char bytes[READ_STEP];
   int got;
   time_t start = time(nullptr);
+  // A record is read with one call instead of two. Not during the handshake: what comes behind it
+  // must stay in the socket, to make it readable again.
+  if (conn->ssl)
+    SSL_set_read_ahead(conn->ssl, 1);
   for (;;) {
     time_t now = time(nullptr);
-    if (now - start > READ_PASS_SECONDS) {
+    if (now - start > READ_PASS_SECONDS || (conn->flags & NSF_READ_PAUSED)) {
       // What TLS has taken already would not make the socket readable again: it must not take more
       // than the record it is at.
       if (conn->ssl)
@@ -739,9 +735,6 @@ static void ns_read_from_socket(ns_connection* conn)
       break;
     iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got));
     ns_call(conn, NS_RECV, &got);
-    // Bytes that TLS holds back would never be announced again: those are read in any case.
-    if ((conn->flags & NSF_READ_PAUSED) && !conn->ssl)
-      return;
   }
   bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
   if (failed)

@@ -58,7 +58,7 @@ TEST(files, names_lead_to_files_under_the_root_only)
       {"-x:80", 404, ""}, {"*", 404, ""},  // names beside the root
       {"/in/.htpasswd", 404, ""}, {"/in/.HTPASSWD", 404, ""}, {"/in/%2ehtpasswd", 404, ""},
       {"/in/./.htpasswd", 404, ""}, {"/x.secret", 404, ""}, {"/x.SECRET", 404, ""},
-      {"/private/x", 404, ""}, {"/private/./x", 404, ""},
+      {"/private/x", 404, ""}, {"/private/./x", 404, ""}, {"/private/", 404, ""},
       {"/alias/x", 200, "aliased"}, {"/alias-x", 404, ""}, {"/alias../a.txt", 404, ""},
       {"/file", 200, "A"}, {"/pipe", 404, ""}, {"/%01%ff%20%3cb%3e", 200, "bytes"},
       {"/a.txt%00.html", 200, "A"}, {"/d%0d%0aX-Evil:%201", 301, "/d%0D%0AX-Evil%3A%201/"},

@@ -253,6 +253,33 @@ TEST(httpd_server, a_client_that_stops_reading_is_closed_when_idle_and_others_ar
   EXPECT_FALSE(other.read());
 }
 
+TEST(httpd_server, a_client_that_leaves_its_answers_unread_is_not_read_either)
+{
+  const string answer(100000, 'a');
+  test_server s(on_request([&](mg_connection* c) {
+    mg_send_data(c, answer.data(), answer.size());
+    return MG_TRUE;
+  }));
+  client c(s.port);
+  s.until([&] {
+    c.send(GET);
+    mg_poll_server(s.server, 1);
+    return s.newest() && s.newest()->ns_conn->flags & NSF_READ_PAUSED;
+  });
+  const iobuf& queue = s.newest()->ns_conn->send_iobuf;
+  EXPECT_LT(queue.len, 4 * answer.size());
+  // When it has taken them, it is served again.
+  const auto take = [&] {
+    bool got = !c.received.empty();
+    c.received.clear();
+    c.read();
+    return got;
+  };
+  s.until([&] { return !take() && queue.len == 0; });
+  c.send(GET);
+  s.until(take);
+}
+
 TEST(httpd_server, outbound_requests_bring_replies)
 {
   std::vector<string> replies;
