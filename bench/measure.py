@@ -156,6 +156,7 @@ def main():
     nginx = None
     try:
         at_start = resident_kib(engine.pid), private_kib(engine.pid)
+        fetch(f"http://127.0.0.1:{ENGINE_PORTS[0]}/help/none")  # what stays of it is no connection's
         plain_rss, plain_each = idle_connections(engine.pid, ENGINE_PORTS[0], 1000, False)
         tls_rss, tls_each = idle_connections(engine.pid, ENGINE_PORTS[1], 900, True)
         login = fetch(f"http://127.0.0.1:{ENGINE_PORTS[0]}/login",
