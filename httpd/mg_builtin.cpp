@@ -11,6 +11,7 @@
 static constexpr int64_t MAX_AWAITED_BODY = 1024 * 1024;
 // A relay's reading side pauses while this much is queued on the other.
 static constexpr size_t MAX_RELAY_QUEUE = 65536;
+// A client that has left so much of its answers unread is not read: each request adds to it.
 static constexpr size_t MAX_ANSWER_QUEUE = 262144;
 
 // --- names of files ---
@@ -132,13 +133,15 @@ bool must_hide_file(const connection* conn, const char* path, size_t root_len)
     if (behind == '\0' || behind == '/')
       return true;
   }
+  if (mg_matches_option(conn, HIDE_FILES_PATTERN, path))
+    return true;
+  // A folder is hidden by its name without a slash as well.
   char name[PATH_MAX];
   size_t length = strlen(path);
   while (length > 1 && path[length - 1] == '/')
     length--;
-  return mg_matches_option(conn, HIDE_FILES_PATTERN, path) ||
-         (mg_format_path(name, "%.*s", static_cast<int>(length), path) &&
-          mg_matches_option(conn, HIDE_FILES_PATTERN, name));
+  return path[length] != '\0' && mg_format_path(name, "%.*s", static_cast<int>(length), path) &&
+         mg_matches_option(conn, HIDE_FILES_PATTERN, name);
 }
 
 // --- bodies and answers ---

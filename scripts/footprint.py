@@ -30,11 +30,12 @@ def section_sizes(lines):
     """Bytes of code, of constants and of data of the map's lines: (section, bytes, object file)."""
     sizes = {"code": 0, "constants": 0, "data": 0}
     for section, size, _ in lines:
-        if section.startswith((".text", ".init", ".fini")):
+        if section in (".init", ".fini") or section.startswith(".text"):
             sizes["code"] += size
         elif section.startswith((".rodata", ".eh_frame", ".gcc_except_table")):
             sizes["constants"] += size
-        elif section.startswith((".data", ".bss", ".sdata", ".sbss", ".tbss", ".tdata", ".got")):
+        elif section.startswith((".data", ".bss", ".sdata", ".sbss", ".tbss", ".tdata", ".got",
+                                 ".init_array", ".fini_array")):
             sizes["data"] += size
     return sizes
 

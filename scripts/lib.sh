@@ -4,8 +4,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
-# The tests' library, and the clients and servers they talk to.
-TEST_PACKAGES=(libgtest-dev curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl
+# The clients and servers that the tests talk to, and what their scripts need.
+TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl
   busybox)
 # Node may have come from elsewhere, with npm in the same package.
 command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
@@ -40,13 +40,13 @@ need_packages() {
 }
 
 # configured PRESET ARGUMENT...: configures the preset unless it already is, as it stands now and
-# with these arguments.
+# with these arguments. Nothing of an earlier configuration stays: not its compiler, either.
 configured() {
   local preset=$1
   shift
   local stamp=build/$preset/.configured
   if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
-    cmake --preset "$preset" "$@" >/dev/null
+    cmake --fresh --preset "$preset" "$@" >/dev/null
     printf '%s' "$*" >"$stamp"
   fi
 }
