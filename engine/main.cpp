@@ -1,6 +1,8 @@
 // The engine: registers with the management API, waits for it, and serves requests until killed.
+#include <errno.h>
 #include <malloc.h>
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
 #include "engine/rest_config.h"
@@ -15,6 +17,31 @@ static constexpr int EXIT_NOT_REGISTERED = 2;
 // Memory that stays with the process when an answer's tree is freed, enough for the longest lists.
 // To give it back and get it again with every request would cost more than the whole rest.
 static constexpr int MEMORY_KEPT = 32 * 1024 * 1024;
+
+static void start_complain(const char* address, const char* cause)
+{
+  l7proc_logf(L7PROC_LOG_SEVERITY_ERROR, 0, "main.c", __LINE__,
+              "RESTful API Engine: not listening on %s: %s", address, cause);
+  fprintf(stderr, "restful_api_engine: not listening on %s: %s\n", address, cause);
+}
+
+// The server binds one address after the other and stops at the first one that fails. The engine
+// goes on with what there is.
+static void start_listening(struct mg_server* server)
+{
+  errno = 0;
+  if (!mg_set_option(server, "listening_port", REST_LISTENING_PORT))
+    return;
+  const char* cause = errno != 0 ? strerror(errno)
+                                 : "the address is invalid, or its certificate and key cannot be "
+                                   "used: " REST_SSL_CERTIFICATE;
+  // A port in the place of the addresses is that of the first one.
+  if (strcmp(mg_get_option(server, "listening_port"), REST_LISTENING_PORT) == 0) {
+    start_complain(REST_HTTP_ADDRESS, cause);
+    cause = "it comes behind that one";
+  }
+  start_complain(REST_HTTPS_LISTENER, cause);
+}
 
 int main(void)
 {
@@ -36,8 +63,10 @@ int main(void)
   fflush(stdout);
   initialize_transfer_variables();
 
-  struct mg_server* server = mg_create_server(nullptr, evt_handler);
-  mg_set_option(server, "listening_port", REST_LISTENING_PORT);
+  struct mg_server* server;
+  while (!(server = mg_create_server(nullptr, evt_handler)))
+    sleep(REST_CONNECT_RETRY_S);  // memory is short
+  start_listening(server);
   mg_set_option(server, "document_root", REST_DOCUMENT_ROOT);
   for (;;)
     mg_poll_server(server, REST_POLL_TIMEOUT_MS);

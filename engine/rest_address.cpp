@@ -33,15 +33,31 @@ bool rest_primary_ipv4(openapiClientHandle_t* client_handle, uint32_t if_num,
          OPEN_E_NONE;
 }
 
-void append_tree_ipv4(openapiClientHandle_t* client_handle, node_t* list, const char* key,
-                      const char* tagname, const open_inet_pfx_t& prefix)
+// Whether the list has this text already: a switch that names an address twice would never come to
+// an end.
+static bool address_is_listed(node_t* list, const char* text)
+{
+  for (node_t* node = get_next_node(list); node; node = get_next_node(node))
+    if (strcmp(node->val_data.val_s, text) == 0)
+      return true;
+  return false;
+}
+
+static void ipv4_text(openapiClientHandle_t* client_handle, const open_inet_pfx_t& prefix,
+                      char (&text)[2 * REST_ADDRESS_TEXT_SIZE])
 {
   char address[REST_ADDRESS_TEXT_SIZE];
   char mask[REST_ADDRESS_TEXT_SIZE];
-  char text[sizeof address + sizeof mask];
   rest_prefix_address_text(client_handle, prefix, address);
   rest_mask_text(prefix.pfxLen, mask);
   snprintf(text, sizeof text, "%s/%s", address, mask);
+}
+
+void append_tree_ipv4(openapiClientHandle_t* client_handle, node_t* list, const char* key,
+                      const char* tagname, const open_inet_pfx_t& prefix)
+{
+  char text[2 * REST_ADDRESS_TEXT_SIZE];
+  ipv4_text(client_handle, prefix, text);
   append_tree_string(list, key, tagname, text);
 }
 
@@ -58,8 +74,12 @@ void append_tree_secondary_ipv4(openapiClientHandle_t* client_handle, node_t* li
     if (!addresses)
       addresses = append_tree_group(list, group);
     char key[sizeof "4294967295"];
+    char text[2 * REST_ADDRESS_TEXT_SIZE];
     snprintf(key, sizeof key, "%u", index);
-    append_tree_ipv4(client_handle, addresses, key, "secondary_ipv4_address", prefix);
+    ipv4_text(client_handle, prefix, text);
+    if (address_is_listed(addresses, text))
+      return;
+    append_tree_string(addresses, key, "secondary_ipv4_address", text);
   }
 }
 
@@ -79,6 +99,8 @@ void append_tree_ipv6(openapiClientHandle_t* client_handle, node_t* list, uint32
     snprintf(key, sizeof key, "%u", count);
     rest_prefix_address_text(client_handle, prefix, address);
     snprintf(text, sizeof text, "%s/%d", address, static_cast<int>(prefix.pfxLen));
+    if (address_is_listed(addresses, text))
+      return;
     append_tree_string(addresses, key, "prefix/prefix_length", text);
   }
 }

@@ -4,10 +4,12 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "engine/rest_path.h"
 #include "engine/rest_util.h"
+#include "httpd/mg_escape.h"
 #include "platform/l7proc.h"
 
 // Log readers look for the lines under this source name, whatever the file is called.
@@ -15,6 +17,7 @@ static constexpr char AUDIT_SOURCE[] = "rest_common.c";
 
 // At most the first three characters of a query string reach the audit line, and no password.
 static constexpr size_t AUDIT_QUERY_SIZE = 4;
+static constexpr size_t AUDIT_LINE_SIZE = 16384;
 
 struct heap_text_free {
   void operator()(char* text) const
@@ -40,6 +43,20 @@ static const char* common_method_name(request_method_t method)
   return nullptr;
 }
 
+// Writes a line to the platform log. It holds what clients sent: no byte of it may begin another.
+static void common_log_line(const char* line)
+{
+  char escaped[AUDIT_LINE_SIZE];
+  size_t used = 0;
+  escape_controls(line, [&](const char* text, size_t length) {
+    length = std::min(length, sizeof escaped - 1 - used);
+    memcpy(escaped + used, text, length);
+    used += length;
+  });
+  escaped[used] = '\0';
+  l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, AUDIT_SOURCE, __LINE__, "%s", escaped);
+}
+
 // One line in the platform log for every request that may have changed something.
 static void common_audit(const struct mg_connection* conn, uint16_t result_code,
                          const char* result_mesg)
@@ -52,7 +69,7 @@ static void common_audit(const struct mg_connection* conn, uint16_t result_code,
   char remote_ip[REST_ADDRESS_TEXT_SIZE];
   char uri[256];
   char query[AUDIT_QUERY_SIZE];
-  char line[16384];
+  char line[AUDIT_LINE_SIZE];
   snprintf(remote_ip, sizeof remote_ip, "%s", conn->remote_ip);
   snprintf(uri, sizeof uri, "%s", conn->uri ? conn->uri : "");
   const char* query_string = conn->query_string ? conn->query_string : "";
@@ -62,7 +79,7 @@ static void common_audit(const struct mg_connection* conn, uint16_t result_code,
     snprintf(query, sizeof query, "%s", query_string);
   snprintf(line, sizeof line, "RESTful API Engine: User from [%s] accesses API [%s %s?%s]: %s (%d)",
            remote_ip, method_name, uri, query, result_mesg, result_code);
-  l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, AUDIT_SOURCE, __LINE__, "%s", line);
+  common_log_line(line);
 }
 
 void send_response(struct mg_connection* conn, uint16_t result_code, const char* result_mesg,
@@ -95,7 +112,10 @@ void send_response(struct mg_connection* conn, uint16_t result_code, const char*
   }
   free_tree(envelope);
   heap_text_t document(text);
-  mg_printf_data(conn, "%s\n", document ? document.get() : "(null)");
+  if (tree_take_shortage() || !document)
+    mg_break_connection(conn);  // an answer with something missing would be taken for a whole one
+  else
+    mg_printf_data(conn, "%s\n", document.get());
 
   common_audit(conn, result_code, result_mesg);
 }

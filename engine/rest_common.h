@@ -25,8 +25,9 @@ enum : uint16_t {
 };
 
 // Answers with a code, a message (at most 255 characters are sent) and an optional data tree, and
-// logs one audit line when the request is a POST, PUT or DELETE. A null connection frees the tree
-// and answers nothing.
+// logs one audit line when the request is a POST, PUT or DELETE. When memory was short for any part
+// of the answer the connection is closed instead. A null connection frees the tree and answers
+// nothing.
 void send_response(struct mg_connection* conn, uint16_t result_code, const char* result_mesg,
                    node_t* dataN1_ptr);
 

@@ -26,6 +26,11 @@
 #define REST_SESSION_FILE "/tmp/restsessionstatus"
 #endif
 
+// Who may read and write that file: it holds the session keys.
+#ifndef REST_SESSION_FILE_MODE
+#define REST_SESSION_FILE_MODE 0640
+#endif
+
 // Text file with the creation and update time of the startup configuration.
 #ifndef REST_STARTUPCFG_FILE
 #define REST_STARTUPCFG_FILE REST_DOCUMENT_ROOT "/user-apps/startupcfg_info_doc"
@@ -57,4 +62,5 @@
 #endif
 
 // The server option "listening_port": plain HTTP and HTTPS.
-#define REST_LISTENING_PORT REST_HTTP_ADDRESS ",ssl://" REST_HTTPS_ADDRESS ":" REST_SSL_CERTIFICATE
+#define REST_HTTPS_LISTENER "ssl://" REST_HTTPS_ADDRESS ":" REST_SSL_CERTIFICATE
+#define REST_LISTENING_PORT REST_HTTP_ADDRESS "," REST_HTTPS_LISTENER

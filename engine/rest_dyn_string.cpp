@@ -18,6 +18,7 @@ dyn_string_t* dynStringNew(void)
   }
   str->size = DYN_STRING_STEP;
   str->len = 0;
+  str->lost = false;
   return str;
 }
 
@@ -28,16 +29,22 @@ DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr)
 
 DYN_STRING_RC_t dynStringAppendBytes(dyn_string_t* pStr, const char* bytes, size_t length)
 {
-  if (!pStr || length > static_cast<size_t>(INT_MAX - DYN_STRING_STEP - pStr->size))
+  if (!pStr)
     return DYN_STRING_RC_FALSE;
+  if (length > static_cast<size_t>(INT_MAX - DYN_STRING_STEP - pStr->size)) {
+    pStr->lost = true;
+    return DYN_STRING_RC_FALSE;
+  }
   int add_len = static_cast<int>(length);
   int new_len = pStr->len + add_len;
   if (new_len + 1 > pStr->size) {
     int new_size = pStr->size + add_len + DYN_STRING_STEP;
     // realloc, not a fresh copy: a long answer grows hundreds of times.
     char* grown = static_cast<char*>(realloc(pStr->string, static_cast<size_t>(new_size)));
-    if (!grown)
+    if (!grown) {
+      pStr->lost = true;
       return DYN_STRING_RC_FALSE;
+    }
     pStr->string = grown;
     pStr->size = new_size;
   }

@@ -10,6 +10,7 @@ struct dyn_string_t {
   char* string;  // NUL-terminated text, heap
   int size;      // bytes allocated for string
   int len;       // length of the text
+  bool lost;     // memory was short for a text that should have been appended
 };
 
 // A new empty string with room for 1023 characters, or null when memory is short.

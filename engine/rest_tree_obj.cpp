@@ -1,5 +1,7 @@
 #include "engine/rest_tree_obj.h"
 
+#include <json-c/printbuf.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -8,9 +10,12 @@
 #include <utility>
 
 #include "engine/rest_dyn_string.h"
+#include "engine/rest_utf8.h"
 
 // Counts the links that were changed by hand; a head's tail_ptr from before that is not trusted.
 static unsigned tree_links = 0;
+
+static bool tree_shortage = false;
 
 // Copies at most size - 1 characters; a null text copies as the empty one. dst is zeroed memory.
 static void tree_copy_text(char* dst, size_t size, const char* src)
@@ -25,8 +30,15 @@ static node_t* tree_new_node(const char* key, const char* tagname)
   if (node) {
     tree_copy_text(node->key, sizeof node->key, key);
     tree_copy_text(node->tagname, sizeof node->tagname, tagname);
+  } else {
+    tree_shortage = true;
   }
   return node;
+}
+
+bool tree_take_shortage(void)
+{
+  return std::exchange(tree_shortage, false);
 }
 
 node_t* new_tree(void)
@@ -233,42 +245,132 @@ void print_tree_by_xml(node_t* n1_ptr, char** out_ptr)
   if (!text)
     return;
   tree_append_xml(text, n1_ptr);
-  *out_ptr = std::exchange(text->string, nullptr);
+  if (!text->lost)
+    *out_ptr = std::exchange(text->string, nullptr);
   dynStringFree(&text);
 }
 
-json_object* convert_to_jsonc_obj(node_t* n1_ptr)
+// --- JSON ---
+
+// The characters that the text takes in quotation marks at most.
+static size_t tree_quoted_length(const char* text)
+{
+  size_t length = 2;
+  for (; *text; text++) {
+    unsigned char c = static_cast<unsigned char>(*text);
+    length += c < 0x20 ? sizeof "\\u0000" - 1 : c == '"' || c == '\\' || c == '/' ? 2 : 1;
+  }
+  return length;
+}
+
+static bool tree_is_ascii(const char* text)
+{
+  for (; *text; text++)
+    if (static_cast<unsigned char>(*text) >= 0x80)
+      return false;
+  return true;
+}
+
+// A name or text as UTF-8. Its memory is needed only where there is something to mend.
+struct tree_utf8_t {
+  char mended[3 * sizeof(node_t::key)];
+  const char* text;
+};
+
+static void tree_to_utf8(const char* text, tree_utf8_t& utf8)
+{
+  utf8.text = text;
+  if (tree_is_ascii(text))
+    return;
+  static constexpr char REPLACEMENT[] = "\xef\xbf\xbd";
+  size_t used = 0;
+  while (*text) {
+    bool is_character;
+    size_t length = rest_utf8_length(text, is_character);
+    size_t bytes = is_character ? length : sizeof REPLACEMENT - 1;
+    memcpy(utf8.mended + used, is_character ? text : REPLACEMENT, bytes);
+    used += bytes;
+    text += length;
+  }
+  utf8.mended[used] = '\0';
+  utf8.text = utf8.mended;
+}
+
+// The json-c value of one node, and the room that it takes as text; null when memory is short.
+static json_object* tree_json_value(const node_t* node, size_t& room);
+
+// The object of one list; `room` grows by what it takes as text at most.
+static json_object* tree_json_object(const node_t* node, size_t& room)
 {
   json_object* object = json_object_new_object();
-  for (const node_t* node = n1_ptr; node; node = node->next_ptr) {
-    json_object* value = nullptr;
-    switch (node->val_type) {
-      case VAL_TYPE_INT:
-        value = json_object_new_int(node->val_data.val_i);
-        break;
-      case VAL_TYPE_FLOAT:
-        value = json_object_new_double(static_cast<double>(node->val_data.val_f));
-        break;
-      case VAL_TYPE_STRING:
-        value = json_object_new_string(node->val_data.val_s);
-        break;
-      case VAL_TYPE_SUBTREE:
-        value = convert_to_jsonc_obj(node->val_data.val_subtree_n1_ptr);
-        break;
-      case VAL_TYPE_NULL:
-      case VAL_TYPE_START:
-        continue;
-    }
-    if (value && json_object_object_add(object, node->key, value) != 0)
+  room += sizeof "{ }" - 1;
+  for (; node && object; node = node->next_ptr) {
+    if (node->val_type == VAL_TYPE_START || node->val_type == VAL_TYPE_NULL)
+      continue;
+    tree_utf8_t key;
+    tree_to_utf8(node->key, key);
+    room += tree_quoted_length(key.text) + sizeof ": , " - 1;
+    json_object* value = tree_json_value(node, room);
+    if (!value || json_object_object_add(object, key.text, value) != 0) {
       json_object_put(value);
+      json_object_put(object);
+      object = nullptr;
+    }
   }
   return object;
 }
 
+static json_object* tree_json_value(const node_t* node, size_t& room)
+{
+  tree_utf8_t text;
+  switch (node->val_type) {
+    case VAL_TYPE_INT:
+      room += sizeof "-2147483648" - 1;
+      return json_object_new_int(node->val_data.val_i);
+    case VAL_TYPE_FLOAT:
+      room += 64;
+      return json_object_new_double(static_cast<double>(node->val_data.val_f));
+    case VAL_TYPE_STRING:
+      tree_to_utf8(node->val_data.val_s, text);
+      room += tree_quoted_length(text.text);
+      return json_object_new_string(text.text);
+    case VAL_TYPE_SUBTREE:
+      return tree_json_object(node->val_data.val_subtree_n1_ptr, room);
+    case VAL_TYPE_NULL:
+    case VAL_TYPE_START:
+      break;
+  }
+  return nullptr;
+}
+
+json_object* convert_to_jsonc_obj(node_t* n1_ptr)
+{
+  size_t room = 0;
+  return tree_json_object(n1_ptr, room);
+}
+
+// Writes nothing, but makes the room: an object's text takes no more memory from then on.
+static int tree_json_make_room(json_object* object, printbuf* text, int, int)
+{
+  const size_t* room = static_cast<const size_t*>(json_object_get_userdata(object));
+  return *room < INT_MAX / 2 ? printbuf_memset(text, static_cast<int>(*room), 0, 1) : -1;
+}
+
+// The object's text, which the object owns; null when memory is short. json-c leaves out of a text
+// what there is no memory for and does not tell, so all the room is made beforehand.
+static const char* tree_json_text(json_object* object, size_t room)
+{
+  json_object_set_serializer(object, tree_json_make_room, &room, nullptr);
+  bool has_room = json_object_to_json_string(object) != nullptr;
+  json_object_set_serializer(object, nullptr, nullptr, nullptr);
+  return has_room ? json_object_to_json_string(object) : nullptr;
+}
+
 void print_tree_by_json(node_t* n1_ptr, char** out_ptr)
 {
-  json_object* object = convert_to_jsonc_obj(n1_ptr);
-  const char* text = json_object_to_json_string(object);
+  size_t room = 0;
+  json_object* object = tree_json_object(n1_ptr, room);
+  const char* text = object ? tree_json_text(object, room) : nullptr;
   char* copy = text ? strdup(text) : nullptr;
   if (copy)
     *out_ptr = copy;

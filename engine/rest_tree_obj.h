@@ -77,14 +77,19 @@ node_t* append_tree_float(node_t* n1_ptr, const char* key, const char* tagname, 
 node_t* append_tree_string(node_t* n1_ptr, const char* key, const char* tagname, const char* val);
 node_t* append_tree_subtree(node_t* n1_ptr, const char* key, const char* tagname);
 
+// Whether memory was short for a node since this was last asked: what was built meanwhile must not
+// be shown, whichever part of it is missing.
+bool tree_take_shortage(void);
+
 // Frees the whole list with all its subtrees. Null is allowed.
 void free_tree(node_t* n1_ptr);
 
 // Each renders the list into a new heap string that the caller frees. *out_ptr is left untouched
-// when memory is short.
+// when memory is short. JSON is UTF-8: bytes of a name or text that are none show as U+FFFD.
 void print_tree_by_xml(node_t* n1_ptr, char** out_ptr);
 void print_tree_by_json(node_t* n1_ptr, char** out_ptr);
 
-// The json-c object of one list, released by the caller with json_object_put. Every list becomes
-// an object, never an array; of two nodes with the same key the later one stays.
+// The json-c object of one list, released by the caller with json_object_put; null when memory is
+// short. Every list becomes an object, never an array; of two nodes with the same key the later one
+// stays.
 json_object* convert_to_jsonc_obj(node_t* n1_ptr);

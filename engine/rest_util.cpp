@@ -195,9 +195,11 @@ RC_t convert_mac_string_to_uchar_ary(const char* macStr, unsigned char* out_macA
 {
 #define MAC_FIELD "%2[A-Za-z0-9]"
   constexpr uint32_t mac_bytes = 6;
-  if (!macStr || !out_macAddr || macAddrSize < mac_bytes)
+  if (!macStr || !out_macAddr)
     return RC_FALSE;
   memset(out_macAddr, 0, macAddrSize);
+  if (macAddrSize < mac_bytes)
+    return RC_FALSE;
   char fields[mac_bytes][3];
   char rest[2];  // anything that follows counts as a seventh field
   if (sscanf(macStr,

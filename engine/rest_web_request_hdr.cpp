@@ -138,7 +138,8 @@ static void call_module(struct mg_connection* conn)
   answer_without_module(conn, REST_CODE_NO_MODULE, "The module name dose not exist.");
 }
 
-int api_access_handler(struct mg_connection* conn)
+// Answers the request. Returns the id of the session that it was made with, 0 for none.
+static uint32_t answer_request(struct mg_connection* conn)
 {
   char key[REST_SESSION_KEY_SIZE];
   parse_session_key(conn, key);
@@ -148,7 +149,7 @@ int api_access_handler(struct mg_connection* conn)
                             "Session time out or log out. Please log in again.");
     else
       answer_without_module(conn, REST_CODE_NULL_SESSION_KEY, "Null Session Key");
-    return MG_TRUE;
+    return 0;
   }
 
   uint32_t ssid = 0;
@@ -156,11 +157,16 @@ int api_access_handler(struct mg_connection* conn)
     ssid = get_session_id(conn->remote_ip, key);
     if (ssid == 0) {
       answer_without_module(conn, 1, "Authentication failed.");
-      return MG_TRUE;
+      return 0;
     }
   }
   call_module(conn);
-  if (ssid != 0)
-    update_last_activity_time(ssid);
+  return ssid;
+}
+
+int api_access_handler(struct mg_connection* conn)
+{
+  if (update_last_activity_time(answer_request(conn)) != RC_TRUE)
+    output_session_file();  // whatever happened to it meanwhile
   return MG_TRUE;
 }

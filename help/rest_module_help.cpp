@@ -125,7 +125,7 @@ static node_t* help_first_child(node_t* node)
 
 static void help_give_page(const page_ptr& page, char** out_str)
 {
-  if (page)
+  if (page && !page->lost)
     *out_str = std::exchange(page->string, nullptr);
 }
 
@@ -210,8 +210,12 @@ static int help_answer(struct mg_connection* conn, tree_ptr tree,
     return answer_data(conn, std::move(tree));
   char* page = nullptr;
   print(tree.get(), &page);
-  mg_send_header(conn, "Content-Type", "text/html; charset=utf-8");
-  mg_printf_data(conn, "%s\n", page ? page : "");
+  if (tree_take_shortage() || !page) {
+    mg_break_connection(conn);
+  } else {
+    mg_send_header(conn, "Content-Type", "text/html; charset=utf-8");
+    mg_printf_data(conn, "%s\n", page);
+  }
   free(page);
   return 1;
 }

@@ -77,7 +77,9 @@ void mg_destroy_server(struct mg_server** server);
 int mg_poll_server(struct mg_server* server, int milliseconds);
 
 // Sets an option; the value is copied, null or "" unsets it. Returns null or an error text.
-// "listening_port" opens listeners and then reads as the port of the last one.
+// "listening_port" opens listeners and then reads as the port of the last one; at an address that
+// it cannot listen on it stops, with errno as of the failure (0: the address is invalid, or there
+// is no usable certificate).
 const char* mg_set_option(struct mg_server* server, const char* name, const char* value);
 
 // The option's value, "" when it is unset, null for an unknown name.
@@ -124,6 +126,10 @@ size_t mg_printf_data(struct mg_connection* conn, const char* format, ...)
 size_t mg_write(struct mg_connection* conn, const void* data, size_t len);
 size_t mg_printf(struct mg_connection* conn, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
+
+// For an answer that cannot be made for want of memory: discards what of it is queued and closes
+// the connection. The functions above do the same when they run out of memory themselves.
+void mg_break_connection(struct mg_connection* conn);
 
 // Answers the request with a file, as if its name had been asked for; extra_headers (null allowed)
 // are complete lines. The file is sent on later passes: the handler answers MG_MORE, not MG_TRUE.

@@ -96,8 +96,10 @@ static void find_cgi_program(connection* conn, mg_target* target)
       *slash = '/';
       free(conn->path_info);
       conn->path_info = strdup(slash);
+      if (!conn->path_info)
+        ns_break_conn(conn->ns_conn);
       *slash = '\0';
-      target->exists = true;
+      target->exists = conn->path_info != nullptr;
       return;
     }
     *slash = '/';

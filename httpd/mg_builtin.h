@@ -58,6 +58,14 @@ struct dir_list {
   ~dir_list();
 };
 
+// The text for an answer; without one, for want of memory, the answer is given up.
+inline const char* mg_chars(const connection* conn, const mg_text& text)
+{
+  if (!text)
+    ns_break_conn(conn->ns_conn);
+  return text ? text.get() : "";
+}
+
 // --- mg_builtin.cpp ---
 
 // Formats a path; false, with an empty one, when it does not fit.

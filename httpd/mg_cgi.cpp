@@ -366,6 +366,8 @@ static void on_close(ns_connection* peer, connection* conn)
   if (!conn)
     return;
   conn->endpoint.nc = nullptr;
+  if (peer->flags & NSF_BROKEN)
+    ns_break_conn(conn->ns_conn);
   if (conn->mg_conn.status_code == 0)
     fail_malformed(conn, peer->recv_iobuf);
   else

@@ -133,7 +133,7 @@ static void print_properties(connection* conn, const char* uri, const struct sta
                  "<d:getcontentlength>%lld</d:getcontentlength>"
                  "<d:getlastmodified>%s</d:getlastmodified>"
                  "</d:prop><d:status>HTTP/1.1 200 OK</d:status></d:propstat></d:response>\n",
-                 mg_chars(href), is_folder && !ends_with_slash(uri) ? "/" : "",
+                 mg_chars(conn, href), is_folder && !ends_with_slash(uri) ? "/" : "",
                  is_folder ? "<d:collection/>" : "",
                  is_folder ? 0LL : static_cast<long long>(st.st_size), modified);
 }

@@ -285,7 +285,7 @@ static void redirect_to_folder(connection* conn)
   mg_text uri = mg_url_encode(conn->mg_conn.uri);
   mg_connection* c = &conn->mg_conn;
   c->status_code = 301;
-  mg_printf(c, "HTTP/1.1 301 Moved Permanently\r\nLocation: %s/\r\n\r\n", mg_chars(uri));
+  mg_printf(c, "HTTP/1.1 301 Moved Permanently\r\nLocation: %s/\r\n\r\n", mg_chars(conn, uri));
   close_local_endpoint(conn);
 }
 

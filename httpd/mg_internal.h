@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "httpd/httpd.h"
+#include "httpd/mg_escape.h"
 #include "httpd/ns_net.h"
 
 // What serves the request.
@@ -100,25 +101,6 @@ inline bool is_peer(const ns_connection* nc)
   return (nc->flags & (MGF_CGI_PEER | MGF_PROXY_PEER)) != 0;
 }
 
-// Passes the text in pieces to put(bytes, length), control bytes as percent escapes: a decoded path
-// may hold line ends, which would end a header or a line of the log.
-template <typename Put>
-void escape_controls(const char* text, Put put)
-{
-  while (*text != '\0') {
-    size_t plain = 0;
-    while (static_cast<unsigned char>(text[plain]) >= 0x20 && text[plain] != 0x7f)
-      plain++;
-    put(text, plain);
-    text += plain;
-    for (; *text != '\0' && (static_cast<unsigned char>(*text) < 0x20 || *text == 0x7f); text++) {
-      char escape[sizeof "%XX"];
-      snprintf(escape, sizeof escape, "%%%02X", unsigned{static_cast<unsigned char>(*text)});
-      put(escape, sizeof escape - 1);
-    }
-  }
-}
-
 // --- mg_response.cpp ---
 
 void terminate_headers(connection* conn);
@@ -134,7 +116,8 @@ void mg_send_digest_auth_request(connection* conn);
 
 // --- mg_options.cpp ---
 
-void set_default_option_values(char** options);
+// Gives the options that have no value their defaults; false when memory is short.
+bool set_default_option_values(char** options);
 
 // The option's value or null.
 inline const char* mg_option_value(const mg_server* server, mg_option option)

@@ -22,12 +22,16 @@ static void append_entry(dir_list* list, const connection* conn, const char* nam
   if ((list->count & (list->count - 1)) == 0) {  // room doubles with each power of two
     size_t room = list->count ? list->count * 2 : 1;
     void* grown = reallocarray(list->entries, room, sizeof(dir_entry));
-    if (!grown)
+    if (!grown) {
+      ns_break_conn(conn->ns_conn);
       return;
+    }
     list->entries = static_cast<dir_entry*>(grown);
   }
   if (char* copy = strdup(name))
     list->entries[list->count++] = {conn, copy, st};
+  else
+    ns_break_conn(conn->ns_conn);
 }
 
 bool mg_read_directory(const connection* conn, const char* path, size_t root_len, dir_list* list)
@@ -105,7 +109,7 @@ static void print_row(connection* conn, const dir_entry& entry)
   mg_printf_data(&conn->mg_conn,
                  "<tr><td><a href=\"%s%s\">%s%s</a></td><td>&nbsp;%s</td>"
                  "<td>&nbsp;&nbsp;%s</td></tr>\n",
-                 mg_chars(href), slash, mg_chars(name), slash, modified, size);
+                 mg_chars(conn, href), slash, mg_chars(conn, name), slash, modified, size);
 }
 
 static void print_page(connection* conn, const dir_list& list)
@@ -120,7 +124,7 @@ static void print_page(connection* conn, const dir_list& list)
                  "<tr><th><a href=\"?n%c\">Name</a></th><th><a href=\"?d%c\">Modified</a></th>"
                  "<th><a href=\"?s%c\">Size</a></th></tr>"
                  "<tr><td colspan=\"3\"><hr></td></tr>\n",
-                 mg_chars(uri), mg_chars(uri), other, other, other);
+                 mg_chars(conn, uri), mg_chars(conn, uri), other, other, other);
   for (size_t i = 0; i < list.count; i++)
     print_row(conn, list.entries[i]);
   mg_printf_data(c, "%s", "</table></pre></body></html>\n");

@@ -43,11 +43,24 @@ const char* const* mg_get_valid_option_names(void)
   return static_config_options;
 }
 
-void set_default_option_values(char** options)
+// A copy with room for a port's number, which takes the place of a listening address.
+static char* option_copy(const char* value)
 {
-  for (int i = 0; i < NUM_OPTIONS; i++)
-    if (!options[i] && static_config_options[2 * i + 1])
-      options[i] = strdup(static_config_options[2 * i + 1]);
+  size_t room = strlen(value) + sizeof "65535";
+  char* copy = static_cast<char*>(malloc(room));
+  if (copy)
+    snprintf(copy, room, "%s", value);
+  return copy;
+}
+
+bool set_default_option_values(char** options)
+{
+  for (int i = 0; i < NUM_OPTIONS; i++) {
+    const char* value = static_config_options[2 * i + 1];
+    if (!options[i] && value && !(options[i] = option_copy(value)))
+      return false;
+  }
+  return true;
 }
 
 // The option's index, or -1.
@@ -67,14 +80,8 @@ const char* mg_get_option(const struct mg_server* server, const char* name)
   return server->config_options[index] ? server->config_options[index] : "";
 }
 
-static void option_store(mg_server* server, mg_option option, const char* value)
-{
-  char* copy = value ? strdup(value) : nullptr;
-  free(server->config_options[option]);
-  server->config_options[option] = copy;
-}
-
-static const char* option_listen(mg_server* server, const char* addresses)
+// Binds the addresses one after the other; `stored` is the option's own value.
+static const char* option_listen(mg_server* server, const char* addresses, char* stored)
 {
   mg_vec address;
   while ((addresses = next_option(addresses, &address, nullptr)) != nullptr) {
@@ -83,9 +90,7 @@ static const char* option_listen(mg_server* server, const char* addresses)
     ns_connection* listener = ns_bind(&server->mgr, text, mg_ev_handler, nullptr);
     if (!listener)
       return "Cannot bind to port";
-    char port[sizeof "65535"];
-    snprintf(port, sizeof port, "%u", unsigned{ntohs(listener->sa.sin.sin_port)});
-    option_store(server, LISTENING_PORT, port);
+    snprintf(stored, sizeof "65535", "%u", unsigned{ntohs(listener->sa.sin.sin_port)});
   }
   return nullptr;
 }
@@ -117,13 +122,19 @@ const char* mg_set_option(struct mg_server* server, const char* name, const char
   bool unset = !value || !*value;
   // The value may lie in the old one, and the stored one changes while its addresses are bound.
   std::unique_ptr<char, decltype(&free)> copy(unset ? nullptr : strdup(value), free);
-  option_store(server, option, copy.get());
+  char* stored = unset ? nullptr : option_copy(value);
+  if (!unset && (!copy || !stored)) {
+    free(stored);
+    return "Out of memory";
+  }
+  free(server->config_options[option]);
+  server->config_options[option] = stored;
   if (option == HEXDUMP_FILE)
     server->mgr.hexdump_file = server->config_options[option];
   if (unset)
     return nullptr;
   if (option == LISTENING_PORT)
-    return option_listen(server, copy.get());
+    return option_listen(server, copy.get(), stored);
   if (option == RUN_AS_USER)
     return option_run_as(copy.get());
   return nullptr;

@@ -100,9 +100,11 @@ static void on_connected(connection* conn, int error)
 }
 
 // The client gets what has come, or learns that nothing did.
-static void on_close(connection* conn)
+static void on_close(const ns_connection* peer, connection* conn)
 {
   conn->endpoint.nc = nullptr;
+  if (peer->flags & NSF_BROKEN)
+    ns_break_conn(conn->ns_conn);
   if (conn->mg_conn.status_code == 0)
     send_http_error(conn, 502, "%s", "");
   else
@@ -121,7 +123,7 @@ static void on_peer_event(ns_connection* peer, ns_event ev, void* data)
   else if (ev == NS_RECV)
     on_response(peer, conn);
   else if (ev == NS_CLOSE)
-    on_close(conn);
+    on_close(peer, conn);
 }
 
 // Whether a header line concerns the connection to the proxy only.

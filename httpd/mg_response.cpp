@@ -29,6 +29,11 @@ size_t mg_printf(struct mg_connection* c, const char* format, ...)
   return mg_queued(conn);
 }
 
+void mg_break_connection(struct mg_connection* c)
+{
+  ns_break_conn(mg_conn_2_conn(c)->ns_conn);
+}
+
 size_t mg_send_status(struct mg_connection* c, int status)
 {
   if (c->status_code == 0) {
@@ -96,6 +101,8 @@ size_t mg_printf_data(struct mg_connection* c, const char* format, ...)
   va_end(args);
   if (length >= 0)
     write_chunk(conn, text, static_cast<size_t>(length));
+  else
+    ns_break_conn(conn->ns_conn);
   if (text != memory)
     free(text);
   return mg_queued(conn);

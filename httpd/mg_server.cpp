@@ -175,7 +175,7 @@ void close_local_endpoint(connection* conn)
 {
   ns_connection* nc = conn->ns_conn;
   int status = conn->mg_conn.status_code;
-  bool keep_alive = should_keep_alive(&conn->mg_conn) &&
+  bool keep_alive = !(nc->flags & NSF_BROKEN) && should_keep_alive(&conn->mg_conn) &&
                     (conn->endpoint_type == EP_FILE || conn->endpoint_type == EP_USER);
   if (status > 0 && status != 400 && conn->endpoint_type != EP_CLIENT)
     log_access(conn);
@@ -201,12 +201,14 @@ static void try_parse(connection* conn)
   size_t length = static_cast<size_t>(conn->request_len);
   conn->request = static_cast<char*>(malloc(length));
   if (!conn->request) {
-    conn->request_len = REQUEST_MALFORMED;
+    conn->request_len = REQUEST_INCOMPLETE;
+    ns_break_conn(conn->ns_conn);
     return;
   }
   memcpy(conn->request, io->buf, length);
   if (mg_option_value(conn->server, ENABLE_PROXY))
-    conn->proxy_request = strndup(io->buf, length);
+    if (!(conn->proxy_request = strndup(io->buf, length)))
+      ns_break_conn(conn->ns_conn);
   iobuf_remove(io, length);
   conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn);
   if (conn->request_len > 0) {
@@ -427,6 +429,8 @@ static void process_response(connection* conn)
 
 static void on_recv(ns_connection* nc, connection* conn, int count)
 {
+  if (nc->flags & NSF_BROKEN)
+    return;  // what is left of the request is not what the client sent
   if (nc->listener && (nc->flags & NSF_UDP)) {
     process_udp(nc);
     return;
@@ -502,8 +506,9 @@ struct mg_server* mg_create_server(void* server_param, mg_handler_t handler)
   if (!server)
     return nullptr;
   ns_mgr_init(&server->mgr, server_param);
-  set_default_option_values(server->config_options);
   server->event_handler = handler;
+  if (!set_default_option_values(server->config_options))
+    mg_destroy_server(&server);
   return server;
 }
 

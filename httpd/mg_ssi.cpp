@@ -236,7 +236,7 @@ static void include_file(connection* conn, const mg_target* including, int level
     int error = errno;
     mg_text shown_tag = mg_html_escape(tag), shown_path = mg_html_escape(included.path);
     mg_printf_data(&conn->mg_conn, "Cannot open SSI #include: [%s]: fopen(%s): %s",
-                   mg_chars(shown_tag), mg_chars(shown_path), strerror(error));
+                   mg_chars(conn, shown_tag), mg_chars(conn, shown_path), strerror(error));
     return;
   }
   fd.fd = -1;
@@ -254,7 +254,8 @@ static void execute(connection* conn, const char* tag, const char* command)
     return;
   }
   mg_text shown = mg_html_escape(tag);
-  mg_printf_data(&conn->mg_conn, "Cannot SSI #exec: [%s]: %s", mg_chars(shown), strerror(errno));
+  mg_printf_data(&conn->mg_conn, "Cannot SSI #exec: [%s]: %s", mg_chars(conn, shown),
+                 strerror(errno));
 }
 
 static void follow_directive(connection* conn, const mg_target* target, int level, const char* tag)
@@ -273,14 +274,14 @@ static void follow_directive(connection* conn, const mg_target* target, int leve
       execute(conn, tag, argument);
       break;
     case SSI_BAD_INCLUDE:
-      mg_printf_data(c, "Bad SSI #include: [%s]", mg_chars(shown_tag));
+      mg_printf_data(c, "Bad SSI #include: [%s]", mg_chars(conn, shown_tag));
       break;
     case SSI_BAD_EXEC:
-      mg_printf_data(c, "Bad SSI #exec: [%s]", mg_chars(shown_tag));
+      mg_printf_data(c, "Bad SSI #exec: [%s]", mg_chars(conn, shown_tag));
       break;
     case SSI_UNKNOWN:
-      mg_printf_data(c, "%s: unknown SSI command: \"%s\"", mg_chars(shown_path),
-                     mg_chars(shown_tag));
+      mg_printf_data(c, "%s: unknown SSI command: \"%s\"", mg_chars(conn, shown_path),
+                     mg_chars(conn, shown_tag));
       break;
   }
 }
@@ -299,7 +300,7 @@ static void print_piece(connection* conn, const mg_target* target, int level,
       break;
     case SSI_TOO_LARGE:
       mg_printf_data(&conn->mg_conn, "%s: SSI tag is too large",
-                     mg_chars(mg_html_escape(target->path)));
+                     mg_chars(conn, mg_html_escape(target->path)));
       break;
   }
 }
@@ -308,7 +309,7 @@ static void expand_stream(connection* conn, const mg_target* target, FILE* file,
 {
   if (level > MAX_LEVEL) {
     mg_text shown = mg_html_escape(target->path);
-    mg_printf_data(&conn->mg_conn, "SSI #include level is too deep (%s)", mg_chars(shown));
+    mg_printf_data(&conn->mg_conn, "SSI #include level is too deep (%s)", mg_chars(conn, shown));
     return;
   }
   ssi_scanner scanner = {};

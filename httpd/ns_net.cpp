@@ -51,6 +51,19 @@ bool ns_is_error(long result)
   return result == 0 || (result < 0 && errno != EINTR && errno != EINPROGRESS && errno != EAGAIN);
 }
 
+void ns_break_conn(ns_connection* conn)
+{
+  iobuf_free(&conn->send_iobuf);
+  conn->flags |= NSF_BROKEN | NSF_CLOSE_NOW;
+}
+
+time_t ns_clock(void)
+{
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
+}
+
 // Keeps what a failing TLS call leaves in the thread's error queue away from the next connection.
 static int ns_ssl_err(ns_connection* conn, int result)
 {
@@ -183,7 +196,12 @@ int ns_send(ns_connection* conn, const void* data, size_t len)
     ssize_t sent = sendto(conn->sock, data, len, 0, &conn->sa.sa, sizeof conn->sa.sin);
     return sent < 0 ? 0 : static_cast<int>(sent);
   }
-  return static_cast<int>(iobuf_append(&conn->send_iobuf, data, len));
+  if (conn->flags & NSF_BROKEN)
+    return 0;
+  size_t queued = iobuf_append(&conn->send_iobuf, data, len);
+  if (queued != len)
+    ns_break_conn(conn);
+  return static_cast<int>(queued);
 }
 
 int ns_vprintf(ns_connection* conn, const char* format, va_list args)
@@ -193,6 +211,8 @@ int ns_vprintf(ns_connection* conn, const char* format, va_list args)
   int length = ns_avprintf(&text, sizeof memory, format, args);
   if (length > 0)
     ns_send(conn, text, static_cast<size_t>(length));
+  else if (length < 0)
+    ns_break_conn(conn);
   if (text != memory)
     free(text);
   return length;
@@ -312,7 +332,7 @@ ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* 
   conn->user_data = user_data;
   conn->callback = callback;
   conn->mgr = mgr;
-  conn->last_io_time = time(nullptr);
+  conn->last_io_time = ns_clock();
   conn->next = mgr->active_connections;
   if (conn->next)
     conn->next->prev = conn;
@@ -322,7 +342,7 @@ ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* 
 
 static void ns_destroy(ns_connection* conn)
 {
-  if (conn->flags & NSF_TLS_READY) {
+  if ((conn->flags & (NSF_TLS_READY | NSF_BROKEN)) == NSF_TLS_READY) {
     // So that the peer can tell an end from a cut; whether it still listens does not matter.
     SSL_shutdown(conn->ssl);
     ERR_clear_error();
@@ -432,8 +452,10 @@ ns_connection* ns_bind(ns_mgr* mgr, const char* address, ns_callback_t callback,
   int protocol;
   bool use_ssl;
   char cert[TLS_PATH_SIZE], ca[TLS_PATH_SIZE];
-  if (!ns_parse_address(address, &sa, &protocol, &use_ssl, cert, ca) || (use_ssl && !*cert))
+  if (!ns_parse_address(address, &sa, &protocol, &use_ssl, cert, ca) || (use_ssl && !*cert)) {
+    errno = 0;
     return nullptr;
+  }
   int sock = ns_open_listening_socket(&sa, protocol);
   if (sock < 0)
     return nullptr;
@@ -446,6 +468,7 @@ ns_connection* ns_bind(ns_mgr* mgr, const char* address, ns_callback_t callback,
   conn->flags |= NSF_LISTENING | (protocol == SOCK_DGRAM ? NSF_UDP : 0);
   if (use_ssl && !ns_make_ssl_ctx(conn, TLS_server_method(), cert, ca)) {
     ns_close_conn(conn);
+    errno = 0;
     return nullptr;
   }
   conn->callback = callback;
@@ -712,13 +735,13 @@ static void ns_read_from_socket(ns_connection* conn)
   }
   char bytes[READ_STEP];
   int got;
-  time_t start = time(nullptr);
+  time_t start = ns_clock();
   // A record is read with one call instead of two. Not during the handshake: what comes behind it
   // must stay in the socket, to make it readable again.
   if (conn->ssl)
     SSL_set_read_ahead(conn->ssl, 1);
   for (;;) {
-    time_t now = time(nullptr);
+    time_t now = ns_clock();
     if (now - start > READ_PASS_SECONDS || (conn->flags & NSF_READ_PAUSED)) {
       // What TLS has taken already would not make the socket readable again: it must not take more
       // than the record it is at.
@@ -733,8 +756,11 @@ static void ns_read_from_socket(ns_connection* conn)
                     : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));
     if (got <= 0)
       break;
-    iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got));
+    if (iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got)) == 0)
+      ns_break_conn(conn);
     ns_call(conn, NS_RECV, &got);
+    if (conn->flags & NSF_BROKEN)
+      return;
   }
   bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
   if (failed)
@@ -822,7 +848,7 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
   FD_ZERO(&read_set);
   FD_ZERO(&write_set);
   int max_fd = -1;
-  time_t current_time = time(nullptr);
+  time_t current_time = ns_clock();
   ns_add_to_set(mgr->ctl[1], &read_set, &max_fd);
   if (mgr->spare_fd < 0)
     mgr->spare_fd = ns_open_spare();
@@ -848,7 +874,7 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
   timeout.tv_sec = milliseconds / 1000;
   timeout.tv_usec = milliseconds % 1000 * 1000;
   if (select(max_fd + 1, &read_set, &write_set, nullptr, &timeout) > 0) {
-    current_time = time(nullptr);
+    current_time = ns_clock();
     if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &read_set))
       ns_take_wakeup(mgr);
     for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
@@ -870,5 +896,5 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
         ((conn->flags & NSF_CLOSE_WHEN_SENT) && conn->send_iobuf.len == 0))
       ns_close_conn(conn);
   }
-  return current_time;
+  return time(nullptr);
 }

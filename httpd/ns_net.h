@@ -17,7 +17,7 @@ struct ns_mgr;
 
 // Events, with what the data pointer of the callback points to.
 enum ns_event {
-  NS_POLL = 0,     // time_t of the pass; of a wake-up: the message text
+  NS_POLL = 0,     // time_t: ns_clock() of the pass; of a wake-up: the message text
   NS_ACCEPT = 1,   // address of the peer
   NS_CONNECT = 2,  // int: 0 connected, anything else failed
   NS_RECV = 3,     // int: bytes received
@@ -38,6 +38,7 @@ constexpr uint32_t NSF_LISTENING = 0x80;         // listening socket
 constexpr uint32_t NSF_UDP = 0x100;              // datagram socket: output is not buffered
 constexpr uint32_t NSF_READ_PAUSED = 0x200;      // do not read: what was read has not gone on yet
 constexpr uint32_t NSF_MORE_FOLLOWS = 0x400;     // output is certain to follow: fill up segments
+constexpr uint32_t NSF_BROKEN = 0x8000;          // see ns_break_conn; never cleared
 constexpr uint32_t MGF_HEADERS_SENT = 0x100000;  // the chunked response's headers are written
 constexpr uint32_t MGF_UNNAMED = 0x200000;       // cleared with the other request flags
 constexpr uint32_t MGF_CGI_PEER = 0x400000;      // the pipe to a CGI child
@@ -58,10 +59,10 @@ struct ns_connection {
   iobuf recv_iobuf;      // received and not yet consumed
   iobuf send_iobuf;      // queued for sending
   SSL* ssl;
-  SSL_CTX* ssl_ctx;  // owned; null on accepted connections
-  void* user_data;   // the callback's
-  void* proto_data;  // copied from the listener
-  time_t last_io_time;
+  SSL_CTX* ssl_ctx;     // owned; null on accepted connections
+  void* user_data;      // the callback's
+  void* proto_data;     // copied from the listener
+  time_t last_io_time;  // by ns_clock()
   ns_callback_t callback;
   uint32_t flags;
 };
@@ -80,8 +81,9 @@ void ns_mgr_free(ns_mgr* mgr);
 // One pass of the loop: waits at most so long for something to happen, and returns the pass's time.
 time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds);
 
-// Opens a listener; null when the address is invalid or cannot be bound, or its certificate cannot
-// be used. The address is "[udp://|ssl://]PORT", "IPV4:PORT" or "HOST:PORT", for TLS followed by
+// Opens a listener; null when the address is invalid or its certificate cannot be used (errno is 0
+// then), or when it cannot be bound (errno tells why). The address is "[udp://|ssl://]PORT",
+// "IPV4:PORT" or "HOST:PORT", for TLS followed by
 // ":CERTIFICATE" and, to demand client certificates, ":CA".
 ns_connection* ns_bind(ns_mgr* mgr, const char* address, ns_callback_t callback, void* user_data);
 
@@ -96,7 +98,15 @@ ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* 
 // Delivers NS_CLOSE and destroys the connection.
 void ns_close_conn(ns_connection* conn);
 
-// Queues bytes (a datagram is sent at once); returns how many were taken, 0 when memory is short.
+// Gives a connection up whose bytes were lost for want of memory: nothing that is queued is sent
+// any more, so that a cut answer cannot be taken for a whole one, and it is closed.
+void ns_break_conn(ns_connection* conn);
+
+// Seconds of a clock that nobody sets: connections idle by it.
+time_t ns_clock(void);
+
+// Queues bytes (a datagram is sent at once); returns how many were taken. When memory is short that
+// is 0, and the connection is broken.
 int ns_send(ns_connection* conn, const void* data, size_t len);
 
 // Formats and queues; returns the formatted length.

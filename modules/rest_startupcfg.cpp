@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "engine/rest_config.h"
+#include "engine/rest_file.h"
 #include "platform/l7proc.h"
 
 startupcfg_info_t startupcfgInfo = {};
@@ -20,11 +21,17 @@ static constexpr char INFO_TEMP_FILE[] = REST_STARTUPCFG_FILE ".tmp";
 static constexpr char KEY_TIME[] = "cfg_time";
 static constexpr char KEY_UPDATE[] = "cfg_update";
 
+static constexpr mode_t INFO_FILE_MODE = 0644;
+
 using file_ptr = std::unique_ptr<FILE, int (*)(FILE*)>;
 
-static file_ptr file_open(const char* path, const char* mode)
+static file_ptr file_open(const char* path, int flags, const char* mode)
 {
-  return file_ptr(fopen(path, mode), fclose);
+  int fd = rest_open_regular(path, flags, INFO_FILE_MODE);
+  FILE* file = fd >= 0 ? fdopen(fd, mode) : nullptr;
+  if (fd >= 0 && !file)
+    close(fd);
+  return file_ptr(file, fclose);
 }
 
 static const char* info_folder(void)
@@ -74,7 +81,7 @@ static void time_copy(char (&time)[STARTUPCFG_TIME_SIZE], const char* text)
 
 RC_t read_startupcfg_info_file(void)
 {
-  file_ptr file = file_open(INFO_FILE, "re");
+  file_ptr file = file_open(INFO_FILE, O_RDONLY, "r");
   if (!file)
     return RC_FALSE;
   info_entry_t entry;
@@ -113,10 +120,10 @@ static void info_copy(FILE* from, FILE* to)
 // Writes the new file beside the old one, down to the flash.
 static bool info_temp_file_write(void)
 {
-  file_ptr from = file_open(INFO_FILE, "re");
+  file_ptr from = file_open(INFO_FILE, O_RDONLY, "r");
   if (!from)
     return false;
-  file_ptr to = file_open(INFO_TEMP_FILE, "w+e");
+  file_ptr to = file_open(INFO_TEMP_FILE, O_RDWR | O_CREAT | O_TRUNC, "w+");
   if (!to)
     return false;
   info_copy(from.get(), to.get());
@@ -137,7 +144,7 @@ static bool info_folder_flush(void)
 
 RC_t write_startupcfg_info_file(void)
 {
-  if (!file_open(INFO_FILE, "ae"))  // creates it
+  if (!file_open(INFO_FILE, O_WRONLY | O_CREAT | O_APPEND, "a"))  // creates it
     return RC_FALSE;
   if (!info_temp_file_write() || rename(INFO_TEMP_FILE, INFO_FILE) != 0) {
     int cause = errno;

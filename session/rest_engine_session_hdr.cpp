@@ -6,19 +6,64 @@
 #include <string.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+
+#include "engine/rest_file.h"
 #include "httpd/httpd.h"
 
 api_loginsession_t session_table[REST_SESSION_MAX] = {};
 uint32_t next_ssid = 1;
 uint32_t session_timeout_seconds = REST_SESSION_TIMEOUT_S;
 
-static uint32_t session_now(void)
+// --- The time of day ---
+//
+// A switch gets its time minutes after it has started. That must not end anybody's session, so the
+// times of the sessions go along with a clock that jumps.
+
+static constexpr int64_t JUMP_MS = 2000;
+
+static int64_t clock_ms(clockid_t clock)
 {
-  return static_cast<uint32_t>(time(nullptr));
+  timespec now = {};
+  clock_gettime(clock, &now);
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
+
+static void session_move_time(uint32_t& time, int64_t seconds)
+{
+  time = static_cast<uint32_t>(std::clamp<int64_t>(time + seconds, 0, UINT32_MAX));
+}
+
+// Looks whether the time of day has jumped against the time that has passed.
+static void session_follow_clock(int64_t now_ms)
+{
+  static int64_t day_began_ms = now_ms - clock_ms(CLOCK_MONOTONIC);
+  int64_t moved_ms = now_ms - clock_ms(CLOCK_MONOTONIC) - day_began_ms;
+  if (std::abs(moved_ms) <= JUMP_MS)
+    return;
+  int64_t seconds = (moved_ms + (moved_ms > 0 ? 500 : -500)) / 1000;
+  day_began_ms += moved_ms;
+  for (api_loginsession_t& session : session_table) {
+    session_move_time(session.login_time, seconds);
+    session_move_time(session.last_activity_time, seconds);
+  }
+}
+
+uint32_t session_now(void)
+{
+  int64_t now_ms = clock_ms(CLOCK_REALTIME);
+  session_follow_clock(now_ms);
+  return static_cast<uint32_t>(now_ms / 1000);
+}
+
+// --- The table ---
+
+static bool session_text_is_written(void);
+static RC_t session_write_file(void);
 
 static api_loginsession_t* session_with_id(uint32_t ssid)
 {
@@ -98,10 +143,7 @@ RC_t update_last_activity_time(uint32_t ssid)
   api_loginsession_t* session = session_with_id(ssid);
   if (!session)
     return RC_FALSE;
-  uint32_t now = session_now();
-  if (session->last_activity_time == now)
-    return RC_TRUE;  // the file says so since the request's check for expired sessions
-  session->last_activity_time = now;
+  session->last_activity_time = session_now();
   output_session_file();
   return RC_TRUE;
 }
@@ -114,7 +156,9 @@ void clear_expired_session(void)
   for (api_loginsession_t& session : session_table)
     if (session.session_id != 0 && session.last_activity_time + session_timeout_seconds <= now)
       session_free_slot(session);
-  output_session_file();
+  // Every request looks at the file again when it has been answered, so the events will do here.
+  if (!session_text_is_written())
+    session_write_file();
 }
 
 RC_t get_session_id_list(int32_t* ssid_ary, uint32_t* count)
@@ -161,13 +205,18 @@ RC_t get_session_timeout(uint32_t* value)
 //
 // It is due after every change, twice a request, and almost always holds the right bytes already.
 // So the text is kept with the sessions it was made from, and the file is watched: as long as no
-// event says that somebody touched or replaced it, it need not be written again.
+// event says that somebody touched or replaced it, and it looks as it did when it was written, it
+// need not be written again.
+//
+// It lies where everybody may put files: nothing there is trusted that is not a regular file of
+// this user's own, with one name.
 
 struct status_file_t {
   api_loginsession_t sessions[REST_SESSION_MAX];  // what text says
   char text[REST_SESSION_MAX * 512];              // a line takes at most 400 characters
   size_t length;
-  bool written;  // the file held the text when the watch began
+  bool written;      // the file held the text when the watch began
+  struct stat seen;  // what it was then
 };
 static status_file_t status_file = {};
 
@@ -190,33 +239,65 @@ static void session_discard_events(void)
   }
 }
 
-static bool session_file_holds_text(void)
+static bool session_is_same_file(const struct stat& a, const struct stat& b)
+{
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Whether the file in this place looks as it did: a mapping brings no events.
+static bool session_file_changed(void)
+{
+  struct stat now;
+  const struct stat& seen = status_file.seen;
+  return lstat(REST_SESSION_FILE, &now) != 0 || !session_is_same_file(now, seen) ||
+         now.st_size != seen.st_size || now.st_mtim.tv_sec != seen.st_mtim.tv_sec ||
+         now.st_mtim.tv_nsec != seen.st_mtim.tv_nsec || now.st_ctim.tv_sec != seen.st_ctim.tv_sec ||
+         now.st_ctim.tv_nsec != seen.st_ctim.tv_nsec;
+}
+
+static bool session_file_holds_text(int fd)
 {
   char content[sizeof status_file.text + 1];
-  int fd = open(REST_SESSION_FILE, O_RDONLY | O_CLOEXEC);
-  if (fd < 0)
-    return false;
-  ssize_t got = read(fd, content, sizeof content);
-  close(fd);
+  ssize_t got = pread(fd, content, sizeof content, 0);
   return got == static_cast<ssize_t>(status_file.length) &&
          memcmp(content, status_file.text, status_file.length) == 0;
 }
 
 // Watches the file just written. Whatever happened to it before the watch began shows in its
 // content, whatever happens later brings an event.
-static bool session_watch_file(void)
+static bool session_watch_file(int fd)
 {
   if (status_events < 0)
     status_events = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  int watch = inotify_add_watch(status_events, REST_SESSION_FILE,
-                                IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF);
+  int watch =
+      inotify_add_watch(status_events, REST_SESSION_FILE,
+                        IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF | IN_DONT_FOLLOW);
   if (watch < 0)
     return false;
   if (status_watch >= 0 && status_watch != watch)
     inotify_rm_watch(status_events, status_watch);
   status_watch = watch;
   session_discard_events();
-  return session_file_holds_text();
+  return fstat(fd, &status_file.seen) == 0 && session_file_holds_text(fd) &&
+         !session_file_changed();
+}
+
+// Opens the file for the text. One that others made, or gave a second name, would be theirs, too.
+static int session_open_file(void)
+{
+  constexpr int flags = O_RDWR | O_CREAT;
+  struct stat st;
+  if (lstat(REST_SESSION_FILE, &st) == 0 && S_ISREG(st.st_mode) &&
+      (st.st_uid != geteuid() || st.st_nlink != 1))
+    unlink(REST_SESSION_FILE);
+  int fd = rest_open_regular(REST_SESSION_FILE, flags, REST_SESSION_FILE_MODE);
+  if (fd < 0)
+    return -1;
+  if (fstat(fd, &st) == 0 && st.st_uid == geteuid() && st.st_nlink == 1 &&
+      ((st.st_mode & 07777) == REST_SESSION_FILE_MODE || fchmod(fd, REST_SESSION_FILE_MODE) == 0))
+    return fd;
+  close(fd);
+  return -1;
 }
 
 static size_t session_status_text(char* text, size_t size)
@@ -232,26 +313,34 @@ static size_t session_status_text(char* text, size_t size)
   return length;
 }
 
-RC_t output_session_file(void)
+// Brings the text up to date; false when what the file held before is out of date.
+static bool session_text_is_written(void)
 {
   if (memcmp(status_file.sessions, session_table, sizeof session_table) != 0) {
     memcpy(status_file.sessions, session_table, sizeof session_table);
     status_file.length = session_status_text(status_file.text, sizeof status_file.text);
     status_file.written = false;
   }
-  if (status_file.written && !session_file_touched())
-    return RC_TRUE;
+  return status_file.written && !session_file_touched();
+}
 
+static RC_t session_write_file(void)
+{
   // Written over in place and cut to length: a truncation first would have the file system flush
   // the new text to disk at once, which takes milliseconds every second.
   status_file.written = false;
-  int fd = open(REST_SESSION_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  int fd = session_open_file();
   if (fd < 0)
     return RC_FALSE;
   bool complete =
       write(fd, status_file.text, status_file.length) == static_cast<ssize_t>(status_file.length) &&
       ftruncate(fd, static_cast<off_t>(status_file.length)) == 0;
+  status_file.written = complete && session_watch_file(fd);
   close(fd);
-  status_file.written = complete && session_watch_file();
   return RC_TRUE;
+}
+
+RC_t output_session_file(void)
+{
+  return session_text_is_written() && !session_file_changed() ? RC_TRUE : session_write_file();
 }

@@ -24,6 +24,10 @@ extern api_loginsession_t session_table[REST_SESSION_MAX];
 extern uint32_t next_ssid;
 extern uint32_t session_timeout_seconds;
 
+// Seconds since the epoch. When the time of day has jumped by more than two seconds, the sessions'
+// times are moved by as much first: a clock that is set ends nothing.
+uint32_t session_now(void);
+
 // Opens a session and writes its key into sessionKey (33 bytes). RC_FALSE when no slot is free.
 RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned char* sessionKey);
 
@@ -53,5 +57,6 @@ RC_t get_the_session_by_id(uint32_t ssid, api_loginsession_t* out_session);
 RC_t set_session_timeout(uint32_t value);
 RC_t get_session_timeout(uint32_t* value);
 
-// Makes the status file hold one line for each session; RC_FALSE if it cannot be opened.
+// Makes the status file hold one line for each session, whoever has touched it. What is no file of
+// this user's own in its place is replaced, not followed. RC_FALSE if it cannot be opened.
 RC_t output_session_file(void);

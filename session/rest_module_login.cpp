@@ -2,7 +2,6 @@
 
 #include <stdio.h>
 #include <string.h>
-#include <time.h>
 
 #include "engine/rest_common.h"
 #include "engine/rest_operation.h"
@@ -87,7 +86,7 @@ int api_login_get_info(openapiClientHandle_t*, struct mg_connection* conn)
 // Appends a span of seconds as hours:minutes:seconds.
 static void login_append_span(node_t* list, const char* name, uint32_t from, uint32_t now)
 {
-  uint32_t seconds = now - from;
+  uint32_t seconds = now > from ? now - from : 0;  // a clock may go back a little
   char text[32];
   snprintf(text, sizeof text, "%02u:%02u:%02u", seconds / 3600, seconds / 60 % 60, seconds % 60);
   append_tree_field(list, name, text);
@@ -95,7 +94,7 @@ static void login_append_span(node_t* list, const char* name, uint32_t from, uin
 
 int api_login_get_rest_session_list(openapiClientHandle_t*, struct mg_connection* conn)
 {
-  uint32_t now = static_cast<uint32_t>(time(nullptr));
+  uint32_t now = session_now();
   int32_t ids[REST_SESSION_MAX] = {};
   uint32_t count = 0;
   uint32_t own = login_own_session(conn);

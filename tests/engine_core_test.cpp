@@ -41,6 +41,36 @@ TEST(ResultTree, RendersEveryKindOfNode)
   EXPECT_EQ(tree_text(print_tree_by_json, tree.get()).substr(0, 9), "{ \"i\": 8,");
 }
 
+TEST(ResultTree, IsUtf8InJsonWhateverTheSwitchHolds)
+{
+  static constexpr struct {
+    const char *text, *shown;
+  } cases[] = {
+      {"\xff",                         "\uFFFD"                      },
+      {"a\x80\xbf"
+       "b",                     "a\uFFFD\uFFFDb"              },
+      {"\u00e9\u20ac\U0001F600\u00e9", "\u00e9\u20ac\U0001F600\u00e9"},
+      {"\xc3",                         "\uFFFD"                      },
+      {"\xe2\x82",                     "\uFFFD"                      },
+      {"\xe2\x82x",                    "\uFFFDx"                     },
+      {"\xc0\xaf",                     "\uFFFD\uFFFD"                },
+      {"\xed\xa0\x80",                 "\uFFFD\uFFFD\uFFFD"          },
+      {"\xf4\x90\x80\x80",             "\uFFFD\uFFFD\uFFFD\uFFFD"    },
+      {"\xf0\x9f\x98",                 "\uFFFD"                      },
+  };
+  for (const auto& row : cases) {
+    tree_ptr tree(new_tree());
+    append_tree_string(tree.get(), row.text, "x", row.text);
+    const std::string shown = std::string("\"") + row.shown + "\"";
+    EXPECT_EQ(tree_text(print_tree_by_json, tree.get()), "{ " + shown + ": " + shown + " }");
+    EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()), std::string("<x>") + row.text + "</x>");
+  }
+  tree_ptr tree(new_tree());
+  append_tree_string(tree.get(), "k", "k", std::string(300, '\xff').c_str());
+  append_tree_string(tree.get(), "c", "c", std::string(300, '\x01').c_str());
+  EXPECT_EQ(tree_text(print_tree_by_json, tree.get()).size(), 255u * 3 + 255 * 6 + 20);
+}
+
 TEST(ResultTree, CutsNamesAndTextsAt255Characters)
 {
   std::string text(300, 'x');

@@ -143,6 +143,11 @@ GET /routing/vlanRtrIf/2 => IfFirstGet(3, >226) = 0 | IntfNameSizeGet(>64) = 0 |
     RtrIntfSecIpAddrGet(1, 227, >{1,"10.2.1.129",25}, >1) = -29 |
     RtrIntfIpAddrGet(2, 227, >{2,"2001:db8:1::1",64}) = 0 |
     RtrIntfIpAddrGet(2, 227, >{2,"2001:db8:1::1",64}) = -29
+// a walk that names an address again has come to its end
+[RtrIntfSecIpAddrGet {'result': 0, 'value': 3}] GET /routing/vlanRtrIf/2
+    ~ "secondary_ipv4_addresses": { "1": "10.2.1.129\/224.0.0.0" },
+[RtrIntfIpAddrGet {'result': 0, 'value': 3}] GET /routing/vlanRtrIf/2
+    ~ "ipv6_addresses": { "1": "2001:db8:1::1\/3" }
 check GET /routing/vlanRtrIf/2 but IfFirstGet RtrIntfTypeGet RtrIntfIpAddrGet RtrIntfSecIpAddrGet
 )");
 }

@@ -1,13 +1,16 @@
 // The session check, the login module and the status file, over sockets.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <regex>
@@ -181,10 +184,42 @@ TEST(SessionCheck, RefreshesOnlyRequestsOfTheSession)
   EXPECT_EQ(idle_since("/base"), past);
 }
 
+// A request whose body comes in two parts, the second when the engine has read the first and done
+// something else; the body of the answer.
+static std::string split_request(
+    const std::string& request_line, const std::string& first, const std::string& second,
+    const std::function<void()>& meanwhile = [] {})
+{
+  raw_client client(engine_url());
+  raw_send(client, request_line + " HTTP/1.1\r\nContent-Length: " +
+                       std::to_string(first.size() + second.size()) + "\r\n\r\n" + first);
+  raw_wait_consumed(client);
+  meanwhile();
+  raw_send(client, second);
+  return raw_body(raw_receive_response(client));
+}
+
+static void write_through_mapping(const std::string& path)
+{
+  int fd = open(path.c_str(), O_RDWR);
+  void* memory = mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  *static_cast<volatile char*>(memory) = 'x';
+  munmap(memory, 1);
+  close(fd);
+}
+
 TEST(StatusFile, HoldsOneLineForEachSessionWhoeverChangedItInBetween)
 {
   engine_reset();
   std::string path = engine_folder() + "/restsessionstatus";
+  const std::string key = "?sessionkey=" + engine_session_key();
+  const std::string victim = engine_folder() + "/victim";
+  file_write(victim, "victim");
+  auto put_in_place = [&](const std::function<void()>& make) {
+    unlink(path.c_str());
+    make();
+  };
   log_in();
   auto expected = [] {
     std::string text;
@@ -207,11 +242,29 @@ TEST(StatusFile, HoldsOneLineForEachSessionWhoeverChangedItInBetween)
       [&] { file_write(path, "1;#" + text.substr(3)); },
       [&] { EXPECT_EQ(rename(path.c_str(), (path + ".old").c_str()), 0); },
       [&] { EXPECT_EQ(truncate(path.c_str(), 5), 0); },
+      [&] { put_in_place([&] { EXPECT_EQ(mkfifo(path.c_str(), 0666), 0); }); },
+      [&] { put_in_place([&] { std::filesystem::create_symlink(victim, path); }); },
+      [&] { put_in_place([&] { std::filesystem::create_symlink("nowhere", path); }); },
+      [&] { put_in_place([&] { std::filesystem::create_directory(path); }); },
+      [&] { put_in_place([&] { std::filesystem::create_hard_link(victim, path); }); },
+      [&] { std::filesystem::create_hard_link(path, path + ".second"); },
+      [&] { EXPECT_EQ(chmod(path.c_str(), 0666), 0); },
+      [&] { write_through_mapping(path); },
   };
   for (size_t round = 0; round < 3 * changes.size(); round++) {
-    changes[round % changes.size()]();
-    api_request("GET", "/login", "json");
+    const auto& change = changes[round / 3];
+    unlink((path + ".second").c_str());
+    if (round % 3 == 0) {
+      change();
+      api_request("GET", "/login", "json");
+    } else {  // while a request runs, answered by the module or refused
+      split_request("PUT /login/RESTTimeout" + (round % 3 == 1 ? key : ""), "value", "=5", change);
+    }
     EXPECT_EQ(status_file(), expected()) << "change " << round;
+    EXPECT_EQ(file_text(victim), "victim") << "change " << round;
+    struct stat st = {};
+    EXPECT_EQ(lstat(path.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode, S_IFREG | 0640u) << "change " << round;
   }
   struct stat before = {}, after = {};
   stat(path.c_str(), &before);
@@ -221,35 +274,83 @@ TEST(StatusFile, HoldsOneLineForEachSessionWhoeverChangedItInBetween)
   EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
 }
 
+// --- the time of day ---
+
+static std::atomic<long> day_shift{0};  // seconds that the time of day has been set ahead
+
+extern "C" {
+int __real_clock_gettime(clockid_t clock, timespec* now);
+int __wrap_clock_gettime(clockid_t clock, timespec* now);
+time_t __real_time(time_t* now);
+time_t __wrap_time(time_t* now);
+}
+
+int __wrap_clock_gettime(clockid_t clock, timespec* now)
+{
+  int result = __real_clock_gettime(clock, now);
+  if (clock == CLOCK_REALTIME)
+    now->tv_sec += day_shift;
+  return result;
+}
+
+time_t __wrap_time(time_t*)
+{
+  return __real_time(nullptr) + day_shift;
+}
+
+TEST(TimeOfDay, ThatJumpsEndsNeitherSessionsNorConnections)
+{
+  engine_reset();
+  log_in();
+  engine_do([] {
+    session_table[1].login_time -= 3700;
+    session_table[1].last_activity_time -= 250;
+    session_table[1].session_key[0] = 'x';
+  });
+  raw_client client(engine_url());
+  for (long shift : {3600L, -100000L, 30L, 1700000L, 0L}) {
+    day_shift = shift;
+    raw_send(client,
+             "GET /login/RESTSessions?sessionkey=" + engine_session_key() + " HTTP/1.1\r\n\r\n");
+    const std::string xml = raw_body(raw_receive_response(client));
+    std::smatch found;
+    EXPECT_TRUE(std::regex_search(
+        xml, found,
+        std::regex("<login_time>00:00:\\d\\d</login_time><idle_time>00:00:00<.*"
+                   "<login_time>01:0[12]:\\d\\d</login_time><idle_time>00:04:[12]")))
+        << shift << xml;
+    engine_do([] { EXPECT_NEAR(session_table[0].last_activity_time, time(nullptr), 2.0); });
+    EXPECT_NE(status_file().find(std::to_string(session_table[1].last_activity_time)),
+              std::string::npos);
+  }
+  // A session that is older than the clock says is as new as can be.
+  engine_do([] { session_table[1].login_time += 7200; });
+  EXPECT_NE(api_request("GET", "/login/RESTSessions", "json")
+                .body.find("\"guest\", \"remote_ip\": \"127.0.0.1\", \"login_time\": \"00:00:00\""),
+            std::string::npos);
+  // Time that has passed, too, is counted: what is idle for long enough has expired.
+  engine_do([] { session_table[1].last_activity_time -= 60; });
+  day_shift = 5000;
+  api_request("GET", "/login", "json");
+  engine_do([] { EXPECT_EQ(session_table[1].session_id, 0u); });
+  day_shift = 0;
+  api_request("GET", "/login", "json");
+}
+
 TEST(StatusFile, ThatCannotBeWrittenChangesNothingElse)
 {
   engine_reset();
   std::string path = engine_folder() + "/restsessionstatus";
   unlink(path.c_str());
-  ASSERT_TRUE(std::filesystem::create_directory(path));
+  ASSERT_TRUE(std::filesystem::create_directories(path + "/of another"));
   engine_do([] { EXPECT_EQ(output_session_file(), RC_FALSE); });
   EXPECT_EQ(log_in().size(), 32u);
-  std::filesystem::remove(path);
+  std::filesystem::remove_all(path);
   api_request("GET", "/login", "json");
   EXPECT_NE(status_file(), "");
 }
 
 // --- variables in a form body, however its bytes are split ---
-
-// A request whose body comes in two parts, the second when the engine has read the first and done
-// something else; the body of the answer.
-static std::string split_request(
-    const std::string& request_line, const std::string& first, const std::string& second,
-    const std::function<void()>& meanwhile = [] {})
-{
-  raw_client client(engine_url());
-  raw_send(client, request_line + " HTTP/1.1\r\nContent-Length: " +
-                       std::to_string(first.size() + second.size()) + "\r\n\r\n" + first);
-  raw_wait_consumed(client);
-  meanwhile();
-  raw_send(client, second);
-  return raw_body(raw_receive_response(client));
-}
 
 TEST(FormBody, WorksHoweverTheBytesAreSplit)
 {

@@ -1,5 +1,7 @@
 // The real executable: start-up, exit status, logging, and the answers of the base module.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -80,6 +82,7 @@ TEST(StartUp, ServesHttpAndHttpsAndLogsChangesOnly)
   http_request(client, "POST", engine.url + "/login?user=a&password=b");
   http_request(client, "DELETE",
                engine.url + "/login/" + std::string(300, 'u') + "?sessionkey=" + key);
+  http_request(client, "POST", engine.url + "/a%0aFAKE%7F%c3%a9");
   std::string log = file_text(engine.folder.path + "/stderr");
   EXPECT_NE(log.find("Starting RESTful API Engine application"), std::string::npos);
   auto audit = [](const std::string& request, const std::string& message) {
@@ -91,11 +94,31 @@ TEST(StartUp, ServesHttpAndHttpsAndLogsChangesOnly)
        {audit("POST /login?", "Log in successfully. (0)"),
         audit("PUT /login/RESTTimeout?val", "The value of parameter is invalid. (1)"),
         audit("POST /login?", "Authentication failed. (1)"),
+        audit("POST /a%0AFAKE%7F\xc3\xa9?", "Null Session Key (905)"),
         audit("DELETE /login/" + std::string(248, 'u') + "?ses", bad_request)})
     EXPECT_NE(log.find(line), std::string::npos) << line << "in\n" << log;
   EXPECT_NE(log.find("rest_common.c"), std::string::npos);
   EXPECT_EQ(log.find("accesses API [GET"), std::string::npos);
   EXPECT_EQ(log.find("admin"), std::string::npos);
+}
+
+TEST(StartUp, TellsWhereItCannotListenAndGoesOn)
+{
+  engine_process engine("",
+                        {
+                            {"L7PROC_LOG_STDERR", "1"}
+  },
+                        "no certificate");
+  const std::string told = "not listening on ssl://127.0.0.1:0:./ssl.pem: ";
+  std::string error;
+  for (int i = 0; i < 6000 && std::count(error.begin(), error.end(), '\n') < 3; i++) {
+    usleep(5000);
+    error = file_text(engine.folder.path + "/stderr");
+  }
+  EXPECT_NE(error.find("RESTful API Engine: " + told), std::string::npos) << error;
+  EXPECT_NE(error.find("\nrestful_api_engine: " + told), std::string::npos) << error;
+  EXPECT_EQ(error.find("on 127.0.0.1:0"), std::string::npos) << error;
+  EXPECT_EQ(kill(engine.pid, 0), 0);
 }
 
 TEST(StartUp, LetsInTheAccountsOfItsProfileAndHoldsFewDescriptors)

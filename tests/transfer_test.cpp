@@ -10,8 +10,12 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <atomic>
 #include <chrono>
+
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -185,13 +189,40 @@ TEST(InformationFile, IsWholeWheneverItIsLookedAt)
   EXPECT_EQ(broken, 0);
 }
 
+// As if the flash had no more room.
+static void limit_file_size(rlim_t bytes)
+{
+  const rlimit limit = {bytes, RLIM_INFINITY};
+  signal(SIGXFSZ, SIG_IGN);
+  EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+TEST(InformationFile, IsNotWhatSomebodyPutInItsPlace)
+{
+  engine_reset();
+  const std::string victim = "user-apps/victim";
+  const std::function<void()> others[] = {[] { EXPECT_EQ(mkfifo(INFO.c_str(), 0600), 0); },
+                                          [] { fs::create_symlink("victim", INFO); },
+                                          [] { fs::create_directory(INFO); }};
+  for (const auto& other : others) {
+    info_start();
+    file_write(victim, "cfg_time:5\n");
+    fs::remove(INFO);
+    other();
+    fs::create_symlink("victim", INFO_TEMP);
+    EXPECT_EQ(initialize_transfer_variables(), RC_TRUE);
+    EXPECT_EQ(file_text(INFO), "cfg_time:\ncfg_update:\n");
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(INFO)));
+    EXPECT_EQ(file_text(victim), "cfg_time:5\n");
+  }
+}
+
 TEST(InformationFile, StaysAsItWasWhenAStepFails)
 {
   engine_reset();
   const std::string old = "cfg_time:1\ncfg_update:2\n";
   const std::function<void()> faults[] = {
-      [] { fs::create_symlink("/dev/full", INFO_TEMP); },  // no space left
-      [] { fs::create_directories(INFO_TEMP + "/in the way"); }};
+      [] { limit_file_size(8); }, [] { fs::create_directories(INFO_TEMP + "/in the way"); }};
   for (const auto& fault : faults) {
     info_start(old, "1", "2");
     fault();
@@ -199,6 +230,7 @@ TEST(InformationFile, StaysAsItWasWhenAStepFails)
                     .empty());
     EXPECT_EQ(file_text(INFO), old);
     EXPECT_STREQ(startupcfgInfo.cfgTime, "3");
+    limit_file_size(RLIM_INFINITY);
   }
   fs::remove_all("user-apps");
   EXPECT_EQ(write_startupcfg_info_file(), RC_FALSE);

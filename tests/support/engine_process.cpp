@@ -31,9 +31,13 @@ void program_exec(const std::vector<std::string>& command)
 }
 
 engine_process::engine_process(const std::string& profile,
-                               const std::map<std::string, std::string>& environment)
+                               const std::map<std::string, std::string>& environment,
+                               const std::string& certificate)
 {
-  make_certificate(folder.path + "/ssl.pem");
+  if (certificate.empty())
+    make_certificate(folder.path + "/ssl.pem");
+  else
+    file_write(folder.path + "/ssl.pem", certificate);
   if (!profile.empty())
     file_write(folder.path + "/profile.json", profile);
   pid = fork();

@@ -20,9 +20,11 @@ struct engine_process {
   std::string tls_url;  // https://127.0.0.1:PORT
 
   // Starts the engine with these environment variables added. A profile is the JSON text that
-  // SWITCHSIM_PROFILE shall name; "" for none.
+  // SWITCHSIM_PROFILE shall name; "" for none. A certificate is the text of ssl.pem; "" for one
+  // that can be used.
   explicit engine_process(const std::string& profile = "",
-                          const std::map<std::string, std::string>& environment = {});
+                          const std::map<std::string, std::string>& environment = {},
+                          const std::string& certificate = "");
   ~engine_process();  // kills it
   engine_process(const engine_process&) = delete;
   engine_process& operator=(const engine_process&) = delete;
