@@ -1,6 +1,7 @@
 // The engine: registers with the management API, waits for it, and serves requests until killed.
 #include <malloc.h>
 #include <stdio.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "engine/rest_config.h"
@@ -15,6 +16,23 @@ static constexpr int EXIT_NOT_REGISTERED = 2;
 // Memory that stays with the process when an answer's tree is freed, enough for the longest lists.
 // To give it back and get it again with every request would cost more than the whole rest.
 static constexpr int MEMORY_KEPT = 32 * 1024 * 1024;
+
+// The server's connections have the descriptors up to 1023; what the engine opens itself finds room
+// behind them, so that it never costs a connection.
+static constexpr rlim_t DESCRIPTORS = 1024 + 64;
+
+static const mg_limits LIMITS = {REST_BODY_MAX, REST_BUFFER_TOTAL_MAX, REST_HEADER_TIME_S * 1000,
+                                 REST_BODY_TIME_S * 1000, REST_BODY_MIN};
+
+static void raise_descriptor_limit(void)
+{
+  rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= DESCRIPTORS ||
+      limit.rlim_max < DESCRIPTORS)
+    return;
+  limit.rlim_cur = DESCRIPTORS;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
 
 int main(void)
 {
@@ -36,7 +54,9 @@ int main(void)
   fflush(stdout);
   initialize_transfer_variables();
 
+  raise_descriptor_limit();
   struct mg_server* server = mg_create_server(nullptr, evt_handler);
+  mg_set_limits(server, &LIMITS);
   mg_set_option(server, "listening_port", REST_LISTENING_PORT);
   mg_set_option(server, "document_root", REST_DOCUMENT_ROOT);
   for (;;)
