@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "engine/rest_config.h"
@@ -43,6 +44,23 @@ static void start_listening(struct mg_server* server)
   start_complain(REST_HTTPS_LISTENER, cause);
 }
 
+// The server's connections have the descriptors up to 1023; what the engine opens itself finds room
+// behind them, so that it never costs a connection.
+static constexpr rlim_t DESCRIPTORS = 1024 + 64;
+
+static const mg_limits LIMITS = {REST_BODY_MAX, REST_BUFFER_TOTAL_MAX, REST_HEADER_TIME_S * 1000,
+                                 REST_BODY_TIME_S * 1000, REST_BODY_MIN};
+
+static void raise_descriptor_limit(void)
+{
+  rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= DESCRIPTORS ||
+      limit.rlim_max < DESCRIPTORS)
+    return;
+  limit.rlim_cur = DESCRIPTORS;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 int main(void)
 {
   static char name[] = "restful_api_engine";
@@ -63,9 +81,11 @@ int main(void)
   fflush(stdout);
   initialize_transfer_variables();
 
+  raise_descriptor_limit();
   struct mg_server* server;
   while (!(server = mg_create_server(nullptr, evt_handler)))
     sleep(REST_CONNECT_RETRY_S);  // memory is short
+  mg_set_limits(server, &LIMITS);
   start_listening(server);
   mg_set_option(server, "document_root", REST_DOCUMENT_ROOT);
   for (;;)

@@ -61,6 +61,30 @@
 #define REST_SESSION_TIMEOUT_S 300
 #endif
 
+// Bytes of the longest request body, or WebSocket frame, that is read; more is answered with 413.
+#ifndef REST_BODY_MAX
+#define REST_BODY_MAX (8 * 1024 * 1024)
+#endif
+
+// Received bytes that all connections may hold together. Beyond it the one that holds the most is
+// closed, but none that holds at most 64 KiB.
+#ifndef REST_BUFFER_TOTAL_MAX
+#define REST_BUFFER_TOTAL_MAX (32 * 1024 * 1024)
+#endif
+
+// Time from the first byte of a request to the end of its headers, in seconds.
+#ifndef REST_HEADER_TIME_S
+#define REST_HEADER_TIME_S 30
+#endif
+
+// Bytes of a body that must come in each REST_BODY_TIME_S, in seconds, until it is complete.
+#ifndef REST_BODY_MIN
+#define REST_BODY_MIN 1024
+#endif
+#ifndef REST_BODY_TIME_S
+#define REST_BODY_TIME_S 30
+#endif
+
 // The server option "listening_port": plain HTTP and HTTPS.
 #define REST_HTTPS_LISTENER "ssl://" REST_HTTPS_ADDRESS ":" REST_SSL_CERTIFICATE
 #define REST_LISTENING_PORT REST_HTTP_ADDRESS "," REST_HTTPS_LISTENER

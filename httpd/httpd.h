@@ -82,6 +82,22 @@ int mg_poll_server(struct mg_server* server, int milliseconds);
 // is no usable certificate).
 const char* mg_set_option(struct mg_server* server, const char* name, const char* value);
 
+// What clients may cost. 0 is no limit, which is what each is until it is set.
+struct mg_limits {
+  // Bytes of a request's body, or of a WebSocket frame. A longer one is refused with 413, or with
+  // 1009, and the connection closed.
+  size_t body_max;
+  // Received bytes that wait in all connections together. Beyond it the one that holds the most,
+  // and more than 64 KiB, is refused likewise.
+  size_t buffer_total_max;
+  // A header block must be complete so long after its first byte, a TLS handshake after the
+  // connection; a body must bring body_min bytes, or its end, in every body_time_ms. Else 408.
+  int header_time_ms;
+  int body_time_ms;
+  int body_min;
+};
+void mg_set_limits(struct mg_server* server, const struct mg_limits* limits);
+
 // The option's value, "" when it is unset, null for an unknown name.
 const char* mg_get_option(const struct mg_server* server, const char* name);
 

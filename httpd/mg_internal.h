@@ -61,6 +61,13 @@ struct connection {
   char* proxy_request;     // owned copy of the header block as it came, when proxying is on
   bool is_in_message;      // a fragmented WebSocket message is under way
   bool handler_called;     // with MG_REQUEST, for this request
+  bool must_close;         // where this request ends is not clear, or it is not read to its end
+  bool is_over;            // a request has ended while what had been received was looked at
+  // By the manager's clock: when the client last brought the request on as it should (0: nothing of
+  // one has come), and since when the connection has been without one.
+  int64_t progress_ms;
+  int64_t idle_since_ms;
+  int64_t progress_bytes;  // num_bytes_recv at that time, 0 in a header block
 };
 
 struct cgi_child;
@@ -71,6 +78,8 @@ struct mg_server {
   mg_handler_t event_handler;
   char* config_options[NUM_OPTIONS];  // owned
   cgi_child* children;                // CGI programs that have not been waited for
+  mg_limits limits;
+  size_t received;  // bytes that wait in the connections' receive buffers, or more
 };
 
 // The record that the handler's view is part of.
@@ -100,6 +109,34 @@ inline bool is_peer(const ns_connection* nc)
 {
   return (nc->flags & (MGF_CGI_PEER | MGF_PROXY_PEER)) != 0;
 }
+
+// The connection's own record; a peer of a CGI or proxied request has none.
+inline connection* connection_of(const ns_connection* nc)
+{
+  return is_peer(nc) ? nullptr : static_cast<connection*>(nc->user_data);
+}
+
+inline bool is_head(const mg_connection* conn)
+{
+  return conn->request_method && strcmp(conn->request_method, "HEAD") == 0;
+}
+
+// --- mg_limits.cpp ---
+
+// Refuses a request whose body of that length is longer than it may be; true when it was.
+bool mg_refuse_large_body(connection* conn, int64_t length);
+
+// To be told of all that is received, when it has been looked at: bounds what is kept of it.
+void mg_note_received(connection* conn, size_t count);
+
+// To be told when output has been written.
+void mg_note_sent(connection* conn);
+
+// Ends a connection whose client takes too long, or can no longer be heard.
+void mg_end_hopeless(connection* conn);
+
+// The connection that has been without a complete request for longest, null when there is none.
+ns_connection* mg_expendable(ns_mgr* mgr);
 
 // --- mg_response.cpp ---
 

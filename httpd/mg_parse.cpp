@@ -163,6 +163,107 @@ static void parse_http_headers(char* lines, struct mg_connection* view)
   }
 }
 
+static const char LENGTH_NAME[] = "Content-Length";
+static const char ENCODING_NAME[] = "Transfer-Encoding";
+
+// A line of a header block, without its end.
+struct header_line {
+  const char* begin;
+  const char* end;
+};
+
+template <size_t Size>
+static bool begins_with(const header_line& line, const char (&name)[Size])
+{
+  return line.end - line.begin >= static_cast<ptrdiff_t>(Size - 1) &&
+         strncasecmp(line.begin, name, Size - 1) == 0;
+}
+
+template <size_t Size>
+static bool has_name(const header_line& line, const char (&name)[Size])
+{
+  const char* behind = line.begin + Size - 1;
+  return begins_with(line, name) && (behind == line.end || *behind == ':' || *behind == ' ');
+}
+
+// The value of a Content-Length line, -1 when it is no decimal number of at most 18 digits.
+static int64_t length_of(const header_line& line)
+{
+  const char* p = line.begin + sizeof LENGTH_NAME - 1;
+  if (p == line.end || *p != ':') {
+    return -1;
+  }
+  p = std::find_if(p + 1, line.end, [](char c) { return c != ' '; });
+  const char* first = p;
+  int64_t value = 0;
+  for (; p < line.end && *p >= '0' && *p <= '9' && p - first < 18; p++) {
+    value = value * 10 + (*p - '0');
+  }
+  const bool is_number = p > first && std::all_of(p, line.end, [](char c) { return c == ' '; });
+  return is_number ? value : -1;
+}
+
+static bool mentions_end(header_line block)
+{
+  for (; block.begin < block.end; block.begin++) {
+    if (begins_with(block, LENGTH_NAME) || begins_with(block, ENCODING_NAME)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool mg_end_is_clear(const char* block, size_t len)
+{
+  const char* end = block + len;
+  const char* next =
+      std::find_if(block, end, [](char c) { return isspace(static_cast<unsigned char>(c)) == 0; });
+  int64_t length = -1;
+  int number = -1;  // of the line; the request line is 0
+  bool is_parsed = true, was_length = false;
+  while (next < end) {
+    header_line line = {
+        next, static_cast<const char*>(memchr(next, '\n', static_cast<size_t>(end - next)))};
+    if (line.end == nullptr) {
+      return false;
+    }
+    next = line.end + 1;
+    while (line.end > line.begin && line.end[-1] == '\r') {
+      line.end--;
+    }
+    if (line.begin == line.end) {
+      continue;
+    }
+    const size_t line_len = static_cast<size_t>(line.end - line.begin);
+    if (memchr(line.begin, '\r', line_len) != nullptr) {
+      // Alone, a carriage return ends a line here, but not for everyone.
+      return !mentions_end({block, end});
+    }
+    if (++number == 0) {
+      continue;
+    }
+    if (*line.begin == ' ' || *line.begin == ':') {  // the parser stops here
+      if (was_length) {
+        return false;
+      }
+      is_parsed = false;
+      line.begin += strspn(line.begin, " :");
+    }
+    if (has_name(line, ENCODING_NAME)) {
+      return false;
+    }
+    was_length = has_name(line, LENGTH_NAME);
+    if (was_length) {
+      const int64_t value = length_of(line);
+      if (value < 0 || (length >= 0 && value != length) || !is_parsed || number > MG_MAX_HEADERS) {
+        return false;
+      }
+      length = value;
+    }
+  }
+  return true;
+}
+
 // The path is a C string: a decoded zero byte ends it, for everyone who reads it from here on.
 static void split_target(char* target, struct mg_connection* view)
 {

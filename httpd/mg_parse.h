@@ -22,6 +22,11 @@ int get_request_len(const char* buf, size_t len);
 // a response.
 int parse_http_message(char* buf, size_t len, struct mg_connection* view);
 
+// Whether everyone who reads the header block agrees on where the request's body ends: false for a
+// Transfer-Encoding, and for a Content-Length that is no decimal number, is given differently
+// twice, is folded, or stands where parse_http_message does not look.
+bool mg_end_is_clear(const char* block, size_t len);
+
 // Whether a request target (decoded, null allowed) is a path, "*", a URL or host:port.
 bool is_valid_uri(const char* uri);
 

@@ -62,6 +62,8 @@ void terminate_headers(connection* conn)
 // once.
 static void write_chunk(connection* conn, const void* data, size_t len)
 {
+  if (is_head(&conn->mg_conn))
+    return;
   char memory[2048];
   int digits = snprintf(memory, sizeof memory, "%zX\r\n", len);
   size_t used = static_cast<size_t>(digits);
@@ -78,7 +80,8 @@ static void write_chunk(connection* conn, const void* data, size_t len)
 
 void write_terminating_chunk(connection* conn)
 {
-  ns_send(conn->ns_conn, "0\r\n\r\n", 5);
+  if (!is_head(&conn->mg_conn))
+    ns_send(conn->ns_conn, "0\r\n\r\n", 5);
 }
 
 size_t mg_send_data(struct mg_connection* c, const void* data, size_t len)
@@ -150,7 +153,7 @@ void send_http_error(connection* conn, int code, const char* format, ...)
     va_end(args);
   }
   mg_printf(c, "HTTP/1.1 %d %s\r\nContent-Length: %d\r\nContent-Type: text/plain\r\n\r\n%s", code,
-            reason, static_cast<int>(strlen(body)), body);
+            reason, static_cast<int>(strlen(body)), is_head(c) ? "" : body);
   close_local_endpoint(conn);
 }
 

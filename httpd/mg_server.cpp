@@ -23,12 +23,6 @@ static mg_server* server_of(ns_mgr* mgr)
   return reinterpret_cast<mg_server*>(mgr);
 }
 
-// The connection's own record; a peer of a CGI or proxied request has none.
-static connection* connection_of(const ns_connection* nc)
-{
-  return is_peer(nc) ? nullptr : static_cast<connection*>(nc->user_data);
-}
-
 connection* mg_conn_2_conn(const mg_connection* conn)
 {
   const char* member = reinterpret_cast<const char*>(conn);
@@ -75,6 +69,7 @@ static void init_connection(connection* conn, ns_connection* nc)
   conn->ns_conn = nc;
   conn->server = server_of(nc->mgr);
   conn->mg_conn.server_param = nc->mgr->user_data;
+  conn->idle_since_ms = nc->mgr->now_ms;
 }
 
 // Links a fresh record with the socket; null when memory is short.
@@ -87,13 +82,17 @@ static connection* new_connection(ns_connection* nc)
   return conn;
 }
 
+// Only an explicit refusal counts: a malformed list lets everybody in.
+static bool is_let_in(const ns_connection* nc)
+{
+  const char* acl = mg_option_value(server_of(nc->mgr), ACCESS_CONTROL_LIST);
+  return check_acl(acl, ntohl(nc->sa.sin.sin_addr.s_addr)) != 0;
+}
+
 static void on_accept(ns_connection* nc)
 {
   nc->user_data = nullptr;
-  const char* acl = mg_option_value(server_of(nc->mgr), ACCESS_CONTROL_LIST);
-  // Only an explicit refusal counts: a malformed list lets everybody in.
-  connection* conn =
-      check_acl(acl, ntohl(nc->sa.sin.sin_addr.s_addr)) == 0 ? nullptr : new_connection(nc);
+  connection* conn = is_let_in(nc) ? new_connection(nc) : nullptr;
   if (conn)
     set_addresses(conn);
   else
@@ -121,7 +120,7 @@ bool should_keep_alive(const mg_connection* conn)
   const char* method = conn->request_method;
   if (!method || (strcmp(method, "GET") != 0 && mg_conn_2_conn(conn)->endpoint_type != EP_USER))
     return false;
-  if (conn->is_websocket)
+  if (conn->is_websocket || mg_conn_2_conn(conn)->must_close)
     return false;
   if (const char* header = mg_get_header(conn, "Connection"))
     return strcasecmp(header, "keep-alive") == 0;
@@ -161,7 +160,8 @@ static void reset_request(connection* conn)
   conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
-  conn->handler_called = false;
+  conn->handler_called = conn->must_close = false;
+  conn->progress_ms = conn->progress_bytes = 0;
 
   mg_connection* c = &conn->mg_conn;
   c->request_method = c->uri = c->http_version = c->query_string = nullptr;
@@ -184,6 +184,8 @@ void close_local_endpoint(connection* conn)
   // What is left of the body, or came of a next request, goes too: a kept connection starts afresh.
   iobuf_free(&nc->recv_iobuf);
   reset_request(conn);
+  conn->idle_since_ms = nc->mgr->now_ms;
+  conn->is_over = true;
   nc->flags &=
       ~(NSF_CLOSE_WHEN_SENT | NSF_HOLD_SEND | NSF_CLOSE_NOW | MGF_HEADERS_SENT | MGF_UNNAMED);
   if (!keep_alive)
@@ -209,6 +211,7 @@ static void try_parse(connection* conn)
   if (mg_option_value(conn->server, ENABLE_PROXY))
     if (!(conn->proxy_request = strndup(io->buf, length)))
       ns_break_conn(conn->ns_conn);
+  conn->must_close = !mg_end_is_clear(io->buf, length);
   iobuf_remove(io, length);
   conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn);
   if (conn->request_len > 0) {
@@ -242,7 +245,8 @@ void open_local_endpoint(connection* conn, bool skip_user)
 static void send_continue_if_expected(connection* conn)
 {
   const char* expect = mg_get_header(&conn->mg_conn, "Expect");
-  if (expect && strcasecmp(expect, "100-continue") == 0)
+  if (expect && strcasecmp(expect, "100-continue") == 0 &&
+      strcmp(conn->mg_conn.http_version, "1.1") == 0)
     mg_printf(&conn->mg_conn, "HTTP/1.1 100 Continue\r\n\r\n");
 }
 
@@ -275,6 +279,12 @@ static bool is_request(const connection* conn)
   return strncmp(c->request_method, "HTTP/", sizeof "HTTP/" - 1) != 0 && is_valid_uri(c->uri);
 }
 
+// A proxied request goes on as it came, if the handler does not want it.
+static bool is_for_handler(const connection* conn)
+{
+  return conn->server->event_handler && !conn->proxy_request;
+}
+
 // Answers what cannot be served, or chooses what serves it; false when the request has ended or its
 // header block is still incomplete.
 static bool accept_request(connection* conn)
@@ -294,6 +304,12 @@ static bool accept_request(connection* conn)
     return false;
   }
   if (conn->endpoint_type == EP_NONE) {
+    if (mg_refuse_large_body(conn, conn->cl))
+      return false;
+    if (is_for_handler(conn) && mg_get_header(c, "Transfer-Encoding")) {
+      send_http_error(conn, 411, "%s", "");
+      return false;
+    }
     mg_upgrade_if_requested(conn);
     if (!c->is_websocket)
       send_continue_if_expected(conn);
@@ -306,6 +322,8 @@ static bool accept_request(connection* conn)
 static void serve_user(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
+  if (!conn->mg_conn.is_websocket && mg_refuse_large_body(conn, static_cast<int64_t>(io->len)))
+    return;
   int consumed = call_user(conn, MG_RECV);
   if (consumed < 0)
     conn->ns_conn->flags |= NSF_CLOSE_WHEN_SENT;
@@ -343,6 +361,8 @@ static void on_recv_data(connection* conn)
 // A datagram is a whole request; its record lives for this call.
 static void process_udp(ns_connection* datagram)
 {
+  if (!is_let_in(datagram))
+    return;
   ns_connection nc = *datagram;
   nc.recv_iobuf = {};
   iobuf_append(&nc.recv_iobuf, datagram->recv_iobuf.buf, datagram->recv_iobuf.len);
@@ -351,6 +371,7 @@ static void process_udp(ns_connection* datagram)
   nc.user_data = &conn;
   inet_ntop(AF_INET, &nc.sa.sin.sin_addr, conn.mg_conn.remote_ip, sizeof conn.mg_conn.remote_ip);
   conn.mg_conn.remote_port = ntohs(nc.sa.sin.sin_port);
+  set_address(nc.sock, 0, conn.mg_conn.local_ip, &conn.mg_conn.local_port);
   conn.num_bytes_recv = static_cast<int64_t>(nc.recv_iobuf.len);
   on_recv_data(&conn);
   if (nc.send_iobuf.len > 0)
@@ -439,7 +460,11 @@ static void on_recv(ns_connection* nc, connection* conn, int count)
     return;
   conn->num_bytes_recv += count;
   if (nc->listener) {
+    conn->is_over = false;
     on_recv_data(conn);
+    mg_note_received(conn, static_cast<size_t>(count));
+    if (conn->is_over)
+      nc->flags |= NSF_DISCARD_INPUT;
     mg_pace_client(conn);
   } else {
     process_response(conn);
@@ -465,8 +490,11 @@ static void on_poll(ns_connection* nc, connection* conn, time_t now)
       write_terminating_chunk(conn);
     close_local_endpoint(conn);
   }
-  if (conn)
+  if (conn) {
     mg_poll_endpoint(conn, now);
+    mg_end_hopeless(conn);
+    conn->server->received += nc->recv_iobuf.size;
+  }
   if (nc->listener && now - nc->last_io_time > MG_IDLE_TIMEOUT_S) {
     on_close(nc, conn);
     nc->flags |= NSF_CLOSE_NOW;
@@ -494,6 +522,8 @@ void mg_ev_handler(ns_connection* nc, ns_event ev, void* data)
       on_close(nc, conn);
       break;
     case NS_SEND:
+      if (conn && *static_cast<int*>(data) > 0)
+        mg_note_sent(conn);
       break;
   }
 }
@@ -507,6 +537,7 @@ struct mg_server* mg_create_server(void* server_param, mg_handler_t handler)
     return nullptr;
   ns_mgr_init(&server->mgr, server_param);
   server->event_handler = handler;
+  server->mgr.expendable = mg_expendable;
   if (!set_default_option_values(server->config_options))
     mg_destroy_server(&server);
   return server;
@@ -526,6 +557,7 @@ void mg_destroy_server(struct mg_server** server)
 
 int mg_poll_server(struct mg_server* server, int milliseconds)
 {
+  server->received = 0;  // counted again as all are polled
   time_t now = ns_mgr_poll(&server->mgr, milliseconds);
   mg_reap_children(server);
   return static_cast<int>(now);

@@ -14,6 +14,7 @@ static constexpr int CONTROL_OPCODE = 0x08;
 static constexpr int MASKED = 0x80;
 static constexpr size_t MAX_CONTROL_PAYLOAD = 125;
 static constexpr time_t PING_AFTER_S = 6;
+static constexpr size_t MAX_UNUSED = 64 * 1024;  // room that a connection may keep for nothing
 
 // --- reading frames ---
 
@@ -143,6 +144,13 @@ static void deliver_frame(connection* conn, const websocket_frame& frame)
   c->content_len = 0;
 }
 
+// A long frame that is done with must not keep its room while the next one begins.
+static void give_back_unused(iobuf* io)
+{
+  if (io->size > MAX_UNUSED && io->len < io->size / 2)
+    iobuf_resize(io, io->len);
+}
+
 void mg_deliver_websocket_frames(connection* conn)
 {
   ns_connection* nc = conn->ns_conn;
@@ -150,8 +158,13 @@ void mg_deliver_websocket_frames(connection* conn)
   websocket_frame frame;
   while (io->len > 0 && !(nc->flags & (NSF_CLOSE_NOW | NSF_CLOSE_WHEN_SENT))) {
     int result = parse_websocket_frame(io->buf, io->len, conn->is_in_message, &frame);
-    if (result == 0)
+    size_t most = conn->server->limits.body_max;
+    if (most > 0 && frame.payload_len > most)
+      result = WEBSOCKET_CLOSE_TOO_BIG;
+    if (result == 0) {
+      give_back_unused(io);
       return;
+    }
     if (result != 1) {
       mg_close_websocket(conn, result);
       break;

@@ -11,14 +11,21 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 
 static constexpr size_t READ_STEP = 2048;
-// A peer that sends faster than it is read must not keep the others waiting for longer than this.
-static constexpr time_t READ_PASS_SECONDS = 1;
+// Peers that send faster than they are read must not keep the others waiting: one connection is
+// read so far in a pass, and after so much time no connection further than one step.
+static constexpr size_t READ_SHARE = 256 * 1024;
+static constexpr int64_t PASS_TIME_MS = 50;
+static constexpr int MAX_ACCEPTS = 32;  // in one pass
+// Descriptors that accepted connections leave to whatever else the process opens.
+static constexpr rlim_t KEPT_DESCRIPTORS = 16;
 static constexpr size_t DATAGRAM_SIZE = 2000;
 static constexpr int LISTEN_BACKLOG = 128;
 static constexpr size_t WAKEUP_DATA_SIZE = 8192;
@@ -46,6 +53,13 @@ static void ns_set_non_blocking(int sock)
   fcntl(sock, F_SETFL, fcntl(sock, F_GETFL, 0) | O_NONBLOCK);
 }
 
+static int64_t ns_clock_ms(void)
+{
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
 bool ns_is_error(long result)
 {
   return result == 0 || (result < 0 && errno != EINTR && errno != EINPROGRESS && errno != EAGAIN);
@@ -59,9 +73,7 @@ void ns_break_conn(ns_connection* conn)
 
 time_t ns_clock(void)
 {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec;
+  return static_cast<time_t>(ns_clock_ms() / 1000);
 }
 
 // Keeps what a failing TLS call leaves in the thread's error queue away from the next connection.
@@ -83,16 +95,12 @@ static bool ns_ssl_waits(int code)
 
 // --- addresses ---
 
-void ns_sock_to_str(int sock, char* buf, size_t size, int what)
+void ns_address_to_str(const ns_socket_address& address, char* buf, size_t size, int what)
 {
-  ns_socket_address address = {};
-  socklen_t length = sizeof address;
   if (size == 0)
     return;
   buf[0] = '\0';
-  int found = what & NS_SOCK_PEER ? getpeername(sock, &address.sa, &length)
-                                  : getsockname(sock, &address.sa, &length);
-  if (found != 0 || address.sa.sa_family != AF_INET)
+  if (address.sa.sa_family != AF_INET)
     return;
   if (what & NS_SOCK_IP)
     inet_ntop(AF_INET, &address.sin.sin_addr, buf, static_cast<socklen_t>(size));
@@ -101,6 +109,15 @@ void ns_sock_to_str(int sock, char* buf, size_t size, int what)
     snprintf(buf + used, size - used, "%s%d", what & NS_SOCK_IP ? ":" : "",
              int{ntohs(address.sin.sin_port)});
   }
+}
+
+void ns_sock_to_str(int sock, char* buf, size_t size, int what)
+{
+  ns_socket_address address = {};
+  socklen_t length = sizeof address;
+  int found = what & NS_SOCK_PEER ? getpeername(sock, &address.sa, &length)
+                                  : getsockname(sock, &address.sa, &length);
+  ns_address_to_str(found == 0 ? address : ns_socket_address{}, buf, size, what);
 }
 
 static bool ns_take_prefix(const char** text, const char* prefix)
@@ -134,8 +151,9 @@ int ns_parse_address(const char* text, ns_socket_address* address, int* protocol
   int used = 0;
   char host[200];
   if (sscanf(rest, "%9u.%9u.%9u.%9u:%9u%n", &a, &b, &c, &d, &port, &used) == 5) {
-    address->sin.sin_addr.s_addr =
-        htonl((a & 255) << 24 | (b & 255) << 16 | (c & 255) << 8 | (d & 255));
+    if (a > 255 || b > 255 || c > 255 || d > 255)
+      return 0;
+    address->sin.sin_addr.s_addr = htonl(a << 24 | b << 16 | c << 8 | d);
   } else if (sscanf(rest, "%199[^ :]:%9u%n", host, &port, &used) == 2) {
     addrinfo hints = {};
     hints.ai_family = AF_INET;
@@ -292,7 +310,10 @@ static void ns_trace(ns_connection* conn, ns_event ev, const void* data)
     return;
   char local[64], peer[64];
   ns_sock_to_str(conn->sock, local, sizeof local, NS_SOCK_IP | NS_SOCK_PORT);
-  ns_sock_to_str(conn->sock, peer, sizeof peer, NS_SOCK_IP | NS_SOCK_PORT | NS_SOCK_PEER);
+  if (conn->flags & NSF_UDP)
+    ns_address_to_str(conn->sa, peer, sizeof peer, NS_SOCK_IP | NS_SOCK_PORT);
+  else
+    ns_sock_to_str(conn->sock, peer, sizeof peer, NS_SOCK_IP | NS_SOCK_PORT | NS_SOCK_PEER);
   int count = ev == NS_RECV || ev == NS_SEND ? *static_cast<const int*>(data) : 0;
   fprintf(file, "%lu %p %s %s %s %d\n", static_cast<unsigned long>(time(nullptr)), conn->user_data,
           local, ns_direction_mark(ev), peer, count);
@@ -319,15 +340,14 @@ static void ns_call(ns_connection* conn, ns_event ev, void* data)
 
 // --- birth and death of connections ---
 
-ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* user_data)
+// Wraps a socket that is non-blocking and closed in children.
+static ns_connection* ns_wrap_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* user_data)
 {
   if (!ns_fits_select_set(sock))
     return nullptr;
   ns_connection* conn = static_cast<ns_connection*>(calloc(1, sizeof *conn));
   if (!conn)
     return nullptr;
-  ns_set_non_blocking(sock);
-  ns_set_close_on_exec(sock);
   conn->sock = sock;
   conn->user_data = user_data;
   conn->callback = callback;
@@ -337,6 +357,16 @@ ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* 
   if (conn->next)
     conn->next->prev = conn;
   mgr->active_connections = conn;
+  return conn;
+}
+
+ns_connection* ns_add_sock(ns_mgr* mgr, int sock, ns_callback_t callback, void* user_data)
+{
+  ns_connection* conn = ns_wrap_sock(mgr, sock, callback, user_data);
+  if (conn) {
+    ns_set_non_blocking(sock);
+    ns_set_close_on_exec(sock);
+  }
   return conn;
 }
 
@@ -365,6 +395,8 @@ void ns_close_conn(ns_connection* conn)
     conn->mgr->active_connections = conn->next;
   if (conn->next)
     conn->next->prev = conn->prev;
+  if (conn->mgr->next_served == conn)
+    conn->mgr->next_served = conn->next;
   ns_destroy(conn);
 }
 
@@ -398,6 +430,15 @@ static int ns_use_ca_cert(SSL_CTX* ctx, const char* path)
   return SSL_CTX_load_verify_locations(ctx, path, nullptr) == 1 ? 0 : -2;
 }
 
+// What a server agrees to: of TLS 1.2 only suites with forward secrecy and authenticated
+// encryption, and the order is the server's.
+static bool ns_restrict_tls(SSL_CTX* ctx)
+{
+  SSL_CTX_set_options(ctx, SSL_OP_CIPHER_SERVER_PREFERENCE);
+  return SSL_CTX_set_cipher_list(ctx, "ECDHE+AESGCM:ECDHE+CHACHA20") == 1 &&
+         SSL_CTX_set1_groups_list(ctx, "X25519:P-256") == 1;
+}
+
 // Gives the connection a context of its own; false when a file cannot be used.
 static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const char* cert,
                             const char* ca)
@@ -416,7 +457,8 @@ static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const
     SSL_CTX_set_session_cache_mode(conn->ssl_ctx, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_session_id_context(conn->ssl_ctx, session_scope, sizeof session_scope - 1);
   }
-  bool usable = ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0;
+  bool usable = ns_use_cert(conn->ssl_ctx, cert) == 0 && ns_use_ca_cert(conn->ssl_ctx, ca) == 0 &&
+                (!(conn->flags & NSF_LISTENING) || ns_restrict_tls(conn->ssl_ctx));
   ERR_clear_error();
   return usable;
 }
@@ -569,9 +611,21 @@ static int ns_open_spare(void)
   return open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
 
+// Where the numbers of accepted connections end: the process's own files take higher ones.
+static int ns_max_sock(void)
+{
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+    return FD_SETSIZE;
+  rlim_t kept = std::min(KEPT_DESCRIPTORS, limit.rlim_cur / 2);
+  return static_cast<int>(std::min<rlim_t>(limit.rlim_cur - kept, FD_SETSIZE));
+}
+
 void ns_mgr_init(ns_mgr* mgr, void* user_data)
 {
   *mgr = {};
+  mgr->max_sock = ns_max_sock();
+  mgr->now_ms = ns_clock_ms();
   mgr->ctl[0] = mgr->ctl[1] = -1;
   mgr->user_data = user_data;
   signal(SIGPIPE, SIG_IGN);
@@ -643,22 +697,42 @@ static void ns_refuse_connection(ns_connection* listener)
     close(sock);
 }
 
-static void accept_conn(ns_connection* listener)
+// Closes a connection for a newcomer; false when none can be spared.
+static bool ns_make_room(ns_mgr* mgr)
 {
-  ns_socket_address peer = {};
-  socklen_t length = sizeof peer;
-  int sock = accept4(listener->sock, &peer.sa, &length, SOCK_CLOEXEC);
-  if (sock < 0) {
-    if (errno == EMFILE || errno == ENFILE)
-      ns_refuse_connection(listener);
-    return;
-  }
-  ns_connection* conn = ns_add_sock(listener->mgr, sock, listener->callback, listener->user_data);
+  ns_connection* victim = mgr->expendable ? mgr->expendable(mgr) : nullptr;
+  if (!victim)
+    return false;
+  ns_close_conn(victim);
+  return true;
+}
+
+static int ns_accept_socket(const ns_connection* listener, ns_socket_address* peer)
+{
+  socklen_t length = sizeof *peer;
+  return accept4(listener->sock, &peer->sa, &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+}
+
+// Gives a newcomer whose descriptor is too high the one of a connection that makes room; -1, with
+// the newcomer closed, when there is none.
+static int ns_move_down(ns_mgr* mgr, int sock)
+{
+  int lower = ns_make_room(mgr) ? fcntl(sock, F_DUPFD_CLOEXEC, 0) : -1;
+  close(sock);
+  if (lower < mgr->max_sock)
+    return lower;
+  close(lower);
+  return -1;
+}
+
+static void ns_start_accepted(ns_connection* listener, int sock, ns_socket_address* peer)
+{
+  ns_connection* conn = ns_wrap_sock(listener->mgr, sock, listener->callback, listener->user_data);
   if (!conn) {
     close(sock);
     return;
   }
-  conn->sa = peer;
+  conn->sa = *peer;
   // An answer behind the end of a TLS handshake would wait for the peer's delayed acknowledgement.
   int on = 1;
   setsockopt(sock, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -669,7 +743,29 @@ static void accept_conn(ns_connection* listener)
   }
   conn->listener = listener;
   conn->proto_data = listener->proto_data;
-  ns_call(conn, NS_ACCEPT, &peer);
+  ns_call(conn, NS_ACCEPT, peer);
+}
+
+// Accepts one connection; false when no other is to be expected. Without a free descriptor the
+// system does not look whether one is there: room is made only for one that is known to be.
+static bool accept_conn(ns_connection* listener, bool is_there)
+{
+  ns_socket_address peer = {};
+  int sock = ns_accept_socket(listener, &peer);
+  if (sock < 0 && is_there && (errno == EMFILE || errno == ENFILE)) {
+    if (!ns_make_room(listener->mgr)) {
+      ns_refuse_connection(listener);
+      return false;
+    }
+    sock = ns_accept_socket(listener, &peer);
+  }
+  if (sock < 0)
+    return false;
+  if (sock >= listener->mgr->max_sock)
+    sock = ns_move_down(listener->mgr, sock);
+  if (sock >= 0)
+    ns_start_accepted(listener, sock, &peer);
+  return true;
 }
 
 static void ns_handle_udp(ns_connection* listener)
@@ -723,7 +819,21 @@ static void ns_finish_handshake(ns_connection* conn)
     conn->flags |= NSF_CLOSE_NOW;
 }
 
-static void ns_read_from_socket(ns_connection* conn)
+static int ns_read_step(ns_connection* conn, char* bytes, size_t size)
+{
+  return conn->ssl ? SSL_read(conn->ssl, bytes, static_cast<int>(size))
+                   : static_cast<int>(recv(conn->sock, bytes, size, 0));
+}
+
+// Whether a connection that has been read so far in this pass is read further. Everyone gets one
+// step, however long the pass has taken already.
+static bool ns_may_read_on(const ns_connection* conn, size_t taken, int64_t deadline_ms)
+{
+  return !(conn->flags & (NSF_READ_PAUSED | NSF_DISCARD_INPUT)) && taken < READ_SHARE &&
+         (taken == 0 || ns_clock_ms() <= deadline_ms);
+}
+
+static void ns_read_from_socket(ns_connection* conn, int64_t deadline_ms)
 {
   if (conn->flags & NSF_CONNECTING) {
     ns_finish_connecting(conn);
@@ -733,48 +843,50 @@ static void ns_read_from_socket(ns_connection* conn)
     ns_finish_handshake(conn);
     return;
   }
-  char bytes[READ_STEP];
-  int got;
-  time_t start = ns_clock();
   // A record is read with one call instead of two. Not during the handshake: what comes behind it
   // must stay in the socket, to make it readable again.
   if (conn->ssl)
     SSL_set_read_ahead(conn->ssl, 1);
-  for (;;) {
-    time_t now = ns_clock();
-    if (now - start > READ_PASS_SECONDS || (conn->flags & NSF_READ_PAUSED)) {
-      // What TLS has taken already would not make the socket readable again: it must not take more
-      // than the record it is at.
-      if (conn->ssl)
-        SSL_set_read_ahead(conn->ssl, 0);
-      if (!conn->ssl || !SSL_has_pending(conn->ssl)) {
-        conn->last_io_time = now;
-        return;
-      }
-    }
-    got = conn->ssl ? SSL_read(conn->ssl, bytes, sizeof bytes)
-                    : static_cast<int>(recv(conn->sock, bytes, sizeof bytes, 0));
-    if (got <= 0)
-      break;
+  char bytes[READ_STEP];
+  int got = 1;
+  size_t taken = 0;
+  while (ns_may_read_on(conn, taken, deadline_ms) &&
+         (got = ns_read_step(conn, bytes, sizeof bytes)) > 0) {
+    taken += static_cast<size_t>(got);
     if (iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got)) == 0)
       ns_break_conn(conn);
     ns_call(conn, NS_RECV, &got);
     if (conn->flags & NSF_BROKEN)
       return;
   }
+  // All that is there now goes: the next request must not seem to begin in the middle of it.
+  for (taken = 0; got > 0 && (conn->flags & NSF_DISCARD_INPUT) && taken < READ_SHARE;
+       taken += static_cast<size_t>(got))
+    got = ns_read_step(conn, bytes, sizeof bytes);
+  if (got > 0) {
+    conn->flags |= conn->ssl ? NSF_READ_AHEAD : 0;
+    return;
+  }
+  conn->flags &= ~(NSF_READ_AHEAD | NSF_DISCARD_INPUT);
   bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
   if (failed)
     conn->flags |= NSF_CLOSE_NOW;
 }
 
-static void ns_write_to_socket(ns_connection* conn)
+// A write that is only tried, without the socket being known to be writable, finds it full in the
+// ordinary course of things: it leaves no mark on the connection.
+static void ns_write_to_socket(ns_connection* conn, bool is_tried)
 {
   iobuf& io = conn->send_iobuf;
   int sent;
   if (conn->ssl) {
     sent = SSL_write(conn->ssl, io.buf, io.len > INT32_MAX ? INT32_MAX : static_cast<int>(io.len));
     if (sent <= 0) {
-      if (ns_ssl_waits(ns_ssl_err(conn, sent)))
+      uint32_t before = conn->flags;
+      bool waits = ns_ssl_waits(ns_ssl_err(conn, sent));
+      if (is_tried)
+        conn->flags = before;
+      if (waits)
         return;
       conn->flags |= NSF_CLOSE_NOW;
     }
@@ -790,23 +902,14 @@ static void ns_write_to_socket(ns_connection* conn)
     iobuf_remove(&io, static_cast<size_t>(sent));
 }
 
-static void ns_serve_readable(ns_connection* conn, time_t now)
+static void ns_serve_listener(ns_connection* listener)
 {
-  if (conn->flags & NSF_LISTENING) {
-    if (conn->flags & NSF_UDP)
-      ns_handle_udp(conn);
-    else
-      accept_conn(conn);
+  if (listener->flags & NSF_UDP) {
+    ns_handle_udp(listener);
     return;
   }
-  conn->last_io_time = now;
-  ns_read_from_socket(conn);
-}
-
-static void ns_serve_writable(ns_connection* conn, time_t now)
-{
-  conn->last_io_time = now;
-  ns_write_to_socket(conn);
+  for (int i = 0; i < MAX_ACCEPTS && accept_conn(listener, i == 0); i++) {
+  }
 }
 
 // Whether there is output that may be written now.
@@ -842,13 +945,40 @@ static bool ns_waits_for_writing(const ns_connection* conn)
   return ns_has_output(conn);
 }
 
+// Whether there is something to read that does not make the socket readable.
+static bool ns_has_read_ahead(const ns_connection* conn)
+{
+  return (conn->flags & NSF_READ_AHEAD) && ns_waits_for_reading(conn);
+}
+
+static void ns_serve(ns_connection* conn, bool readable, bool writable, time_t now,
+                     int64_t deadline_ms)
+{
+  if (readable && (conn->flags & NSF_LISTENING)) {
+    ns_serve_listener(conn);
+    return;
+  }
+  if (readable) {
+    conn->last_io_time = now;
+    ns_read_from_socket(conn, deadline_ms);
+  }
+  if (writable && (conn->flags & NSF_CONNECTING)) {
+    ns_read_from_socket(conn, deadline_ms);
+  } else if (ns_has_output(conn) && (writable || (readable && !(conn->flags & NSF_CLOSE_NOW)))) {
+    conn->last_io_time = now;
+    ns_write_to_socket(conn, !writable);  // also the answer to what was just read
+  }
+}
+
 time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
 {
   fd_set read_set, write_set;
   FD_ZERO(&read_set);
   FD_ZERO(&write_set);
   int max_fd = -1;
-  time_t current_time = ns_clock();
+  bool must_not_wait = false;
+  mgr->now_ms = ns_clock_ms();
+  time_t current_time = static_cast<time_t>(mgr->now_ms / 1000);
   ns_add_to_set(mgr->ctl[1], &read_set, &max_fd);
   if (mgr->spare_fd < 0)
     mgr->spare_fd = ns_open_spare();
@@ -863,6 +993,7 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
       ns_add_to_set(conn->sock, &read_set, &max_fd);
     if (ns_waits_for_writing(conn))
       ns_add_to_set(conn->sock, &write_set, &max_fd);
+    must_not_wait = must_not_wait || ns_has_read_ahead(conn);
     if (conn->flags & NSF_CLOSE_NOW) {
       FD_CLR(conn->sock, &read_set);
       FD_CLR(conn->sock, &write_set);
@@ -871,23 +1002,25 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
   }
 
   timeval timeout = {};
-  timeout.tv_sec = milliseconds / 1000;
-  timeout.tv_usec = milliseconds % 1000 * 1000;
-  if (select(max_fd + 1, &read_set, &write_set, nullptr, &timeout) > 0) {
-    current_time = ns_clock();
+  if (!must_not_wait) {
+    timeout.tv_sec = milliseconds / 1000;
+    timeout.tv_usec = milliseconds % 1000 * 1000;
+  }
+  int ready = select(max_fd + 1, &read_set, &write_set, nullptr, &timeout);
+  if (ready > 0 || (ready == 0 && must_not_wait)) {
+    mgr->now_ms = ns_clock_ms();
+    current_time = static_cast<time_t>(mgr->now_ms / 1000);
+    int64_t deadline_ms = mgr->now_ms + PASS_TIME_MS;
     if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &read_set))
       ns_take_wakeup(mgr);
-    for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
-      next = conn->next;
-      bool readable = FD_ISSET(conn->sock, &read_set);
-      bool writable = FD_ISSET(conn->sock, &write_set);
-      if (readable)
-        ns_serve_readable(conn, current_time);
-      if (writable && (conn->flags & NSF_CONNECTING))
-        ns_read_from_socket(conn);
-      else if (ns_has_output(conn) && (writable || (readable && !(conn->flags & NSF_CLOSE_NOW))))
-        ns_serve_writable(conn, current_time);  // also the answer to what was just read
+    // Serving one may close others. A connection that takes a closed one's descriptor is not met in
+    // this pass: it stands in front of those that are still to come.
+    for (ns_connection* conn = mgr->active_connections; conn; conn = mgr->next_served) {
+      mgr->next_served = conn->next;
+      ns_serve(conn, FD_ISSET(conn->sock, &read_set) || ns_has_read_ahead(conn),
+               FD_ISSET(conn->sock, &write_set), current_time, deadline_ms);
     }
+    mgr->next_served = nullptr;
   }
 
   for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {

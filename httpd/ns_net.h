@@ -39,6 +39,8 @@ constexpr uint32_t NSF_UDP = 0x100;              // datagram socket: output is n
 constexpr uint32_t NSF_READ_PAUSED = 0x200;      // do not read: what was read has not gone on yet
 constexpr uint32_t NSF_MORE_FOLLOWS = 0x400;     // output is certain to follow: fill up segments
 constexpr uint32_t NSF_BROKEN = 0x8000;          // see ns_break_conn; never cleared
+constexpr uint32_t NSF_READ_AHEAD = 0x800;       // TLS may hold bytes that were not asked for yet
+constexpr uint32_t NSF_DISCARD_INPUT = 0x1000;   // drop what is left of what has arrived by now
 constexpr uint32_t MGF_HEADERS_SENT = 0x100000;  // the chunked response's headers are written
 constexpr uint32_t MGF_UNNAMED = 0x200000;       // cleared with the other request flags
 constexpr uint32_t MGF_CGI_PEER = 0x400000;      // the pipe to a CGI child
@@ -67,11 +69,18 @@ struct ns_connection {
   uint32_t flags;
 };
 
+// The connection that is to make room for a new one, or null.
+using ns_expendable_t = ns_connection* (*)(ns_mgr* mgr);
+
 struct ns_mgr {
   ns_connection* active_connections;
-  const char* hexdump_file;  // not owned; when set, every event but NS_POLL is traced to it
-  int ctl[2];                // wake-up sockets, -1 when closed
-  int spare_fd;              // given up to refuse a connection when descriptors have run out
+  ns_connection* next_served;  // the one behind that which is being served in this pass
+  ns_expendable_t expendable;  // asked when the descriptors are full; null: nothing makes room
+  int max_sock;                // an accepted connection's descriptor is below this
+  int64_t now_ms;              // time of the pass by a clock that does not jump
+  const char* hexdump_file;    // not owned; when set, every event but NS_POLL is traced to it
+  int ctl[2];                  // wake-up sockets, -1 when closed
+  int spare_fd;                // given up to refuse a connection when descriptors have run out
   void* user_data;
 };
 
@@ -122,11 +131,12 @@ int ns_avprintf(char** buf, size_t size, const char* format, va_list args)
 // The connection after this one; the first one for null.
 ns_connection* ns_next(ns_mgr* mgr, ns_connection* conn);
 
-// Text of a socket's address: what to write and of which end.
+// Text of an address, or of a socket's: what to write and of which end.
 constexpr int NS_SOCK_IP = 1;
 constexpr int NS_SOCK_PORT = 2;
 constexpr int NS_SOCK_PEER = 4;
 void ns_sock_to_str(int sock, char* buf, size_t size, int what);
+void ns_address_to_str(const ns_socket_address& address, char* buf, size_t size, int what);
 
 // Hex dump text of the bytes; returns its length.
 int ns_hexdump(const void* bytes, size_t len, char* out, size_t out_size);

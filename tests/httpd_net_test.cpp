@@ -38,7 +38,7 @@ TEST(httpd_net, addresses)
       {"4294975376", ""}, {"", ""}, {"8080:cert.pem", ""},
       {"127.0.0.1:9000", "tcp 127.0.0.1:9000  "}, {"udp://5353", "udp 0.0.0.0:5353  "},
       {"udp://tcp://5353", ""}, {"localhost:81", "tcp 127.0.0.1:81  "},
-      {"no-such-host.invalid:81", "tcp 0.0.0.0:81  "}, {long_host + ":81", ""}, {"[::1]:81", ""},
+      {"999.1.1.1:80", ""}, {"255.1.1.256:80", ""}, {"no-such-host.invalid:81", "tcp 0.0.0.0:81  "}, {long_host + ":81", ""}, {"[::1]:81", ""},
       {"ssl://8446", "ssl 0.0.0.0:8446  "},
       {"ssl://443:cert.pem:ca.pem", "ssl 0.0.0.0:443 cert.pem ca.pem"},
       {"ssl://443:" + path, "ssl 0.0.0.0:443 " + path + " "}, {"ssl://443:" + path + "p", ""},
@@ -184,6 +184,82 @@ TEST(httpd_net, tls_handshakes_good_half_and_bad)
   EXPECT_EQ(SSL_get_error(ssl.get(), n), SSL_ERROR_ZERO_RETURN) << "cut, not ended";
 }
 
+TEST(httpd_net, tls_takes_only_suites_with_forward_secrecy_and_authenticated_encryption)
+{
+  tls_server tls(false);
+  for (const auto& [suites, served] : {
+           std::pair<const char*, bool>{"ECDHE+AESGCM",            true },
+           {"ECDHE+CHACHA20",          true },
+           {"ECDHE:!AESGCM:!CHACHA20", false},
+           {"kRSA:DHE",                false}
+  }) {
+    http_client client(CURLOPT_SSL_CIPHER_LIST, suites);
+    curl_easy_setopt(client.curl.get(), CURLOPT_SSLVERSION, long{CURL_SSLVERSION_MAX_TLSv1_2});
+    EXPECT_EQ(tls.get(client), served ? "hello" : "") << suites;
+  }
+}
+
+// A client that can wait with its reading, on the thread that polls the server.
+struct tls_client : client {
+  std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> ctx{SSL_CTX_new(TLS_client_method()),
+                                                        SSL_CTX_free};
+  std::unique_ptr<SSL, decltype(&SSL_free)> ssl{SSL_new(ctx.get()), SSL_free};
+
+  explicit tls_client(test_server& s) : client(s.port)
+  {
+    int little = 4096;
+    setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
+    fcntl(fd, F_SETFL, O_NONBLOCK);
+    SSL_set_fd(ssl.get(), fd);
+    s.until([&] { return SSL_connect(ssl.get()) == 1; });
+  }
+  // Each request is a record of its own; false when the socket is full.
+  bool ask()
+  {
+    return SSL_write(ssl.get(), GET.data(), static_cast<int>(GET.size())) > 0;
+  }
+  // Takes what is there; true when something was, or the end.
+  bool take()
+  {
+    char bytes[16384];
+    int n = SSL_read(ssl.get(), bytes, sizeof bytes);
+    closed = closed || n == 0 || SSL_get_error(ssl.get(), n) == SSL_ERROR_ZERO_RETURN;
+    return n > 0 || closed;
+  }
+};
+
+TEST(httpd_net, a_tls_client_that_reads_late_is_served_or_closed_and_costs_no_more_than_another)
+{
+  temp_folder folder;
+  string pem = folder.path + "/ssl.pem";
+  make_certificate(pem);
+  for (size_t size : {2000u, 100000u}) {
+    const string answer(size, 'a');
+    test_server s(on_request([&](mg_connection* c) {
+                    return mg_send_data(c, answer.data(), answer.size()) != 0;
+                  }),
+                  "ssl://127.0.0.1:0:" + pem);
+    tls_client c(s);
+    for (int i = 0; i < 300 && c.ask(); i++) {
+    }
+    const ns_connection* nc = s.newest()->ns_conn;
+    s.until([&] { return c.ask(), nc->send_iobuf.len > size; });
+    for (int i = 0; i < 1000; i++) {
+      c.ask();
+      mg_poll_server(s.server, 0);
+      EXPECT_LT(nc->send_iobuf.len, 4 * size + 300000);
+    }
+    // When it has taken all, it is not left waiting.
+    int quiet = 0;
+    s.until([&] {
+      quiet = c.take() ? 0 : quiet + 1;
+      return quiet > 20 || c.closed;
+    });
+    s.until([&] { return c.closed || c.ask(); });
+    s.until([&] { return c.take(); });
+  }
+}
+
 TEST(httpd_net, tls_clients_without_the_demanded_certificate_are_refused)
 {
   tls_server tls(true);
@@ -241,23 +317,89 @@ TEST(httpd_net, a_client_beyond_the_descriptors_is_refused_and_the_next_one_serv
     close(fd);
 }
 
-TEST(httpd_net, clients_up_to_the_select_set_are_served_and_those_beyond_refused)
+// The first client's request stays in progress, the second becomes a WebSocket, the third stops in
+// the middle of a request: it has been without a complete one for longest.
+TEST(httpd_net, beyond_the_descriptors_a_newcomer_is_served_instead_of_the_longest_without_request)
 {
-  descriptor_limit limit(FD_SETSIZE + 1200);
+  const auto answer = [](mg_connection* c) {
+    return strcmp(c->uri, "/more") == 0 ? MG_MORE : say_hello(c) ? MG_TRUE : MG_FALSE;
+  };
+  const struct {
+    int limit, bound;  // of the process when the server starts, of its connections
+    size_t clients;
+  } rows[] = {
+      {64,              48,         80  },
+      {FD_SETSIZE + 64, FD_SETSIZE, 1050}
+  };
+  for (const auto& row : rows) {
+    auto small = std::make_unique<descriptor_limit>(row.limit);
+    test_server s(on_request(answer));
+    small.reset();
+    descriptor_limit limit(FD_SETSIZE + 1200);
+    std::vector<std::unique_ptr<client>> clients;
+    while (clients.size() < row.clients) {
+      auto c = std::make_unique<client>(s.port);
+      int high = fcntl(c->fd, F_DUPFD_CLOEXEC, FD_SETSIZE + 64);  // the low ones are the server's
+      close(c->fd);
+      c->fd = high;
+      switch (clients.size()) {
+        case 0:
+          c->send("GET /more HTTP/1.1\r\n\r\n");
+          s.until([&] { return s.newest() && s.newest()->handler_called; });
+          break;
+        case 1:
+          c->send("GET / HTTP/1.1\r\nSec-WebSocket-Key: x\r\nSec-WebSocket-Version: 13\r\n\r\n");
+          c->receive(s, 1);
+          break;
+        case 2:
+          c->send("GET / HT");
+          s.until_received(8);
+          break;
+        default:
+          c->send(GET);
+          EXPECT_EQ(c->receive(s, chunked("hello").size()), chunked("hello"));
+          EXPECT_LT(s.newest()->ns_conn->sock, row.bound);
+      }
+      clients.push_back(std::move(c));
+    }
+    size_t closed = 0;
+    while (closed + 1 < clients.size() && clients[closed + 1]->read())
+      closed++;
+    EXPECT_GT(closed, row.clients - static_cast<size_t>(row.bound));
+    EXPECT_LT(closed, row.clients - static_cast<size_t>(row.bound) + 30) << "not more than needed";
+    EXPECT_FALSE(clients[0]->read()) << "a request in progress";
+    for (size_t i = closed + 1; i < clients.size(); i++)
+      EXPECT_FALSE(clients[i]->read()) << i;
+  }
+}
+
+TEST(httpd_net, a_pass_takes_a_share_of_each_and_many_newcomers)
+{
   test_server s(on_request(say_hello));
   std::vector<std::unique_ptr<client>> clients;
-  size_t served = 0;
-  while (clients.size() < 1050) {
-    auto c = std::make_unique<client>(s.port);
-    int high = fcntl(c->fd, F_DUPFD_CLOEXEC, FD_SETSIZE);  // the low ones are the server's
-    close(c->fd);
-    c->fd = high;
-    c->send(GET);
-    served += c->receive(s, chunked("hello").size()) == chunked("hello");
-    clients.push_back(std::move(c));
+  while (clients.size() < 40)
+    clients.push_back(std::make_unique<client>(s.port));
+  const auto connections = [&] {
+    size_t count = 0;
+    for (mg_connection* c = nullptr; (c = mg_next(s.server, c));)
+      count++;
+    return count;
+  };
+  mg_poll_server(s.server, 0);
+  EXPECT_EQ(connections(), 32u);
+  mg_poll_server(s.server, 0);
+  EXPECT_EQ(connections(), 40u);
+  for (size_t i = 0; i < 4; i++) {
+    int size = 1 << 20;
+    setsockopt(clients[i]->fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+    fcntl(clients[i]->fd, F_SETFL, O_NONBLOCK);
+    clients[i]->send("POST / HTTP/1.1\r\nContent-Length: 9999999\r\n\r\n" + string(1 << 20, 'b'));
   }
-  EXPECT_GT(served, 1000u);
-  EXPECT_LT(served, size_t{FD_SETSIZE});
-  for (size_t i = 0; i < clients.size(); i++)
-    EXPECT_EQ(clients[i]->read(), i >= served) << i;
+  mg_poll_server(s.server, 0);
+  int readers = 0;
+  for (mg_connection* c = nullptr; (c = mg_next(s.server, c));) {
+    EXPECT_LT(mg_conn_2_conn(c)->num_bytes_recv, 256 * 1024 + 2048);
+    readers += mg_conn_2_conn(c)->num_bytes_recv > 0;
+  }
+  EXPECT_EQ(readers, 4) << "nobody is left out";
 }

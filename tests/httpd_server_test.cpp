@@ -134,6 +134,23 @@ TEST(httpd_server, a_refused_request_gets_a_challenge_and_no_body)
   }
 }
 
+TEST(httpd_server, an_answer_to_head_has_the_headers_of_the_body_and_no_body)
+{
+  test_server s(on_request([](mg_connection* c) {
+    if (strcmp(c->uri, "/") != 0)
+      return MG_FALSE;
+    mg_send_header(c, "A", "b");
+    mg_printf_data(c, "%s", "one");
+    mg_send_data(c, "two", 3);
+    return MG_TRUE;
+  }));
+  for (const char* rest : {"/ HTTP/1.0\r\n\r\n", "/none HTTP/1.0\r\n\r\n", "/ HTTP/1.3\r\n\r\n"}) {
+    const string body = ask(s, string("GET ") + rest), none = ask(s, string("HEAD ") + rest);
+    EXPECT_EQ(none, body.substr(0, body.find("\r\n\r\n") + 4));
+    EXPECT_LT(none.size(), body.size());
+  }
+}
+
 TEST(httpd_server, errors_go_through_the_hook_and_the_redirects)
 {
   const string moved = "HTTP/1.1 302 Moved\r\nLocation: ", gone = error_answer("404 Not Found");
@@ -311,13 +328,26 @@ TEST(httpd_server, outbound_requests_bring_replies)
 
 TEST(httpd_server, a_datagram_is_a_request)
 {
-  test_server s(on_request([](mg_connection* c) { return mg_printf(c, "%s", c->remote_ip) == 0; }),
+  temp_folder folder;
+  test_server s(on_request([](mg_connection* c) {
+                  return mg_printf(c, "%s %s:%d", c->remote_ip, c->local_ip, c->local_port) == 0;
+                }),
                 "udp://127.0.0.1:0");
-  client c(s.port, SOCK_DGRAM);
+  client c(s.port, SOCK_DGRAM), refused(s.port, SOCK_DGRAM);
+  mg_set_option(s.server, "access_control_list", "+127.0.0.2");
+  refused.send("\x01");
+  mg_poll_server(s.server, 1000);
+  mg_set_option(s.server, "access_control_list", "");
+  mg_set_option(s.server, "hexdump_file", (folder.path + "/trace").c_str());
   c.send("\x01");
   c.send("GET /u HTTP/1.0\r\n\r\n");
-  string expected = error_answer("400 Bad Request") + "127.0.0.1";
+  const string own = "127.0.0.1:" + std::to_string(s.port);
+  string expected = error_answer("400 Bad Request") + "127.0.0.1 " + own;
   EXPECT_EQ(c.receive(s, expected.size()), expected);
+  refused.read();
+  EXPECT_EQ(refused.received, "");
+  const string trace = file_text(folder.path + "/trace");
+  EXPECT_NE(trace.find(own + " <- 127.0.0.1:"), string::npos) << trace;
 }
 
 TEST(httpd_server, a_wake_up_calls_the_handler_for_each_connection)

@@ -1,6 +1,7 @@
 // The real executable: start-up, exit status, logging, and the answers of the base module.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include "tests/support/engine_process.h"
 #include "tests/support/http_client.h"
 #include "tests/support/local_engine.h"
+#include "tests/support/raw_client.h"
 
 static std::string process_log_in(engine_process& engine, http_client& client,
                                   const std::string& account = "user=admin&password=admin")
@@ -129,6 +131,27 @@ TEST(StartUp, LetsInTheAccountsOfItsProfileAndHoldsFewDescriptors)
   EXPECT_EQ(process_log_in(engine, client), "");
   EXPECT_EQ(process_log_in(engine, client, "user=eve&password=").size(), 32u);
   EXPECT_LT(engine_process_descriptors(engine), 20);
+}
+
+TEST(StartUp, BoundsWhatAClientCostsAndRaisesItsDescriptorLimit)
+{
+  rlimit before;
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit little = {256, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &little);
+  engine_process engine;
+  setrlimit(RLIMIT_NOFILE, &before);
+  ASSERT_TRUE(engine_process_wait_listening(engine));
+  const std::string limits = file_text("/proc/" + std::to_string(engine.pid) + "/limits");
+  EXPECT_NE(limits.find("Max open files            1088 "), std::string::npos) << limits;
+  for (const auto& [header, answer] : {
+           std::pair{"Content-Length: 8388609",    "HTTP/1.1 413 Payload Too Large\r\n"},
+           std::pair{"Transfer-Encoding: chunked", "HTTP/1.1 411 Length Required\r\n"  }
+  }) {
+    raw_client client(engine.url);
+    raw_send(client, std::string("POST /login HTTP/1.1\r\n") + header + "\r\n\r\n");
+    EXPECT_EQ(raw_receive_all(client).find(answer), 0u) << header;
+  }
 }
 
 TEST(Base, AnswersWithWhatTheSwitchReports)
