@@ -221,7 +221,7 @@ void mg_open_builtin_endpoint(connection* conn)
     mg_send_digest_auth_request(conn);
   else if (!mg_body_is_complete(conn) && strcmp(c->request_method, "GET") == 0)
     send_http_error(conn, 413, "%s", "");  // the connection stays: the body must not be in the way
-  else if (takes_body && !is_dav && mg_get_header(c, "Transfer-Encoding"))
+  else if (takes_body && !is_dav && conn->is_encoded)
     send_http_error(conn, 411, "%s", "");
   else if (is_dav)
     mg_open_dav_endpoint(conn, &target);

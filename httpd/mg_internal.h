@@ -61,6 +61,7 @@ struct connection {
   char* proxy_request;     // owned copy of the header block as it came, when proxying is on
   bool is_in_message;      // a fragmented WebSocket message is under way
   bool handler_called;     // with MG_REQUEST, for this request
+  bool is_encoded;         // the request has a Transfer-Encoding
   bool must_close;         // where this request ends is not clear, or it is not read to its end
   bool is_over;            // a request has ended while what had been received was looked at
   // By the manager's clock: when the client last brought the request on as it should (0: nothing of

@@ -151,16 +151,19 @@ static mg_header split_header_line(char* line)
   return {line, value};
 }
 
-static void parse_http_headers(char* lines, struct mg_connection* view)
+// Returns where it has stopped.
+static const char* parse_http_headers(char* lines, struct mg_connection* view)
 {
   const int capacity = static_cast<int>(std::size(view->http_headers));
   while (view->num_headers < capacity) {
-    mg_header header = split_header_line(cut_token(&lines, "\r\n"));
+    char* line = cut_token(&lines, "\r\n");
+    mg_header header = split_header_line(line);
     if (*header.name == '\0') {
-      break;
+      return line;
     }
     view->http_headers[view->num_headers++] = header;
   }
+  return lines;
 }
 
 static const char LENGTH_NAME[] = "Content-Length";
@@ -183,7 +186,8 @@ template <size_t Size>
 static bool has_name(const header_line& line, const char (&name)[Size])
 {
   const char* behind = line.begin + Size - 1;
-  return begins_with(line, name) && (behind == line.end || *behind == ':' || *behind == ' ');
+  return (*line.begin | 0x20) == (name[0] | 0x20) && begins_with(line, name) &&
+         (behind == line.end || *behind == ':' || *behind == ' ');
 }
 
 // The value of a Content-Length line, -1 when it is no decimal number of at most 18 digits.
@@ -213,52 +217,64 @@ static bool mentions_end(header_line block)
   return false;
 }
 
+// Takes the next line that is not empty; false at the end of the block.
+static bool take_header_line(const char** rest, const char* end, header_line* line)
+{
+  do {
+    const void* feed = memchr(*rest, '\n', static_cast<size_t>(end - *rest));
+    if (feed == nullptr) {
+      return false;
+    }
+    *line = {*rest, static_cast<const char*>(feed)};
+    *rest = line->end + 1;
+    while (line->end > line->begin && line->end[-1] == '\r') {
+      line->end--;
+    }
+  } while (line->begin == line->end);
+  return true;
+}
+
+// What the header lines read so far say about the end of the body.
+struct told_end {
+  int lines;
+  int64_t length;   // -1: nothing yet
+  bool was_length;  // the last line was one
+  bool is_parsed;   // the parser has come this far
+};
+
+// False when the line leaves the end unclear.
+static bool read_end(told_end* told, header_line line)
+{
+  const bool stops_parser = *line.begin == ' ' || *line.begin == ':';
+  if (stops_parser && told->was_length) {
+    return false;
+  }
+  told->is_parsed = told->is_parsed && !stops_parser && ++told->lines <= MG_MAX_HEADERS;
+  line.begin += stops_parser ? strspn(line.begin, " :") : 0;
+  told->was_length = has_name(line, LENGTH_NAME);
+  if (!told->was_length) {
+    return !has_name(line, ENCODING_NAME);
+  }
+  const int64_t length = length_of(line);
+  const bool is_same = told->length < 0 || told->length == length;
+  told->length = length;
+  return told->is_parsed && length >= 0 && is_same;
+}
+
 bool mg_end_is_clear(const char* block, size_t len)
 {
   const char* end = block + len;
-  const char* next =
+  const char* rest =
       std::find_if(block, end, [](char c) { return isspace(static_cast<unsigned char>(c)) == 0; });
-  int64_t length = -1;
-  int number = -1;  // of the line; the request line is 0
-  bool is_parsed = true, was_length = false;
-  while (next < end) {
-    header_line line = {
-        next, static_cast<const char*>(memchr(next, '\n', static_cast<size_t>(end - next)))};
-    if (line.end == nullptr) {
-      return false;
-    }
-    next = line.end + 1;
-    while (line.end > line.begin && line.end[-1] == '\r') {
-      line.end--;
-    }
-    if (line.begin == line.end) {
-      continue;
-    }
-    const size_t line_len = static_cast<size_t>(line.end - line.begin);
-    if (memchr(line.begin, '\r', line_len) != nullptr) {
+  told_end told = {0, -1, false, true};
+  header_line line;
+  for (bool is_first = true; take_header_line(&rest, end, &line); is_first = false) {
+    if (memchr(line.begin, '\r', static_cast<size_t>(line.end - line.begin)) != nullptr) {
       // Alone, a carriage return ends a line here, but not for everyone.
       return !mentions_end({block, end});
     }
-    if (++number == 0) {
-      continue;
-    }
-    if (*line.begin == ' ' || *line.begin == ':') {  // the parser stops here
-      if (was_length) {
-        return false;
-      }
-      is_parsed = false;
-      line.begin += strspn(line.begin, " :");
-    }
-    if (has_name(line, ENCODING_NAME)) {
+    if (!is_first && !read_end(&told, line)) {
       return false;
-    }
-    was_length = has_name(line, LENGTH_NAME);
-    if (was_length) {
-      const int64_t value = length_of(line);
-      if (value < 0 || (length >= 0 && value != length) || !is_parsed || number > MG_MAX_HEADERS) {
-        return false;
-      }
-      length = value;
     }
   }
   return true;
@@ -279,13 +295,14 @@ static void split_target(char* target, struct mg_connection* view)
   }
 }
 
-int parse_http_message(char* buf, size_t len, struct mg_connection* view)
+int parse_http_message(char* buf, size_t len, struct mg_connection* view, bool* all_parsed)
 {
   view->request_method = view->uri = view->http_version = view->query_string = nullptr;
   view->is_websocket = view->wsbits = view->status_code = view->num_headers = 0;
   if (len == 0 || len > INT_MAX) {
     return -1;
   }
+  const char* end = buf + len - 1;
   buf[len - 1] = '\0';
   while (isspace(static_cast<unsigned char>(*buf))) {
     buf++;
@@ -306,7 +323,10 @@ int parse_http_message(char* buf, size_t len, struct mg_connection* view)
   } else {
     return -1;
   }
-  parse_http_headers(buf, view);
+  const char* stopped = parse_http_headers(buf, view);
+  if (all_parsed != nullptr) {
+    *all_parsed = stopped == end;
+  }
   split_target(target, view);
   return static_cast<int>(len);
 }

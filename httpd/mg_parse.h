@@ -19,12 +19,14 @@ int get_request_len(const char* buf, size_t len);
 // Splits the header block of `len` bytes (as measured by get_request_len) in place and points the
 // view's strings into it; the block must live as long as the view is read. Its last byte becomes
 // the terminator of the last string. Returns `len`, or -1 when the block is neither a request nor
-// a response.
-int parse_http_message(char* buf, size_t len, struct mg_connection* view);
+// a response. all_parsed (null allowed) tells whether no header was left out.
+int parse_http_message(char* buf, size_t len, struct mg_connection* view,
+                       bool* all_parsed = nullptr);
 
 // Whether everyone who reads the header block agrees on where the request's body ends: false for a
 // Transfer-Encoding, and for a Content-Length that is no decimal number, is given differently
-// twice, is folded, or stands where parse_http_message does not look.
+// twice, is folded, or stands where parse_http_message does not look. To be asked
+// when one of these headers was parsed, or not all of them were.
 bool mg_end_is_clear(const char* block, size_t len);
 
 // Whether a request target (decoded, null allowed) is a path, "*", a URL or host:port.

@@ -160,7 +160,7 @@ static void reset_request(connection* conn)
   conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
-  conn->handler_called = conn->must_close = false;
+  conn->handler_called = conn->is_encoded = conn->must_close = false;
   conn->progress_ms = conn->progress_bytes = 0;
 
   mg_connection* c = &conn->mg_conn;
@@ -194,6 +194,24 @@ void close_local_endpoint(connection* conn)
 
 // --- reading a request ---
 
+// Takes from the headers what tells where the body ends; `block` is what they were parsed from.
+static void read_body_length(connection* conn, const char* block, bool all_parsed)
+{
+  const mg_connection* c = &conn->mg_conn;
+  const char* length = nullptr;
+  for (int i = 0; i < c->num_headers; i++) {
+    const mg_header& header = c->http_headers[i];
+    int initial = header.name[0] | 0x20;
+    if (initial == 'c' && !length && strcasecmp(header.name, "Content-Length") == 0)
+      length = header.value;
+    else if (initial == 't' && strcasecmp(header.name, "Transfer-Encoding") == 0)
+      conn->is_encoded = true;
+  }
+  conn->cl = length ? strtoll(length, nullptr, 10) : 0;
+  conn->must_close = (length || conn->is_encoded || !all_parsed) &&
+                     !mg_end_is_clear(block, static_cast<size_t>(conn->request_len));
+}
+
 static void try_parse(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
@@ -211,13 +229,11 @@ static void try_parse(connection* conn)
   if (mg_option_value(conn->server, ENABLE_PROXY))
     if (!(conn->proxy_request = strndup(io->buf, length)))
       ns_break_conn(conn->ns_conn);
-  conn->must_close = !mg_end_is_clear(io->buf, length);
+  bool all_parsed;
+  conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn, &all_parsed);
+  if (conn->request_len > 0)
+    read_body_length(conn, io->buf, all_parsed);
   iobuf_remove(io, length);
-  conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn);
-  if (conn->request_len > 0) {
-    const char* content_length = mg_get_header(&conn->mg_conn, "Content-Length");
-    conn->cl = content_length ? strtoll(content_length, nullptr, 10) : 0;
-  }
 }
 
 void open_local_endpoint(connection* conn, bool skip_user)
@@ -306,7 +322,7 @@ static bool accept_request(connection* conn)
   if (conn->endpoint_type == EP_NONE) {
     if (mg_refuse_large_body(conn, conn->cl))
       return false;
-    if (is_for_handler(conn) && mg_get_header(c, "Transfer-Encoding")) {
+    if (is_for_handler(conn) && conn->is_encoded) {
       send_http_error(conn, 411, "%s", "");
       return false;
     }
