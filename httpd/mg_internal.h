@@ -42,23 +42,37 @@ enum mg_option {
   NUM_OPTIONS
 };
 
+struct mg_put;
+struct mg_propfind;
+
+// How far the bytes of a text have been checked to be UTF-8; all zero between two characters.
+struct utf8_state {
+  int missing;                // bytes of the character that are still to come
+  unsigned char first, last;  // the range that the next one must lie in
+};
+
 // One HTTP connection, from accept to close; the socket's user_data points to it.
 struct connection {
   ns_connection* ns_conn;
   mg_connection mg_conn;
   mg_server* server;
   union {
-    int fd;             // EP_FILE, EP_PUT
-    ns_connection* nc;  // EP_CGI, EP_PROXY: the peer
+    int fd;                 // EP_FILE
+    ns_connection* nc;      // EP_CGI, EP_PROXY: the peer
+    mg_put* put;            // EP_PUT, owned
+    mg_propfind* propfind;  // EP_PROPFIND, owned
   } endpoint;
   enum endpoint_type endpoint_type;
   char* path_info;         // owned
   char* request;           // owned copy of the header block, split in place
+  char* written_target;    // owned copy of the request's target as it came
   int64_t num_bytes_recv;  // received for this request, header block included
   int64_t cl;              // Content-Length; of a file: bytes left to send
   int request_len;         // length of the header block; 0 incomplete, negative malformed
   char* proxy_request;     // owned copy of the header block as it came, when proxying is on
   bool is_in_message;      // a fragmented WebSocket message is under way
+  bool is_in_text;         // the WebSocket message is a text
+  utf8_state text_state;   // of that text
   bool handler_called;     // with MG_REQUEST, for this request
 };
 
