@@ -1,5 +1,6 @@
 #include "httpd/mg_builtin.h"
 
+#include <poll.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -133,6 +134,9 @@ bool must_hide_file(const connection* conn, const char* path, size_t root_len)
     if (behind == '\0' || behind == '/')
       return true;
   }
+  for (const char* p = path + root_len; (p = strstr(p, MG_PUT_PREFIX)) != nullptr; p++)
+    if (p > path && p[-1] == '/')
+      return true;
   if (mg_matches_option(conn, HIDE_FILES_PATTERN, path))
     return true;
   // A folder is hidden by its name without a slash as well.
@@ -249,11 +253,24 @@ void mg_pace_client(connection* conn)
     pause_reading(nc, nc->send_iobuf.len > MAX_ANSWER_QUEUE);
 }
 
+// Whether a client that is not being read has closed its side.
+static bool has_gone(const ns_connection* nc)
+{
+  pollfd ended = {nc->sock, POLLRDHUP, 0};
+  return poll(&ended, 1, 0) > 0;
+}
+
 void mg_poll_endpoint(connection* conn, time_t now)
 {
   if (conn->endpoint_type == EP_FILE)
     mg_transfer_file_data(conn);
+  else if (conn->endpoint_type == EP_PROPFIND)
+    mg_continue_propfind(conn);
   mg_pace_client(conn);
+  // A program that takes no more of the body would be left running for a client that nobody reads.
+  if (conn->endpoint_type == EP_CGI && (conn->ns_conn->flags & NSF_READ_PAUSED) &&
+      has_gone(conn->ns_conn))
+    conn->ns_conn->flags |= NSF_CLOSE_NOW;
   if (conn->mg_conn.is_websocket)
     mg_ping_idle_websocket(conn, now);
 }

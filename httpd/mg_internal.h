@@ -16,7 +16,8 @@ enum endpoint_type {
   EP_USER = 3,
   EP_PUT = 4,
   EP_CLIENT = 5,
-  EP_PROXY = 6
+  EP_PROXY = 6,
+  EP_PROPFIND = 7
 };
 
 // Options, in the order of the option table.
@@ -143,6 +144,10 @@ void write_terminating_chunk(connection* conn);
 void send_http_error(connection* conn, int code, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+// The same with headers of its own, complete lines.
+void send_http_error_with(connection* conn, int code, const char* headers, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
+
 // Answers 401 with a digest challenge and ends the request.
 void mg_send_digest_auth_request(connection* conn);
 
@@ -178,6 +183,11 @@ void mg_pace_client(connection* conn);
 // Writes the body bytes that have arrived to the file of an EP_PUT request.
 void mg_put_data(connection* conn);
 
+// Ends an EP_PUT request: what it made goes away, unless it has become the file. Ends an
+// EP_PROPFIND request.
+void mg_release_put(mg_put* put);
+void mg_release_propfind(mg_propfind* propfind);
+
 // --- mg_cgi.cpp ---
 
 // Hands the body bytes that have arrived to the program of an EP_CGI request.
@@ -188,6 +198,9 @@ void mg_reap_children(mg_server* server);
 void mg_end_children(mg_server* server);
 
 // --- mg_proxy.cpp ---
+
+// Leaves the far side of a request whose client has gone: what is queued for it still goes there.
+void mg_leave_upstream(ns_connection* peer);
 
 // Sends on what has arrived for an EP_PROXY request.
 void mg_forward_to_upstream(connection* conn);

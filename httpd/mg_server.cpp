@@ -132,13 +132,21 @@ static void release_endpoint(connection* conn)
 {
   switch (conn->endpoint_type) {
     case EP_FILE:
-    case EP_PUT:
       close(conn->endpoint.fd);
+      break;
+    case EP_PUT:
+      mg_release_put(conn->endpoint.put);
+      break;
+    case EP_PROPFIND:
+      mg_release_propfind(conn->endpoint.propfind);
       break;
     case EP_CGI:
     case EP_PROXY:
       if (ns_connection* peer = conn->endpoint.nc) {
-        peer->flags |= NSF_CLOSE_NOW;
+        if (conn->endpoint_type == EP_PROXY)
+          mg_leave_upstream(peer);
+        else
+          peer->flags |= NSF_CLOSE_NOW;
         peer->user_data = nullptr;
       }
       conn->ns_conn->flags &= ~NSF_READ_PAUSED;
@@ -156,8 +164,9 @@ static void reset_request(connection* conn)
 {
   free(conn->request);
   free(conn->path_info);
+  free(conn->written_target);
   free(conn->proxy_request);
-  conn->request = conn->path_info = conn->proxy_request = nullptr;
+  conn->request = conn->path_info = conn->written_target = conn->proxy_request = nullptr;
   conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
@@ -192,6 +201,16 @@ void close_local_endpoint(connection* conn)
 
 // --- reading a request ---
 
+// The target of a header block, which is terminated, as the client wrote it; null when memory is
+// short.
+static char* copy_target(const char* block)
+{
+  block += strspn(block, " \r\n");
+  block += strcspn(block, " \r\n");
+  block += strspn(block, " ");
+  return strndup(block, strcspn(block, " \r\n"));
+}
+
 static void try_parse(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
@@ -205,6 +224,8 @@ static void try_parse(connection* conn)
     return;
   }
   memcpy(conn->request, io->buf, length);
+  conn->request[length - 1] = '\0';
+  conn->written_target = copy_target(conn->request);
   if (mg_option_value(conn->server, ENABLE_PROXY))
     conn->proxy_request = strndup(io->buf, length);
   iobuf_remove(io, length);
@@ -334,8 +355,8 @@ static void on_recv_data(connection* conn)
     serve_user(conn);
   if (conn->endpoint_type == EP_PUT)
     mg_put_data(conn);
-  if (conn->endpoint_type == EP_FILE)
-    iobuf_free(&nc->recv_iobuf);  // it would be discarded at the file's end
+  if (conn->endpoint_type == EP_FILE || conn->endpoint_type == EP_PROPFIND)
+    iobuf_free(&nc->recv_iobuf);  // it would be discarded at the answer's end
 }
 
 // A datagram is a whole request; its record lives for this call.
