@@ -10,8 +10,10 @@
 // An answer that does not look at the request's body waits for one of this size at most: a client
 // that is still sending when the connection closes would lose the answer.
 static constexpr int64_t MAX_AWAITED_BODY = 1024 * 1024;
-// A relay's reading side pauses while this much is queued on the other.
+// A relay's reading side pauses while this much is queued on the other. Most bodies for a program
+// are read to their end: only there can it be seen that the client has gone.
 static constexpr size_t MAX_RELAY_QUEUE = 65536;
+static constexpr size_t MAX_PROGRAM_QUEUE = 1024 * 1024;
 // A client that has left so much of its answers unread is not read: each request adds to it.
 static constexpr size_t MAX_ANSWER_QUEUE = 262144;
 
@@ -241,7 +243,9 @@ static void pause_reading(ns_connection* nc, bool paused)
 
 void mg_pace(ns_connection* reader, const ns_connection* writer)
 {
-  pause_reading(reader, writer->send_iobuf.len > MAX_RELAY_QUEUE);
+  bool is_program = writer->flags & MGF_CGI_PEER;
+  pause_reading(reader,
+                writer->send_iobuf.len > (is_program ? MAX_PROGRAM_QUEUE : MAX_RELAY_QUEUE));
 }
 
 void mg_pace_client(connection* conn)
