@@ -109,8 +109,13 @@ static bool find_place(const mg_target* target, bool make_folders, dav_place* pl
       return false;
     mg_fd next;
     next.fd = openat(at.fd, place->name, O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (next.fd < 0)
+    if (next.fd < 0) {
+      int error = errno;
+      if (is_made)
+        unlinkat(at.fd, place->name, AT_REMOVEDIR);
+      errno = error;
       return false;
+    }
     if (!lies_inside(place->real_root, next.fd)) {
       errno = EXDEV;
       return false;
