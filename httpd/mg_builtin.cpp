@@ -1,5 +1,6 @@
 #include "httpd/mg_builtin.h"
 
+#include <poll.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -9,8 +10,10 @@
 // An answer that does not look at the request's body waits for one of this size at most: a client
 // that is still sending when the connection closes would lose the answer.
 static constexpr int64_t MAX_AWAITED_BODY = 1024 * 1024;
-// A relay's reading side pauses while this much is queued on the other.
+// A relay's reading side pauses while this much is queued on the other. Most bodies for a program
+// are read to their end: only there can it be seen that the client has gone.
 static constexpr size_t MAX_RELAY_QUEUE = 65536;
+static constexpr size_t MAX_PROGRAM_QUEUE = 1024 * 1024;
 // A client that has left so much of its answers unread is not read: each request adds to it.
 static constexpr size_t MAX_ANSWER_QUEUE = 262144;
 
@@ -135,6 +138,9 @@ bool must_hide_file(const connection* conn, const char* path, size_t root_len)
     if (behind == '\0' || behind == '/')
       return true;
   }
+  for (const char* p = path + root_len; (p = strstr(p, MG_PUT_PREFIX)) != nullptr; p++)
+    if (p > path && p[-1] == '/')
+      return true;
   if (mg_matches_option(conn, HIDE_FILES_PATTERN, path))
     return true;
   // A folder is hidden by its name without a slash as well.
@@ -241,7 +247,9 @@ static void pause_reading(ns_connection* nc, bool paused)
 
 void mg_pace(ns_connection* reader, const ns_connection* writer)
 {
-  pause_reading(reader, writer->send_iobuf.len > MAX_RELAY_QUEUE);
+  bool is_program = writer->flags & MGF_CGI_PEER;
+  pause_reading(reader,
+                writer->send_iobuf.len > (is_program ? MAX_PROGRAM_QUEUE : MAX_RELAY_QUEUE));
 }
 
 void mg_pace_client(connection* conn)
@@ -253,11 +261,24 @@ void mg_pace_client(connection* conn)
     pause_reading(nc, nc->send_iobuf.len > MAX_ANSWER_QUEUE);
 }
 
+// Whether a client that is not being read has closed its side.
+static bool has_gone(const ns_connection* nc)
+{
+  pollfd ended = {nc->sock, POLLRDHUP, 0};
+  return poll(&ended, 1, 0) > 0;
+}
+
 void mg_poll_endpoint(connection* conn, time_t now)
 {
   if (conn->endpoint_type == EP_FILE)
     mg_transfer_file_data(conn);
+  else if (conn->endpoint_type == EP_PROPFIND)
+    mg_continue_propfind(conn);
   mg_pace_client(conn);
+  // A program that takes no more of the body would be left running for a client that nobody reads.
+  if (conn->endpoint_type == EP_CGI && (conn->ns_conn->flags & NSF_READ_PAUSED) &&
+      has_gone(conn->ns_conn))
+    conn->ns_conn->flags |= NSF_CLOSE_NOW;
   if (conn->mg_conn.is_websocket)
     mg_ping_idle_websocket(conn, now);
 }

@@ -20,6 +20,9 @@ struct mg_target {
   struct stat st;  // filled when it exists
 };
 
+// A piecewise answer is continued when no more than this is left of it.
+constexpr size_t MG_MAX_QUEUED = 16384;
+
 // A descriptor, a file or a folder that is closed with the record.
 struct mg_fd {
   int fd = -1;
@@ -102,6 +105,9 @@ void mg_send_file_internal(connection* conn, mg_target* target, const char* extr
 // Queues the next piece of an EP_FILE request.
 void mg_transfer_file_data(connection* conn);
 
+// Whether "If-Match" and "If-None-Match" let a request change the file (null: there is none).
+bool mg_may_change(const connection* conn, const struct stat* st);
+
 // Opens a file for reading and describes it; -1 for what is no plain file.
 int mg_open_plain_file(const char* path, struct stat* st);
 
@@ -130,6 +136,12 @@ bool mg_is_dav_authorized(const connection* conn);
 
 bool mg_is_dav_method(const char* method);
 void mg_open_dav_endpoint(connection* conn, const mg_target* target);
+
+// The name of what PUT writes before it is the file begins like this.
+constexpr char MG_PUT_PREFIX[] = ".mg_put.";
+
+// Queues the next piece of an EP_PROPFIND request.
+void mg_continue_propfind(connection* conn);
 
 // --- mg_cgi.cpp ---
 

@@ -58,30 +58,48 @@ static void add_if_set(cgi_environment* env, const char* name, const char* value
     add_variable(env, "%s=%s", name, value);
 }
 
-static void add_header(cgi_environment* env, const mg_header& header)
+// Adds a header; one that came several times becomes one variable, at its first place.
+static void add_header(cgi_environment* env, const mg_connection* c, int index)
 {
-  char name[256];
-  snprintf(name, sizeof name, "%s", header.name);
+  const mg_header* headers = c->http_headers;
+  const char* separator = strcasecmp(headers[index].name, "Cookie") == 0 ? "; " : ", ";
+  char name[256], value[ENVIRONMENT_SIZE];
+  size_t used = 0;
+  for (int i = 0; i < c->num_headers; i++) {
+    if (strcasecmp(headers[i].name, headers[index].name) != 0)
+      continue;
+    if (i < index)
+      return;
+    int length = snprintf(value + used, sizeof value - used, "%s%s", i > index ? separator : "",
+                          headers[i].value);
+    used += static_cast<size_t>(length);
+    if (used >= sizeof value)
+      return;
+  }
+  snprintf(name, sizeof name, "%s", headers[index].name);
   for (char* p = name; *p; p++)
     *p = isalnum(static_cast<unsigned char>(*p))
              ? static_cast<char>(toupper(static_cast<unsigned char>(*p)))
              : '_';
   // HTTP_PROXY configures the HTTP clients that a program may use; no request may do that.
   if (strcmp(name, "PROXY") != 0)
-    add_variable(env, "HTTP_%s=%s", name, header.value);
+    add_variable(env, "HTTP_%s=%s", name, value);
 }
 
 static void prepare_environment(const connection* conn, const char* script, cgi_environment* env)
 {
   const mg_connection* c = &conn->mg_conn;
-  const char* root = mg_option_value(conn->server, DOCUMENT_ROOT);
+  mg_vec host_root = mg_document_root(conn);
+  char root[PATH_MAX];
+  mg_format_path(root, "%.*s", static_cast<int>(host_root.len), host_root.ptr);
   const char* info = conn->path_info;
   size_t uri_len = strlen(c->uri), info_len = info ? strlen(info) : 0;
   size_t name_len = uri_len > info_len ? uri_len - info_len : uri_len;
+  bool is_index = name_len > 0 && c->uri[name_len - 1] == '/';
   *env = {};
   add_if_set(env, "SERVER_NAME", mg_option_value(conn->server, AUTH_DOMAIN));
-  add_if_set(env, "SERVER_ROOT", root);
-  add_if_set(env, "DOCUMENT_ROOT", root);
+  add_if_set(env, "SERVER_ROOT", mg_option_value(conn->server, DOCUMENT_ROOT));
+  add_variable(env, "DOCUMENT_ROOT=%s", root);
   add_variable(env, "%s", "SERVER_SOFTWARE=mg_server/1.0");
   add_variable(env, "%s", "GATEWAY_INTERFACE=CGI/1.1");
   add_variable(env, "%s", "SERVER_PROTOCOL=HTTP/1.1");
@@ -89,23 +107,23 @@ static void prepare_environment(const connection* conn, const char* script, cgi_
   add_variable(env, "REQUEST_METHOD=%s", c->request_method);
   add_variable(env, "REMOTE_ADDR=%s", c->remote_ip);
   add_variable(env, "REMOTE_PORT=%d", int{c->remote_port});
-  add_variable(env, "REQUEST_URI=%s%s%s", c->uri, c->query_string ? "?" : "",
-               c->query_string ? c->query_string : "");
-  add_variable(env, "SCRIPT_NAME=%.*s", static_cast<int>(name_len), c->uri);
+  add_if_set(env, "REQUEST_URI", conn->written_target);
+  add_variable(env, "SCRIPT_NAME=%.*s%s", static_cast<int>(name_len), c->uri,
+               is_index ? strrchr(script, '/') + 1 : "");
   add_if_set(env, "PATH_INFO", info);
   add_variable(env, "SCRIPT_FILENAME=%s", script);
   if (info)
-    add_variable(env, "PATH_TRANSLATED=%s%s", root ? root : "", info);
+    add_variable(env, "PATH_TRANSLATED=%s%s", root, info);
   add_variable(env, "HTTPS=%s", conn->ns_conn->ssl ? "on" : "off");
   add_if_set(env, "CONTENT_TYPE", mg_get_header(c, "Content-Type"));
-  add_if_set(env, "QUERY_STRING", c->query_string);
+  add_variable(env, "QUERY_STRING=%s", c->query_string ? c->query_string : "");
   add_if_set(env, "CONTENT_LENGTH", mg_get_header(c, "Content-Length"));
   static const char* const copied[] = {"PATH",    "TEMP",         "TMPDIR",
                                        "PERLLIB", "SIOBRIOR_CGI", "LD_LIBRARY_PATH"};
   for (const char* name : copied)
     add_if_set(env, name, getenv(name));
   for (int i = 0; i < c->num_headers; i++)
-    add_header(env, c->http_headers[i]);
+    add_header(env, c, i);
 }
 
 // --- the child ---
@@ -189,7 +207,7 @@ void mg_reap_children(mg_server* server)
       free(child);
       continue;
     }
-    if (child->kill_time && time(nullptr) >= child->kill_time)
+    if (child->kill_time && ns_clock() >= child->kill_time)
       kill(-child->pid, SIGKILL);
     link = &child->next;
   }
@@ -360,7 +378,7 @@ static void on_close(ns_connection* peer, connection* conn)
     child->is_disconnected = true;
     if (!conn) {
       kill(-child->pid, SIGTERM);
-      child->kill_time = time(nullptr) + TERMINATION_S;
+      child->kill_time = ns_clock() + TERMINATION_S;
     }
   }
   if (!conn)

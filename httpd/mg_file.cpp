@@ -12,7 +12,6 @@
 #include "httpd/mg_escape.h"
 
 static constexpr size_t READ_SIZE = 8192;
-static constexpr size_t MAX_QUEUED = 16384;
 
 // --- types ---
 
@@ -156,6 +155,49 @@ static bool is_not_modified(const connection* conn, const struct stat* st)
   return time != -1 && time >= st->st_mtime;
 }
 
+// Whether a list of entity tags has this one. A weak one says that a file looks the same, not that
+// it is the same.
+static bool lists_etag(const char* list, const char* etag, bool weak_ones_count)
+{
+  for (;;) {
+    list += strspn(list, " ,");
+    if (*list == '\0' || *list == '*')
+      return *list == '*';
+    bool is_weak = strncmp(list, "W/", 2) == 0;
+    list += is_weak ? 2 : 0;
+    size_t length = *list == '"' ? strcspn(list + 1, "\"") + 1 : strcspn(list, ",");
+    length += *list == '"' && list[length] == '"';
+    if ((weak_ones_count || !is_weak) && length == strlen(etag) &&
+        strncasecmp(list, etag, length) == 0)
+      return true;
+    list += length;
+  }
+}
+
+bool mg_may_change(const connection* conn, const struct stat* st)
+{
+  const char* match = mg_get_header(&conn->mg_conn, "If-Match");
+  const char* none_match = mg_get_header(&conn->mg_conn, "If-None-Match");
+  char etag[ETAG_SIZE] = "";
+  if (!st)
+    return !match;
+  format_etag(etag, st);
+  return (!match || lists_etag(match, etag, false)) &&
+         (!none_match || !lists_etag(none_match, etag, true));
+}
+
+// The "Range" header, unless it is about another state of the file.
+static const char* wanted_range(const connection* conn, const struct stat* st)
+{
+  const char* condition = mg_get_header(&conn->mg_conn, "If-Range");
+  char etag[ETAG_SIZE];
+  format_etag(etag, st);
+  if (condition && strcasecmp(condition, etag) != 0 &&
+      (st->st_mtime == -1 || mg_parse_http_date(condition) != st->st_mtime))
+    return nullptr;
+  return mg_get_header(&conn->mg_conn, "Range");
+}
+
 // --- ranges ---
 
 enum range_kind { RANGE_NONE, RANGE_PART, RANGE_OUTSIDE };
@@ -205,7 +247,7 @@ static void open_file_endpoint(connection* conn, const char* path, const char* e
   char content_range[100] = "";
   conn->cl = size;
   c->status_code = 200;
-  switch (parse_range(mg_get_header(c, "Range"), size, &first, &conn->cl)) {
+  switch (parse_range(wanted_range(conn, &st), size, &first, &conn->cl)) {
     case RANGE_NONE:
       break;
     case RANGE_PART:
@@ -215,7 +257,9 @@ static void open_file_endpoint(connection* conn, const char* path, const char* e
                static_cast<long long>(size));
       break;
     case RANGE_OUTSIDE:
-      send_http_error(conn, 416, "%s", "");
+      snprintf(content_range, sizeof content_range, "Content-Range: bytes */%lld\r\n",
+               static_cast<long long>(size));
+      send_http_error_with(conn, 416, content_range, "%s", "");
       return;
   }
   if (first > 0 && lseek(file.fd, static_cast<off_t>(first), SEEK_SET) < 0) {
@@ -259,9 +303,9 @@ static ssize_t queue_from_file(iobuf* queue, int fd, size_t len)
 void mg_transfer_file_data(connection* conn)
 {
   ns_connection* nc = conn->ns_conn;
-  if (nc->send_iobuf.len > MAX_QUEUED)
+  if (nc->send_iobuf.len > MG_MAX_QUEUED)
     return;
-  size_t pieces = (MAX_QUEUED - nc->send_iobuf.len) / READ_SIZE + 1;
+  size_t pieces = (MG_MAX_QUEUED - nc->send_iobuf.len) / READ_SIZE + 1;
   int64_t wanted = std::min<int64_t>(conn->cl, static_cast<int64_t>(pieces * READ_SIZE));
   ssize_t got = queue_from_file(&nc->send_iobuf, conn->endpoint.fd, static_cast<size_t>(wanted));
   if (got > 0)

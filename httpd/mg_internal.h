@@ -17,7 +17,8 @@ enum endpoint_type {
   EP_USER = 3,
   EP_PUT = 4,
   EP_CLIENT = 5,
-  EP_PROXY = 6
+  EP_PROXY = 6,
+  EP_PROPFIND = 7
 };
 
 // Options, in the order of the option table.
@@ -43,23 +44,37 @@ enum mg_option {
   NUM_OPTIONS
 };
 
+struct mg_put;
+struct mg_propfind;
+
+// How far the bytes of a text have been checked to be UTF-8; all zero between two characters.
+struct utf8_state {
+  int missing;                // bytes of the character that are still to come
+  unsigned char first, last;  // the range that the next one must lie in
+};
+
 // One HTTP connection, from accept to close; the socket's user_data points to it.
 struct connection {
   ns_connection* ns_conn;
   mg_connection mg_conn;
   mg_server* server;
   union {
-    int fd;             // EP_FILE, EP_PUT
-    ns_connection* nc;  // EP_CGI, EP_PROXY: the peer
+    int fd;                 // EP_FILE
+    ns_connection* nc;      // EP_CGI, EP_PROXY: the peer
+    mg_put* put;            // EP_PUT, owned
+    mg_propfind* propfind;  // EP_PROPFIND, owned
   } endpoint;
   enum endpoint_type endpoint_type;
   char* path_info;         // owned
   char* request;           // owned copy of the header block, split in place
+  char* written_target;    // behind it: the request's target as it came
   int64_t num_bytes_recv;  // received for this request, header block included
   int64_t cl;              // Content-Length; of a file: bytes left to send
   int request_len;         // length of the header block; 0 incomplete, negative malformed
   char* proxy_request;     // owned copy of the header block as it came, when proxying is on
   bool is_in_message;      // a fragmented WebSocket message is under way
+  bool is_in_text;         // the WebSocket message is a text
+  utf8_state text_state;   // of that text
   bool handler_called;     // with MG_REQUEST, for this request
   bool is_encoded;         // the request has a Transfer-Encoding
   bool must_close;         // where this request ends is not clear, or it is not read to its end
@@ -149,6 +164,10 @@ void write_terminating_chunk(connection* conn);
 void send_http_error(connection* conn, int code, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+// The same with headers of its own, complete lines.
+void send_http_error_with(connection* conn, int code, const char* headers, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
+
 // Answers 401 with a digest challenge and ends the request.
 void mg_send_digest_auth_request(connection* conn);
 
@@ -185,6 +204,11 @@ void mg_pace_client(connection* conn);
 // Writes the body bytes that have arrived to the file of an EP_PUT request.
 void mg_put_data(connection* conn);
 
+// Ends an EP_PUT request: what it made goes away, unless it has become the file. Ends an
+// EP_PROPFIND request.
+void mg_release_put(mg_put* put);
+void mg_release_propfind(mg_propfind* propfind);
+
 // --- mg_cgi.cpp ---
 
 // Hands the body bytes that have arrived to the program of an EP_CGI request.
@@ -195,6 +219,9 @@ void mg_reap_children(mg_server* server);
 void mg_end_children(mg_server* server);
 
 // --- mg_proxy.cpp ---
+
+// Leaves the far side of a request whose client has gone: what is queued for it still goes there.
+void mg_leave_upstream(ns_connection* peer);
 
 // Sends on what has arrived for an EP_PROXY request.
 void mg_forward_to_upstream(connection* conn);

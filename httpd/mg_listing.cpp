@@ -39,12 +39,16 @@ bool mg_read_directory(const connection* conn, const char* path, size_t root_len
   mg_folder dir(opendir(path));
   if (!dir)
     return false;
+  // A pattern for what is hidden must see one slash between the names.
+  size_t path_len = strlen(path);
+  while (path_len > root_len && path[path_len - 1] == '/')
+    path_len--;
   while (const dirent* entry = readdir(dir.get())) {
     char name[PATH_MAX];
     struct stat st;
     if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0 &&
-        mg_format_path(name, "%s%c%s", path, '/', entry->d_name) && stat(name, &st) == 0 &&
-        !must_hide_file(conn, name, root_len))
+        mg_format_path(name, "%.*s%c%s", static_cast<int>(path_len), path, '/', entry->d_name) &&
+        stat(name, &st) == 0 && !must_hide_file(conn, name, root_len))
       append_entry(list, conn, entry->d_name, st);
   }
   return true;

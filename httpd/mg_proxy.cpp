@@ -5,7 +5,13 @@
 #include <string.h>
 #include <strings.h>
 
+#include <algorithm>
+#include <initializer_list>
+
 #include "httpd/mg_builtin.h"
+
+// How long the last of what a client sent may wait for the other side to take it.
+static constexpr time_t LEFT_S = 30;
 
 struct upstream_address {
   char text[64];  // "IPV4:PORT"
@@ -111,12 +117,27 @@ static void on_close(const ns_connection* peer, connection* conn)
     close_local_endpoint(conn);
 }
 
+void mg_leave_upstream(ns_connection* peer)
+{
+  peer->flags &= ~NSF_READ_PAUSED;
+  peer->flags |= peer->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
+}
+
+// Without a client what still comes is dropped, until all has gone or nothing moves any more.
+static void on_event_without_client(ns_connection* peer, ns_event ev, const void* data)
+{
+  if (ev == NS_RECV)
+    peer->recv_iobuf.len = 0;
+  else if (ev == NS_POLL && *static_cast<const time_t*>(data) - peer->last_io_time > LEFT_S)
+    peer->flags |= NSF_CLOSE_NOW;
+}
+
 static void on_peer_event(ns_connection* peer, ns_event ev, void* data)
 {
   connection* conn = static_cast<connection*>(peer->user_data);
   if (!conn)
-    return;
-  if (ev == NS_POLL)
+    on_event_without_client(peer, ev, data);
+  else if (ev == NS_POLL)
     mg_pace(peer, conn->ns_conn);
   else if (ev == NS_CONNECT)
     on_connected(conn, *static_cast<int*>(data));
@@ -126,49 +147,70 @@ static void on_peer_event(ns_connection* peer, ns_event ev, void* data)
     on_close(peer, conn);
 }
 
-// Whether a header line concerns the connection to the proxy only.
-static bool is_hop_header(const char* line)
+// Whether a list of names, separated by commas and blanks, has this one.
+static bool names_header(mg_vec list, const mg_vec& name)
 {
-  static const char* const names[] = {
-      "Connection:", "Proxy-Connection:", "Keep-Alive:", "Proxy-Authorization:", "Expect:"};
-  for (const char* name : names)
-    if (strncasecmp(line, name, strlen(name)) == 0)
+  while (list.len > 0) {
+    size_t length = 0;
+    while (length < list.len && list.ptr[length] != ',' && list.ptr[length] != ' ')
+      length++;
+    if (length == name.len && strncasecmp(list.ptr, name.ptr, length) == 0)
       return true;
+    length += length < list.len;
+    list = {list.ptr + length, list.len - length};
+  }
   return false;
+}
+
+static bool is_named(const mg_vec& name, std::initializer_list<const char*> names)
+{
+  return std::any_of(names.begin(), names.end(), [&name](const char* other) {
+    return strlen(other) == name.len && strncasecmp(other, name.ptr, name.len) == 0;
+  });
+}
+
+// Whether a header concerns the connection to the proxy only: one of those that always do, or one
+// that a "Connection" header names. The ones that tell where the request ends and whose it is stay,
+// whoever names them.
+static bool is_hop_header(const mg_connection* c, const mg_vec& name)
+{
+  if (is_named(name, {"Connection", "Proxy-Connection", "Keep-Alive", "Proxy-Authorization",
+                      "Expect", "TE", "Upgrade"}))
+    return true;
+  if (is_named(name, {"Host", "Content-Length", "Transfer-Encoding"}))
+    return false;
+  return std::any_of(c->http_headers, c->http_headers + c->num_headers, [&](const mg_header& h) {
+    return strcasecmp(h.name, "Connection") == 0 && names_header({h.value, strlen(h.value)}, name);
+  });
 }
 
 // Sends the request on as it came, for the path alone and for one answer.
 static void send_request(connection* conn, ns_connection* peer, const char* path, size_t path_len)
 {
+  const mg_connection* c = &conn->mg_conn;
   const char* line = conn->proxy_request + strspn(conn->proxy_request, "\r\n ");
-  ns_printf(peer, "%s %s%.*s HTTP/%s\r\n", conn->mg_conn.request_method,
+  ns_printf(peer, "%s %s%.*s HTTP/%s\r\n", c->request_method,
             path_len > 0 && *path == '/' ? "" : "/", static_cast<int>(path_len), path,
-            conn->mg_conn.http_version);
+            c->http_version);
+  bool passes = true;
   line += strcspn(line, "\n");
   while (*line == '\n') {
     line++;
-    size_t length = strcspn(line, "\r\n");
-    if (length > 0 && !is_hop_header(line))
+    size_t length = strcspn(line, "\r\n"), name_len = strcspn(line, ": \r\n");
+    if (name_len > 0)  // without a name it goes on with the header before it
+      passes = !is_hop_header(c, {line, name_len});
+    if (length > 0 && passes)
       ns_printf(peer, "%.*s\r\n", static_cast<int>(length), line);
     line += strcspn(line, "\n");
   }
   ns_printf(peer, "Connection: close\r\n\r\n");
 }
 
-// The request's target as the client wrote it.
-static mg_vec written_target(const connection* conn)
-{
-  const char* text = conn->proxy_request;
-  text += strspn(text, "\r\n ");
-  text += strcspn(text, " ");
-  text += strspn(text, " ");
-  return {text, strcspn(text, " \r\n")};
-}
-
 void mg_open_proxy_endpoint(connection* conn)
 {
   static const char scheme[] = "http://";
-  mg_vec authority = conn->proxy_request ? written_target(conn) : mg_vec{"", 0};
+  const char* target = conn->proxy_request && conn->written_target ? conn->written_target : "";
+  mg_vec authority = {target, strlen(target)};
   mg_vec path = {"", 0};
   if (!is_tunnel(conn)) {
     if (authority.len < sizeof scheme - 1 ||

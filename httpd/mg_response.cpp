@@ -123,7 +123,9 @@ static bool error_redirect_of(const mg_server* server, int code, mg_vec* target)
   return false;
 }
 
-void send_http_error(connection* conn, int code, const char* format, ...)
+__attribute__((format(printf, 4, 0))) static void send_error(connection* conn, int code,
+                                                             const char* headers,
+                                                             const char* format, va_list args)
 {
   mg_connection* c = &conn->mg_conn;
   c->status_code = code;
@@ -147,14 +149,27 @@ void send_http_error(connection* conn, int code, const char* format, ...)
   char body[200] = "";
   if (code != 204 && (code < 300 || code > 399)) {
     int used = snprintf(body, sizeof body, "%d %s\n", code, reason);
-    va_list args;
-    va_start(args, format);
     vsnprintf(body + used, sizeof body - static_cast<size_t>(used), format, args);
-    va_end(args);
   }
-  mg_printf(c, "HTTP/1.1 %d %s\r\nContent-Length: %d\r\nContent-Type: text/plain\r\n\r\n%s", code,
-            reason, static_cast<int>(strlen(body)), is_head(c) ? "" : body);
+  mg_printf(c, "HTTP/1.1 %d %s\r\nContent-Length: %d\r\nContent-Type: text/plain\r\n%s\r\n%s", code,
+            reason, static_cast<int>(strlen(body)), headers, is_head(c) ? "" : body);
   close_local_endpoint(conn);
+}
+
+void send_http_error(connection* conn, int code, const char* format, ...)
+{
+  va_list args;
+  va_start(args, format);
+  send_error(conn, code, "", format, args);
+  va_end(args);
+}
+
+void send_http_error_with(connection* conn, int code, const char* headers, const char* format, ...)
+{
+  va_list args;
+  va_start(args, format);
+  send_error(conn, code, headers, format, args);
+  va_end(args);
 }
 
 void mg_send_digest_auth_request(connection* conn)

@@ -131,13 +131,21 @@ static void release_endpoint(connection* conn)
 {
   switch (conn->endpoint_type) {
     case EP_FILE:
-    case EP_PUT:
       close(conn->endpoint.fd);
+      break;
+    case EP_PUT:
+      mg_release_put(conn->endpoint.put);
+      break;
+    case EP_PROPFIND:
+      mg_release_propfind(conn->endpoint.propfind);
       break;
     case EP_CGI:
     case EP_PROXY:
       if (ns_connection* peer = conn->endpoint.nc) {
-        peer->flags |= NSF_CLOSE_NOW;
+        if (conn->endpoint_type == EP_PROXY)
+          mg_leave_upstream(peer);
+        else
+          peer->flags |= NSF_CLOSE_NOW;
         peer->user_data = nullptr;
       }
       conn->ns_conn->flags &= ~NSF_READ_PAUSED;
@@ -156,7 +164,7 @@ static void reset_request(connection* conn)
   free(conn->request);
   free(conn->path_info);
   free(conn->proxy_request);
-  conn->request = conn->path_info = conn->proxy_request = nullptr;
+  conn->request = conn->path_info = conn->written_target = conn->proxy_request = nullptr;
   conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
@@ -212,6 +220,18 @@ static void read_body_length(connection* conn, const char* block, bool all_parse
                      !mg_end_is_clear(block, static_cast<size_t>(conn->request_len));
 }
 
+// Writes the target of a header block, which is terminated, as the client wrote it behind the block.
+static char* copy_target(char* block, size_t length)
+{
+  const char* target = block + strspn(block, " \r\n");
+  target += strcspn(target, " \r\n");
+  target += strspn(target, " ");
+  size_t target_length = strcspn(target, " \r\n");
+  char* copy = static_cast<char*>(memcpy(block + length, target, target_length));
+  copy[target_length] = '\0';
+  return copy;
+}
+
 static void try_parse(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
@@ -219,13 +239,15 @@ static void try_parse(connection* conn)
       (conn->request_len = get_request_len(io->buf, io->len)) <= 0)
     return;
   size_t length = static_cast<size_t>(conn->request_len);
-  conn->request = static_cast<char*>(malloc(length));
+  conn->request = static_cast<char*>(malloc(2 * length));
   if (!conn->request) {
     conn->request_len = REQUEST_INCOMPLETE;
     ns_break_conn(conn->ns_conn);
     return;
   }
   memcpy(conn->request, io->buf, length);
+  conn->request[length - 1] = '\0';
+  conn->written_target = copy_target(conn->request, length);
   if (mg_option_value(conn->server, ENABLE_PROXY))
     if (!(conn->proxy_request = strndup(io->buf, length)))
       ns_break_conn(conn->ns_conn);
@@ -370,8 +392,8 @@ static void on_recv_data(connection* conn)
     serve_user(conn);
   if (conn->endpoint_type == EP_PUT)
     mg_put_data(conn);
-  if (conn->endpoint_type == EP_FILE)
-    iobuf_free(&nc->recv_iobuf);  // it would be discarded at the file's end
+  if (conn->endpoint_type == EP_FILE || conn->endpoint_type == EP_PROPFIND)
+    iobuf_free(&nc->recv_iobuf);  // it would be discarded at the answer's end
 }
 
 // A datagram is a whole request; its record lives for this call.

@@ -1,6 +1,7 @@
 #include "httpd/mg_ssi.h"
 
 #include <errno.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -10,6 +11,8 @@
 #include "httpd/mg_escape.h"
 
 static constexpr int MAX_LEVEL = 10;
+// The page is held in memory: what goes beyond this is left out.
+static constexpr size_t MAX_OUTPUT = 16 * 1024 * 1024;
 
 // --- scanner ---
 
@@ -155,8 +158,19 @@ ssi_command ssi_parse_tag(const char* tag, char (&argument)[SSI_MAX_TAG + 1])
 
 // --- output ---
 
+static bool is_full(const connection* conn)
+{
+  return conn->ns_conn->send_iobuf.len >= MAX_OUTPUT;
+}
+
+// A long page would be moved with each of its pieces if its queue grew by no more than that.
+static constexpr size_t GROWTH = 1024 * 1024;
+
 static void print_data(connection* conn, const char* data, size_t len)
 {
+  iobuf* queue = &conn->ns_conn->send_iobuf;
+  if (queue->len > GROWTH && queue->size - queue->len < 2 * len)
+    iobuf_resize(queue, queue->len + GROWTH);
   if (len > 0)  // an empty chunk would end the body
     mg_send_data(&conn->mg_conn, data, len);
 }
@@ -164,7 +178,7 @@ static void print_data(connection* conn, const char* data, size_t len)
 static void copy_stream(connection* conn, FILE* from)
 {
   char piece[8192];
-  for (size_t got; (got = fread(piece, 1, sizeof piece, from)) > 0;)
+  for (size_t got; !is_full(conn) && (got = fread(piece, 1, sizeof piece, from)) > 0;)
     print_data(conn, piece, got);
 }
 
@@ -248,14 +262,23 @@ static void include_file(connection* conn, const mg_target* including, int level
 
 static void execute(connection* conn, const char* tag, const char* command)
 {
-  if (FILE* output = popen(command, "re")) {
+  // A line of its own in front of the command: whatever that is, it has nothing to read.
+  char script[sizeof "exec </dev/null\n" + SSI_MAX_TAG];
+  snprintf(script, sizeof script, "exec </dev/null\n%s", command);
+  // The server ignores this signal, and a program would inherit that: it would not end with its
+  // reader.
+  void (*server_handler)(int) = signal(SIGPIPE, SIG_DFL);
+  FILE* output = popen(script, "re");
+  int error = errno;
+  signal(SIGPIPE, server_handler);
+  if (output) {
     copy_stream(conn, output);
     pclose(output);
     return;
   }
   mg_text shown = mg_html_escape(tag);
   mg_printf_data(&conn->mg_conn, "Cannot SSI #exec: [%s]: %s", mg_chars(conn, shown),
-                 strerror(errno));
+                 strerror(error));
 }
 
 static void follow_directive(connection* conn, const mg_target* target, int level, const char* tag)
@@ -313,7 +336,7 @@ static void expand_stream(connection* conn, const mg_target* target, FILE* file,
     return;
   }
   ssi_scanner scanner = {};
-  for (int c; (c = getc(file)) != EOF;)
+  for (int c; !is_full(conn) && (c = getc(file)) != EOF;)
     print_piece(conn, target, level, scanner, ssi_feed(&scanner, static_cast<char>(c)));
   print_piece(conn, target, level, scanner, ssi_finish(&scanner));
 }
@@ -335,6 +358,8 @@ void mg_send_ssi_file(connection* conn, const mg_target* target)
   terminate_headers(conn);
   if (strcmp(c->request_method, "HEAD") != 0) {
     expand_stream(conn, target, file.get(), 0);
+    if (is_full(conn))
+      mg_printf_data(c, "%s: SSI output is too large", mg_chars(mg_html_escape(target->path)));
     write_terminating_chunk(conn);
   }
   close_local_endpoint(conn);

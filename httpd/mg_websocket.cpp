@@ -96,6 +96,53 @@ void mg_close_websocket(connection* conn, int reason)
   conn->ns_conn->flags |= NSF_CLOSE_WHEN_SENT;
 }
 
+// --- texts ---
+
+// Checks further bytes of a text; false when no UTF-8 begins like this. The text is whole when no
+// byte is missing.
+static bool check_utf8(utf8_state* state, const char* bytes, size_t len)
+{
+  for (size_t i = 0; i < len; i++) {
+    unsigned char byte = static_cast<unsigned char>(bytes[i]);
+    if (state->missing > 0) {
+      if (byte < state->first || byte > state->last)
+        return false;
+      *state = {state->missing - 1, 0x80, 0xbf};
+    } else if (byte >= 0xc2 && byte <= 0xdf) {
+      *state = {1, 0x80, 0xbf};
+    } else if (byte >= 0xe0 && byte <= 0xef) {  // no longer than needed, and no surrogates
+      *state = {2, static_cast<unsigned char>(byte == 0xe0 ? 0xa0 : 0x80),
+                static_cast<unsigned char>(byte == 0xed ? 0x9f : 0xbf)};
+    } else if (byte >= 0xf0 && byte <= 0xf4) {  // the same, and nothing above 10FFFF
+      *state = {3, static_cast<unsigned char>(byte == 0xf0 ? 0x90 : 0x80),
+                static_cast<unsigned char>(byte == 0xf4 ? 0x8f : 0xbf)};
+    } else if (byte >= 0x80) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Whether the frame that the handler is to see holds no text, or right text: of a message that is
+// one, or the reason behind the number of a CLOSE.
+static bool holds_valid_text(connection* conn, int opcode)
+{
+  const mg_connection* c = &conn->mg_conn;
+  if (opcode == WEBSOCKET_OPCODE_CONNECTION_CLOSE) {
+    utf8_state state = {};
+    return c->content_len <= 2 ||
+           (check_utf8(&state, c->content + 2, c->content_len - 2) && state.missing == 0);
+  }
+  if (opcode & CONTROL_OPCODE)
+    return true;
+  if (opcode != WEBSOCKET_OPCODE_CONTINUATION) {
+    conn->is_in_text = opcode == WEBSOCKET_OPCODE_TEXT;
+    conn->text_state = {};
+  }
+  return !conn->is_in_text || (check_utf8(&conn->text_state, c->content, c->content_len) &&
+                               (conn->text_state.missing == 0 || !(c->wsbits & FINAL_FRAGMENT)));
+}
+
 // --- serving frames ---
 
 // Answers a CLOSE with its own reason.
@@ -139,7 +186,10 @@ static void deliver_frame(connection* conn, const websocket_frame& frame)
   int opcode = frame.bits & OPCODE_BITS;
   if (!(opcode & CONTROL_OPCODE))
     conn->is_in_message = !(frame.bits & FINAL_FRAGMENT);
-  serve_frame(conn, opcode);
+  if (holds_valid_text(conn, opcode))
+    serve_frame(conn, opcode);
+  else
+    mg_close_websocket(conn, WEBSOCKET_CLOSE_NO_TEXT);
   c->content = nullptr;
   c->content_len = 0;
 }

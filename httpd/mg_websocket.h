@@ -11,6 +11,7 @@ constexpr size_t WEBSOCKET_MAX_FRAME = 16 * 1024 * 1024;  // a longer frame ends
 // Why a connection is closed.
 constexpr int WEBSOCKET_CLOSE_NORMAL = 1000;
 constexpr int WEBSOCKET_CLOSE_PROTOCOL_ERROR = 1002;
+constexpr int WEBSOCKET_CLOSE_NO_TEXT = 1007;
 constexpr int WEBSOCKET_CLOSE_POLICY = 1008;
 constexpr int WEBSOCKET_CLOSE_TOO_BIG = 1009;
 

@@ -46,7 +46,8 @@ bool log_to_stderr()
 }
 
 // "source:line: " and the text on one line: what clients sent cannot start a line of its own.
-std::string log_text(const char* source, int line, const char* format, va_list args)
+__attribute__((format(printf, 3, 0))) std::string log_text(const char* source, int line,
+                                                           const char* format, va_list args)
 {
   char* formatted = nullptr;
   const int length = vasprintf(&formatted, format, args);

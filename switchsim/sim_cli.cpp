@@ -114,6 +114,9 @@ void sim_cli_word(std::string& line, const std::string& text)
 bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words)
 {
   words.clear();
+  if (line.find('\0') != std::string::npos) {
+    return false;  // no text can be written with one
+  }
   for (size_t at = 0; at < line.size();) {
     if (isspace(static_cast<unsigned char>(line[at])) != 0) {
       at++;

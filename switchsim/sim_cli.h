@@ -104,8 +104,8 @@ struct sim_cli_word_t {
   bool quoted;  // such a word is never one of the pattern's own
 };
 
-// Splits a line into words; false when a quote is not closed or an escape is none. Empty lines and
-// those that begin with "!" or "#" have no words.
+// Splits a line into words; false when a quote is not closed, an escape is none, or a byte is zero.
+// Empty lines and those that begin with "!" or "#" have no words.
 bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words);
 
 // Reads decimal digits and nothing else.

@@ -1,6 +1,7 @@
 // CGI programs: what they are told, what becomes of their output, and how they end.
 #include <errno.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,23 +22,46 @@ static void wait_for(Condition condition)
 
 TEST(cgi, environment)
 {
-  file_server server;
+  file_server server("url_rewrites=@other=@ROOT/.");
   server_file(server, "d/e.cgi", PLAIN + "pwd; env\n");
+  server_file(server, "d/index.cgi", PLAIN + "env\n");
   setenv("TMPDIR", "/copied", 1);
   string body = raw_body(raw_get(server, "POST /d/e.cgi/more/info?a=%41&b",
                                  "Content-Length: 2\nContent-Type: c/t\nX-Own-1: v=1\n"
-                                 "Proxy: evil\n\nhi"));
+                                 "Cookie: a=1\nX-Two: 1\nProxy: evil\ncookie: b=2\nx-two: 2\n"
+                                 "\nhi"));
   EXPECT_EQ(body.find(server.root + "/d\n"), 0u);
-  for (const string& line :
-       {"REQUEST_METHOD=POST"s, "SCRIPT_NAME=/d/e.cgi"s, "PATH_INFO=/more/info"s,
-        "PATH_TRANSLATED=" + server.root + "/more/info", "DOCUMENT_ROOT=" + server.root,
-        "SERVER_ROOT=" + server.root, "SCRIPT_FILENAME=" + server.root + "/d/e.cgi",
-        "QUERY_STRING=a=%41&b"s, "REQUEST_URI=/d/e.cgi/more/info?a=%41&b"s, "CONTENT_LENGTH=2"s,
-        "CONTENT_TYPE=c/t"s, "HTTP_X_OWN_1=v=1"s, "GATEWAY_INTERFACE=CGI/1.1"s,
-        "SERVER_PROTOCOL=HTTP/1.1"s, "REDIRECT_STATUS=200"s, "REMOTE_ADDR=127.0.0.1"s, "HTTPS=off"s,
-        "TMPDIR=/copied"s})
+  for (const string& line : {"REQUEST_METHOD=POST"s,
+                             "SCRIPT_NAME=/d/e.cgi"s,
+                             "PATH_INFO=/more/info"s,
+                             "PATH_TRANSLATED=" + server.root + "/more/info",
+                             "DOCUMENT_ROOT=" + server.root,
+                             "SERVER_ROOT=" + server.root,
+                             "SCRIPT_FILENAME=" + server.root + "/d/e.cgi",
+                             "QUERY_STRING=a=%41&b"s,
+                             "REQUEST_URI=/d/e.cgi/more/info?a=%41&b"s,
+                             "CONTENT_LENGTH=2"s,
+                             "CONTENT_TYPE=c/t"s,
+                             "HTTP_X_OWN_1=v=1"s,
+                             "GATEWAY_INTERFACE=CGI/1.1"s,
+                             "SERVER_PROTOCOL=HTTP/1.1"s,
+                             "REDIRECT_STATUS=200"s,
+                             "REMOTE_ADDR=127.0.0.1"s,
+                             "HTTPS=off"s,
+                             "TMPDIR=/copied"s,
+                             "HTTP_COOKIE=a=1; b=2"s,
+                             "HTTP_X_TWO=1, 2"s})
     EXPECT_NE(body.find("\n" + line + "\n"), string::npos) << line << " in\n" << body;
   EXPECT_EQ(body.find("HTTP_PROXY"), string::npos);
+  EXPECT_EQ(body.rfind("HTTP_COOKIE"), body.find("HTTP_COOKIE"));
+  // The index file of another host's root, and a target that is written with escapes.
+  string index = raw_body(raw_get(server, "GET //%64/", "Host: other\n"));
+  for (const string& line : {"SCRIPT_NAME=/d/index.cgi"s, "QUERY_STRING="s, "REQUEST_URI=//%64/"s,
+                             "DOCUMENT_ROOT=" + server.root + "/."})
+    EXPECT_NE(("\n" + index).find("\n" + line + "\n"), string::npos) << line << " in\n" << index;
+  EXPECT_NE(raw_body(raw_get(server, "GET /d/e.cgi/i", "Host: other\n"))
+                .find("\nPATH_TRANSLATED=" + server.root + "/./i\n"),
+            string::npos);
   // What does not fit is left out, and nothing behind it is harmed.
   string large = raw_get(server, "GET /d/e.cgi?" + string(8000, 'q'), "X-Last: here\n");
   EXPECT_EQ(large.find("QUERY_STRING="), string::npos);
@@ -53,6 +77,7 @@ TEST(cgi, output_becomes_the_response)
   } rows[] = {
   // clang-format off
       {PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
+      {PLAIN + "{ (yes; echo $? >&3) | :; } 3>&1", "HTTP/1.1 200 OK\r\n", "141\n"},
       {SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
                  "HTTP/1.1 404 Gone Away\r\nX-A: b\r\n", "x"},
       {SHELL + "printf 'status: 503\\n\\n'",  "HTTP/1.1 503 Service Unavailable\r\n", ""},
@@ -95,6 +120,29 @@ TEST(cgi, bodies_both_ways)
   EXPECT_EQ(raw_body(raw_get(server, "POST /length.sh", "Content-Length: 3\n\n12345")), "3\n");
   EXPECT_EQ(raw_body(raw_get(server, "HEAD /length.sh")), "");
   EXPECT_EQ(http_request(client, "GET", server.url + "/many.sh").body.size(), 50000000u);
+}
+
+TEST(cgi, ends_with_a_client_that_is_not_being_read)
+{
+  temp_folder folder;
+  file_write(folder.path + "/idle.cgi",
+             SHELL + "trap 'echo yes >term; exit' TERM\n>begun\nwhile :; do sleep 0.05; done\n");
+  chmod((folder.path + "/idle.cgi").c_str(), 0755);
+  test_server s(nullptr);
+  s.server->event_handler = nullptr;  // a program gets the body as it comes
+  mg_set_option(s.server, "document_root", folder.path.c_str());
+  const auto is_paused = [&] { return s.newest()->ns_conn->flags & NSF_READ_PAUSED; };
+  {
+    client c(s.port);
+    c.send("POST /idle.cgi HTTP/1.1\r\nContent-Length: 9000000\r\n\r\n");
+    s.until([&] { return access((folder.path + "/begun").c_str(), F_OK) == 0; });
+    for (int64_t all = s.newest()->num_bytes_recv; !is_paused();) {
+      c.send(string(8192, 'b'));
+      all += 8192;
+      s.until([&] { return is_paused() || s.newest()->num_bytes_recv == all; });
+    }
+  }
+  s.until([&] { return file_text(folder.path + "/term") == "yes\n"; });
 }
 
 TEST(cgi, nothing_is_left_behind)

@@ -1,6 +1,9 @@
 // WebDAV: what changes, with which status, and that it stays under the document root.
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utime.h>
 
 #include <filesystem>
 
@@ -15,18 +18,24 @@ struct dav_server {
   }
 };
 
-static string ask(const dav_server& dav, const string& method, const string& target,
-                  const string& headers = "", const string& body = "")
+// A request's head as far as it is the same for all.
+static string head_of(const string& method, const string& target)
 {
   char ha2[33], response[33];
   mg_md5(ha2, method.c_str(), ":/", nullptr);
   mg_md5(response, "0123", ":n:1:c:auth:", ha2, nullptr);
+  return method + " " + target +
+         " HTTP/1.1\r\nAuthorization: Digest username=joe, uri=/, nonce=n, nc=1, cnonce=c, "
+         "qop=auth, response=" +
+         response + "\r\n";
+}
+
+static string ask(const dav_server& dav, const string& method, const string& target,
+                  const string& headers = "", const string& body = "")
+{
   raw_client client(dav.server.url);
-  string head = method + " " + target +
-                " HTTP/1.1\r\nAuthorization: Digest username=joe, uri=/, nonce=n, nc=1, cnonce=c, "
-                "qop=auth, response=" +
-                response + "\r\n" + headers;
-  if (!body.empty() || method == "PUT")
+  string head = head_of(method, target) + "Connection: close\r\n" + headers;
+  if ((!body.empty() || method == "PUT") && headers.find("Content-Length") == string::npos)
     head += "Content-Length: " + std::to_string(body.size()) + "\r\n";
   raw_send(client, head + "\r\n");
   if (!body.empty()) {  // the body of a request comes after its headers
@@ -55,6 +64,112 @@ TEST(dav, put_get_and_replace)
   EXPECT_TRUE(std::filesystem::is_empty(dav.server.root + "/empty"));
 }
 
+// What lies in a folder, temporary files included.
+static size_t count_entries(const string& folder)
+{
+  return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+TEST(dav, put_shows_the_whole_of_one_file_only)
+{
+  dav_server dav;
+  const string& root = dav.server.root;
+  server_file(dav.server, "inner/f", "the old one");
+  chmod((root + "/inner/f").c_str(), 0640);
+  std::filesystem::create_symlink("inner/f", root + "/link");
+  const string rest = "Content-Length: 6\r\n";
+  const struct {
+    string target, headers;
+    const char *shown, *complete;
+  } rows[] = {
+      {"/inner/f",   "Content-Length: 6\r\n",                                 "the old one", "second"},
+      {"/link",      "Content-Length: 6\r\nContent-Range: bytes 4-9/*\r\n",   "the old one",
+       "the seconde"                                                                                 },
+      {"/link",      "Content-Length: 6\r\nContent-Range: bytes 12-17/*\r\n", "the old one", nullptr },
+      {"/new/a/b/f", "Content-Length: 6\r\n",                                 nullptr,       "second"},
+  };
+  for (const auto& row : rows) {
+    for (bool is_completed : {false, true}) {
+      file_write(root + "/inner/f", "the old one");
+      raw_client client(dav.server.url);
+      raw_send(client, head_of("PUT", row.target) + row.headers + "\r\nsec");
+      raw_wait_consumed(client);
+      string answer = ask(dav, "GET", row.target);
+      EXPECT_EQ(status_of(answer) == 200 ? raw_body(answer) : "", row.shown ? row.shown : "");
+      EXPECT_EQ(ask(dav, "GET", "/inner/").find(".mg_put."), string::npos);
+      if (is_completed)
+        raw_send(client, "ond");
+      else
+        shutdown(client.fd, SHUT_WR);
+      EXPECT_EQ(status_of(raw_receive_all(client)), !is_completed ? 0 : row.shown ? 200 : 201);
+      string expected = !is_completed  ? row.shown ? row.shown : ""
+                        : row.complete ? row.complete
+                                       : string("the old one\0second", 18);
+      EXPECT_EQ(file_text(root + row.target), expected) << row.target << row.headers;
+      EXPECT_EQ(count_entries(root + "/inner"), 1u);
+      EXPECT_EQ(std::filesystem::exists(root + "/new"), row.target[1] == 'n' && is_completed);
+    }
+  }
+  struct stat st;
+  EXPECT_EQ(stat((root + "/inner/f").c_str(), &st) == 0 ? st.st_mode & 07777 : 0, 0640u);
+  EXPECT_TRUE(std::filesystem::is_symlink(root + "/link"));
+}
+
+TEST(dav, nothing_is_left_of_a_put_that_fails)
+{
+  dav_server dav;
+  server_file(dav.server, "f", "the old one");
+  const rlimit full = {1 << 20, RLIM_INFINITY}, free = {RLIM_INFINITY, RLIM_INFINITY};
+  signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &full);
+  for (const char* target : {"/f", "/a/b/f",
+                             "/a/b/"
+                             "f2"})
+    EXPECT_EQ(status_of(ask(dav, "PUT", target, "", string(2 << 20, 'x'))), 507) << target;
+  setrlimit(RLIMIT_FSIZE, &free);
+  EXPECT_EQ(status_of(ask(dav, "PUT", "/a/b/" + string(300, 'n'), "", "text")), 414);
+  EXPECT_EQ(file_text(dav.server.root + "/f"), "the old one");
+  EXPECT_EQ(count_entries(dav.server.root), 1u);
+}
+
+TEST(dav, conditions)
+{
+  dav_server dav;
+  // clang-format off
+  const struct {
+    const char *method, *target, *condition;
+    int status;
+  } rows[] = {
+      {"PUT", "/f", "Match: \"2ebc98a1.5\"", 200}, {"PUT", "/f", "Match: \"x\", \"2ebc98a1.5\"", 200},
+      {"PUT", "/f", "Match: *", 200}, {"PUT", "/f", "Match: \"2ebc98a1.6\"", 412},
+      {"PUT", "/f", "Match: W/\"2ebc98a1.5\"", 412}, {"PUT", "/f", "Match: ", 412},
+      {"PUT", "/f", "None-Match: *", 412}, {"PUT", "/f", "None-Match: \"x\",W/\"2ebc98a1.5\"", 412},
+      {"PUT", "/f", "None-Match: \"x\"", 200}, {"PUT", "/new/f", "Match: *", 412},
+      {"PUT", "/new/f", "Match: \"2ebc98a1.5\"", 412}, {"DELETE", "/f", "Match: \"x\"", 412},
+      {"DELETE", "/f", "None-Match: *", 412}, {"DELETE", "/none", "Match: *", 404},
+      {"DELETE", "/f", "Match: \"2ebc98a1.5\"", 204}, {"PUT", "/f", "None-Match: *", 201}};
+  // clang-format on
+  for (const auto& row : rows) {
+    if (row.status != 201) {
+      server_file(dav.server, "f", "hello");
+      const utimbuf times = {784111777, 784111777};
+      utime((dav.server.root + "/f").c_str(), &times);
+    }
+    string headers = string("If-") + row.condition + "\r\n";
+    EXPECT_EQ(status_of(ask(dav, row.method, row.target, headers)), row.status) << headers;
+    EXPECT_EQ(file_text(dav.server.root + "/f"), row.status >= 400 ? "hello" : "") << headers;
+  }
+  EXPECT_FALSE(std::filesystem::exists(dav.server.root + "/new"));
+  // Two clients make the same file: the second one hears that it is there.
+  raw_client slow(dav.server.url);
+  raw_send(slow, head_of("PUT", "/g") + "If-None-Match: *\r\nContent-Length: 4\r\n\r\nslo");
+  raw_wait_consumed(slow);
+  EXPECT_EQ(status_of(ask(dav, "PUT", "/g", "If-None-Match: *\r\n", "fast")), 201);
+  raw_send(slow, "w");
+  EXPECT_EQ(status_of(raw_receive_all(slow)), 412);
+  EXPECT_EQ(file_text(dav.server.root + "/g"), "fast");
+}
+
 TEST(dav, statuses_and_the_edge_of_the_root)
 {
   const string name(300, 'n');
@@ -76,6 +191,14 @@ TEST(dav, statuses_and_the_edge_of_the_root)
       {"PUT", "/" + name, 414, "", "text"}, {"PUT", "/" + string(9000, 'n'), 404, "", "text"},
       {"PUT", "/f", 400, "Content-Range: bytes 0-9/9\r\n", "text"},
       {"PUT", "/f", 411, "Transfer-Encoding: chunked\r\n", ""},
+      {"PUT", "/file", 400, "Content-Length: many\r\n", ""}, {"PUT", "/file", 400, "Content-Length: -1\r\n", ""},
+      {"PUT", "/file", 400, "Content-Length: +4\r\n", "text"}, {"PUT", "/file", 400, "Content-Length: 4x\r\n", "text"},
+      {"PUT", "/file", 400, "Content-Length: \r\n", ""},
+      {"PUT", "/file", 400, "Content-Length: 4\r\nContent-Length: 3\r\n", "text"},
+      {"PUT", "/file", 400, "Content-Length: 99999999999999999999\r\n", ""},
+      {"GET", "/file", 200, "", ""}, {"PROPFIND", "/out/", 403, "", ""}, {"PROPFIND", "/outfile", 403, "", ""},
+      {"PROPFIND", "/dangling", 404, "", ""}, {"PROPFIND", "/inside", 207, "", ""},
+      {"DELETE", "/dangling/x", 404, "", ""}, {"DELETE", "/dangling", 204, "If-Match: *\r\n", ""},
       {"DELETE", "/out/f", 403, "", ""}, {"DELETE", "/", 403, "", ""}, {"DELETE", "/.", 403, "", ""},
       {"DELETE", "/.htpasswd", 404, "", ""}, {"DELETE", "/none", 404, "", ""}, {"DELETE", "/file", 204, "", ""},
       {"DELETE", "/file", 404, "", ""}, {"DELETE", "/tree/", 204, "", ""}, {"DELETE", "/outlink", 204, "", ""},
@@ -86,16 +209,18 @@ TEST(dav, statuses_and_the_edge_of_the_root)
   std::filesystem::create_directory(outside);
   file_write(outside + "/f", "kept");
   for (const char* file : {"file", "inner/x", "tree/a/b/c"})
-    server_file(dav.server, file);
+    server_file(dav.server, file, "as it was");
   for (const char* link : {"/out", "/outlink", "/tree/a/link"})
     std::filesystem::create_symlink(outside, root + link);
   std::filesystem::create_symlink(outside + "/f", root + "/outfile");
   std::filesystem::create_symlink(outside + "/none", root + "/dangling");
   std::filesystem::create_symlink("inner", root + "/inside");
   mkfifo((root + "/pipe").c_str(), 0600);
-  for (const auto& row : rows)
-    EXPECT_EQ(status_of(ask(dav, row.method, row.target, row.headers, row.body)), row.status)
-        << row.method << " " << row.target;
+  for (const auto& row : rows) {
+    string answer = ask(dav, row.method, row.target, row.headers, row.body);
+    EXPECT_EQ(status_of(answer), row.status) << row.method << " " << row.target << row.headers;
+    EXPECT_EQ(row.method == "GET" ? raw_body(answer) : "as it was", "as it was");
+  }
   EXPECT_EQ(file_text(outside + "/f"), "kept");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(outside), {}), 1);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dav.server.folder.path), {}), 3)
@@ -117,7 +242,12 @@ TEST(dav, properties)
   dav_server dav;
   for (const char* name : {"d/<&>", "d/sub/deep", "d/x.hid"})
     server_file(dav.server, name, "12345");
-  std::filesystem::create_symlink("..", dav.server.root + "/d/sub/up");
+  const string outside = dav.server.folder.path;
+  for (const auto& [name, end] : {
+           std::pair("sub/up", string("..")), {"out",       outside        },
+             {"passwords", outside + "/pw"}
+  })
+    std::filesystem::create_symlink(end, dav.server.root + "/d/" + name);
   EXPECT_EQ(hrefs(ask(dav, "PROPFIND", "/d", "Depth: 0\r\n")), "/d/ ");
   string children = hrefs(ask(dav, "PROPFIND", "/d/", "Depth: 1\r\n", "<propfind/>"));
   EXPECT_TRUE(children == "/d/ /d/%3C%26%3E /d/sub/ " || children == "/d/ /d/sub/ /d/%3C%26%3E ")
@@ -134,4 +264,20 @@ TEST(dav, properties)
     deep += "/d";
   std::filesystem::create_directories(dav.server.root + deep);
   EXPECT_EQ(status_of(ask(dav, "PROPFIND", "/")), 403) << "too deep for one answer";
+}
+
+TEST(dav, a_large_folder_takes_no_memory)
+{
+  static std::atomic<size_t> largest_queue{0};
+  file_server server("", [](mg_connection* c, mg_event ev) -> int {
+    largest_queue = std::max(largest_queue.load(), mg_conn_2_conn(c)->ns_conn->send_iobuf.size);
+    return ev == MG_AUTH;
+  });
+  for (int i = 0; i < 3000; i++)
+    server_file(server, "d/" + std::to_string(i));
+  string found = hrefs(raw_get(server, "PROPFIND /d/", "Depth: 1\n"));
+  EXPECT_EQ(std::count(found.begin(), found.end(), ' '), 3001);
+  EXPECT_LE(largest_queue, 20000u);
+  raw_client gone(server.url);
+  raw_send(gone, "PROPFIND /d/ HTTP/1.1\r\nDepth: 1\r\n\r\n");  // and reads nothing
 }

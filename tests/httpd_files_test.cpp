@@ -100,6 +100,7 @@ TEST(files, ranges)
   for (int i = 0; i < 100; i++)
     text += static_cast<char>(' ' + i % 90);
   server_file(server, "f", text);
+  set_time(server, "f", MODIFIED);
   server_file(server, "empty");
   // clang-format off
   const struct {
@@ -114,8 +115,15 @@ TEST(files, ranges)
       {"bytes=90-99999999999999999999", 206, "bytes 90-100/100", "11", 10},
       {"bytes=-5", 200, "", "100", 100}, {"bytes=5--3", 200, "", "100", 100},
       {"bytes=20-10", 200, "", "100", 100}, {"bytes=x", 200, "", "100", 100},
-      {"lines=1-2", 200, "", "100", 100}, {"bytes=100-", 416, "", "36", 36},
-      {"bytes=99999999999999999999-", 416, "", "36", 36}};
+      {"lines=1-2", 200, "", "100", 100}, {"bytes=100-", 416, "bytes */100", "36", 36},
+      {"bytes=99999999999999999999-", 416, "bytes */100", "36", 36},
+      // of another state of the file
+      {"bytes=10-19\nIf-Range: \"2ebc98a1.100\"", 206, "bytes 10-19/100", "10", 10},
+      {"bytes=10-19\nIf-Range: \"2ebc98a1.99\"", 200, "", "100", 100},
+      {"bytes=10-19\nIf-Range: W/\"2ebc98a1.100\"", 200, "", "100", 100},
+      {"bytes=10-19\nIf-Range: Sun, 06 Nov 1994 08:49:37 GMT", 206, "bytes 10-19/100", "10", 10},
+      {"bytes=10-19\nIf-Range: Sun, 06 Nov 1994 08:49:38 GMT", 200, "", "100", 100},
+      {"bytes=100-\nIf-Range: x", 200, "", "100", 100}};
   // clang-format on
   for (const auto& row : rows) {
     // Where more is promised than there is, a kept connection must not leave the client waiting.
@@ -243,6 +251,17 @@ TEST(listing, orders)
     string next = query.size() == 3 && query[2] == 'd' ? "a" : "d";
     EXPECT_NE(page.find("href=\"?s" + next + "\""), string::npos) << query;
   }
+}
+
+TEST(listing, hides_what_a_pattern_names)
+{
+  file_server server("hide_files_patterns=**/in/x$|**/private/**|**/private$");
+  for (const char* name : {"in/x", "in/y", "private/a/b"})
+    server_file(server, name);
+  EXPECT_EQ(listed_names(raw_body(raw_get(server, "GET /in/"))), "y ");
+  EXPECT_EQ(listed_names(raw_body(raw_get(server, "GET /"))), "in/ ");
+  for (const char* name : {"GET /private", "GET /private/", "GET /private/a/", "GET /private/a/b"})
+    EXPECT_EQ(status_of(raw_get(server, name)), 404) << name;
 }
 
 TEST(listing, page)

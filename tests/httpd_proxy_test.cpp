@@ -1,4 +1,6 @@
 // The proxy between a client and a second server.
+#include <unistd.h>
+
 #include "tests/httpd_support.h"
 
 static const char ON[] = "enable_proxy=yes";
@@ -20,13 +22,15 @@ TEST(proxy, requests_go_on_as_they_came)
 {
   file_server upstream("", mirror), proxy(ON);
   string host = upstream.url.substr(7);
-  string answer =
-      raw_answer(proxy, "POST " + upstream.url + "/a%2Fb%20c?q=%31 HTTP/1.1\nHost: " + host +
-                            "\nX-Own: 1\nProxy-Connection: keep-alive\n" +
-                            "Connection: keep-alive\nProxy-Authorization: secret\n" +
-                            "Content-Length: 4\n\nbody, and more");
+  string answer = raw_answer(
+      proxy, "POST " + upstream.url + "/a%2Fb%20c?q=%31 HTTP/1.1\nHost: " + host +
+                 "\nX-Own: 1\nProxy-Connection: keep-alive\n" +
+                 "Connection: keep-alive, x-own-2,X-Own-3 , Host,Content-Length\n" +
+                 "Proxy-Authorization: secret\nTE: trailers\nUpgrade: h2c\n" +
+                 "X-Own-2: 2\nx-own-3: 3\nX-Own-33: 33\n" + "Content-Length: 4\n\nbody, and more");
   EXPECT_EQ(raw_body(answer), "POST /a/b c q=%31\nHost: " + host +
-                                  "\nX-Own: 1\nContent-Length: 4\nConnection: close\nbody");
+                                  "\nX-Own: 1\nX-Own-33: 33\nContent-Length: 4\n"
+                                  "Connection: close\nbody");
   EXPECT_EQ(raw_body(raw_answer(proxy, "GET " + upstream.url + " HTTP/1.1\n\n")),
             "GET / -\nConnection: close\n");
   file_server files;
@@ -45,6 +49,31 @@ TEST(proxy, tunnel)
   EXPECT_EQ(answer.find("HTTP/1.1 200 OK\r\n\r\nHTTP/1.1 200 OK\r\n"), 0u);
   EXPECT_EQ(header_of(answer.substr(19), "Content-Length"), "5000000");
   EXPECT_EQ(raw_body(answer.substr(19)).size(), 5000000u);
+}
+
+TEST(proxy, what_a_client_sent_arrives_after_its_end)
+{
+  static std::atomic<size_t> arrived;
+  const auto count = [](mg_connection* c, mg_event ev) -> int {
+    if (ev == MG_RECV)
+      arrived = c->content_len;
+    return ev == MG_AUTH;
+  };
+  file_server upstream("", count), proxy(ON);
+  const string host = upstream.url.substr(7), body(50000, 'b'),
+               request = "HTTP/1.1\r\nContent-Length: 50000\r\n\r\n" + body;
+  for (const string& sent : {"POST " + upstream.url + "/ " + request,
+                             "CONNECT " + host + " HTTP/1.1\r\n\r\nPOST / " + request}) {
+    for (bool is_half_closed : {true, false}) {
+      arrived = 0;
+      raw_client client(proxy.url);
+      raw_send(client, sent);
+      shutdown(client.fd, is_half_closed ? SHUT_WR : SHUT_RDWR);
+      for (int i = 0; i < 60000 && arrived < body.size(); i++)
+        usleep(1000);
+      EXPECT_EQ(arrived, body.size()) << is_half_closed << sent.substr(0, 7);
+    }
+  }
 }
 
 TEST(proxy, refusals)

@@ -26,6 +26,8 @@ TEST(ssi, directives)
       {"<!--#include file=\"f-->",                     "Bad SSI #include: [include file=&quot;f]"},
       {"<!--#exec \"printf '<%s>' x\" -->",            "<x>"},
       {"<!--#exec cmd=\"echo e\" -->",                 "e\n"},
+      {"<!--#exec \"cat; readlink /proc/self/fd/0\" -->", "/dev/null\n"},
+      {"<!--#exec \"{ (yes; echo $? >&3) | :; } 3>&1\" -->", "141\n"},
       {"<!--#exec ls -->",                             "Bad SSI #exec: [exec ls ]"},
       {"<!--#what <b>-->",                             "@ROOT/d/p.shtml: unknown SSI command: \"what &lt;b&gt;\""},
       {"a<!--#" + large + "-->b",                      "a@ROOT/d/p.shtml: SSI tag is too largeb"},
@@ -62,4 +64,21 @@ TEST(ssi, nesting)
   EXPECT_EQ(raw_body(raw_get(server, "GET /0.shtml")),
             "012345678910SSI #include level is too deep (" + server.root + "/11.shtml)" +
                 string(11, '.'));
+}
+
+TEST(ssi, output_is_bounded)
+{
+  file_server server;
+  const string line(1000000, 'x'), end = server.root + "/p.shtml: SSI output is too large";
+  server_file(server, "f", line);
+  string includes;
+  for (int i = 0; i < 100; i++)
+    includes += "<!--#include \"f\" -->";
+  for (const string& text : {includes, string("<!--#exec \"yes\" -->")}) {
+    server_file(server, "p.shtml", text);
+    string body = raw_body(raw_get(server, "GET /p.shtml"));
+    EXPECT_GT(body.size(), 16000000u) << text;
+    EXPECT_LT(body.size(), (16u << 20) + 8192 + end.size()) << text;
+    EXPECT_EQ(body.substr(body.size() - std::min(body.size(), end.size())), end);
+  }
 }

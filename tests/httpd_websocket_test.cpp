@@ -41,6 +41,7 @@ static string from_server(int opcode, const string& payload)
 
 static const string CLOSE_1000 = from_server(8, "\x03\xe8"),
                     CLOSE_1002 = from_server(8, "\x03\xea"),
+                    CLOSE_1007 = from_server(8, "\x03\xef"),
                     CLOSE_1009 = from_server(8, "\x03\xf1");
 
 // Sends data back as one message per frame, its first byte in front; leaves the rest to the server.
@@ -92,6 +93,21 @@ TEST(websocket, frames)
       {from_client(0x01, "a") + text,                   CLOSE_1002},
       {"\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
       {"\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
+      {from_client(0x81, "\xc3\xa9\xe2\x82\xac\xed\x9f\xbf\xf4\x8f\xbf\xbf") + bye, CLOSE_1000},
+      {from_client(0x81, "\xc1\xbf"),                   CLOSE_1007},  // longer than needed
+      {from_client(0x81, "\xe0\x9f\xbf"),               CLOSE_1007},
+      {from_client(0x81, "\xf0\x8f\xbf\xbf"),           CLOSE_1007},
+      {from_client(0x81, "\xed\xa0\x80"),               CLOSE_1007},  // a surrogate
+      {from_client(0x81, "\xf4\x90\x80\x80"),           CLOSE_1007},  // above 10FFFF
+      {from_client(0x81, "\x80"),                       CLOSE_1007},
+      {from_client(0x81, "a\xe2\x82") + bye,            CLOSE_1007},  // cut off
+      {from_client(0x01, "\xe2\x82") + from_client(0x89, "\xff") + from_client(0x80, "\xac") + bye,
+                                                                  from_server(10, "\xff") + CLOSE_1000},
+      {from_client(0x01, "\xe2") + from_client(0x00, "") + from_client(0x80, "x"), CLOSE_1007},
+      {from_client(0x01, "\xe2") + from_client(0x80, ""), CLOSE_1007},
+      {from_client(0x02, "\xff") + from_client(0x80, "\xff") + bye, CLOSE_1000},  // no text
+      {from_client(0x88, "\x03\xe8\xc3\xa9"),           CLOSE_1000},
+      {from_client(0x88, "\x03\xe8\xc3"),               CLOSE_1007},
       {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               CLOSE_1009},
       {header(0x82, MAX_FRAME + 1, true) + "mask",        CLOSE_1009},
   // clang-format on

@@ -1,5 +1,4 @@
 // Any text in the place of those that tell the use of the CPU.
-// sources: modules/rest_cpu_text.cpp engine/rest_tree_obj.cpp engine/rest_dyn_string.cpp
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include "modules/rest_cpu_text.h"

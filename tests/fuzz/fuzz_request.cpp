@@ -1,5 +1,4 @@
 // One connection's bytes, taken apart the way the server does it.
-// sources: httpd/mg_parse.cpp
 #include "httpd/httpd.h"
 #include "httpd/mg_parse.h"
 #include "tests/fuzz/fuzz.h"

@@ -1,5 +1,4 @@
 // A file with includes, byte by byte, and its directives. No directive is followed.
-// sources: httpd/mg_*.cpp httpd/ns_*.cpp
 #include "httpd/mg_ssi.h"
 #include "tests/fuzz/fuzz.h"
 

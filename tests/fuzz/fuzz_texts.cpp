@@ -1,5 +1,4 @@
 // Short texts from outside: access lists, dates, and the headers of a CGI program.
-// sources: httpd/mg_*.cpp httpd/ns_*.cpp
 #include "httpd/mg_acl.h"
 #include "httpd/mg_builtin.h"
 #include "tests/fuzz/fuzz.h"

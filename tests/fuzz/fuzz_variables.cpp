@@ -1,5 +1,4 @@
 // Variables, header parameters and body parts read into buffers of every size.
-// sources: httpd/mg_parse.cpp
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include "httpd/httpd.h"

@@ -1,5 +1,4 @@
 // The frames of a client, in pieces, as the server answers them without a handler.
-// sources: httpd/mg_*.cpp httpd/ns_*.cpp
 #include "httpd/mg_internal.h"
 #include "httpd/mg_websocket.h"
 #include "tests/fuzz/fuzz.h"

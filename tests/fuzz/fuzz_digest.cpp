@@ -1,0 +1,30 @@
+// The header of a digest login, and the file of passwords that it is compared with: the first line
+// is the one, the rest the other.
+#include "httpd/mg_builtin.h"
+#include "tests/fuzz/fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+  static fuzz_folder folder;
+  static mg_server* server = mg_create_server(nullptr, nullptr);
+  mg_set_option(server, "dav_auth_file", "passwords");
+  mg_set_option(server, "auth_domain", "d");
+  std::string text(bytes, bytes + size);
+  size_t line = text.find('\n');
+  std::string header = text.substr(0, line), passwords = line < text.size() ? &text[line + 1] : "";
+  write_file("passwords", passwords);
+
+  connection conn = {};
+  conn.server = server;
+  conn.mg_conn.request_method = "PUT";
+  conn.mg_conn.http_headers[conn.mg_conn.num_headers++] = {"Authorization", header.c_str()};
+  if (!mg_is_dav_authorized(&conn))
+    return 0;
+  // Nobody is let in who is not in the file, nor with the answer to another request.
+  char user[101];
+  require(mg_parse_header(header.c_str() + strlen("Digest "), "username", user, sizeof user) > 0);
+  require(("\n" + passwords).find("\n" + std::string(user) + ":d:") != std::string::npos);
+  conn.mg_conn.request_method = "DELETE";
+  require(!mg_is_dav_authorized(&conn));
+  return 0;
+}
