@@ -124,6 +124,7 @@ static bool is_clients_turn(const connection* conn)
     case EP_PUT:
       return true;
     case EP_FILE:
+    case EP_PROPFIND:
     case EP_CLIENT:
       break;
   }

@@ -220,7 +220,8 @@ static void read_body_length(connection* conn, const char* block, bool all_parse
                      !mg_end_is_clear(block, static_cast<size_t>(conn->request_len));
 }
 
-// Writes the target of a header block, which is terminated, as the client wrote it behind the block.
+// Writes the target of a header block, which is terminated, as the client wrote it behind the
+// block.
 static char* copy_target(char* block, size_t length)
 {
   const char* target = block + strspn(block, " \r\n");

@@ -359,7 +359,8 @@ void mg_send_ssi_file(connection* conn, const mg_target* target)
   if (strcmp(c->request_method, "HEAD") != 0) {
     expand_stream(conn, target, file.get(), 0);
     if (is_full(conn))
-      mg_printf_data(c, "%s: SSI output is too large", mg_chars(mg_html_escape(target->path)));
+      mg_printf_data(c, "%s: SSI output is too large",
+                     mg_chars(conn, mg_html_escape(target->path)));
     write_terminating_chunk(conn);
   }
   close_local_endpoint(conn);
