@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "httpd/mg_builtin.h"
+#include "httpd/mg_auth.h"
 
 static constexpr size_t MAX_PARAMETER = 100;
 static constexpr size_t MAX_DIGEST_URI = 16384;

@@ -1,186 +1,95 @@
 #include "httpd/mg_builtin.h"
 
 #include <poll.h>
-#include <stdlib.h>
 #include <string.h>
 #include <strings.h>
 
-#include <algorithm>
+#include "httpd/mg_auth.h"
+#include "httpd/mg_body.h"
+#include "httpd/mg_cgi.h"
+#include "httpd/mg_dav.h"
+#include "httpd/mg_file.h"
+#include "httpd/mg_listing.h"
+#include "httpd/mg_proxy.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
+#include "httpd/mg_ssi.h"
+#include "httpd/mg_websocket.h"
 
-// An answer that does not look at the request's body waits for one of this size at most: a client
-// that is still sending when the connection closes would lose the answer.
-static constexpr int64_t MAX_AWAITED_BODY = 1024 * 1024;
-// A relay's reading side pauses while this much is queued on the other. Most bodies for a program
-// are read to their end: only there can it be seen that the client has gone.
-static constexpr size_t MAX_RELAY_QUEUE = 65536;
-static constexpr size_t MAX_PROGRAM_QUEUE = 1024 * 1024;
-// A client that has left so much of its answers unread is not read: each request adds to it.
-static constexpr size_t MAX_ANSWER_QUEUE = 262144;
+// --- what is served for a name ---
 
-// --- names of files ---
-
-bool mg_format_path(char (&path)[PATH_MAX], const char* format, ...)
+static void redirect_to_folder(connection* conn)
 {
-  va_list args;
-  va_start(args, format);
-  int length = vsnprintf(path, sizeof path, format, args);
-  va_end(args);
-  bool fits = length >= 0 && static_cast<size_t>(length) < sizeof path;
-  if (!fits)
-    path[0] = '\0';
-  return fits;
-}
-
-bool mg_matches_option(const connection* conn, mg_option option, const char* path)
-{
-  const char* pattern = mg_option_value(conn->server, option);
-  return pattern && mg_match_prefix(pattern, static_cast<int>(strlen(pattern)), path) > 0;
-}
-
-mg_vec mg_document_root(const connection* conn)
-{
-  const char* root = mg_option_value(conn->server, DOCUMENT_ROOT);
-  mg_vec folder = {root, root ? strlen(root) : 0};
-  const char* host = mg_get_header(&conn->mg_conn, "Host");
-  const char* list = host ? mg_option_value(conn->server, URL_REWRITES) : nullptr;
-  mg_vec key, value;
-  while ((list = next_option(list, &key, &value)) != nullptr) {
-    if (value.len > 0 && key.len > 1 && *key.ptr == '@' && key.len - 1 == strcspn(host, ":") &&
-        strncasecmp(key.ptr + 1, host, key.len - 1) == 0) {
-      folder = value;
-      break;
-    }
-  }
-  while (folder.len > 1 && folder.ptr[folder.len - 1] == '/')
-    folder.len--;
-  return folder;
-}
-
-// The part of the URI that is to be looked up in the folder; a rewrite changes the folder.
-static const char* rewrite_uri(const connection* conn, mg_vec* folder)
-{
-  const char* uri = conn->mg_conn.uri;
-  const char* list = mg_option_value(conn->server, URL_REWRITES);
-  mg_vec pattern, value;
-  while ((list = next_option(list, &pattern, &value)) != nullptr) {
-    int matched =
-        value.len > 0 ? mg_match_prefix(pattern.ptr, static_cast<int>(pattern.len), uri) : -1;
-    if (matched > 0) {
-      *folder = value;
-      return uri + matched;
-    }
-  }
-  return uri;
-}
-
-// Drops the components "." of a path, in place: a pattern must see one name for one file.
-static void remove_single_dots(char* path)
-{
-  for (const char* in = path; *in;) {
-    if (in[0] != '/' || in[1] != '.' || (in[2] != '/' && in[2] != '\0')) {
-      *path++ = *in++;
-      continue;
-    }
-    in += 2;
-    if (!*in)
-      *path++ = '/';  // it can only name a folder
-  }
-  *path = '\0';
-}
-
-// Finds the CGI program on the way to a file that does not exist; what follows is its path info.
-static void find_cgi_program(connection* conn, mg_target* target)
-{
-  char* slash = target->path + target->root_len;
-  while (*slash && (slash = strchr(slash + 1, '/')) != nullptr) {
-    *slash = '\0';
-    if (mg_matches_option(conn, CGI_PATTERN, target->path) &&
-        stat(target->path, &target->st) == 0 && !S_ISDIR(target->st.st_mode)) {
-      *slash = '/';
-      free(conn->path_info);
-      conn->path_info = strdup(slash);
-      if (!conn->path_info)
-        ns_break_conn(conn->ns_conn);
-      *slash = '\0';
-      target->exists = conn->path_info != nullptr;
-      return;
-    }
-    *slash = '/';
-  }
-}
-
-static void convert_uri_to_file_name(connection* conn, mg_target* target)
-{
-  mg_vec folder = mg_document_root(conn);
-  *target = {};
-  // A target that is no path ("*", "host:port") would be a name beside the root, not in it.
-  if (folder.len == 0 || *conn->mg_conn.uri != '/')
-    return;
-  const char* rest = rewrite_uri(conn, &folder);
-  // A slash in between keeps the rest inside the folder of a rewrite.
-  if (!mg_format_path(target->path, "%.*s%s%s", static_cast<int>(folder.len), folder.ptr,
-                      *rest && *rest != '/' ? "/" : "", rest))
-    return;
-  target->root_len = folder.len;
-  remove_double_dots_and_double_slashes(target->path + folder.len);
-  remove_single_dots(target->path + folder.len);
-  target->exists = stat(target->path, &target->st) == 0;
-  if (!target->exists && !mg_is_dav_method(conn->mg_conn.request_method))
-    find_cgi_program(conn, target);
-}
-
-bool must_hide_file(const connection* conn, const char* path, size_t root_len)
-{
-  // A password file is hidden as a folder on the way as well: nobody may put one in its place.
-  static const char password_file[] = ".htpasswd";
-  for (const char* p = path + root_len; (p = strcasestr(p, password_file)) != nullptr; p++) {
-    char behind = p[sizeof password_file - 1];
-    if (behind == '\0' || behind == '/')
-      return true;
-  }
-  for (const char* p = path + root_len; (p = strstr(p, MG_PUT_PREFIX)) != nullptr; p++)
-    if (p > path && p[-1] == '/')
-      return true;
-  if (mg_matches_option(conn, HIDE_FILES_PATTERN, path))
-    return true;
-  // A folder is hidden by its name without a slash as well.
-  char name[PATH_MAX];
-  size_t length = strlen(path);
-  while (length > 1 && path[length - 1] == '/')
-    length--;
-  return path[length] != '\0' && mg_format_path(name, "%.*s", static_cast<int>(length), path) &&
-         mg_matches_option(conn, HIDE_FILES_PATTERN, name);
-}
-
-// --- bodies and answers ---
-
-size_t mg_body_bytes(const connection* conn)
-{
-  int64_t behind = conn->num_bytes_recv - conn->request_len - std::max<int64_t>(conn->cl, 0);
-  size_t buffered = conn->ns_conn->recv_iobuf.len;
-  size_t excess = static_cast<size_t>(std::max<int64_t>(behind, 0));
-  return buffered > excess ? buffered - excess : 0;
-}
-
-bool mg_body_is_complete(const connection* conn)
-{
-  return conn->num_bytes_recv - conn->request_len >= conn->cl;
-}
-
-void mg_send_empty(connection* conn, int status, const char* headers)
-{
-  conn->mg_conn.status_code = status;
-  mg_printf(&conn->mg_conn, "HTTP/1.1 %d %s\r\n%s\r\n", status, status_code_to_str(status),
-            headers);
+  mg_text uri = mg_url_encode(conn->mg_conn.uri);
+  mg_connection* c = &conn->mg_conn;
+  c->status_code = 301;
+  mg_printf(c, "HTTP/1.1 301 Moved Permanently\r\nLocation: %s/\r\n\r\n", mg_chars(conn, uri));
   close_local_endpoint(conn);
 }
 
-bool mg_must_wait_for_body(connection* conn)
+// Turns a folder into its index file; false when it has none.
+static bool find_index_file(const connection* conn, mg_target* target)
 {
-  if (mg_body_is_complete(conn) || conn->cl > MAX_AWAITED_BODY)
-    return false;
-  conn->endpoint_type = EP_USER;
-  return true;
+  size_t length = strlen(target->path);
+  while (length > 0 && target->path[length - 1] == '/')
+    length--;
+  const char* list = mg_option_value(conn->server, INDEX_FILES);
+  mg_vec name;
+  while ((list = next_option(list, &name, nullptr)) != nullptr) {
+    char path[PATH_MAX];
+    struct stat st;
+    if (mg_format_path(path, "%.*s/%.*s", static_cast<int>(length), target->path,
+                       static_cast<int>(name.len), name.ptr) &&
+        stat(path, &st) == 0 && !must_hide_file(conn, path, target->root_len)) {
+      memcpy(target->path, path, sizeof path);
+      target->st = st;
+      return true;
+    }
+  }
+  return false;
+}
+
+static bool is_listing_enabled(const connection* conn)
+{
+  const char* enabled = mg_option_value(conn->server, ENABLE_DIRECTORY_LISTING);
+  return enabled && strcasecmp(enabled, "yes") == 0;
+}
+
+static void mg_send_file_internal(connection* conn, mg_target* target, const char* extra_headers)
+{
+  const char* uri = conn->mg_conn.uri;
+  if (!target->exists || must_hide_file(conn, target->path, target->root_len)) {
+    send_http_error(conn, 404, "%s", "");
+    return;
+  }
+  if (S_ISDIR(target->st.st_mode)) {
+    size_t uri_len = strlen(uri);
+    if (uri_len == 0 || uri[uri_len - 1] != '/') {
+      redirect_to_folder(conn);
+      return;
+    }
+    if (!find_index_file(conn, target)) {
+      if (is_listing_enabled(conn))
+        mg_send_directory_listing(conn, target);
+      else
+        send_http_error(conn, 403, "%s", "");
+      return;
+    }
+  }
+  if (mg_matches_option(conn, CGI_PATTERN, target->path))
+    mg_open_cgi_endpoint(conn, target);
+  else if (mg_matches_option(conn, SSI_PATTERN, target->path))
+    mg_send_ssi_file(conn, target);
+  else
+    mg_open_file_endpoint(conn, target, extra_headers);
+}
+
+void mg_send_file(struct mg_connection* c, const char* file_name, const char* extra_headers)
+{
+  mg_target target = {};
+  target.exists =
+      mg_format_path(target.path, "%s", file_name) && stat(target.path, &target.st) == 0;
+  mg_send_file_internal(mg_conn_2_conn(c), &target, extra_headers ? extra_headers : "");
 }
 
 // --- dispatch ---
@@ -209,8 +118,8 @@ void mg_open_builtin_endpoint(connection* conn)
   }
 
   mg_target target;
-  convert_uri_to_file_name(conn, &target);
   bool is_dav = mg_is_dav_method(c->request_method);
+  convert_uri_to_file_name(conn, &target, !is_dav);
   bool is_served = mg_option_value(conn->server, DOCUMENT_ROOT) != nullptr;
   bool is_authorized = is_dav ? mg_is_dav_authorized(conn) : mg_is_authorized(conn, &target);
   bool is_hidden = must_hide_file(conn, target.path, target.root_len);
@@ -236,30 +145,6 @@ void mg_open_builtin_endpoint(connection* conn)
 }
 
 // --- every pass ---
-
-static void pause_reading(ns_connection* nc, bool paused)
-{
-  if (paused)
-    nc->flags |= NSF_READ_PAUSED;
-  else
-    nc->flags &= ~NSF_READ_PAUSED;
-}
-
-void mg_pace(ns_connection* reader, const ns_connection* writer)
-{
-  bool is_program = writer->flags & MGF_CGI_PEER;
-  pause_reading(reader,
-                writer->send_iobuf.len > (is_program ? MAX_PROGRAM_QUEUE : MAX_RELAY_QUEUE));
-}
-
-void mg_pace_client(connection* conn)
-{
-  ns_connection* nc = conn->ns_conn;
-  if ((conn->endpoint_type == EP_CGI || conn->endpoint_type == EP_PROXY) && conn->endpoint.nc)
-    mg_pace(nc, conn->endpoint.nc);
-  else
-    pause_reading(nc, nc->send_iobuf.len > MAX_ANSWER_QUEUE);
-}
 
 // Whether a client that is not being read has closed its side.
 static bool has_gone(const ns_connection* nc)

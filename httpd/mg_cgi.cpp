@@ -11,8 +11,10 @@
 
 #include <memory>
 
-#include "httpd/mg_builtin.h"
-#include "httpd/mg_escape.h"
+#include "httpd/mg_body.h"
+#include "httpd/mg_cgi.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 
 static constexpr size_t ENVIRONMENT_SIZE = 8192;
 static constexpr size_t MAX_VARIABLES = 64;
@@ -429,6 +431,16 @@ void mg_forward_to_cgi(connection* conn)
   body->len = 0;
 }
 
+// The program goes on by itself to its end, or to the one that its socket's closing brings.
+static void leave_program(connection* conn)
+{
+  if (ns_connection* peer = conn->endpoint.nc) {
+    peer->flags |= NSF_CLOSE_NOW;
+    peer->user_data = nullptr;
+  }
+  conn->ns_conn->flags &= ~NSF_READ_PAUSED;
+}
+
 void mg_open_cgi_endpoint(connection* conn, const mg_target* target)
 {
   char script[PATH_MAX];
@@ -443,5 +455,6 @@ void mg_open_cgi_endpoint(connection* conn, const mg_target* target)
   }
   conn->endpoint.nc = peer;
   conn->endpoint_type = EP_CGI;
+  conn->release_endpoint = leave_program;
   mg_forward_to_cgi(conn);
 }

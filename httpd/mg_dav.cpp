@@ -12,8 +12,13 @@
 #include <new>
 #include <utility>
 
-#include "httpd/mg_builtin.h"
-#include "httpd/mg_escape.h"
+#include "httpd/mg_body.h"
+#include "httpd/mg_date.h"
+#include "httpd/mg_dav.h"
+#include "httpd/mg_file.h"
+#include "httpd/mg_listing.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 
 // A tree whose description is longer, or that is deeper, is not described at once.
 static constexpr size_t MAX_MULTISTATUS = 8 * 1024 * 1024;
@@ -282,9 +287,9 @@ void mg_continue_propfind(connection* conn)
   }
 }
 
-void mg_release_propfind(mg_propfind* propfind)
+static void release_propfind(connection* conn)
 {
-  delete propfind;
+  delete conn->endpoint.propfind;
 }
 
 enum dav_depth { DEPTH_0, DEPTH_1, DEPTH_INFINITY, DEPTH_BAD };
@@ -341,6 +346,7 @@ static void handle_propfind(connection* conn, const mg_target* target)
   } else if (depth == DEPTH_1) {  // however many there are: piece by piece
     conn->endpoint.propfind = folder.release();
     conn->endpoint_type = EP_PROPFIND;
+    conn->release_endpoint = release_propfind;
     mg_continue_propfind(conn);
   } else if (print_tree(conn, *folder, MAX_LEVELS)) {
     end_propfind(conn);
@@ -518,6 +524,19 @@ static int check_put(const connection* conn, const mg_target* target, int64_t* p
   return mg_may_change(conn, target->exists ? &target->st : nullptr) ? 0 : 412;
 }
 
+// Frees a PUT; what it made goes away, unless it has become the file.
+static void free_put(mg_put* put)
+{
+  if (put && put->new_name[0] != '\0')
+    unlinkat(put->place.folder.fd, put->new_name, 0);
+  delete put;
+}
+
+static void release_put(connection* conn)
+{
+  free_put(conn->endpoint.put);
+}
+
 static void handle_put(connection* conn, const mg_target* target)
 {
   int64_t position = 0;
@@ -537,12 +556,13 @@ static void handle_put(connection* conn, const mg_target* target)
       !make_new_file(put.get(), old) ||
       lseek(put->file.fd, static_cast<off_t>(position), SEEK_SET) < 0) {
     error = status_of_error(errno);
-    mg_release_put(put.release());
+    free_put(put.release());
     refuse_put(conn, error);
     return;
   }
   conn->endpoint.put = put.release();
   conn->endpoint_type = EP_PUT;
+  conn->release_endpoint = release_put;
   conn->mg_conn.status_code = old.fd < 0 ? 201 : 200;
   mg_put_data(conn);
 }
@@ -612,13 +632,6 @@ static int finish_put(const connection* conn, mg_put* put)
   put->new_name[0] = '\0';
   put->place.made = 0;
   return 0;
-}
-
-void mg_release_put(mg_put* put)
-{
-  if (put && put->new_name[0] != '\0')
-    unlinkat(put->place.folder.fd, put->new_name, 0);
-  delete put;
 }
 
 void mg_put_data(connection* conn)

@@ -1,4 +1,5 @@
-// Files: what is served for a name, whole or in part, piece by piece on each pass.
+#include "httpd/mg_file.h"
+
 #include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -8,132 +9,15 @@
 
 #include <algorithm>
 
-#include "httpd/mg_builtin.h"
-#include "httpd/mg_escape.h"
+#include "httpd/mg_body.h"
+#include "httpd/mg_date.h"
+#include "httpd/mg_mime.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 
 static constexpr size_t READ_SIZE = 8192;
 
-// --- types ---
-
-struct mime_type {
-  const char* extension;
-  size_t ext_len;
-  const char* type;
-};
-
-static const mime_type static_builtin_mime_types[] = {
-    {".html",    5, "text/html"                    },
-    {".htm",     4, "text/html"                    },
-    {".shtm",    5, "text/html"                    },
-    {".shtml",   6, "text/html"                    },
-    {".css",     4, "text/css"                     },
-    {".js",      3, "application/x-javascript"     },
-    {".ico",     4, "image/x-icon"                 },
-    {".gif",     4, "image/gif"                    },
-    {".jpg",     4, "image/jpeg"                   },
-    {".jpeg",    5, "image/jpeg"                   },
-    {".png",     4, "image/png"                    },
-    {".svg",     4, "image/svg+xml"                },
-    {".txt",     4, "text/plain"                   },
-    {".torrent", 8, "application/x-bittorrent"     },
-    {".wav",     4, "audio/x-wav"                  },
-    {".mp3",     4, "audio/x-mp3"                  },
-    {".mid",     4, "audio/mid"                    },
-    {".m3u",     4, "audio/x-mpegurl"              },
-    {".ogg",     4, "application/ogg"              },
-    {".ram",     4, "audio/x-pn-realaudio"         },
-    {".ra",      3, "audio/x-pn-realaudio"         },
-    {".xml",     4, "text/xml"                     },
-    {".json",    5, "application/json"             },
-    {".xslt",    5, "application/xml"              },
-    {".xsl",     4, "application/xml"              },
-    {".doc",     4, "application/msword"           },
-    {".exe",     4, "application/octet-stream"     },
-    {".zip",     4, "application/x-zip-compressed" },
-    {".xls",     4, "application/excel"            },
-    {".tgz",     4, "application/x-tar-gz"         },
-    {".tar",     4, "application/x-tar"            },
-    {".gz",      3, "application/x-gunzip"         },
-    {".arj",     4, "application/x-arj-compressed" },
-    {".rar",     4, "application/x-rar-compressed" },
-    {".rtf",     4, "application/rtf"              },
-    {".pdf",     4, "application/pdf"              },
-    {".swf",     4, "application/x-shockwave-flash"},
-    {".mpg",     4, "video/mpeg"                   },
-    {".mpeg",    5, "video/mpeg"                   },
-    {".webm",    5, "video/webm"                   },
-    {".mov",     4, "video/quicktime"              },
-    {".mp4",     4, "video/mp4"                    },
-    {".m4v",     4, "video/x-m4v"                  },
-    {".asf",     4, "video/x-ms-asf"               },
-    {".avi",     4, "video/x-msvideo"              },
-    {".bmp",     4, "image/bmp"                    },
-    {".ttf",     4, "application/x-font-ttf"       },
-    {nullptr,    0, nullptr                        },
-};
-
-static bool ends_with(const char* path, size_t path_len, const char* extension, size_t ext_len)
-{
-  return path_len > ext_len && strncasecmp(path + path_len - ext_len, extension, ext_len) == 0;
-}
-
-mg_vec mg_mime_type(const connection* conn, const char* path)
-{
-  size_t path_len = strlen(path);
-  const char* list = mg_option_value(conn->server, EXTRA_MIME_TYPES);
-  mg_vec extension, type;
-  while ((list = next_option(list, &extension, &type)) != nullptr)
-    if (type.ptr && ends_with(path, path_len, extension.ptr, extension.len))
-      return type;
-  for (const mime_type* row = static_builtin_mime_types; row->extension; row++)
-    if (ends_with(path, path_len, row->extension, row->ext_len))
-      return {row->type, strlen(row->type)};
-  return {"text/plain", strlen("text/plain")};
-}
-
-// --- dates and conditions ---
-
-void mg_format_http_date(char (&text)[MG_HTTP_DATE_SIZE], time_t time)
-{
-  struct tm utc = {};
-  text[0] = '\0';
-  if (gmtime_r(&time, &utc))
-    strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S GMT", &utc);
-}
-
-static int month_index(const char* name)
-{
-  static const char* const months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  for (int i = 0; i < 12; i++)
-    if (strcmp(months[i], name) == 0)
-      return i;
-  return -1;
-}
-
-time_t mg_parse_http_date(const char* text)
-{
-  struct tm utc = {};
-  char month[4] = "";
-  int day = 0, year = 0, hour = 0, minute = 0, second = 0;
-  // Nine digits at most, so that no number overflows; what is out of range fails below.
-  bool read =
-      sscanf(text, "%9d/%3s/%9d %9d:%9d:%9d", &day, month, &year, &hour, &minute, &second) == 6 ||
-      sscanf(text, "%9d %3s %9d %9d:%9d:%9d", &day, month, &year, &hour, &minute, &second) == 6 ||
-      sscanf(text, "%*3s, %9d %3s %9d %9d:%9d:%9d", &day, month, &year, &hour, &minute, &second) ==
-          6 ||
-      sscanf(text, "%9d-%3s-%9d %9d:%9d:%9d", &day, month, &year, &hour, &minute, &second) == 6;
-  utc.tm_mon = month_index(month);
-  if (!read || utc.tm_mon < 0 || year < 1971 || year > 9999 || day < 1 || day > 31 || hour < 0 ||
-      hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 60)
-    return -1;
-  utc.tm_year = year - 1900;
-  utc.tm_mday = day;
-  utc.tm_hour = hour;
-  utc.tm_min = minute;
-  utc.tm_sec = second;
-  return timegm(&utc);
-}
+// --- conditions ---
 
 constexpr size_t ETAG_SIZE = 64;
 
@@ -220,19 +104,13 @@ static range_kind parse_range(const char* header, int64_t size, int64_t* first, 
 
 // --- the file endpoint ---
 
-int mg_open_plain_file(const char* path, struct stat* st)
+// Frees what an EP_FILE request holds.
+static void close_file(connection* conn)
 {
-  // Without O_NONBLOCK a pipe among the files would stop the server.
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (fd >= 0 && (fstat(fd, st) != 0 || !S_ISREG(st->st_mode))) {
-    close(fd);
-    errno = EACCES;
-    return -1;
-  }
-  return fd;
+  close(conn->endpoint.fd);
 }
 
-static void open_file_endpoint(connection* conn, const char* path, const char* extra_headers)
+static void send_file(connection* conn, const char* path, const char* extra_headers)
 {
   mg_connection* c = &conn->mg_conn;
   struct stat st;
@@ -269,6 +147,7 @@ static void open_file_endpoint(connection* conn, const char* path, const char* e
   conn->endpoint.fd = file.fd;
   file.fd = -1;
   conn->endpoint_type = EP_FILE;
+  conn->release_endpoint = close_file;
 
   char date[MG_HTTP_DATE_SIZE], modified[MG_HTTP_DATE_SIZE], etag[ETAG_SIZE];
   mg_format_http_date(date, time(nullptr));
@@ -322,80 +201,10 @@ void mg_transfer_file_data(connection* conn)
     nc->flags |= NSF_CLOSE_WHEN_SENT;
 }
 
-// --- what is served for a name ---
-
-static void redirect_to_folder(connection* conn)
+void mg_open_file_endpoint(connection* conn, const mg_target* target, const char* extra_headers)
 {
-  mg_text uri = mg_url_encode(conn->mg_conn.uri);
-  mg_connection* c = &conn->mg_conn;
-  c->status_code = 301;
-  mg_printf(c, "HTTP/1.1 301 Moved Permanently\r\nLocation: %s/\r\n\r\n", mg_chars(conn, uri));
-  close_local_endpoint(conn);
-}
-
-// Turns a folder into its index file; false when it has none.
-static bool find_index_file(const connection* conn, mg_target* target)
-{
-  size_t length = strlen(target->path);
-  while (length > 0 && target->path[length - 1] == '/')
-    length--;
-  const char* list = mg_option_value(conn->server, INDEX_FILES);
-  mg_vec name;
-  while ((list = next_option(list, &name, nullptr)) != nullptr) {
-    char path[PATH_MAX];
-    struct stat st;
-    if (mg_format_path(path, "%.*s/%.*s", static_cast<int>(length), target->path,
-                       static_cast<int>(name.len), name.ptr) &&
-        stat(path, &st) == 0 && !must_hide_file(conn, path, target->root_len)) {
-      memcpy(target->path, path, sizeof path);
-      target->st = st;
-      return true;
-    }
-  }
-  return false;
-}
-
-static bool is_listing_enabled(const connection* conn)
-{
-  const char* enabled = mg_option_value(conn->server, ENABLE_DIRECTORY_LISTING);
-  return enabled && strcasecmp(enabled, "yes") == 0;
-}
-
-void mg_send_file_internal(connection* conn, mg_target* target, const char* extra_headers)
-{
-  const char* uri = conn->mg_conn.uri;
-  if (!target->exists || must_hide_file(conn, target->path, target->root_len)) {
-    send_http_error(conn, 404, "%s", "");
-    return;
-  }
-  if (S_ISDIR(target->st.st_mode)) {
-    size_t uri_len = strlen(uri);
-    if (uri_len == 0 || uri[uri_len - 1] != '/') {
-      redirect_to_folder(conn);
-      return;
-    }
-    if (!find_index_file(conn, target)) {
-      if (is_listing_enabled(conn))
-        mg_send_directory_listing(conn, target);
-      else
-        send_http_error(conn, 403, "%s", "");
-      return;
-    }
-  }
-  if (mg_matches_option(conn, CGI_PATTERN, target->path))
-    mg_open_cgi_endpoint(conn, target);
-  else if (mg_matches_option(conn, SSI_PATTERN, target->path))
-    mg_send_ssi_file(conn, target);
-  else if (is_not_modified(conn, &target->st))
+  if (is_not_modified(conn, &target->st))
     send_http_error(conn, 304, "%s", "");
   else
-    open_file_endpoint(conn, target->path, extra_headers);
-}
-
-void mg_send_file(struct mg_connection* c, const char* file_name, const char* extra_headers)
-{
-  mg_target target = {};
-  target.exists =
-      mg_format_path(target.path, "%s", file_name) && stat(target.path, &target.st) == 0;
-  mg_send_file_internal(mg_conn_2_conn(c), &target, extra_headers ? extra_headers : "");
+    send_file(conn, target->path, extra_headers);
 }

@@ -1,5 +1,7 @@
-// What clients may cost: memory, time and descriptors.
-#include "httpd/mg_builtin.h"
+#include "httpd/mg_limits.h"
+
+#include "httpd/mg_body.h"
+#include "httpd/mg_response.h"
 #include "httpd/mg_websocket.h"
 
 // A connection that holds no more than this is not closed for what all of them hold.

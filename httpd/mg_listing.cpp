@@ -6,8 +6,9 @@
 
 #include <algorithm>
 
-#include "httpd/mg_builtin.h"
-#include "httpd/mg_escape.h"
+#include "httpd/mg_listing.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 
 dir_list::~dir_list()
 {

@@ -1,9 +1,11 @@
+#include "httpd/mg_log.h"
+
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/file.h>
 #include <time.h>
 
-#include "httpd/mg_internal.h"
+#include "httpd/mg_escape.h"
 
 static void log_header(FILE* file, const mg_connection* conn, const char* name)
 {

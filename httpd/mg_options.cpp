@@ -1,3 +1,5 @@
+#include "httpd/mg_options.h"
+
 #include <grp.h>
 #include <pwd.h>
 #include <stdio.h>
@@ -87,7 +89,7 @@ static const char* option_listen(mg_server* server, const char* addresses, char*
   while ((addresses = next_option(addresses, &address, nullptr)) != nullptr) {
     char text[500];
     snprintf(text, sizeof text, "%.*s", static_cast<int>(address.len), address.ptr);
-    ns_connection* listener = ns_bind(&server->mgr, text, mg_ev_handler, nullptr);
+    ns_connection* listener = ns_bind(&server->mgr, text, server->listener_callback, nullptr);
     if (!listener)
       return "Cannot bind to port";
     snprintf(stored, sizeof "65535", "%u", unsigned{ntohs(listener->sa.sin.sin_port)});

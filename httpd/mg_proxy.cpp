@@ -8,7 +8,11 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include "httpd/mg_builtin.h"
+#include "httpd/mg_body.h"
+#include "httpd/mg_cgi.h"
+#include "httpd/mg_proxy.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 
 // How long the last of what a client sent may wait for the other side to take it.
 static constexpr time_t LEFT_S = 30;
@@ -117,10 +121,15 @@ static void on_close(const ns_connection* peer, connection* conn)
     close_local_endpoint(conn);
 }
 
-void mg_leave_upstream(ns_connection* peer)
+// Leaves the far side of a request whose client has gone: what is queued for it still goes there.
+static void leave_upstream(connection* conn)
 {
-  peer->flags &= ~NSF_READ_PAUSED;
-  peer->flags |= peer->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
+  if (ns_connection* peer = conn->endpoint.nc) {
+    peer->flags &= ~NSF_READ_PAUSED;
+    peer->flags |= peer->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
+    peer->user_data = nullptr;
+  }
+  conn->ns_conn->flags &= ~NSF_READ_PAUSED;
 }
 
 // Without a client what still comes is dropped, until all has gone or nothing moves any more.
@@ -236,6 +245,7 @@ void mg_open_proxy_endpoint(connection* conn)
   peer->user_data = conn;
   conn->endpoint.nc = peer;
   conn->endpoint_type = EP_PROXY;
+  conn->release_endpoint = leave_upstream;
   if (!is_tunnel(conn))
     send_request(conn, peer, path.ptr, path.len);
   mg_forward_to_upstream(conn);

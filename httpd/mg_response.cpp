@@ -1,11 +1,12 @@
+#include "httpd/mg_response.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
-#include "httpd/mg_escape.h"
-#include "httpd/mg_internal.h"
 #include "httpd/mg_parse.h"
+#include "httpd/mg_request.h"
 
 static size_t mg_queued(const connection* conn)
 {
@@ -181,5 +182,13 @@ void mg_send_digest_auth_request(connection* conn)
             "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest qop=\"auth\", realm=\"%s\", "
             "nonce=\"%lu\"\r\n\r\n",
             realm ? realm : "", static_cast<unsigned long>(time(nullptr)));
+  close_local_endpoint(conn);
+}
+
+void mg_send_empty(connection* conn, int status, const char* headers)
+{
+  conn->mg_conn.status_code = status;
+  mg_printf(&conn->mg_conn, "HTTP/1.1 %d %s\r\n%s\r\n", status, status_code_to_str(status),
+            headers);
   close_local_endpoint(conn);
 }

@@ -8,44 +8,25 @@
 #include <unistd.h>
 
 #include "httpd/mg_acl.h"
-#include "httpd/mg_internal.h"
+#include "httpd/mg_body.h"
+#include "httpd/mg_builtin.h"
+#include "httpd/mg_cgi.h"
+#include "httpd/mg_dav.h"
+#include "httpd/mg_limits.h"
+#include "httpd/mg_options.h"
 #include "httpd/mg_parse.h"
+#include "httpd/mg_proxy.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 #include "httpd/mg_websocket.h"
 
 static_assert(offsetof(mg_server, mgr) == 0, "a manager's address is its server's");
 
-static constexpr int REQUEST_INCOMPLETE = 0;
-static constexpr int REQUEST_MALFORMED = -1;
 static constexpr size_t WAKEUP_TEXT_SIZE = 8192;
 
 static mg_server* server_of(ns_mgr* mgr)
 {
   return reinterpret_cast<mg_server*>(mgr);
-}
-
-connection* mg_conn_2_conn(const mg_connection* conn)
-{
-  const char* member = reinterpret_cast<const char*>(conn);
-  return const_cast<connection*>(
-      reinterpret_cast<const connection*>(member - offsetof(connection, mg_conn)));
-}
-
-// Lets the handler see the body bytes that have arrived, and no others: the buffer moves and
-// shrinks, and holds the header block until that is complete.
-static void show_content(connection* conn)
-{
-  const iobuf& io = conn->ns_conn->recv_iobuf;
-  bool is_body = conn->request_len > 0 || conn->endpoint_type == EP_CLIENT;
-  conn->mg_conn.content = is_body ? io.buf : nullptr;
-  conn->mg_conn.content_len = is_body ? io.len : 0;
-}
-
-int call_user(connection* conn, mg_event ev)
-{
-  if (!conn || !conn->server || !conn->server->event_handler)
-    return MG_FALSE;
-  show_content(conn);
-  return conn->server->event_handler(&conn->mg_conn, ev);
 }
 
 // --- a new connection ---
@@ -108,98 +89,6 @@ static void on_connect(connection* conn, int result)
     conn->ns_conn->flags |= NSF_CLOSE_NOW;
 }
 
-// --- the end of a request ---
-
-const char* suggest_connection_header(const mg_connection* conn)
-{
-  return should_keep_alive(conn) ? "keep-alive" : "close";
-}
-
-bool should_keep_alive(const mg_connection* conn)
-{
-  const char* method = conn->request_method;
-  if (!method || (strcmp(method, "GET") != 0 && mg_conn_2_conn(conn)->endpoint_type != EP_USER))
-    return false;
-  if (conn->is_websocket || mg_conn_2_conn(conn)->must_close)
-    return false;
-  if (const char* header = mg_get_header(conn, "Connection"))
-    return strcasecmp(header, "keep-alive") == 0;
-  return conn->http_version && strcmp(conn->http_version, "1.1") == 0;
-}
-
-static void release_endpoint(connection* conn)
-{
-  switch (conn->endpoint_type) {
-    case EP_FILE:
-      close(conn->endpoint.fd);
-      break;
-    case EP_PUT:
-      mg_release_put(conn->endpoint.put);
-      break;
-    case EP_PROPFIND:
-      mg_release_propfind(conn->endpoint.propfind);
-      break;
-    case EP_CGI:
-    case EP_PROXY:
-      if (ns_connection* peer = conn->endpoint.nc) {
-        if (conn->endpoint_type == EP_PROXY)
-          mg_leave_upstream(peer);
-        else
-          peer->flags |= NSF_CLOSE_NOW;
-        peer->user_data = nullptr;
-      }
-      conn->ns_conn->flags &= ~NSF_READ_PAUSED;
-      break;
-    case EP_NONE:
-    case EP_USER:
-    case EP_CLIENT:
-      break;
-  }
-  conn->endpoint.nc = nullptr;
-  conn->endpoint_type = EP_NONE;
-}
-
-static void reset_request(connection* conn)
-{
-  free(conn->request);
-  free(conn->path_info);
-  free(conn->proxy_request);
-  conn->request = conn->path_info = conn->written_target = conn->proxy_request = nullptr;
-  conn->is_in_message = false;
-  conn->num_bytes_recv = conn->cl = 0;
-  conn->request_len = REQUEST_INCOMPLETE;
-  conn->handler_called = conn->is_encoded = conn->must_close = false;
-  conn->progress_ms = conn->progress_bytes = 0;
-
-  mg_connection* c = &conn->mg_conn;
-  c->request_method = c->uri = c->http_version = c->query_string = nullptr;
-  c->content = nullptr;
-  c->content_len = 0;
-  c->num_headers = c->is_websocket = c->status_code = 0;
-  c->connection_param = c->callback_param = nullptr;
-}
-
-void close_local_endpoint(connection* conn)
-{
-  ns_connection* nc = conn->ns_conn;
-  int status = conn->mg_conn.status_code;
-  bool keep_alive = !(nc->flags & NSF_BROKEN) && should_keep_alive(&conn->mg_conn) &&
-                    (conn->endpoint_type == EP_FILE || conn->endpoint_type == EP_USER);
-  if (status > 0 && status != 400 && conn->endpoint_type != EP_CLIENT)
-    log_access(conn);
-
-  release_endpoint(conn);
-  // What is left of the body, or came of a next request, goes too: a kept connection starts afresh.
-  iobuf_free(&nc->recv_iobuf);
-  reset_request(conn);
-  conn->idle_since_ms = nc->mgr->now_ms;
-  conn->is_over = true;
-  nc->flags &=
-      ~(NSF_CLOSE_WHEN_SENT | NSF_HOLD_SEND | NSF_CLOSE_NOW | MGF_HEADERS_SENT | MGF_UNNAMED);
-  if (!keep_alive)
-    nc->flags |= nc->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
-}
-
 // --- reading a request ---
 
 // Takes from the headers what tells where the body ends; `block` is what they were parsed from.
@@ -259,7 +148,8 @@ static void try_parse(connection* conn)
   iobuf_remove(io, length);
 }
 
-void open_local_endpoint(connection* conn, bool skip_user)
+// Asks the handler, then gives the request to it or, with skip_user, to the built-in endpoints.
+static void open_local_endpoint(connection* conn, bool skip_user)
 {
   // Behind the handshake of a WebSocket no HTTP may follow, from whomever.
   bool is_websocket = conn->mg_conn.is_websocket;
@@ -415,8 +305,7 @@ static void process_udp(ns_connection* datagram)
   on_recv_data(&conn);
   if (nc.send_iobuf.len > 0)
     ns_send(&nc, nc.send_iobuf.buf, nc.send_iobuf.len);  // the start of a file
-  release_endpoint(&conn);
-  reset_request(&conn);
+  release_request(&conn);
   iobuf_free(&nc.recv_iobuf);
   iobuf_free(&nc.send_iobuf);
 }
@@ -472,7 +361,7 @@ static void deliver_reply(connection* conn)
 {
   call_user(conn, MG_REPLY);
   iobuf_free(&conn->ns_conn->recv_iobuf);
-  reset_request(conn);
+  release_request(conn);
 }
 
 static void process_response(connection* conn)
@@ -540,7 +429,8 @@ static void on_poll(ns_connection* nc, connection* conn, time_t now)
   }
 }
 
-void mg_ev_handler(ns_connection* nc, ns_event ev, void* data)
+// The callback of every listener and connection.
+static void mg_ev_handler(ns_connection* nc, ns_event ev, void* data)
 {
   connection* conn = connection_of(nc);
   switch (ev) {
@@ -576,6 +466,7 @@ struct mg_server* mg_create_server(void* server_param, mg_handler_t handler)
     return nullptr;
   ns_mgr_init(&server->mgr, server_param);
   server->event_handler = handler;
+  server->listener_callback = mg_ev_handler;
   server->mgr.expendable = mg_expendable;
   if (!set_default_option_values(server->config_options))
     mg_destroy_server(&server);

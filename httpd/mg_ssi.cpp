@@ -7,8 +7,10 @@
 
 #include <memory>
 
-#include "httpd/mg_builtin.h"
-#include "httpd/mg_escape.h"
+#include "httpd/mg_cgi.h"
+#include "httpd/mg_mime.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 
 static constexpr int MAX_LEVEL = 10;
 // The page is held in memory: what goes beyond this is left out.

@@ -3,6 +3,8 @@
 
 #include <stddef.h>
 
+#include "httpd/mg_target.h"
+
 constexpr size_t SSI_MAX_TAG = 8192;  // bytes between "<!--#" and the last one of "-->"
 
 enum ssi_piece {
@@ -39,3 +41,6 @@ enum ssi_command {
 
 // Reads a directive; its quoted argument is copied.
 ssi_command ssi_parse_tag(const char* tag, char (&argument)[SSI_MAX_TAG + 1]);
+
+// Sends a file with its directives expanded.
+void mg_send_ssi_file(connection* conn, const mg_target* target);

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "httpd/mg_digest.h"
-#include "httpd/mg_internal.h"
+#include "httpd/mg_request.h"
 
 static constexpr int FINAL_FRAGMENT = 0x80;
 static constexpr int RESERVED_BITS = 0x70;

@@ -4,7 +4,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "httpd/httpd.h"
+#include "httpd/mg_internal.h"
 
 constexpr size_t WEBSOCKET_MAX_FRAME = 16 * 1024 * 1024;  // a longer frame ends the connection
 
@@ -26,3 +26,14 @@ struct websocket_frame {
 // there, 0 when it is not, or the reason to close the connection. `in_message` tells whether a
 // fragmented message is under way.
 int parse_websocket_frame(const char* bytes, size_t len, bool in_message, websocket_frame* frame);
+
+// Makes the connection a WebSocket when the request's headers ask for it.
+void mg_upgrade_if_requested(connection* conn);
+
+// Serves the complete frames that have arrived.
+void mg_deliver_websocket_frames(connection* conn);
+
+void mg_ping_idle_websocket(connection* conn, time_t now);
+
+// Sends a CLOSE with a reason of RFC 6455 and closes behind it.
+void mg_close_websocket(connection* conn, int reason);

@@ -1,0 +1,20 @@
+// What a request is, and how it ends.
+#pragma once
+
+#include "httpd/mg_internal.h"
+
+constexpr int REQUEST_INCOMPLETE = 0;
+constexpr int REQUEST_MALFORMED = -1;
+
+// Calls the application's handler; MG_FALSE when there is none.
+int call_user(connection* conn, mg_event ev);
+
+// Whether the connection is to stay open behind this request.
+bool should_keep_alive(const mg_connection* conn);
+const char* suggest_connection_header(const mg_connection* conn);
+
+// Frees what belongs to the request, its endpoint first.
+void release_request(connection* conn);
+
+// Ends the request: logs it, frees what belonged to it, and keeps or closes the connection.
+void close_local_endpoint(connection* conn);
