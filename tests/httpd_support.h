@@ -7,7 +7,8 @@
 #include <functional>
 #include <string>
 
-#include "httpd/mg_internal.h"
+#include "httpd/mg_request.h"
+#include "httpd/mg_response.h"
 #include "tests/support/file_server.h"
 
 using std::string;

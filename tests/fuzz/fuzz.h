@@ -73,19 +73,19 @@ static inline std::string answer_of(mg_server* server, const std::string& bytes)
   nc.sock = -1;
   nc.listener = &listener;
   nc.last_io_time = time(nullptr);
-  mg_ev_handler(&nc, NS_ACCEPT, nullptr);
+  server->listener_callback(&nc, NS_ACCEPT, nullptr);
   int count = static_cast<int>(bytes.size());
   require(iobuf_append(&nc.recv_iobuf, bytes.data(), bytes.size()) == bytes.size());
-  mg_ev_handler(&nc, NS_RECV, &count);
+  server->listener_callback(&nc, NS_RECV, &count);
   std::string answer;
   const connection* conn = static_cast<connection*>(nc.user_data);
   do {  // files and long lists come with the passes
     answer.append(nc.send_iobuf.buf ? nc.send_iobuf.buf : "", nc.send_iobuf.len);
     nc.send_iobuf.len = 0;
-    mg_ev_handler(&nc, NS_POLL, &nc.last_io_time);
+    server->listener_callback(&nc, NS_POLL, &nc.last_io_time);
   } while (nc.send_iobuf.len > 0 || conn->endpoint_type == EP_FILE ||
            conn->endpoint_type == EP_PROPFIND);
-  mg_ev_handler(&nc, NS_CLOSE, nullptr);
+  server->listener_callback(&nc, NS_CLOSE, nullptr);
   iobuf_free(&nc.recv_iobuf);
   iobuf_free(&nc.send_iobuf);
   return answer;

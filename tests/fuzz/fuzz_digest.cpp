@@ -1,6 +1,6 @@
 // The header of a digest login, and the file of passwords that it is compared with: the first line
 // is the one, the rest the other.
-#include "httpd/mg_builtin.h"
+#include "httpd/mg_auth.h"
 #include "tests/fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)

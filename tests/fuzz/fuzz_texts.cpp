@@ -1,6 +1,7 @@
 // Short texts from outside: access lists, dates, and the headers of a CGI program.
 #include "httpd/mg_acl.h"
-#include "httpd/mg_builtin.h"
+#include "httpd/mg_cgi.h"
+#include "httpd/mg_date.h"
 #include "tests/fuzz/fuzz.h"
 
 static void check_list(const char* list)
