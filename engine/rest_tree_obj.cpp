@@ -252,23 +252,10 @@ void print_tree_by_xml(node_t* n1_ptr, char** out_ptr)
 
 // --- JSON ---
 
-// The characters that the text takes in quotation marks at most.
-static size_t tree_quoted_length(const char* text)
+// The characters that a text of this length takes at most, with all of them escaped.
+static constexpr size_t tree_quoted_length(size_t length)
 {
-  size_t length = 2;
-  for (; *text; text++) {
-    unsigned char c = static_cast<unsigned char>(*text);
-    length += c < 0x20 ? sizeof "\\u0000" - 1 : c == '"' || c == '\\' || c == '/' ? 2 : 1;
-  }
-  return length;
-}
-
-static bool tree_is_ascii(const char* text)
-{
-  for (; *text; text++)
-    if (static_cast<unsigned char>(*text) >= 0x80)
-      return false;
-  return true;
+  return length * (sizeof "\\u0000" - 1) + 2;
 }
 
 // A name or text as UTF-8. Its memory is needed only where there is something to mend.
@@ -277,20 +264,31 @@ struct tree_utf8_t {
   const char* text;
 };
 
-static void tree_to_utf8(const char* text, tree_utf8_t& utf8)
+static bool tree_is_ascii(const char* text, size_t length)
 {
-  utf8.text = text;
-  if (tree_is_ascii(text))
-    return;
+  unsigned char bits = 0;
+  for (size_t i = 0; i < length; i++)
+    bits |= static_cast<unsigned char>(text[i]);
+  return bits < 0x80;
+}
+
+// Adds the room that the text takes.
+static void tree_to_utf8(const char* text, tree_utf8_t& utf8, size_t& room)
+{
   static constexpr char REPLACEMENT[] = "\xef\xbf\xbd";
+  size_t length = strlen(text);
+  utf8.text = text;
+  room += tree_quoted_length(length);
+  if (tree_is_ascii(text, length))
+    return;
   size_t used = 0;
   while (*text) {
     bool is_character;
-    size_t length = rest_utf8_length(text, is_character);
-    size_t bytes = is_character ? length : sizeof REPLACEMENT - 1;
+    size_t taken = rest_utf8_length(text, is_character);
+    size_t bytes = is_character ? taken : sizeof REPLACEMENT - 1;
     memcpy(utf8.mended + used, is_character ? text : REPLACEMENT, bytes);
     used += bytes;
-    text += length;
+    text += taken;
   }
   utf8.mended[used] = '\0';
   utf8.text = utf8.mended;
@@ -308,8 +306,8 @@ static json_object* tree_json_object(const node_t* node, size_t& room)
     if (node->val_type == VAL_TYPE_START || node->val_type == VAL_TYPE_NULL)
       continue;
     tree_utf8_t key;
-    tree_to_utf8(node->key, key);
-    room += tree_quoted_length(key.text) + sizeof ": , " - 1;
+    tree_to_utf8(node->key, key, room);
+    room += sizeof ": , " - 1;
     json_object* value = tree_json_value(node, room);
     if (!value || json_object_object_add(object, key.text, value) != 0) {
       json_object_put(value);
@@ -331,8 +329,7 @@ static json_object* tree_json_value(const node_t* node, size_t& room)
       room += 64;
       return json_object_new_double(static_cast<double>(node->val_data.val_f));
     case VAL_TYPE_STRING:
-      tree_to_utf8(node->val_data.val_s, text);
-      room += tree_quoted_length(text.text);
+      tree_to_utf8(node->val_data.val_s, text, room);
       return json_object_new_string(text.text);
     case VAL_TYPE_SUBTREE:
       return tree_json_object(node->val_data.val_subtree_n1_ptr, room);

@@ -38,15 +38,22 @@ static void session_move_time(uint32_t& time, int64_t seconds)
   time = static_cast<uint32_t>(std::clamp<int64_t>(time + seconds, 0, UINT32_MAX));
 }
 
-// Looks whether the time of day has jumped against the time that has passed.
-static void session_follow_clock(int64_t now_ms)
+// What the time of day is ahead of the time that has passed.
+static int64_t session_day_began_ms(void)
 {
-  static int64_t day_began_ms = now_ms - clock_ms(CLOCK_MONOTONIC);
-  int64_t moved_ms = now_ms - clock_ms(CLOCK_MONOTONIC) - day_began_ms;
+  return clock_ms(CLOCK_REALTIME) - clock_ms(CLOCK_MONOTONIC);
+}
+
+static void session_follow_clock(void)
+{
+  static int64_t known_ms = session_day_began_ms();
+  int64_t moved_ms = session_day_began_ms() - known_ms;
+  if (std::abs(moved_ms) > JUMP_MS)  // or this process was kept from reading the second clock
+    moved_ms = session_day_began_ms() - known_ms;
   if (std::abs(moved_ms) <= JUMP_MS)
     return;
+  known_ms += moved_ms;
   int64_t seconds = (moved_ms + (moved_ms > 0 ? 500 : -500)) / 1000;
-  day_began_ms += moved_ms;
   for (api_loginsession_t& session : session_table) {
     session_move_time(session.login_time, seconds);
     session_move_time(session.last_activity_time, seconds);
@@ -55,9 +62,8 @@ static void session_follow_clock(int64_t now_ms)
 
 uint32_t session_now(void)
 {
-  int64_t now_ms = clock_ms(CLOCK_REALTIME);
-  session_follow_clock(now_ms);
-  return static_cast<uint32_t>(now_ms / 1000);
+  session_follow_clock();
+  return static_cast<uint32_t>(clock_ms(CLOCK_REALTIME) / 1000);
 }
 
 // --- The table ---
