@@ -19,6 +19,7 @@
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_state.h"
 #include "switchsim/sim_areas.h"
+#include "switchsim/text/sim_mac.h"
 
 namespace
 {
