@@ -1,5 +1,4 @@
-#include "switchsim/model/sim_bgp.h"
-
+// BGP: the switch as a speaker, its peers, and what it tells them.
 #include <algorithm>
 #include <iterator>
 #include <map>
@@ -8,10 +7,9 @@
 
 #include "platform/openapi_bgp.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/model/sim_routing.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_address.h"
 
 namespace
@@ -78,19 +76,13 @@ address_key_t key_of(const open_inet_addr_t& address)
 
 // ---- globals ----
 
-open_error_t changed()
-{
-  sim_config_changed();
-  return OPEN_E_NONE;
-}
-
 open_error_t hold_time_set(uint32_t seconds)
 {
   if (seconds > TIME_MAX || (seconds > 0 && seconds < HOLD_TIME_MIN)) {
     return OPEN_E_PARAM;
   }
   globals.hold_time = seconds;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t keep_alive_set(uint32_t seconds)
@@ -99,7 +91,7 @@ open_error_t keep_alive_set(uint32_t seconds)
     return OPEN_E_PARAM;
   }
   globals.keep_alive = seconds;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 bool as_valid(uint32_t as)
@@ -113,7 +105,7 @@ open_error_t local_as_set(uint32_t as)
     return OPEN_E_PARAM;
   }
   globals.local_as = as;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t router_id_set(uint32_t id)
@@ -122,19 +114,19 @@ open_error_t router_id_set(uint32_t id)
     return OPEN_E_PARAM;
   }
   globals.router_id = id;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t local_pref_set(uint32_t local_pref)
 {
   globals.local_pref = local_pref;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t log_neighbor_changes_set(bool on)
 {
   globals.log_neighbor_changes = on;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 // ---- originated networks and redistribution ----
@@ -173,7 +165,7 @@ open_error_t network_set(bool add, bool use_route_map, const open_inet_addr_t& a
       return OPEN_E_NOT_FOUND;
     }
     networks.erase(held);
-    return changed();
+    return sim_changed(SIM_BGP);
   }
   if (held != networks.end() && held->second == wanted) {
     return OPEN_E_EXISTS;
@@ -182,7 +174,7 @@ open_error_t network_set(bool add, bool use_route_map, const open_inet_addr_t& a
     return OPEN_E_FULL;
   }
   networks[network] = wanted;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 bool protocol_known(const std::string& name)
@@ -201,10 +193,10 @@ open_error_t redistribution_set(bool add, OPEN_AF_t family, const std::string& p
     return OPEN_E_PARAM;
   }
   if (!add) {
-    return redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND : changed();
+    return redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND : sim_changed(SIM_BGP);
   }
   redistributions[{family, protocol}] = wanted;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 // ---- peers ----
@@ -238,7 +230,7 @@ open_error_t peer_as_set(const open_inet_addr_t& address, uint32_t scope, uint32
     peer->ipv4.active = address.family == OPEN_AF_INET;  // IPv6 routes have to be asked for
   }
   peer->remote_as = as;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 family_settings_t& settings_of(peer_t& peer, OPEN_AF_t family)
@@ -275,7 +267,7 @@ open_error_t peer_active_set(const open_inet_addr_t& address, uint32_t scope, OP
     return OPEN_E_PARAM;
   }
   settings_of(*peer, family).active = active;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t peer_next_hop_self_set(const open_inet_addr_t& address, uint32_t scope,
@@ -289,7 +281,7 @@ open_error_t peer_next_hop_self_set(const open_inet_addr_t& address, uint32_t sc
     return OPEN_E_PARAM;
   }
   settings_of(*peer, family).next_hop_self = mode;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t peer_update_source_set(const open_inet_addr_t& address, uint32_t scope,
@@ -300,11 +292,9 @@ open_error_t peer_update_source_set(const open_inet_addr_t& address, uint32_t sc
     return OPEN_E_NOT_FOUND;
   }
   peer->update_source = number;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
-}  // namespace
-
-void sim_bgp_reset()
+void bgp_reset()
 {
   globals = {};
   peers.clear();
@@ -312,7 +302,8 @@ void sim_bgp_reset()
   redistributions.clear();
 }
 
-void sim_bgp_interface_removed(uint32_t number)
+// No peer can use its address any more.
+void bgp_if_unrouted(uint32_t number)
 {
   for (auto& entry : peers) {
     if (entry.second.update_source == number) {
@@ -323,8 +314,6 @@ void sim_bgp_interface_removed(uint32_t number)
 
 // ---- configuration ----
 
-namespace
-{
 sim_restore_t bgp_keep()
 {
   return [kept_globals = globals, kept_peers = peers, kept_networks = networks,
@@ -431,7 +420,7 @@ open_error_t cli_redistribution_remove(OPEN_AF_t family, const std::string& prot
 
 open_error_t cli_peer_remove(const open_inet_addr_t& address, uint32_t scope)
 {
-  return peers.erase({key_of(address), scope}) == 0 ? OPEN_E_NOT_FOUND : changed();
+  return peers.erase({key_of(address), scope}) == 0 ? OPEN_E_NOT_FOUND : sim_changed(SIM_BGP);
 }
 
 constexpr sim_command_t COMMANDS[] = {
@@ -456,10 +445,12 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_bgp_config()
-{
-  return sim_config_area(bgp_keep, sim_bgp_reset, bgp_write, COMMANDS);
-}
+const sim_area_t sim_bgp_area = [] {
+  sim_area_t area =
+      sim_area_with_config(sim_area(bgp_reset), bgp_keep, bgp_reset, bgp_write, COMMANDS);
+  area.if_unrouted = bgp_if_unrouted;
+  return area;
+}();
 
 open_error_t rpcclt_openapiBgpGlobalHoldTimeConfiguredGet(openapiClientHandle_t* client_handle,
                                                           uint32_t* holdTime)

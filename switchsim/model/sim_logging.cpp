@@ -8,9 +8,8 @@
 
 #include "platform/openapi_logging.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/text/sim_address.h"
 
 namespace
@@ -38,7 +37,7 @@ logging_t settings;
 
 open_error_t mode_set(OPEN_CONTROL_t& setting, OPEN_CONTROL_t mode)
 {
-  return sim_control_ok(mode) ? sim_change(setting, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_assign(SIM_LOGGING, setting, mode) : OPEN_E_PARAM;
 }
 
 open_error_t cli_set(OPEN_CONTROL_t mode)
@@ -59,7 +58,7 @@ open_error_t syslog_set(OPEN_CONTROL_t mode)
 open_error_t severity_set(OPEN_LOG_SEVERITY_t& setting, OPEN_LOG_SEVERITY_t severity)
 {
   const bool level = severity >= OPEN_LOG_SEVERITY_EMERGENCY && severity <= OPEN_LOG_SEVERITY_DEBUG;
-  return level ? sim_change(setting, severity) : OPEN_E_PARAM;
+  return level ? sim_assign(SIM_LOGGING, setting, severity) : OPEN_E_PARAM;
 }
 
 open_error_t console_severity_set(OPEN_LOG_SEVERITY_t severity)
@@ -69,7 +68,7 @@ open_error_t console_severity_set(OPEN_LOG_SEVERITY_t severity)
 
 open_error_t port_set(uint16_t& setting, uint16_t port)
 {
-  return sim_change(setting, port == 0 ? PORT_DEFAULT : port);
+  return sim_assign(SIM_LOGGING, setting, port == 0 ? PORT_DEFAULT : port);
 }
 
 open_error_t syslog_port_set(uint16_t port)
@@ -131,8 +130,7 @@ open_error_t host_add(const std::string& address)
   host_t host;
   host.address = address;
   settings.hosts.push_back(host);
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_LOGGING);
 }
 
 // Work on one of the hosts.
@@ -150,8 +148,7 @@ open_error_t host_remove(const std::string& address)
     return OPEN_E_NOT_FOUND;
   }
   settings.hosts.erase(host);
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_LOGGING);
 }
 
 // The host behind the one in the buffer.
@@ -227,15 +224,8 @@ open_error_t host_read(const char* name, const openapiClientHandle_t* handle, op
 }
 }  // namespace
 
-sim_config_area_t sim_logging_config()
-{
-  return sim_config_area(logging_keep, logging_clear, logging_write, COMMANDS);
-}
-
-void sim_logging_reset()
-{
-  settings = {};
-}
+const sim_area_t sim_logging_area = sim_area_with_config(sim_area(logging_clear), logging_keep,
+                                                         logging_clear, logging_write, COMMANDS);
 
 open_error_t rpcclt_openapiCliCmdLoggingModeGet(openapiClientHandle_t* client_handle,
                                                 OPEN_CONTROL_t* mode)

@@ -5,12 +5,10 @@
 
 #include "platform/openapi_pml.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_base.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_state.h"
 #include "switchsim/model/sim_vlan.h"
-#include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_mac.h"
 
 namespace
@@ -41,7 +39,8 @@ open_error_t sticky_set(uint32_t number, OPEN_CONTROL_t sticky)
   if (sim_port_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return sim_control_ok(sticky) ? sim_change(ports[number].sticky, sticky) : OPEN_E_PARAM;
+  return sim_control_ok(sticky) ? sim_assign(SIM_LOCKING, ports[number].sticky, sticky, number)
+                                : OPEN_E_PARAM;
 }
 
 // Reads a unicast address into the key of an entry.
@@ -64,7 +63,8 @@ open_error_t entry_add(uint32_t number, const std::string& mac, uint32_t vlan, b
   if (entries.count(key) > 0) {
     return OPEN_E_EXISTS;
   }
-  return entries.size() < ENTRIES_MAX ? sim_change(entries[key], sticky) : OPEN_E_FULL;
+  return entries.size() < ENTRIES_MAX ? sim_assign(SIM_LOCKING, entries[key], sticky, number)
+                                      : OPEN_E_FULL;
 }
 
 open_error_t entry_delete(uint32_t number, const std::string& mac, uint32_t vlan)
@@ -79,8 +79,7 @@ open_error_t entry_delete(uint32_t number, const std::string& mac, uint32_t vlan
   if (ports[number].entries.erase(key) == 0) {
     return OPEN_E_NOT_FOUND;
   }
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_LOCKING, number);
 }
 
 // The lowest entry of a port above a key.
@@ -142,15 +141,8 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_pml_config()
-{
-  return sim_config_area(pml_keep, pml_clear, pml_write, COMMANDS);
-}
-
-void sim_pml_reset()
-{
-  ports.clear();
-}
+const sim_area_t sim_pml_area =
+    sim_area_with_config(sim_area(pml_clear), pml_keep, pml_clear, pml_write, COMMANDS);
 
 open_error_t rpcclt_openapiPmlIntfStickyModeGet(openapiClientHandle_t* client_handle,
                                                 uint32_t ifNum, OPEN_CONTROL_t* sticky)

@@ -12,12 +12,6 @@ bool sim_routing_configured(uint32_t number);
 // Whether the interface routes: that of a VLAN, or a port with routing switched on.
 bool sim_routing_interface(uint32_t number);
 
-// Number of the routing interface of a VLAN; 0: it has none.
-uint32_t sim_routing_vlan_interface(uint32_t vlan);
-
-// The other way round; 0: not the routing interface of a VLAN.
-uint32_t sim_routing_interface_vlan(uint32_t number);
-
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode);
 // Of a port; a VLAN's interface routes in any case, and a member of a group leaves it to the group.
 open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode);

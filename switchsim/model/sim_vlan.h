@@ -16,8 +16,10 @@ bool sim_vlan_exists(uint32_t vid);
 // interface.
 bool sim_vlan_member(uint32_t vid, uint32_t number);
 
-// A port channel is gone, and with it what VLANs know about it.
-void sim_vlan_if_removed(uint32_t number);
+// The number of the VLAN's routing interface, kept with the VLAN, which has to stay as long; 0:
+// none.
+uint32_t sim_vlan_routing(uint32_t vid);
+void sim_vlan_routing_set(uint32_t vid, uint32_t number);
 
 open_error_t sim_vlan_create(uint32_t vid);
 // A VLAN with a routing interface stays, and so does VLAN 1. Interfaces that had the deleted VLAN
