@@ -17,7 +17,7 @@
 #include "platform/openapi_if.h"
 #include "platform/openapi_tcam.h"
 #include "platform/openapi_types.h"
-#include "switchsim/model/sim_change.h"
+#include "switchsim/model/sim_kind.h"
 
 struct sim_port_t {
   uint32_t number;  // ascending, from 1 on; not every number needs to be there
