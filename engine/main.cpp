@@ -13,6 +13,7 @@
 #include "platform/l7proc.h"
 #include "platform/openapi_client.h"
 
+static constexpr int EXIT_WRONG_ARGUMENT = 1;
 static constexpr int EXIT_NOT_REGISTERED = 2;
 
 // Memory that stays with the process when an answer's tree is freed, enough for the longest lists.
@@ -21,7 +22,7 @@ static constexpr int MEMORY_KEPT = 32 * 1024 * 1024;
 
 static void start_complain(const char* address, const char* cause)
 {
-  l7proc_logf(L7PROC_LOG_SEVERITY_ERROR, 0, "main.c", __LINE__,
+  l7proc_logf(L7PROC_LOG_SEVERITY_ERROR, 0, "main.cpp", __LINE__,
               "RESTful API Engine: not listening on %s: %s", address, cause);
   fprintf(stderr, "restful_api_engine: not listening on %s: %s\n", address, cause);
 }
@@ -61,8 +62,33 @@ static void raise_descriptor_limit(void)
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-int main(void)
+static int print_help(void)
 {
+  printf(
+      "usage: restful_api_engine [--help | --version]\n\n"
+      "Serves the REST API of this switch until it is killed:\n"
+      "  HTTP   %s\n  HTTPS  %s\n  files  %s\n"
+      "Ports, paths and limits are fixed when the engine is built.\n",
+      REST_HTTP_ADDRESS, REST_HTTPS_LISTENER, REST_DOCUMENT_ROOT);
+  return 0;
+}
+
+static int print_version(void)
+{
+  printf("restful_api_engine %s\n", REST_VERSION);
+  return 0;
+}
+
+int main(int argc, char** argv)
+{
+  if (argc == 2 && strcmp(argv[1], "--help") == 0)
+    return print_help();
+  if (argc == 2 && strcmp(argv[1], "--version") == 0)
+    return print_version();
+  if (argc > 1) {
+    fprintf(stderr, "restful_api_engine: unknown argument %s (--help tells more)\n", argv[1]);
+    return EXIT_WRONG_ARGUMENT;
+  }
   static char name[] = "restful_api_engine";
   l7proc_crashlog_register();
   mallopt(M_TRIM_THRESHOLD, MEMORY_KEPT);
@@ -75,7 +101,7 @@ int main(void)
   while (rpcclt_openapiConnectivityCheck(&client_handle) != OPEN_E_NONE)
     sleep(REST_CONNECT_RETRY_S);
 
-  l7proc_logf(L7PROC_LOG_SEVERITY_INFO, 0, "main.c", __LINE__,
+  l7proc_logf(L7PROC_LOG_SEVERITY_INFO, 0, "main.cpp", __LINE__,
               "Starting RESTful API Engine application");
   printf("\n");
   fflush(stdout);

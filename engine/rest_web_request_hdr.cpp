@@ -53,10 +53,17 @@ static constexpr struct {
     {"process",  process_api_handler  },
 };
 
-// What the session check found, kept in the connection's own parameter until the request ends: a
-// global would be overwritten by the check of another client whose request comes in between.
-static constexpr char SESSION_CHECK_PASSED[] = "passed";
-static constexpr char SESSION_CHECK_REFUSED[] = "refused";
+// What the session check says of a request. It is kept in the connection's own parameter until the
+// request ends: a global would be overwritten by the check of another client whose request comes in
+// between. A verdict of VERDICT_SESSION and above lets in the session whose id is the difference.
+using verdict_t = uintptr_t;
+static constexpr verdict_t VERDICT_WAIT = 0;    // the body is still on its way and may change it
+static constexpr verdict_t VERDICT_EARLY = 1;   // the same, but it has a session
+static constexpr verdict_t VERDICT_OPEN = 2;    // open to all
+static constexpr verdict_t VERDICT_NO_KEY = 3;  // refused, ...
+static constexpr verdict_t VERDICT_NO_SESSION = 4;  // ... for its key,
+static constexpr verdict_t VERDICT_GONE = 5;        // ... as its session ended in the meantime
+static constexpr verdict_t VERDICT_SESSION = 6;
 
 // The two requests that need no session.
 static bool request_is_open_to_all(const struct mg_connection* conn)
@@ -66,24 +73,27 @@ static bool request_is_open_to_all(const struct mg_connection* conn)
           parse_request_method(conn) == REQUEST_METHOD_POST);
 }
 
-// The id of the live session that the request names by key and address, or 0.
-static uint32_t request_session_id(const struct mg_connection* conn)
-{
-  char key[REST_SESSION_KEY_SIZE];
-  parse_session_key(conn, key);
-  return get_session_id(conn->remote_ip, key);
-}
-
 static bool request_body_is_complete(const struct mg_connection* conn)
 {
   const char* length = mg_get_header(conn, "Content-Length");
   return !length || strtoll(length, nullptr, 10) <= static_cast<long long>(conn->content_len);
 }
 
-// Judges the request by the variables that have arrived.
-static bool request_may_proceed(const struct mg_connection* conn)
+// Judges the request by the live session that it names by key and address.
+static verdict_t request_judge_session(const struct mg_connection* conn)
 {
-  return request_is_open_to_all(conn) || request_session_id(conn) != 0;
+  char key[REST_SESSION_KEY_SIZE];
+  parse_session_key(conn, key);
+  uint32_t ssid = get_session_id(conn->remote_ip, key);
+  if (ssid != 0)
+    return VERDICT_SESSION + ssid;
+  return key[0] ? VERDICT_NO_SESSION : VERDICT_NO_KEY;
+}
+
+// Judges the request by the variables that have arrived.
+static verdict_t request_judge(const struct mg_connection* conn)
+{
+  return request_is_open_to_all(conn) ? VERDICT_OPEN : request_judge_session(conn);
 }
 
 int evt_handler(struct mg_connection* conn, enum mg_event ev)
@@ -103,24 +113,28 @@ int evt_handler(struct mg_connection* conn, enum mg_event ev)
 int auth_session(struct mg_connection* conn)
 {
   clear_expired_session();
-  // A body that is still on its way may hold the session key or another method: no refusal yet, and
-  // no login.
-  if (!request_body_is_complete(conn) && request_session_id(conn) == 0) {
-    conn->connection_param = nullptr;
-    return MG_TRUE;
-  }
-  conn->connection_param =
-      const_cast<char*>(request_may_proceed(conn) ? SESSION_CHECK_PASSED : SESSION_CHECK_REFUSED);
+  verdict_t verdict;
+  if (request_body_is_complete(conn))
+    verdict = request_judge(conn);
+  else  // it may hold the session key or another method: no refusal yet, and no login
+    verdict = request_judge_session(conn) >= VERDICT_SESSION ? VERDICT_EARLY : VERDICT_WAIT;
+  conn->connection_param = reinterpret_cast<void*>(verdict);
   return MG_TRUE;
 }
 
-static bool request_was_let_in(const struct mg_connection* conn)
+// The verdict when the whole request is there.
+static verdict_t request_final_verdict(const struct mg_connection* conn)
 {
-  if (!conn->connection_param) {
+  verdict_t verdict = reinterpret_cast<verdict_t>(conn->connection_param);
+  if (verdict == VERDICT_WAIT) {
     clear_expired_session();
-    return request_may_proceed(conn);
+    return request_judge(conn);
   }
-  return conn->connection_param == SESSION_CHECK_PASSED;
+  if (verdict == VERDICT_EARLY) {
+    verdict = request_judge(conn);
+    return verdict == VERDICT_NO_KEY || verdict == VERDICT_NO_SESSION ? VERDICT_GONE : verdict;
+  }
+  return verdict;
 }
 
 static void answer_without_module(struct mg_connection* conn, uint16_t code, const char* message)
@@ -138,35 +152,27 @@ static void call_module(struct mg_connection* conn)
   answer_without_module(conn, REST_CODE_NO_MODULE, "The module name dose not exist.");
 }
 
-// Answers the request. Returns the id of the session that it was made with, 0 for none.
-static uint32_t answer_request(struct mg_connection* conn)
-{
-  char key[REST_SESSION_KEY_SIZE];
-  parse_session_key(conn, key);
-  if (!request_was_let_in(conn)) {
-    if (key[0])
-      answer_without_module(conn, REST_CODE_NO_SESSION,
-                            "Session time out or log out. Please log in again.");
-    else
-      answer_without_module(conn, REST_CODE_NULL_SESSION_KEY, "Null Session Key");
-    return 0;
-  }
-
-  uint32_t ssid = 0;
-  if (!request_is_open_to_all(conn)) {
-    ssid = get_session_id(conn->remote_ip, key);
-    if (ssid == 0) {
-      answer_without_module(conn, 1, "Authentication failed.");
-      return 0;
-    }
-  }
-  call_module(conn);
-  return ssid;
-}
-
 int api_access_handler(struct mg_connection* conn)
 {
-  if (update_last_activity_time(answer_request(conn)) != RC_TRUE)
+  verdict_t verdict = request_final_verdict(conn);
+  uint32_t ssid = 0;
+  switch (verdict) {
+    case VERDICT_NO_KEY:
+      answer_without_module(conn, REST_CODE_NULL_SESSION_KEY, "Null Session Key");
+      break;
+    case VERDICT_NO_SESSION:
+      answer_without_module(conn, REST_CODE_NO_SESSION,
+                            "Session time out or log out. Please log in again.");
+      break;
+    case VERDICT_GONE:
+      answer_without_module(conn, 1, "Authentication failed.");
+      break;
+    default:
+      call_module(conn);
+      if (verdict >= VERDICT_SESSION)
+        ssid = static_cast<uint32_t>(verdict - VERDICT_SESSION);
+  }
+  if (update_last_activity_time(ssid) != RC_TRUE)
     output_session_file();  // whatever happened to it meanwhile
   return MG_TRUE;
 }

@@ -161,7 +161,7 @@ node_t* read_help_doc_file_and_parse_to_tree_obj(void)
 {
   std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(REST_HELP_DOC_FILE, "r"), fclose);
   if (!file) {
-    l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, "rest_module_help.c", __LINE__,
+    l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, "rest_help_doc.cpp", __LINE__,
                 "RESTful API Engine: Open the Help document file failed!");
     return nullptr;
   }

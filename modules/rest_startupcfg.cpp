@@ -165,7 +165,7 @@ RC_t initialize_transfer_variables(void)
   errno = 0;
   RC_t written = write_startupcfg_info_file();
   if (written != RC_TRUE)
-    l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, "rest_startupcfg.c", __LINE__,
+    l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, "rest_startupcfg.cpp", __LINE__,
                 "RESTful API Engine: cannot write %s: %s", INFO_FILE, strerror(errno));
   return written;
 }

@@ -1,12 +1,16 @@
 // The real executable: start-up, exit status, logging, and the answers of the base module.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <regex>
 #include <string>
 
 #include "tests/support/api_script.h"
@@ -41,6 +45,36 @@ TEST(StartUp, EndsWithStatus2WhenItCannotRegister)
       {"LD_LIBRARY_PATH", getenv("OTHER_OPENCLT")}
   };
   ends(engine_process("", other), "-28", "");
+}
+
+// Exit status of the engine with this argument, and all that it prints.
+static std::pair<int, std::string> run_with(const std::string& argument)
+{
+  const char* emulator = getenv("EMULATOR");
+  const std::string command = std::string(emulator ? emulator : "") + " '" + getenv("ENGINE") +
+                              "' " + argument + " 2>&1 </dev/null";
+  FILE* program = popen(command.c_str(), "r");
+  char text[2000];
+  size_t length = fread(text, 1, sizeof text, program);
+  int status = pclose(program);
+  return {WEXITSTATUS(status), std::string(text, length)};
+}
+
+TEST(StartUp, TakesTwoArgumentsAndStartsWithNone)
+{
+  const auto [help, help_text] = run_with("--help");
+  EXPECT_EQ(help, 0);
+  EXPECT_EQ(help_text.rfind("usage: restful_api_engine", 0), 0u) << help_text;
+  const auto [version, version_text] = run_with("--version");
+  EXPECT_EQ(version, 0);
+  EXPECT_TRUE(std::regex_match(
+      version_text, std::regex(R"(restful_api_engine \d+\.\d+\.\d+( \([0-9a-f]{7,}\))?\n)")))
+      << version_text;
+  for (const char* wrong : {"--port", "help", "--help --version", "''"}) {
+    const auto [status, text] = run_with(wrong);
+    EXPECT_EQ(status, 1) << wrong;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+  }
 }
 
 TEST(StartUp, WaitsForTheSwitchAndTriesOnceASecond)

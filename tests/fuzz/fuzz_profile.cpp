@@ -1,9 +1,9 @@
 // Any text as the profile of the simulated switch, and the configuration of the switch it makes.
 #include <json-c/json.h>
 
-#include "switchsim/sim_config.h"
-#include "switchsim/sim_profile.h"
+#include "switchsim/config/sim_config.h"
 #include "switchsim/switchsim.h"
+#include "switchsim/text/sim_profile.h"
 #include "tests/fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)

@@ -1,6 +1,6 @@
 // Any text as a CLI script: it is run as a whole or not at all, and what it leaves is a
 // configuration that leads to itself.
-#include "switchsim/sim_config.h"
+#include "switchsim/config/sim_config.h"
 #include "switchsim/switchsim.h"
 #include "tests/fuzz/fuzz.h"
 
