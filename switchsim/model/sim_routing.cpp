@@ -45,8 +45,7 @@ OPEN_CONTROL_t* mode_of(OPEN_AF_t family)
 
 open_error_t mode_get(OPEN_AF_t family, OPEN_CONTROL_t& mode)
 {
-  const OPEN_CONTROL_t* current = mode_of(family);
-  return current == nullptr ? OPEN_E_PARAM : sim_give(mode, *current);
+  return mode_of(family) == nullptr ? OPEN_E_PARAM : sim_give(mode, sim_routing_mode(family));
 }
 
 // ---- interfaces ----
@@ -337,14 +336,9 @@ open_error_t address_next(const std::vector<open_inet_pfx_t>& list, size_t first
 // Those set by hand, then the one that a server has given.
 std::vector<open_inet_pfx_t> addresses_of(uint32_t number, OPEN_AF_t family)
 {
-  const auto found = rtr_ifs.find(number);
-  if (found == rtr_ifs.end() || mode_of(family) == nullptr) {
-    return {};
-  }
-  const rtr_if_t& rtr = found->second;
-  std::vector<open_inet_pfx_t> list = family == OPEN_AF_INET ? rtr.ipv4 : rtr.ipv6;
+  std::vector<open_inet_pfx_t> list = sim_routing_addresses(number, family);
   open_inet_pfx_t leased = {};
-  if ((family == OPEN_AF_INET ? rtr.dhcp_ipv4 : rtr.dhcp_ipv6) &&
+  if (sim_routing_dhcp(number, family) &&
       sim_plane().lease(number, family, leased) == OPEN_E_NONE) {
     list.push_back(leased);
   }
@@ -393,6 +387,27 @@ bool sim_routing_configured(uint32_t number)
 bool sim_routing_interface(uint32_t number)
 {
   return rtr_find(number) != nullptr;
+}
+
+OPEN_CONTROL_t sim_routing_mode(OPEN_AF_t family)
+{
+  return *mode_of(family);
+}
+
+bool sim_routing_dhcp(uint32_t number, OPEN_AF_t family)
+{
+  const auto found = rtr_ifs.find(number);
+  return found != rtr_ifs.end() &&
+         (family == OPEN_AF_INET ? found->second.dhcp_ipv4 : found->second.dhcp_ipv6);
+}
+
+std::vector<open_inet_pfx_t> sim_routing_addresses(uint32_t number, OPEN_AF_t family)
+{
+  const auto found = rtr_ifs.find(number);
+  if (found == rtr_ifs.end() || mode_of(family) == nullptr) {
+    return {};
+  }
+  return family == OPEN_AF_INET ? found->second.ipv4 : found->second.ipv6;
 }
 
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)

@@ -335,6 +335,23 @@ bool sim_vlan_member(uint32_t vid, uint32_t number)
   return member_get(vid, number, member) == OPEN_E_NONE && member == 1;
 }
 
+bool sim_vlan_forwarding(uint32_t number, sim_forwarding_t& forwarding)
+{
+  const uint32_t forwarder = sim_if_forwarder(number);
+  const switchport_t* port = switchport_find(forwarder);
+  if (port == nullptr) {
+    return false;
+  }
+  forwarding = {pvid_of(*port), port->accept, {}, {}};
+  for (const auto& [vid, vlan] : vlans) {
+    const membership_t membership = membership_in_force(*port, vlan, vid, forwarder);
+    if (is_member(membership, vid, forwarder)) {
+      (membership.tagged ? forwarding.tagged : forwarding.untagged).insert(vid);
+    }
+  }
+  return true;
+}
+
 uint32_t sim_vlan_routing(uint32_t vid)
 {
   const vlan_t* vlan = vlan_find(vid);
