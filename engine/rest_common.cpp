@@ -115,7 +115,7 @@ void send_response(struct mg_connection* conn, uint16_t result_code, const char*
   if (tree_take_shortage() || !document)
     mg_break_connection(conn);  // an answer with something missing would be taken for a whole one
   else
-    mg_printf_data(conn, "%s\n", document.get());
+    mg_send_line(conn, document.get());
 
   common_audit(conn, result_code, result_mesg);
 }

@@ -30,7 +30,8 @@ int32_t rest_path_number(const char* uri, unsigned index)
 
 bool rest_path_module_is(const char* uri, const char* name)
 {
-  char segment[REST_PATH_SEGMENT_SIZE];
-  rest_path_segment(uri, 0, segment);
-  return strcmp(segment, name) == 0;
+  if (!uri || *uri != '/')
+    return *name == '\0';
+  size_t length = strlen(name);
+  return strncmp(uri + 1, name, length) == 0 && (uri[length + 1] == '/' || !uri[length + 1]);
 }

@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <array>
 #include <charconv>
 #include <utility>
 
@@ -17,22 +18,57 @@ static unsigned tree_links = 0;
 
 static bool tree_shortage = false;
 
-// Copies at most size - 1 characters; a null text copies as the empty one. dst is zeroed memory.
+// Nodes of earlier answers, kept for the next ones: to get a node and give it back would be a third
+// of the work that a short answer takes. They are linked by next_ptr.
+static constexpr unsigned SPARE_NODES = 64;
+static node_t* tree_spare = nullptr;
+static unsigned tree_spare_count = 0;
+
+// Copies at most size - 1 characters; a null text copies as the empty one.
 static void tree_copy_text(char* dst, size_t size, const char* src)
 {
-  if (src)
-    memccpy(dst, src, 0, size - 1);
+  if (!src)
+    dst[0] = '\0';
+  else if (!memccpy(dst, src, 0, size - 1))
+    dst[size - 1] = '\0';
+}
+
+// A node with whatever it held before.
+static node_t* tree_get_node(void)
+{
+  node_t* node = tree_spare;
+  if (!node)
+    return static_cast<node_t*>(malloc(sizeof *node));
+  tree_spare = node->next_ptr;
+  tree_spare_count--;
+  return node;
+}
+
+static void tree_put_node(node_t* node)
+{
+  if (!node || tree_spare_count == SPARE_NODES) {
+    free(node);
+    return;
+  }
+  node->next_ptr = tree_spare;
+  tree_spare = node;
+  tree_spare_count++;
 }
 
 static node_t* tree_new_node(const char* key, const char* tagname)
 {
-  node_t* node = static_cast<node_t*>(calloc(1, sizeof *node));
-  if (node) {
-    tree_copy_text(node->key, sizeof node->key, key);
-    tree_copy_text(node->tagname, sizeof node->tagname, tagname);
-  } else {
+  node_t* node = tree_get_node();
+  if (!node) {
     tree_shortage = true;
+    return nullptr;
   }
+  tree_copy_text(node->key, sizeof node->key, key);
+  tree_copy_text(node->tagname, sizeof node->tagname, tagname);
+  node->val_type = VAL_TYPE_INT;
+  node->val_data.val_subtree_n1_ptr = nullptr;
+  node->val_data.val_i = 0;
+  node->next_ptr = node->tail_ptr = nullptr;
+  node->tail_links = 0;
   return node;
 }
 
@@ -71,7 +107,7 @@ void set_subtree_node1(node_t* cur_ptr, node_t* sub_ptr)
 {
   if (!cur_ptr)
     return;
-  free(cur_ptr->val_data.val_subtree_n1_ptr);
+  tree_put_node(cur_ptr->val_data.val_subtree_n1_ptr);
   cur_ptr->val_data.val_subtree_n1_ptr = sub_ptr;
 }
 
@@ -189,9 +225,32 @@ void free_tree(node_t* n1_ptr)
     node_t* next = n1_ptr->next_ptr;
     if (n1_ptr->val_type == VAL_TYPE_SUBTREE)
       free_tree(n1_ptr->val_data.val_subtree_n1_ptr);
-    free(n1_ptr);
+    tree_put_node(n1_ptr);
     n1_ptr = next;
   }
+}
+
+static char* tree_put_text(char* at, const char* text, size_t length)
+{
+  return static_cast<char*>(memcpy(at, text, length)) + length;
+}
+
+// Appends a whole element at once.
+static void tree_append_element(dyn_string_t* text, const char* tagname, const char* value,
+                                size_t value_length)
+{
+  size_t tag_length = strlen(tagname);
+  char* at = dynStringExtend(text, 2 * tag_length + value_length + sizeof "<></>" - 1);
+  if (!at)
+    return;
+  *at++ = '<';
+  at = tree_put_text(at, tagname, tag_length);
+  *at++ = '>';
+  at = tree_put_text(at, value, value_length);
+  *at++ = '<';
+  *at++ = '/';
+  at = tree_put_text(at, tagname, tag_length);
+  *at = '>';
 }
 
 static void tree_append_tag(dyn_string_t* text, const char* opening, const char* tagname)
@@ -201,41 +260,38 @@ static void tree_append_tag(dyn_string_t* text, const char* opening, const char*
   dynStringAppendBytes(text, ">", 1);
 }
 
-// std::to_chars rather than printf: this is the hottest place of the engine.
-static void tree_append_int(dyn_string_t* text, int value)
-{
-  char number[sizeof "-2147483648"];
-  std::to_chars_result end = std::to_chars(number, number + sizeof number, value);
-  dynStringAppendBytes(text, number, static_cast<size_t>(end.ptr - number));
-}
-
 // Appends the nodes of one list to the text, child lists in place.
 static void tree_append_xml(dyn_string_t* text, const node_t* node)
 {
   char number[64];  // "%f" of the largest float takes 48 characters
+  int length;
   for (; node; node = node->next_ptr) {
-    if (node->val_type == VAL_TYPE_START)
-      continue;
-    tree_append_tag(text, "<", node->tagname);
     switch (node->val_type) {
       case VAL_TYPE_INT:
-        tree_append_int(text, node->val_data.val_i);
+        // std::to_chars rather than printf: this is the hottest place of the engine.
+        length = static_cast<int>(
+            std::to_chars(number, number + sizeof number, node->val_data.val_i).ptr - number);
+        tree_append_element(text, node->tagname, number, static_cast<size_t>(length));
         break;
       case VAL_TYPE_FLOAT:
-        snprintf(number, sizeof number, "%f", static_cast<double>(node->val_data.val_f));
-        dynStringAppend(text, number);
+        length = snprintf(number, sizeof number, "%f", static_cast<double>(node->val_data.val_f));
+        tree_append_element(text, node->tagname, number, static_cast<size_t>(length));
         break;
       case VAL_TYPE_STRING:
-        dynStringAppend(text, node->val_data.val_s);
+        tree_append_element(text, node->tagname, node->val_data.val_s,
+                            strlen(node->val_data.val_s));
         break;
       case VAL_TYPE_SUBTREE:
+        tree_append_tag(text, "<", node->tagname);
         tree_append_xml(text, node->val_data.val_subtree_n1_ptr);
+        tree_append_tag(text, "</", node->tagname);
         break;
       case VAL_TYPE_NULL:
+        tree_append_element(text, node->tagname, "", 0);
+        break;
       case VAL_TYPE_START:
         break;
     }
-    tree_append_tag(text, "</", node->tagname);
   }
 }
 
@@ -253,9 +309,9 @@ void print_tree_by_xml(node_t* n1_ptr, char** out_ptr)
 // --- JSON ---
 
 // The characters that a text of this length takes at most, with all of them escaped.
-static constexpr size_t tree_quoted_length(size_t length)
+static constexpr size_t tree_escaped_length(size_t length)
 {
-  return length * (sizeof "\\u0000" - 1) + 2;
+  return length * (sizeof "\\u0000" - 1);
 }
 
 // A name or text as UTF-8. Its memory is needed only where there is something to mend.
@@ -264,23 +320,26 @@ struct tree_utf8_t {
   const char* text;
 };
 
-static bool tree_is_ascii(const char* text, size_t length)
-{
-  unsigned char bits = 0;
-  for (size_t i = 0; i < length; i++)
-    bits |= static_cast<unsigned char>(text[i]);
-  return bits < 0x80;
-}
+// The characters that go out as they stand, as one byte.
+static constexpr std::array<bool, 256> tree_plain = [] {
+  std::array<bool, 256> plain = {};
+  for (size_t c = 0x20; c < 0x7f; c++)
+    plain[c] = c != '"' && c != '\\' && c != '/';
+  return plain;
+}();
 
 // Adds the room that the text takes.
 static void tree_to_utf8(const char* text, tree_utf8_t& utf8, size_t& room)
 {
   static constexpr char REPLACEMENT[] = "\xef\xbf\xbd";
-  size_t length = strlen(text);
+  size_t length = 0;
+  while (tree_plain[static_cast<unsigned char>(text[length])])
+    length++;
   utf8.text = text;
-  room += tree_quoted_length(length);
-  if (tree_is_ascii(text, length))
+  room += length + sizeof "\"\"" - 1;
+  if (!text[length])
     return;
+  room += tree_escaped_length(strlen(text));
   size_t used = 0;
   while (*text) {
     bool is_character;
@@ -309,7 +368,8 @@ static json_object* tree_json_object(const node_t* node, size_t& room)
     tree_to_utf8(node->key, key, room);
     room += sizeof ": , " - 1;
     json_object* value = tree_json_value(node, room);
-    if (!value || json_object_object_add(object, key.text, value) != 0) {
+    unsigned options = key.text == node->key ? JSON_C_OBJECT_ADD_CONSTANT_KEY : 0;
+    if (!value || json_object_object_add_ex(object, key.text, value, options) != 0) {
       json_object_put(value);
       json_object_put(object);
       object = nullptr;
@@ -365,6 +425,9 @@ static const char* tree_json_text(json_object* object, size_t room)
 
 void print_tree_by_json(node_t* n1_ptr, char** out_ptr)
 {
+  // The names are the engine's own: nobody can choose them so that they fall into one place.
+  static const int hash = json_global_set_string_hash(JSON_C_STR_HASH_PERLLIKE);
+  static_cast<void>(hash);
   size_t room = 0;
   json_object* object = tree_json_object(n1_ptr, room);
   const char* text = object ? tree_json_text(object, room) : nullptr;

@@ -86,9 +86,11 @@ static bool help_line_value(string_view line, string_view key, string_view* valu
 static void help_append_text(node_t* list, const char* name, string_view text)
 {
   node_t* node = append_tree_string(list, name, name, "");
-  if (node)
-    memcpy(node->val_data.val_s, text.data(),
-           std::min(text.size(), sizeof node->val_data.val_s - 1));
+  if (!node)
+    return;
+  size_t length = std::min(text.size(), sizeof node->val_data.val_s - 1);
+  memcpy(node->val_data.val_s, text.data(), length);
+  node->val_data.val_s[length] = '\0';
 }
 
 // Reads one line; it becomes a node if it holds the key, and is lost if not.

@@ -135,6 +135,7 @@ size_t mg_send_header(struct mg_connection* conn, const char* name, const char* 
 // Writes one chunk of the body and, before the first one, ends the headers. An empty chunk would
 // end the body: do not send one.
 size_t mg_send_data(struct mg_connection* conn, const void* data, size_t len);
+size_t mg_send_line(struct mg_connection* conn, const char* text);  // and a line end behind it
 size_t mg_printf_data(struct mg_connection* conn, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 

@@ -107,7 +107,57 @@ static range_kind parse_range(const char* header, int64_t size, int64_t* first, 
 // Frees what an EP_FILE request holds.
 static void close_file(connection* conn)
 {
+  conn->ns_conn->file_left = 0;
   close(conn->endpoint.fd);
+}
+
+// Without TLS the kernel sends the file itself.
+static bool is_sent_by_kernel(const ns_connection* nc)
+{
+  return !nc->ssl && !(nc->flags & NSF_UDP);
+}
+
+// Ends the request when the last byte has been taken, or cannot be had.
+static void finish_file(connection* conn, bool is_short)
+{
+  ns_connection* nc = conn->ns_conn;
+  nc->flags &= ~NSF_MORE_FOLLOWS;
+  close_local_endpoint(conn);
+  if (is_short)  // the client still waits for what the headers promised
+    nc->flags |= NSF_CLOSE_WHEN_SENT;
+}
+
+// Reads straight into the queue; the result of the read.
+static ssize_t queue_from_file(iobuf* queue, int fd, size_t len)
+{
+  if (queue->size - queue->len < len)
+    iobuf_resize(queue, queue->len + len);
+  ssize_t got = read(fd, queue->buf + queue->len, std::min(len, queue->size - queue->len));
+  if (got > 0)
+    queue->len += static_cast<size_t>(got);
+  return got;
+}
+
+// Pieces are read as long as the queue is short; those of one pass in one call.
+void mg_transfer_file_data(connection* conn)
+{
+  ns_connection* nc = conn->ns_conn;
+  if (is_sent_by_kernel(nc)) {
+    if (nc->file_left <= 0)
+      finish_file(conn, nc->file_left < 0);
+    return;
+  }
+  if (nc->send_iobuf.len > MG_MAX_QUEUED)
+    return;
+  size_t pieces = (MG_MAX_QUEUED - nc->send_iobuf.len) / READ_SIZE + 1;
+  int64_t wanted = std::min<int64_t>(conn->cl, static_cast<int64_t>(pieces * READ_SIZE));
+  ssize_t got = queue_from_file(&nc->send_iobuf, conn->endpoint.fd, static_cast<size_t>(wanted));
+  if (got > 0)
+    conn->cl -= got;
+  if (got <= 0 || conn->cl == 0)
+    finish_file(conn, conn->cl > 0);
+  else
+    nc->flags |= NSF_MORE_FOLLOWS;
 }
 
 static void send_file(connection* conn, const char* path, const char* extra_headers)
@@ -161,44 +211,13 @@ static void send_file(connection* conn, const char* path, const char* extra_head
             c->status_code, status_code_to_str(c->status_code), date, modified, etag,
             static_cast<int>(type.len), type.ptr, static_cast<long long>(conn->cl),
             suggest_connection_header(c), content_range, extra_headers);
-  if (strcmp(c->request_method, "HEAD") == 0)
+  if (strcmp(c->request_method, "HEAD") == 0) {
     close_local_endpoint(conn);
-  else
-    mg_transfer_file_data(conn);
-}
-
-// Reads straight into the queue; the result of the read.
-static ssize_t queue_from_file(iobuf* queue, int fd, size_t len)
-{
-  if (queue->size - queue->len < len)
-    iobuf_resize(queue, queue->len + len);
-  ssize_t got = read(fd, queue->buf + queue->len, std::min(len, queue->size - queue->len));
-  if (got > 0)
-    queue->len += static_cast<size_t>(got);
-  return got;
-}
-
-// Pieces are read as long as the queue is short; those of one pass in one call.
-void mg_transfer_file_data(connection* conn)
-{
-  ns_connection* nc = conn->ns_conn;
-  if (nc->send_iobuf.len > MG_MAX_QUEUED)
-    return;
-  size_t pieces = (MG_MAX_QUEUED - nc->send_iobuf.len) / READ_SIZE + 1;
-  int64_t wanted = std::min<int64_t>(conn->cl, static_cast<int64_t>(pieces * READ_SIZE));
-  ssize_t got = queue_from_file(&nc->send_iobuf, conn->endpoint.fd, static_cast<size_t>(wanted));
-  if (got > 0)
-    conn->cl -= got;
-  bool is_over = got <= 0 || conn->cl == 0;
-  bool is_short = conn->cl > 0;
-  if (!is_over) {
-    nc->flags |= NSF_MORE_FOLLOWS;
     return;
   }
-  nc->flags &= ~NSF_MORE_FOLLOWS;
-  close_local_endpoint(conn);
-  if (is_short)  // the client still waits for what the headers promised
-    nc->flags |= NSF_CLOSE_WHEN_SENT;
+  if (is_sent_by_kernel(conn->ns_conn))
+    ns_send_file(conn->ns_conn, conn->endpoint.fd, conn->cl);
+  mg_transfer_file_data(conn);
 }
 
 void mg_open_file_endpoint(connection* conn, const mg_target* target, const char* extra_headers)

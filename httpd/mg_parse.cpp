@@ -97,28 +97,35 @@ const char* status_code_to_str(int code)
   return "Server Error";
 }
 
-// Printable ASCII and everything above it: names and values in UTF-8 or Latin-1 pass.
-static bool is_header_byte(char byte)
+// Printable ASCII and everything above it, and CR: names and values in UTF-8 or Latin-1 pass. The
+// loop neither stops nor branches, so that the compiler can look at many bytes at once.
+static bool is_header_line(const char* line, size_t len)
 {
-  unsigned char value = static_cast<unsigned char>(byte);
-  return (value >= 0x20 && value != 0x7f) || byte == '\r' || byte == '\n';
+  unsigned char control = 0;
+  for (size_t i = 0; i < len; i++) {
+    unsigned char c = static_cast<unsigned char>(line[i]);
+    control |= static_cast<unsigned char>(((c < 0x20) & (c != '\r')) | (c == 0x7f));
+  }
+  return control == 0;
 }
 
 int get_request_len(const char* buf, size_t len)
 {
-  len = std::min<size_t>(len, INT_MAX);
-  for (size_t i = 0; i < len; i++) {
-    if (!is_header_byte(buf[i])) {
+  const char* end = buf + std::min<size_t>(len, INT_MAX);
+  for (const char* line = buf; line < end;) {
+    const char* lf = static_cast<const char*>(memchr(line, '\n', static_cast<size_t>(end - line)));
+    if (!is_header_line(line, static_cast<size_t>((lf == nullptr ? end : lf) - line))) {
       return -1;
     }
-    if (buf[i] != '\n') {
-      continue;
+    if (lf == nullptr) {
+      break;
     }
-    if (i + 1 < len && buf[i + 1] == '\n') {
-      return static_cast<int>(i + 2);
+    line = lf + 1;
+    if (line < end && *line == '\n') {
+      return static_cast<int>(line - buf) + 1;
     }
-    if (i + 2 < len && buf[i + 1] == '\r' && buf[i + 2] == '\n') {
-      return static_cast<int>(i + 3);
+    if (line + 1 < end && line[0] == '\r' && line[1] == '\n') {
+      return static_cast<int>(line - buf) + 2;
     }
   }
   return 0;
@@ -447,6 +454,12 @@ int mg_url_decode(const char* src, int src_len, char* dst, int dst_len, int is_f
   }
   int in = 0;
   int out = 0;
+  if (src_len < dst_len && src_len > 0 &&
+      memchr(src, '%', static_cast<size_t>(src_len)) == nullptr &&
+      (is_form == 0 || memchr(src, '+', static_cast<size_t>(src_len)) == nullptr)) {
+    memmove(dst, src, static_cast<size_t>(src_len));
+    in = out = src_len;
+  }
   while (in < src_len && out < dst_len - 1) {
     char c = src[in++];
     if (c == '%' && src_len - in >= 2 && hex_digit(src[in]) >= 0 && hex_digit(src[in + 1]) >= 0) {
@@ -461,24 +474,32 @@ int mg_url_decode(const char* src, int src_len, char* dst, int dst_len, int is_f
   return in < src_len ? -1 : out;
 }
 
+// The next variable behind the one at p; null when that was the last.
+static const char* next_var(const char* p, const char* end)
+{
+  p = static_cast<const char*>(memchr(p, '&', static_cast<size_t>(end - p)));
+  return p == nullptr ? nullptr : p + 1;
+}
+
 static int get_var(const char* data, size_t data_len, const char* name, char* dst, size_t dst_len)
 {
   if (dst == nullptr || dst_len == 0) {
     return -2;
   }
   *dst = '\0';
-  if (data == nullptr || name == nullptr) {
+  if (data == nullptr || name == nullptr || data_len == 0) {
     return -1;
   }
   const size_t name_len = strlen(name);
   const char* end = data + data_len;
-  for (const char* p = data; p < end; p++) {
-    if ((p != data && p[-1] != '&') || static_cast<size_t>(end - p) <= name_len ||
-        p[name_len] != '=' || strncasecmp(p, name, name_len) != 0) {
+  for (const char* p = data; p != nullptr; p = next_var(p, end)) {
+    if (static_cast<size_t>(end - p) <= name_len || p[name_len] != '=' ||
+        strncasecmp(p, name, name_len) != 0) {
       continue;
     }
     const char* value = p + name_len + 1;
-    const ptrdiff_t value_len = std::find(value, end, '&') - value;
+    const char* next = next_var(value, end);
+    const ptrdiff_t value_len = (next == nullptr ? end : next - 1) - value;
     if (value_len > INT_MAX) {
       return -2;
     }

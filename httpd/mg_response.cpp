@@ -5,8 +5,15 @@
 #include <string.h>
 #include <time.h>
 
+#include <charconv>
+#include <initializer_list>
+#include <string_view>
+
 #include "httpd/mg_parse.h"
 #include "httpd/mg_request.h"
+
+// What a usual answer's header block and document take.
+static constexpr size_t USUAL_ANSWER = 1024;
 
 static size_t mg_queued(const connection* conn)
 {
@@ -35,19 +42,43 @@ void mg_break_connection(struct mg_connection* c)
   ns_break_conn(mg_conn_2_conn(c)->ns_conn);
 }
 
+// Queues texts one behind the other, without a formatter: this is done for every answer.
+static void write_texts(connection* conn, std::initializer_list<std::string_view> texts)
+{
+  for (std::string_view text : texts)
+    ns_send(conn->ns_conn, text.data(), text.size());
+}
+
+// Makes room once for what is about to be queued piece by piece.
+static void reserve(connection* conn, size_t len)
+{
+  iobuf& io = conn->ns_conn->send_iobuf;
+  if (io.size - io.len < len)
+    iobuf_resize(&io, io.len + len);
+}
+
 size_t mg_send_status(struct mg_connection* c, int status)
 {
+  connection* conn = mg_conn_2_conn(c);
   if (c->status_code == 0) {
     c->status_code = status;
-    mg_printf(c, "HTTP/1.1 %d %s\r\n", status, status_code_to_str(status));
+    char digits[sizeof "-2147483648"];
+    size_t length =
+        static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, status).ptr - digits);
+    reserve(conn, USUAL_ANSWER);
+    write_texts(conn, {
+                          "HTTP/1.1 ", {digits, length},
+                           " ", status_code_to_str(status), "\r\n"
+    });
   }
-  return mg_queued(mg_conn_2_conn(c));
+  return mg_queued(conn);
 }
 
 size_t mg_send_header(struct mg_connection* c, const char* name, const char* value)
 {
   mg_send_status(c, 200);
-  return mg_printf(c, "%s: %s\r\n", name, value);
+  write_texts(mg_conn_2_conn(c), {name, ": ", value ? value : "(null)", "\r\n"});
+  return mg_queued(mg_conn_2_conn(c));
 }
 
 void terminate_headers(connection* conn)
@@ -55,28 +86,28 @@ void terminate_headers(connection* conn)
   if (conn->ns_conn->flags & MGF_HEADERS_SENT)
     return;
   mg_send_status(&conn->mg_conn, 200);
-  mg_printf(&conn->mg_conn, "Transfer-Encoding: chunked\r\n\r\n");
+  write_texts(conn, {"Transfer-Encoding: chunked\r\n\r\n"});
   conn->ns_conn->flags |= MGF_HEADERS_SENT;
 }
 
-// Frames a chunk around the bytes. A small one is put together first, so that the buffer grows
-// once.
-static void write_chunk(connection* conn, const void* data, size_t len)
+// Frames a chunk around the bytes and what is to stand behind them.
+static void write_chunk(connection* conn, std::string_view bytes, std::string_view behind)
 {
   if (is_head(&conn->mg_conn))
     return;
-  char memory[2048];
-  int digits = snprintf(memory, sizeof memory, "%zX\r\n", len);
-  size_t used = static_cast<size_t>(digits);
-  if (len <= sizeof memory - used - 2) {
-    memcpy(memory + used, data, len);
-    memcpy(memory + used + len, "\r\n", 2);
-    ns_send(conn->ns_conn, memory, used + len + 2);
-    return;
-  }
-  ns_send(conn->ns_conn, memory, used);
-  ns_send(conn->ns_conn, data, len);
-  ns_send(conn->ns_conn, "\r\n", 2);
+  size_t len = bytes.size() + behind.size();
+  char digits[2 * sizeof len];
+  char* first = digits + sizeof digits;
+  size_t rest = len;
+  do
+    *--first = "0123456789ABCDEF"[rest & 15];
+  while ((rest >>= 4) != 0);
+  size_t digits_len = static_cast<size_t>(digits + sizeof digits - first);
+  reserve(conn, digits_len + len + sizeof "\r\n\r\n0\r\n\r\n");
+  write_texts(conn, {
+                        {first, digits_len},
+                        "\r\n", bytes, behind, "\r\n"
+  });
 }
 
 void write_terminating_chunk(connection* conn)
@@ -89,7 +120,15 @@ size_t mg_send_data(struct mg_connection* c, const void* data, size_t len)
 {
   connection* conn = mg_conn_2_conn(c);
   terminate_headers(conn);
-  write_chunk(conn, data, len);
+  write_chunk(conn, {static_cast<const char*>(data), len}, "");
+  return mg_queued(conn);
+}
+
+size_t mg_send_line(struct mg_connection* c, const char* text)
+{
+  connection* conn = mg_conn_2_conn(c);
+  terminate_headers(conn);
+  write_chunk(conn, text, "\n");
   return mg_queued(conn);
 }
 
@@ -104,7 +143,7 @@ size_t mg_printf_data(struct mg_connection* c, const char* format, ...)
   int length = ns_avprintf(&text, sizeof memory, format, args);
   va_end(args);
   if (length >= 0)
-    write_chunk(conn, text, static_cast<size_t>(length));
+    write_chunk(conn, {text, static_cast<size_t>(length)}, "");
   else
     ns_break_conn(conn->ns_conn);
   if (text != memory)

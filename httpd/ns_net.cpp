@@ -13,6 +13,7 @@
 #include <string.h>
 #include <sys/resource.h>
 #include <sys/select.h>
+#include <sys/sendfile.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,7 +24,8 @@ static constexpr size_t READ_STEP = 2048;
 // read so far in a pass, and after so much time no connection further than one step.
 static constexpr size_t READ_SHARE = 256 * 1024;
 static constexpr int64_t PASS_TIME_MS = 50;
-static constexpr int MAX_ACCEPTS = 32;  // in one pass
+static constexpr int64_t FILE_SHARE = 512 * 1024;  // of a file in a pass
+static constexpr int MAX_ACCEPTS = 32;             // in one pass
 // Descriptors that accepted connections leave to whatever else the process opens.
 static constexpr rlim_t KEPT_DESCRIPTORS = 16;
 static constexpr size_t DATAGRAM_SIZE = 2000;
@@ -825,6 +827,13 @@ static int ns_read_step(ns_connection* conn, char* bytes, size_t size)
                    : static_cast<int>(recv(conn->sock, bytes, size, 0));
 }
 
+// Whether a read took all that was there: the next one would find nothing, or that the client has
+// closed its side behind a request that is to be answered first.
+static bool ns_is_all(const ns_connection* conn, int got)
+{
+  return !conn->ssl && got > 0 && static_cast<size_t>(got) < READ_STEP;
+}
+
 // Whether a connection that has been read so far in this pass is read further. Everyone gets one
 // step, however long the pass has taken already.
 static bool ns_may_read_on(const ns_connection* conn, size_t taken, int64_t deadline_ms)
@@ -850,9 +859,11 @@ static void ns_read_from_socket(ns_connection* conn, int64_t deadline_ms)
   char bytes[READ_STEP];
   int got = 1;
   size_t taken = 0;
-  while (ns_may_read_on(conn, taken, deadline_ms) &&
+  bool is_drained = false;
+  while (!is_drained && ns_may_read_on(conn, taken, deadline_ms) &&
          (got = ns_read_step(conn, bytes, sizeof bytes)) > 0) {
     taken += static_cast<size_t>(got);
+    is_drained = ns_is_all(conn, got);
     if (iobuf_append(&conn->recv_iobuf, bytes, static_cast<size_t>(got)) == 0)
       ns_break_conn(conn);
     ns_call(conn, NS_RECV, &got);
@@ -860,9 +871,15 @@ static void ns_read_from_socket(ns_connection* conn, int64_t deadline_ms)
       return;
   }
   // All that is there now goes: the next request must not seem to begin in the middle of it.
-  for (taken = 0; got > 0 && (conn->flags & NSF_DISCARD_INPUT) && taken < READ_SHARE;
-       taken += static_cast<size_t>(got))
+  for (taken = 0; !is_drained && got > 0 && (conn->flags & NSF_DISCARD_INPUT) && taken < READ_SHARE;
+       taken += static_cast<size_t>(got)) {
     got = ns_read_step(conn, bytes, sizeof bytes);
+    is_drained = ns_is_all(conn, got);
+  }
+  if (is_drained) {
+    conn->flags &= ~(NSF_READ_AHEAD | NSF_DISCARD_INPUT);
+    return;
+  }
   if (got > 0) {
     conn->flags |= conn->ssl ? NSF_READ_AHEAD : 0;
     return;
@@ -871,6 +888,26 @@ static void ns_read_from_socket(ns_connection* conn, int64_t deadline_ms)
   bool failed = conn->ssl ? !ns_ssl_waits(ns_ssl_err(conn, got)) : ns_is_error(got);
   if (failed)
     conn->flags |= NSF_CLOSE_NOW;
+}
+
+void ns_send_file(ns_connection* conn, int file, int64_t len)
+{
+  conn->file = file;
+  conn->file_left = len;
+}
+
+// Sends bytes from the queue or, behind it, of the file; the result of the call.
+static int ns_write_plain(ns_connection* conn)
+{
+  const iobuf& io = conn->send_iobuf;
+  if (io.len > 0) {
+    bool more_follows = (conn->flags & NSF_MORE_FOLLOWS) || conn->file_left > 0;
+    return static_cast<int>(send(conn->sock, io.buf, io.len, more_follows ? MSG_MORE : 0));
+  }
+  ssize_t sent = sendfile(conn->sock, conn->file, nullptr,
+                          static_cast<size_t>(std::min(conn->file_left, FILE_SHARE)));
+  conn->file_left = sent == 0 ? -1 : conn->file_left - std::max<ssize_t>(sent, 0);
+  return sent == 0 ? 1 : static_cast<int>(sent);  // the end of the file is no error
 }
 
 // A write that is only tried, without the socket being known to be writable, finds it full in the
@@ -891,14 +928,13 @@ static void ns_write_to_socket(ns_connection* conn, bool is_tried)
       conn->flags |= NSF_CLOSE_NOW;
     }
   } else {
-    sent = static_cast<int>(
-        send(conn->sock, io.buf, io.len, conn->flags & NSF_MORE_FOLLOWS ? MSG_MORE : 0));
+    sent = ns_write_plain(conn);
   }
   bool failed = !conn->ssl && ns_is_error(sent);
   ns_call(conn, NS_SEND, &sent);
   if (failed)
     conn->flags |= NSF_CLOSE_NOW;
-  else if (sent > 0)
+  else if (sent > 0 && io.len > 0)
     iobuf_remove(&io, static_cast<size_t>(sent));
 }
 
@@ -915,7 +951,8 @@ static void ns_serve_listener(ns_connection* listener)
 // Whether there is output that may be written now.
 static bool ns_has_output(const ns_connection* conn)
 {
-  return conn->send_iobuf.len > 0 && !(conn->flags & (NSF_CONNECTING | NSF_HOLD_SEND));
+  return (conn->send_iobuf.len > 0 || conn->file_left > 0) &&
+         !(conn->flags & (NSF_CONNECTING | NSF_HOLD_SEND));
 }
 
 // --- the pass ---
@@ -967,6 +1004,8 @@ static void ns_serve(ns_connection* conn, bool readable, bool writable, time_t n
   } else if (ns_has_output(conn) && (writable || (readable && !(conn->flags & NSF_CLOSE_NOW)))) {
     conn->last_io_time = now;
     ns_write_to_socket(conn, !writable);  // also the answer to what was just read
+    if (conn->send_iobuf.len == 0 && conn->file_left > 0 && !(conn->flags & NSF_CLOSE_NOW))
+      ns_write_to_socket(conn, !writable);  // and the file behind its headers
   }
 }
 
@@ -1011,14 +1050,20 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
     mgr->now_ms = ns_clock_ms();
     current_time = static_cast<time_t>(mgr->now_ms / 1000);
     int64_t deadline_ms = mgr->now_ms + PASS_TIME_MS;
-    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &read_set))
+    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &read_set)) {
       ns_take_wakeup(mgr);
+      ready--;
+    }
     // Serving one may close others. A connection that takes a closed one's descriptor is not met in
     // this pass: it stands in front of those that are still to come.
-    for (ns_connection* conn = mgr->active_connections; conn; conn = mgr->next_served) {
+    for (ns_connection* conn = mgr->active_connections; conn && (ready > 0 || must_not_wait);
+         conn = mgr->next_served) {
       mgr->next_served = conn->next;
-      ns_serve(conn, FD_ISSET(conn->sock, &read_set) || ns_has_read_ahead(conn),
-               FD_ISSET(conn->sock, &write_set), current_time, deadline_ms);
+      bool readable = FD_ISSET(conn->sock, &read_set);
+      bool writable = FD_ISSET(conn->sock, &write_set);
+      ready -= readable + writable;
+      if (readable || writable || ns_has_read_ahead(conn))
+        ns_serve(conn, readable || ns_has_read_ahead(conn), writable, current_time, deadline_ms);
     }
     mgr->next_served = nullptr;
   }

@@ -60,6 +60,8 @@ struct ns_connection {
   ns_socket_address sa;  // peer, bound address, target or sender
   iobuf recv_iobuf;      // received and not yet consumed
   iobuf send_iobuf;      // queued for sending
+  int file;              // what follows the queue, from where the file stands: see ns_send_file
+  int64_t file_left;     // so many bytes of it
   SSL* ssl;
   SSL_CTX* ssl_ctx;     // owned; null on accepted connections
   void* user_data;      // the callback's
@@ -117,6 +119,11 @@ time_t ns_clock(void);
 // Queues bytes (a datagram is sent at once); returns how many were taken. When memory is short that
 // is 0, and the connection is broken.
 int ns_send(ns_connection* conn, const void* data, size_t len);
+
+// Sends so many bytes of an open file behind what is queued, without copying them: for connections
+// without TLS. The file stays the caller's, who may end this by setting file_left to 0. Otherwise
+// it is 0 when all has been sent, and -1 when the file ended before that.
+void ns_send_file(ns_connection* conn, int file, int64_t len);
 
 // Formats and queues; returns the formatted length.
 int ns_printf(ns_connection* conn, const char* format, ...) __attribute__((format(printf, 2, 3)));

@@ -82,6 +82,9 @@ static inline std::string answer_of(mg_server* server, const std::string& bytes)
   do {  // files and long lists come with the passes
     answer.append(nc.send_iobuf.buf ? nc.send_iobuf.buf : "", nc.send_iobuf.len);
     nc.send_iobuf.len = 0;
+    for (char byte; nc.file_left > 0 && read(nc.file, &byte, 1) == 1; nc.file_left--)
+      answer += byte;
+    nc.file_left = std::min<int64_t>(nc.file_left, 0);
     server->listener_callback(&nc, NS_POLL, &nc.last_io_time);
   } while (nc.send_iobuf.len > 0 || conn->endpoint_type == EP_FILE ||
            conn->endpoint_type == EP_PROPFIND);
