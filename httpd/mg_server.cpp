@@ -15,7 +15,6 @@
 static_assert(offsetof(mg_server, mgr) == 0, "a manager's address is its server's");
 
 static constexpr int REQUEST_INCOMPLETE = 0;
-static constexpr int REQUEST_MALFORMED = -1;
 static constexpr size_t WAKEUP_TEXT_SIZE = 8192;
 
 static mg_server* server_of(ns_mgr* mgr)
