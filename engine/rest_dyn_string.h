@@ -24,8 +24,8 @@ DYN_STRING_RC_t dynStringAppend(dyn_string_t* pStr, const char* pAddStr);
 // The same for a text whose length the caller knows; bytes must hold no zero.
 DYN_STRING_RC_t dynStringAppendBytes(dyn_string_t* pStr, const char* bytes, size_t length);
 
-// Makes the text so much longer and returns where its new part begins, for the caller to fill; null,
-// with the string unchanged, when memory is short.
+// Makes the text so much longer and returns where its new part begins, for the caller to fill;
+// null, with the string unchanged, when memory is short.
 char* dynStringExtend(dyn_string_t* pStr, size_t length);
 
 // Frees the string and sets the pointer to null. A null argument or pointer is allowed.

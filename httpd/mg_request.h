@@ -4,7 +4,6 @@
 #include "httpd/mg_internal.h"
 
 constexpr int REQUEST_INCOMPLETE = 0;
-constexpr int REQUEST_MALFORMED = -1;
 
 // Calls the application's handler; MG_FALSE when there is none.
 int call_user(connection* conn, mg_event ev);
