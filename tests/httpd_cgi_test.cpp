@@ -118,6 +118,7 @@ TEST(cgi, bodies_both_ways)
             mg_md5(digest, body.c_str(), nullptr));
   EXPECT_EQ(raw_body(raw_get(server, "GET /length.sh")), "0\n") << "the input ends at once";
   EXPECT_EQ(raw_body(raw_get(server, "POST /length.sh", "Content-Length: 3\n\n12345")), "3\n");
+  EXPECT_EQ(status_of(raw_get(server, "POST /length.sh", "Transfer-Encoding: chunked\n")), 411);
   EXPECT_EQ(raw_body(raw_get(server, "HEAD /length.sh")), "");
   EXPECT_EQ(http_request(client, "GET", server.url + "/many.sh").body.size(), 50000000u);
 }
