@@ -33,6 +33,7 @@ struct sim_fault_value_t {
   bool negative = false;  // bits is then the two's complement
   uint64_t bits = 0;
   std::string text;
+  uint32_t output = 0;  // the one that it replaces, from 1 on; 0: the first that can take it
 };
 
 struct sim_turn_t {
@@ -180,14 +181,19 @@ std::enable_if_t<std::is_class_v<T>, bool> sim_number_set(T&, const sim_fault_va
 }
 bool sim_text_set(const sim_out_t<open_buffdesc>& out, const std::string& text);
 
+// place counts the outputs.
 template <class T>
-bool sim_replace(const T&, const sim_fault_value_t&)
+bool sim_replace(const T&, const sim_fault_value_t&, uint32_t&)
 {
   return false;
 }
 template <class T>
-bool sim_replace(const sim_out_t<T>& out, const sim_fault_value_t& value)
+bool sim_replace(const sim_out_t<T>& out, const sim_fault_value_t& value, uint32_t& place)
 {
+  place++;
+  if (value.output != 0 && value.output != place) {
+    return false;
+  }
   if constexpr (std::is_same_v<T, open_buffdesc>) {
     return value.kind == sim_fault_value_t::TEXT && sim_text_set(out, value.text);
   } else {
@@ -221,10 +227,11 @@ auto sim_run(const char* name, Work work, Args... args) -> decltype(work())
   }
   if (usable && turn.value.kind != sim_fault_value_t::NONE) {
     bool replaced = false;
+    uint32_t place = 0;
     if constexpr (returns_value) {
-      replaced = sim_replace(sim_out(&result), turn.value);
+      replaced = sim_replace(sim_out(&result), turn.value, place);
     } else {
-      replaced = (sim_replace(args, turn.value) || ...);
+      replaced = (sim_replace(args, turn.value, place) || ...);
     }
     if (!replaced) {
       sim_turn_misfit(name);
