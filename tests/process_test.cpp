@@ -89,20 +89,6 @@ TEST(Process, CutsLongTexts)
       "{ \"1\": { \"PID\": 1, \"name\": \"" + cut + "\", \"" + cut + "\": \"" + cut + "\" } }");
 }
 
-SCRIPT_TEST(Process, AnswersWhatTheSwitchSays, R"(reset
-[ProcTotalCpuUtilGet {'value': 'a:1;b:2'}]
-[ProcTaskCpuUtilGet {'value': '7,sh,a:1;b:2;c:3;d:4;\n8,x,\n'}]
-GET /process/cpu -> {"total_CPU_utilization":{"a":":1","b":":2"},"processes_CPU_utilization":{
-    "1":{"PID":7,"name":"sh","a":"1","b":"2","c":"3"},"2":{"PID":8,"name":"x"}}}
-[ProcTotalCpuUtilGet {'value': ''}]
-[ProcTaskCpuUtilGet {'value': ''}]
-GET /process/cpu -> {"total_CPU_utilization":{},"processes_CPU_utilization":{}}
-[ProcTotalCpuUtilGet {'value': '$256x'}]
-[ProcTaskCpuUtilGet {'value': '$16384a'}]
-GET /process/cpu -> {"total_CPU_utilization":{},"processes_CPU_utilization":{}}
-[]
-check GET /process/cpu /process/memory)");
-
 TEST(Process, TellsTheFiguresOfTheMachine)
 {
   engine_reset();

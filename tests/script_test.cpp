@@ -36,7 +36,8 @@ static bool unsaved()
 static void apply_script(int line, const std::string& text)
 {
   put_script("test.scr", text);
-  run_script(line, "POST /script/apply?scr=test.scr -> 0 Apply script successfully. {}");
+  run_script(line,
+             "POST /script/apply?scr=test.scr\n  result 0 Apply script successfully.\n  data {}");
 }
 
 // --- the module ---
@@ -45,28 +46,38 @@ TEST(Script, FilesAreListedAppliedAndDeleted)
 {
   engine_reset();
   const std::string longest = std::string(28, 's') + ".scr";
-  run_script(__LINE__, R"(GET /script/list -> 0 Get script file list successfully.
-    {"script_files":{"count_of_files":0}})");
+  run_script(__LINE__, R"(GET /script/list
+  result 0 Get script file list successfully.
+  data {"script_files": {"count_of_files": 0}})");
   put_script("base.scr", "hostname core1\n");
   put_script(longest, "");
   put_script("startup-config", "");
-  run_script(__LINE__, R"(GET /script/list -> 0 Get script file list successfully.
-    {"script_files":{"count_of_files":2,"1":{"filename":"base.scr"},"2":{"filename":"$28s.scr"}}}
-POST /script/apply?scr=base.scr -> 0 Apply script successfully. {}
-POST /script/apply?scr=$28s.scr -> 0 Apply script successfully. {}
-POST /script/apply ?scr= ?scr=s$28s.scr ?scr=none.scr ?scr=startup-config ?scr=..%2Fbase.scr DELETE
-    /script ?scr=s$28s.scr ?scr=startup-config -> 99
-DELETE /script?scr=base.scr -> 0 Delete the script file successfully.
-DELETE /script?scr=base.scr -> 99
-GET /script/list -> 0 Get script file list successfully. {"script_files":{"count_of_files":1,
-    "1":{"filename":"$28s.scr"}}}
-POST /script/apply?scr=a.scr => TxtCfgValidateAndApply({6,"a.scr"}) = -29)");
+  run_script(__LINE__, R"(GET /script/list
+  result 0 Get script file list successfully.
+  data {"script_files": {
+      "count_of_files": 2,
+      "1": {"filename": "base.scr"},
+      "2": {"filename": "$[28-times-s].scr"}}}
+POST /script/apply?scr=base.scr
+  result 0 Apply script successfully.
+  data {}
+POST /script/apply?scr=$[28-times-s].scr
+  result 0 Apply script successfully.
+  data {}
+POST /script/apply ?scr= ?scr=s$[28-times-s].scr ?scr=none.scr ?scr=startup-config ?scr=..%2Fbase.scr
+  result 99
+DELETE /script ?scr=s$[28-times-s].scr ?scr=startup-config  result 99
+DELETE /script?scr=base.scr  result 0 Delete the script file successfully.
+DELETE /script?scr=base.scr  result 99
+GET /script/list
+  result 0 Get script file list successfully.
+  data {"script_files": {"count_of_files": 1, "1": {"filename": "$[28-times-s].scr"}}}
+POST /script/apply?scr=a.scr  calls TxtCfgValidateAndApply({6,"a.scr"}) = -29)");
 }
 
 TEST(Script, ChecksEachCallAndSurvivesAnySwitch)
 {
-  run_script(__LINE__, R"(reset {"scripts": {"a.scr": "hostname x\n"}}
-check GET /script/list POST /script/apply?scr=a.scr DELETE /script?scr=a.scr after reset)");
+  run_script(__LINE__, R"(switch {"scripts": {"a.scr": "hostname x\n"}})");
   for (int i = 100; i < 200; i++)
     put_script(std::to_string(i) + ".scr", "");
   const std::string full = api_request("GET", "/script/list", "xml").body;
@@ -88,16 +99,20 @@ TEST(Cli, CommandsChangeWhatRequestsShow)
                "interface 4 switchport mode access\ninterface 4 switchport access vlan 10\n"
                "logging host 10.0.0.1\nlogging host 10.0.0.1 port 1514\nssh protocol both\n"
                "interface 5 mac-locking static 0001.0203.0405 vlan 10 sticky");
-  run_script(__LINE__, R"(GET /system -> {"infomation":{"hostname":"core1","serial_timeout":5,
-    "telnet_srver_admin_mode":"enable","service_port_mask":"255.255.255.0"}}
-GET /logging/hosts/10.0.0.1 -> {"logging_host":{"address":"10.0.0.1","port":1514,
-    "severity_level":"Critical conditions."}}
-GET /pml/if/5/mac -> 0 Get interface static mac successfully.
-    {"interface":{"1":{"macAddr":"00:01:02:03:04:05","vlan":10,"sticky":"enable"}}}
-GET /vlans/10 ~ "two words"
-GET /if/3 ~ "say \"hi\" \\ A", "adminState": "disable"
-GET /if/4 ~ "pvid": 10,
-GET /ssh ~ "1 and 2")");
+  run_script(__LINE__, R"(GET /system
+  data {"infomation": {
+      "hostname": "core1", "serial_timeout": 5, "telnet_srver_admin_mode": "enable",
+      "service_port_mask": "255.255.255.0"}}
+GET /logging/hosts/10.0.0.1
+  data {"logging_host": {
+      "address": "10.0.0.1", "port": 1514, "severity_level": "Critical conditions."}}
+GET /pml/if/5/mac
+  result 0 Get interface static mac successfully.
+  data {"interface": {"1": {"macAddr": "00:01:02:03:04:05", "vlan": 10, "sticky": "enable"}}}
+GET /vlans/10  contains "two words"
+GET /if/3  contains "say \"hi\" \\ A", "adminState": "disable"
+GET /if/4  contains "pvid": 10,
+GET /ssh  contains "1 and 2")");
   EXPECT_TRUE(unsaved());
 }
 
@@ -134,7 +149,7 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
                                       "write memory\n") +
                               c.line + "\nhostname after\n");
     testing::internal::CaptureStderr();
-    run_script(__LINE__, "POST /script/apply?scr=bad.scr -> 99");
+    run_script(__LINE__, "POST /script/apply?scr=bad.scr  result 99");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               std::string("switchsim: script bad.scr: line 5: ") + c.why + ": " + c.line + "\n");
     EXPECT_EQ(running_config(), before) << c.line;
@@ -197,8 +212,8 @@ TEST(Cli, TheDocumentedExampleRuns)
   const std::string manual = file_text(std::string(getenv("SOURCE_DIR")) + "/docs/cli.md");
   const size_t start = manual.rfind("```\n", manual.rfind("```") - 1) + 4;
   apply_script(__LINE__, manual.substr(start, manual.rfind("```") - start));
-  run_script(__LINE__, R"(GET /if/5 ~ "Lobby, wall socket 3"
-GET /if/226 ~ "10.10.0.1)");
+  run_script(__LINE__, R"(GET /if/5  contains "Lobby, wall socket 3"
+GET /if/226  contains "10.10.0.1)");
 }
 
 // --- the running configuration ---
@@ -233,44 +248,56 @@ static std::vector<std::string> all_answers()
 // Changes something of everything that can be set.
 static void change_everything()
 {
-  run_script(__LINE__, R"(POST /vlans/10 PUT /vlans/10/name?value=a%20%22b%22%0A%5C POST
-    /vlans/20 /vlans/30 DELETE /vlans/2 PUT /vlans/1/name?value=core POST /if/1/vlan/10 PUT
-    /if/1/vlan/10/taggingMode?value=1 /if/2/pvid?value=20 DELETE /if/2/vlan/1 PUT
-    /if/2/acceptFrameType?value=2 /if/3/switchportMode?value=2 /if/3/access/vlan?value=10
+  run_script(__LINE__, R"(POST /vlans/10
+PUT /vlans/10/name?value=a%20%22b%22%0A%5C
+POST /vlans/20 /vlans/30
+DELETE /vlans/2
+PUT /vlans/1/name?value=core
+POST /if/1/vlan/10
+PUT /if/1/vlan/10/taggingMode?value=1 /if/2/pvid?value=20
+DELETE /if/2/vlan/1
+PUT /if/2/acceptFrameType?value=2 /if/3/switchportMode?value=2 /if/3/access/vlan?value=10
     /if/4/switchportMode?value=3 /if/4/trunk/pvid?value=20 /if/4/trunk/vlan?value=10,20,100-102
     /if/5/adminState?value=0 /if/5/autoNegMode?value=1
     /if/6/description?value=%21%20to%20the%20%23core%20%C3%A9 /if/6/mtuSize?value=9216
-    /if/7/speed?value=4 /if/53/speed?value=12 DELETE /lag/1/port/47 POST /lag/2/port/46 PUT
-    /if/57/adminState?value=0 POST /if/57/vlan/20 PUT /routing/ipv4/adminMode?value=1
-    /routing/ipv6/adminMode?value=1 POST /routing/vlanRtrIf?vlanId=10 /routing/vlanRtrIf?vlanId=20
-    /routing/vlanRtrIf?vlanId=30 DELETE /routing/vlanRtrIf?vlanId=10 PUT
-    /routing/if/7/adminMode?value=1 POST
-    /routing/if/7/ip?addrType=0&addr=10.7.0.1&pfxLen=24&extArg=0
+    /if/7/speed?value=4 /if/53/speed?value=12
+DELETE /lag/1/port/47
+POST /lag/2/port/46
+PUT /if/57/adminState?value=0
+POST /if/57/vlan/20
+PUT /routing/ipv4/adminMode?value=1 /routing/ipv6/adminMode?value=1
+POST /routing/vlanRtrIf?vlanId=10 /routing/vlanRtrIf?vlanId=20 /routing/vlanRtrIf?vlanId=30
+DELETE /routing/vlanRtrIf?vlanId=10
+PUT /routing/if/7/adminMode?value=1
+POST /routing/if/7/ip?addrType=0&addr=10.7.0.1&pfxLen=24&extArg=0
     /routing/if/7/ip?addrType=1&addr=10.7.1.1&pfxLen=24&extArg=0
     /routing/vlanRtrIf/1/ip?addrType=0&addr=10.9.0.1&pfxLen=16&extArg=0
     /routing/vlanRtrIf/1/ip?addrType=3&addr=2001:db8:1::&pfxLen=64&extArg=1
-    /routing/vlanRtrIf/2/ip?addrType=2&extArg=0 PUT /if/227/mtuSize?value=2000
-    /bgp/localAS?value=65001 /bgp/routerId?value=10.9.0.1 /bgp/holdTime?value=30
-    /bgp/keepAliveTime?value=10 /bgp/localPref?value=4294967295 /bgp/logNeighborChanges?value=1 POST
-    /bgp/originatedNetwork?addr=10.0.0.0&pfxLen=8&routeMap=rm1
-    /bgp/ipv4/redistribution/ospf?metric=5&matchInternal=1 /bgp/ipv4/neighbor/10.9.0.2?asn=65002 PUT
-    /bgp/ipv4/neighbor/10.9.0.2/nextHopSelfMode?type=1&value=1
+    /routing/vlanRtrIf/2/ip?addrType=2&extArg=0
+PUT /if/227/mtuSize?value=2000 /bgp/localAS?value=65001 /bgp/routerId?value=10.9.0.1
+    /bgp/holdTime?value=30 /bgp/keepAliveTime?value=10 /bgp/localPref?value=4294967295
+    /bgp/logNeighborChanges?value=1
+POST /bgp/originatedNetwork?addr=10.0.0.0&pfxLen=8&routeMap=rm1
+    /bgp/ipv4/redistribution/ospf?metric=5&matchInternal=1 /bgp/ipv4/neighbor/10.9.0.2?asn=65002
+PUT /bgp/ipv4/neighbor/10.9.0.2/nextHopSelfMode?type=1&value=1
     /bgp/ipv4/neighbor/10.9.0.2/activate?type=1&value=0
-    /bgp/ipv4/neighbor/10.9.0.2/updateSource?type=1&value=20 POST
-    /bgp/ipv6/neighbor/fe80::9/scope/226?asn=65003 PUT
-    /bgp/ipv6/neighbor/fe80::9/scope/226/activate?type=2&value=1 POST
-    /tcam/policy?policyPrio=1&policyType=3&matchSrcMac=0:1:2:3:4:5&actionDrop=1
+    /bgp/ipv4/neighbor/10.9.0.2/updateSource?type=1&value=20
+POST /bgp/ipv6/neighbor/fe80::9/scope/226?asn=65003
+PUT /bgp/ipv6/neighbor/fe80::9/scope/226/activate?type=2&value=1
+POST /tcam/policy?policyPrio=1&policyType=3&matchSrcMac=0:1:2:3:4:5&actionDrop=1
     /tcam/policy?policyPrio=1&policyType=1&matchSrcMac=0:1:2:3:4:5&actionDrop=1
     /tcam/policy?policyPrio=7&policyType=2&matchVlanId=10&matchVlanPrio=3&matchDstIp=10.1.0.0&matchDstIpMask=255.255.0.0&matchDstMac=2:0:0:0:0:1&actionRedirPort=3&actionNewVlanPrio=5&actionNewDstMac=2:0:0:0:0:2
-    DELETE /tcam/policy/2 POST /tcam/policy/3/port/9 PUT /pml/if/3/sticky?value=1 POST
-    /pml/if/3/vlan/10/sticky/1/mac?value=000102030405
-    /pml/if/3/vlan/10/sticky/0/mac?value=000102030406 PUT /logging/cli/mode?value=1
-    /logging/console/mode?value=1 /logging/console/severityLevel?value=8
-    /logging/syslog/mode?value=1 /logging/syslog/port?value=1514 POST /logging/hosts/log.example.net
-    /logging/hosts/fe80::1 PUT /logging/hosts/fe80::1/port?value=9
-    /logging/hosts/fe80::1/severityLevel?value=6 /ssh/adminMode?value=1 /ssh/maxSessions?value=2
-    /ssh/protoVersion?value=3 /ssh/timeout?value=77 /system/hostname?value=core1
-    /system/serialTimeout?value=0 /system/telnetServerAdminMode?value=0)");
+DELETE /tcam/policy/2
+POST /tcam/policy/3/port/9
+PUT /pml/if/3/sticky?value=1
+POST /pml/if/3/vlan/10/sticky/1/mac?value=000102030405
+    /pml/if/3/vlan/10/sticky/0/mac?value=000102030406
+PUT /logging/cli/mode?value=1 /logging/console/mode?value=1 /logging/console/severityLevel?value=8
+    /logging/syslog/mode?value=1 /logging/syslog/port?value=1514
+POST /logging/hosts/log.example.net /logging/hosts/fe80::1
+PUT /logging/hosts/fe80::1/port?value=9 /logging/hosts/fe80::1/severityLevel?value=6
+    /ssh/adminMode?value=1 /ssh/maxSessions?value=2 /ssh/protoVersion?value=3 /ssh/timeout?value=77
+    /system/hostname?value=core1 /system/serialTimeout?value=0 /system/telnetServerAdminMode?value=0)");
 }
 
 static void expect_same(const std::vector<std::string>& now, const std::vector<std::string>& then)
@@ -320,36 +347,37 @@ TEST(Config, TheRunningConfigurationMakesAFreshSwitchTheSame)
 
 TEST(Reload, UnsavedChangesAreLostAndTheSessionGoesOn)
 {
-  run_script(__LINE__, R"(reset {"fans": [], "vlans": [{"id": 7}]})");
+  run_script(__LINE__, R"(switch {"fans": [], "vlans": [{"id": 7}]})");
   apply_script(__LINE__, "hostname saved\nno vlan 7\nwrite memory\n");
   EXPECT_FALSE(unsaved());
   apply_script(__LINE__, "hostname unsaved\nvlan 8\n");
   EXPECT_TRUE(unsaved());
 
   run_script(__LINE__, R"(
-POST /system/reload?value=1 -> 0 Reset the system is starting.
-// away for a moment: no call is answered but the one that says so
-GET /system POST /system/reload?value=1 -> 99
-GET /base ~~ "system_is_ready": "Yes"
-GET /system ~ "hostname": "saved"
-GET /vlans/7 -> 1 VLAN 7 does not exist.
-GET /vlans/8 -> 1 VLAN 8 does not exist.
-GET /boxs/fans -> {"fans":{}})");
+POST /system/reload?value=1  result 0 Reset the system is starting.
+# away for a moment: no call is answered but the one that says so
+GET /system  result 99
+POST /system/reload?value=1  result 99
+GET /base  until "system_is_ready": "Yes"
+GET /system  contains "hostname": "saved"
+GET /vlans/7  result 1 VLAN 7 does not exist.
+GET /vlans/8  result 1 VLAN 8 does not exist.
+GET /boxs/fans  data {"fans": {}})");
   EXPECT_FALSE(unsaved());
 
   run_script(__LINE__, R"(
-// without a configuration to come back to
-POST /system/reload?value=2 -> 0 Reset the system is starting.
-GET /base ~~ "system_is_ready": "Yes"
-GET /system ~ "hostname": "TX5454"
+# without a configuration to come back to
+POST /system/reload?value=2  result 0 Reset the system is starting.
+GET /base  until "system_is_ready": "Yes"
+GET /system  contains "hostname": "TX5454"
 GET /vlans/7)");
 
   // a configuration that cannot be run leaves the switch as it was delivered
   put_script(SIM_STARTUP_CONFIG, "hostname other\nvlan many\n");
   testing::internal::CaptureStderr();
-  run_script(__LINE__, "POST /system/reload?value=3 -> 0 Reset the system is starting.");
+  run_script(__LINE__, "POST /system/reload?value=3  result 0 Reset the system is starting.");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "switchsim: startup-config: line 2: no such command: vlan many\n");
-  run_script(__LINE__, R"(GET /base ~~ "system_is_ready": "Yes"
-GET /system ~ "hostname": "TX5454")");
+  run_script(__LINE__, R"(GET /base  until "system_is_ready": "Yes"
+GET /system  contains "hostname": "TX5454")");
 }

@@ -70,12 +70,12 @@ TEST(Login, LifeCycleWithFiveSessionsAndASixthRefused)
   engine_reset();
   answers("POST", "/login?user=admin&password=wrong", 1, "Authentication failed.");
   answers("POST", "/login?user=admin", 1, "Authentication failed.");
-  run_script(__LINE__, "POST /login?user=admin&password=admin -> 0 You already logged in.");
+  run_script(__LINE__, "POST /login?user=admin&password=admin  result 0 You already logged in.");
   for (int i = 2; i <= 5; i++)
     EXPECT_EQ(log_in().size(), 32u) << i;
   answers("POST", "/login?user=admin&password=admin", 2,
           "The Number of sessions has reached the upper limit. Please try later.");
-  run_script(__LINE__, "DELETE /login -> 0 Log out successfully.");
+  run_script(__LINE__, "DELETE /login  result 0 Log out successfully.");
   // Within one second all keys of an address are the same; make the next one differ.
   engine_do([] {
     for (api_loginsession_t& session : session_table)
@@ -92,16 +92,17 @@ TEST(Login, LifeCycleWithFiveSessionsAndASixthRefused)
 
 TEST(Login, TimeoutIsShownAndSet)
 {
-  run_script(__LINE__, R"(reset
-GET /login -> {"infomation":{"rest_session_max":5,"rest_session_timeout_in_minutes":5}}
+  run_script(__LINE__, R"(switch {}
+GET /login  data {"infomation": {"rest_session_max": 5, "rest_session_timeout_in_minutes": 5}}
 PUT /login/RESTTimeout?value=1 ?value=160
-    -> 0 Update timeout value for REST Sessions successfully.
-PUT /login/RESTTimeout ?value=161 ?value=0 ?value=-2 ?value=- ?value=abc ?value=
-    ?value=4294967297 -> 1 The value of parameter is invalid.
-GET /login ~ "rest_session_timeout_in_minutes": 160
-PUT /login/RESTTimeout?value=-1 -> 0 Update timeout value to default for REST Sessions successfully.
-GET /login ~ "rest_session_timeout_in_minutes": 5
-OPTIONS /login -> 902)");
+  result 0 Update timeout value for REST Sessions successfully.
+PUT /login/RESTTimeout ?value=161 ?value=0 ?value=-2 ?value=- ?value=abc ?value= ?value=4294967297
+  result 1 The value of parameter is invalid.
+GET /login  contains "rest_session_timeout_in_minutes": 160
+PUT /login/RESTTimeout?value=-1
+  result 0 Update timeout value to default for REST Sessions successfully.
+GET /login  contains "rest_session_timeout_in_minutes": 5
+OPTIONS /login  result 902)");
   engine_do([] { EXPECT_EQ(session_timeout_seconds, 300u); });
 }
 
@@ -130,14 +131,14 @@ TEST(Login, ListsSessionsInOrderOfLogin)
   EXPECT_EQ(found[5], "100:02:0");
   EXPECT_TRUE(found[6] == "00:00:5" || found[6] == "00:01:0") << xml;
   run_script(__LINE__,
-             R"(GET /login/RESTSessions ~ "rest_sessions": { "1": { "user_name": "admin")");
+             R"(GET /login/RESTSessions  contains "rest_sessions": { "1": { "user_name": "admin")");
 }
 
 TEST(SessionCheck, AnswersByKeyAddressAndModule)
 {
   engine_reset();
-  run_script(__LINE__, R"(GET /nosuchmodule /VLANS / -> 901 The module name dose not exist.
-POST /login/x -> 902)");
+  run_script(__LINE__, R"(GET /nosuchmodule /VLANS /  result 901 The module name dose not exist.
+POST /login/x  result 902)");
   answers("POST", "/login/x", 902, "Bad Request. Please check your method and URI.");
   answers("GET", "/login?method=POST&user=x&password=y", 1, "Authentication failed.");
   for (const std::string& path :
@@ -161,7 +162,7 @@ TEST(SessionCheck, ExpiresAfterTheWholeTimeoutAndNotBefore)
     EXPECT_GE(session_table[0].last_activity_time, static_cast<uint32_t>(time(nullptr)) - 3);
     session_table[0].last_activity_time = static_cast<uint32_t>(time(nullptr)) - 300;
   });
-  run_script(__LINE__, std::string("GET /login -> 900 ") + NO_SESSION);
+  run_script(__LINE__, std::string("GET /login  result 900 ") + NO_SESSION);
   engine_do([] { EXPECT_EQ(session_table[0].session_id, 0u); });
   EXPECT_EQ(status_file(), "");
 }

@@ -29,8 +29,8 @@
 namespace fs = std::filesystem;
 
 // Ends of steps.
-static const char STARTING[] = " -> 0 File transfer is starting.";
-static const char APPLIED[] = " -> 0 Script transfer and apply successfully.";
+static const char STARTING[] = "\n  result 0 File transfer is starting.";
+static const char APPLIED[] = "\n  result 0 Script transfer and apply successfully.";
 static const char DONE[] = "Transfer completed successfully. 100%";
 
 // A shell command that runs until the record goes; it says one line first.
@@ -234,7 +234,7 @@ TEST(InformationFile, StaysAsItWasWhenAStepFails)
   }
   fs::remove_all("user-apps");
   EXPECT_EQ(write_startupcfg_info_file(), RC_FALSE);
-  run_script(__LINE__, "GET /download/startupCfgInfo -> 99");
+  run_script(__LINE__, "GET /download/startupCfgInfo  result 99");
   EXPECT_FALSE(fs::exists("user-apps"));
 }
 
@@ -266,44 +266,30 @@ TEST(InformationFile, HoldsTheTimesOfTheLatestStartupConfiguration)
   const std::string request = "POST /download/config?url=http://127.0.0.1:1&cfg=1&";
   // Times are kept whether or not the rest of the request is right.
   run_script(__LINE__, R"(
-$info -> {"information":{"cfg_time":"","cfg_update":"","cfg_modified":"no"}}
-$requestcfgtime=T1&auto=n -> 99
-$info ~ "cfg_time": "T1", "cfg_update": "", "cfg_modified": "no"
-$requestcfgtime=T2&updatetime=U2&auto=x -> 99
-$info ~ "cfg_time": "T2", "cfg_update": "U2", "cfg_modified": "no"
-$requestcfgtime=T3%0Acfg_time:4&updatetime=U&auto=n -> 99
-$requestcfgtime=$241&updatetime=U&auto=n -> 99)",
+$info  data {"information": {"cfg_time": "", "cfg_update": "", "cfg_modified": "no"}}
+$requestcfgtime=T1&auto=n  result 99
+$info  contains "cfg_time": "T1", "cfg_update": "", "cfg_modified": "no"
+$requestcfgtime=T2&updatetime=U2&auto=x  result 99
+$info  contains "cfg_time": "T2", "cfg_update": "U2", "cfg_modified": "no"
+$requestcfgtime=T3%0Acfg_time:4&updatetime=U&auto=n  result 99
+$requestcfgtime=$[24-times-1]&updatetime=U&auto=n  result 99)",
              "$info", info, "$request", request);
   EXPECT_EQ(file_text(INFO), "cfg_time:T2\ncfg_update:U2\n");
   file_write(INFO, "cfg_time:from\ncfg_update:outside\n");
   run_script(__LINE__, R"(
-$info ~ "cfg_time": "from", "cfg_update": "outside", "cfg_modified": "no"
+$info  contains "cfg_time": "from", "cfg_update": "outside", "cfg_modified": "no"
 PUT /system/hostname?value=x
-$info ~ "cfg_time": "from", "cfg_update": "outside", "cfg_modified": "yes"
-check $info
-reset {"faults": {"rpcclt_openapiTransferFileDownload": {"result": -31, "times": 1}}}
-POST /download/config?cfg=2&auto=n&url=x -> 2 Failed to start a transfer.)",
+$info  contains "cfg_time": "from", "cfg_update": "outside", "cfg_modified": "yes"
+sweep GET /download/startupCfgInfo
+switch {"faults": {"rpcclt_openapiTransferFileDownload": {"result": -31, "times": 1}}}
+POST /download/config?cfg=2&auto=n&url=x  result 2 Failed to start a transfer.)",
              "$info", info);
   for (const char* restart : {"y", "n"}) {
     transfer(__LINE__, std::string("/download/config?cfg=2&auto=") + restart, "http://127.0.0.1:1");
-    run_script(__LINE__, info + " ~ \"cfg_modified\": " + (*restart == 'y' ? "\"no\"" : "\"yes\""));
+    run_script(__LINE__,
+               info + "\n  contains \"cfg_modified\": " + (*restart == 'y' ? "\"no\"" : "\"yes\""));
   }
 }
-
-// --- Parameters and calls ---
-
-SCRIPT_TEST(Transfer, ChecksItsParametersBeforeItCalls, R"(reset
-POST $refused -> 99
-POST $refused =>)",
-            "$refused", R"(/download/image?img=active&auto=n ?url=&img=active&auto=n ?$u&auto=n
-    ?$u&img=Active&auto=n ?$u&img=active2&auto=n ?$u&img=active ?$u&img=active&auto=yes
-    ?$u&img=active&auto=N ?$u$1100l&img=active&auto=n
-    /download/config?cfg=2&auto=n ?$u&auto=n ?$u&cfg=0&auto=n ?$u&cfg=4&auto=n ?$u&cfg=-1&auto=n
-    ?$u&cfg=2x&auto=n ?$u&cfg=0002&auto=n ?$u&cfg=2&auto=
-    /upload/config?cfg=2&sn=1 ?$u&cfg=6&sn=1 ?$u&cfg=4 ?$u&cfg=4&sn=abc ?$u&cfg=4&sn=$11001
-    /download/script?scr=a.scr&act=n ?$u&act=n ?$u&scr=$331&act=n ?$u&scr=a.scr
-    /upload/script?scr=a.scr ?$u ?$u&scr=$1100l)",
-            "$u", "url=http://127.0.0.1:1/");
 
 TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
 {
@@ -316,28 +302,36 @@ TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
       {"/download/config?auto=n&cfg=3",                        R"({17,"factory-defaults"})"},
       {"/upload/config?sn=1&cfg=4",                            R"({15,"running-config"})"  },
       {"/upload/config?sn=1&cfg=5",                            R"({13,"tarvexia.cfg"})"    },
-      {"/download/script?act=n&scr=$32a",                      R"({33,"$32a"})"            },
+      {"/download/script?act=n&scr=$[32-times-a]",             R"({33,"$[32-times-a]"})"   },
       {"/upload/script?scr=b.scr",                             R"({6,"b.scr"})"            },
   };
   for (const auto& [parameters, file] : cases)
-    run_script(__LINE__, R"([$call {'result': -28}] $request => $call({1024,"$url"}, $file)
-[$call {'result': -28}] $request -> 1 Another Transfer is in Progress.
-[$call {'result': -31}] $request -> 2 Failed to start a transfer.
-[$call {'result': -24}] $request -> 99)",
+    run_script(__LINE__, R"($request
+  with fault $call {"result": -28}
+  calls $call({1024,"$url"}, $file)
+$request
+  with fault $call {"result": -28}
+  result 1 Another Transfer is in Progress.
+$request
+  with fault $call {"result": -31}
+  result 2 Failed to start a transfer.
+$request
+  with fault $call {"result": -24}
+  result 99)",
                "$call", parameters[1] == 'd' ? "TransferFileDownload" : "TransferFileUpload",
                "$request", std::string("POST ") + parameters + "&url=$url", "$file", file, "$url",
-               "http://h/$1014x");  // 1023 characters
+               "http://h/$[1014-times-x]");  // 1023 characters
 }
 
 TEST(Transfer, AsksForTheRestartOnlyWithAuto)
 {
   for (const char* request : {"/download/image?img=active&url=", "/download/config?cfg=2&url="})
-    run_script(__LINE__, R"(reset
-POST $stall&auto=n => TransferFileDownload(
-reset
-POST $stall&auto=y => TransferFileDownload( | TransferCompletedRebootSet() = 0
-reset {"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}}
-POST $stall&auto=y -> 98)",
+    run_script(__LINE__, R"(switch {}
+POST $stall&auto=n  calls TransferFileDownload
+switch {}
+POST $stall&auto=y  calls TransferFileDownload then TransferCompletedRebootSet() = 0
+switch {"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}}
+POST $stall&auto=y  result 98)",
                "$stall", request + url_encode(web().url + "/stall"));
 }
 
@@ -352,12 +346,14 @@ TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
   };
   for (const auto& [sn, kept] : cases) {
     transfer(__LINE__, std::string("/upload/config?cfg=4&sn=") + sn, web().url + "/config");
-    run_script(__LINE__, R"(GET /upload/status -> {"information":{"status":"Transfer completed
-    successfully.","progress":"100%","cfg_upload_sn":"$kept"}})",
+    run_script(__LINE__, R"(GET /upload/status
+  data {"information": {
+      "status": "Transfer completed successfully.", "progress": "100%", "cfg_upload_sn": "$kept"}})",
                "$kept", kept);
   }
-  run_script(__LINE__, R"(check GET /upload/status /download/status
-[TransferDownloadStatusGet {'value': '$256s'}] GET /download/status ~ "status": "$255s")");
+  run_script(__LINE__, R"(GET /download/status
+  with fault TransferDownloadStatusGet {"value": "$[256-times-s]"}
+  contains "status": "$[255-times-s]")");
 }
 
 // --- Real transfers ---
@@ -419,7 +415,8 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
         "/to?/to?/to?/to?/to?/to?/to?/empty", "/part", "/", "/?a=b", "/to?/", "/a.scr;type=i", ""})
     for (const char* script : {"a.scr", "new.scr"}) {
       const std::string url = path.empty() ? "http://127.0.0.1:1/refused" : web().url + path;
-      run_script(__LINE__, script_download(url, script) + " -> 2 Failed to start a transfer.");
+      run_script(__LINE__,
+                 script_download(url, script) + "\n  result 2 Failed to start a transfer.");
       EXPECT_EQ(get("/download/status", "status").find("Transfer failed: "), 0u) << path;
       EXPECT_NE(get("/download/status", "progress"), "100%") << path;
     }
@@ -453,7 +450,7 @@ TEST(Upload, ToAFileObeysWhatTheFileIs)
         << target;
   run_script(__LINE__,
              "POST /upload/script?scr=active&url=$at/running-config ?scr=active&url=$at/"
-             "tarvexia.cfg -> 99",
+             "tarvexia.cfg\n  result 99",
              "$at", "file://" + flash.folder.path);
 }
 
@@ -488,12 +485,12 @@ TEST(Download, DoesNotWaitForANameServer)
   const char url[] = "http://unanswered.test/x";
   engine_reset(R"({"transfer_stall_s": 1})");
   EXPECT_EQ(transfer(__LINE__, image, url).find("Transfer failed: "), 0u);
-  run_script(__LINE__, R"(reset
-POST $image&url=$url -> 0 File transfer is starting.
+  run_script(__LINE__, R"(switch {}
+POST $image&url=$url  result 0 File transfer is starting.
 POST /system/reload?value=3
-// that something is not available would say that another transfer runs
-POST $image&url=$url -> -20
-GET /download/status ~~ "status": "Transfer failed: stopped.")",
+# that something is not available would say that another transfer runs
+POST $image&url=$url  refused -20
+GET /download/status  until "status": "Transfer failed: stopped.")",
              "$image", image, "$url", url);
   name_server_answers.set_value();
 }
@@ -508,25 +505,31 @@ TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)
            "file:///etc/hostname", at + "../x", at + "%2e%2e/x", at + "a/b", at + "none.scr",
            at + "link.scr", "/etc/hostname", "127.0.0.1/x", "gopher://127.0.0.1/x", "scp://",
            "http://127.0.0.1/a b", "http://127.0.0.1/a\r\nb"})
-    run_script(__LINE__, script_download(url, "x.scr", "n") + " -> 99");
+    run_script(__LINE__, script_download(url, "x.scr", "n") + "\n  result 99");
   for (const char* name : {"..%2Fx.scr", "%2Ftmp%2Fx.scr", "a%2Fx.scr", "..", ".scr", "x.txt",
                            "running-config", "x.scr%2F", "x.scr%0A"})
-    run_script(__LINE__, script_download(web().url + "/empty", name, "n") + " -> 99");
-  run_script(__LINE__, R"(POST /upload/script?scr=none.scr$to ?scr=link.scr$to ?scr=$to
-    ?scr=..%2F..%2Fetc%2Fhostname$to ?scr=a.scr&url=file:///tmp/x.scr -> 99)",
-             "$to", "&url=" + url_encode(web().url + "/x"));
+    run_script(__LINE__, script_download(web().url + "/empty", name, "n") + "\n  result 99");
+  run_script(
+      __LINE__,
+      R"(POST /upload/script?scr=none.scr$to ?scr=link.scr$to ?scr=$to ?scr=..%2F..%2Fetc%2Fhostname$to
+    ?scr=a.scr&url=file:///tmp/x.scr
+  result 99)",
+      "$to", "&url=" + url_encode(web().url + "/x"));
   EXPECT_EQ(flash.count(), 2u);
 }
 
-SCRIPT_TEST(Download, RunsAloneAndTellsHowFarItIs, R"(reset
-GET /download/status -> {"information":{"status":"No transfer was started.","progress":"0%"}}
-$stall -> 0 File transfer is starting.
-GET /download/status ~~ "progress": "50%"
-$stall /upload/config?cfg=4&sn=1&url=http://x -> 1 Another Transfer is in Progress.
-// a switch that starts again ends it
+TEST(Download, RunsAloneAndTellsHowFarItIs)
+{
+  run_script(__LINE__, R"(switch {}
+GET /download/status  data {"information": {"status": "No transfer was started.", "progress": "0%"}}
+$stall  result 0 File transfer is starting.
+GET /download/status  until "progress": "50%"
+$stall /upload/config?cfg=4&sn=1&url=http://x  result 1 Another Transfer is in Progress.
+# a switch that starts again ends it
 POST /system/reload?value=3
-GET /download/status ~~ "status": "Transfer failed: stopped.")",
-            "$stall", script_download(web().url + "/stall", "a.scr", "n"));
+GET /download/status  until "status": "Transfer failed: stopped.")",
+             "$stall", script_download(web().url + "/stall", "a.scr", "n"));
+}
 
 TEST(Download, WaitsForAScriptWithoutBeingBusy)
 {
@@ -535,8 +538,8 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
   engine_reset(R"({"transfer_stall_s": 2})");
   const std::string good = script_download(web().url + "/good.scr", "a.scr");
   run_script(__LINE__, good + APPLIED);
-  run_script(__LINE__, script_download(web().url + "/bad.scr", "a.scr") + " -> 99");
-  run_script(__LINE__, "GET /system ~ \"hostname\": \"applied\"");
+  run_script(__LINE__, script_download(web().url + "/bad.scr", "a.scr") + "\n  result 99");
+  run_script(__LINE__, "GET /system  contains \"hostname\": \"applied\"");
 
   const clock_t start = clock();
   std::vector<std::string> calls =
@@ -549,8 +552,8 @@ TEST(Download, WaitsForAScriptWithoutBeingBusy)
 
   for (const char* call :
        {"TransferInProgressGet", "TransferResultCodeGet", "TxtCfgValidateAndApply"})
-    run_script(__LINE__, "reset\n[$call {'result': -24}] $good -> 98", "$call", call, "$good",
-               good);
+    run_script(__LINE__, "switch {}\n$good\n  with fault $call {\"result\": -24}\n  result 98",
+               "$call", call, "$good", good);
 }
 
 TEST(Configuration, TravelsAndIsInForceAfterAReload)
@@ -565,7 +568,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   EXPECT_EQ(delivered, uploaded("3"));
   EXPECT_EQ(delivered.find("first"), std::string::npos);
   EXPECT_NE(running.find("hostname first\n"), std::string::npos) << running;
-  run_script(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1 -> 99");
+  run_script(__LINE__, "POST /upload/config?sn=1&cfg=2&url=http://127.0.0.1  result 99");
   uploaded("5");
   server_t tar("cd " + web().folder.path +
                " && mkdir -p archive && tar -C archive -xf cfg5 && "
@@ -574,7 +577,7 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
 
   // The running configuration suits the switch it came from.
   run_script(__LINE__, script_download(web().url + "/cfg4", "run.scr") + APPLIED);
-  const char in_force[] = "GET /system ~~ \"hostname\": \"first\"";
+  const char in_force[] = "GET /system  until \"hostname\": \"first\"";
   run_script(__LINE__, in_force);
 
   info_start();
@@ -582,11 +585,12 @@ TEST(Configuration, TravelsAndIsInForceAfterAReload)
   const std::string startup = "/download/config?cfg=1&cfgtime=1&updatetime=1&auto=";
   EXPECT_EQ(transfer(__LINE__, startup + "n", web().url + "/cfg4"), DONE);
   EXPECT_EQ(file_text(flash.path + "startup-config"), running);
-  run_script(__LINE__, R"(GET /system ~ "hostname": "TX5454"
+  run_script(__LINE__, R"(GET /system  contains "hostname": "TX5454"
 POST /system/reload?value=3
 $in_force
-// the same in one request; what was not saved is lost
-PUT /system/hostname?value=second POST $startupy&url=$web/cfg4
+# the same in one request; what was not saved is lost
+PUT /system/hostname?value=second
+POST $startupy&url=$web/cfg4
 $in_force)",
              "$in_force", in_force, "$startup", startup, "$web", web().url);
   // What the flash holds is loaded when the process starts.

@@ -50,10 +50,11 @@ auto sim_run_or_throw(const char* name, Work work, Args... args) -> decltype(wor
   }
   if (usable && has_value) {
     bool replaced = false;
+    uint32_t place = 0;
     if constexpr (returns_value) {
-      replaced = sim_replace(sim_out(&result), turn.value);
+      replaced = sim_replace(sim_out(&result), turn.value, place);
     } else {
-      replaced = (sim_replace(args, turn.value) || ...);
+      replaced = (sim_replace(args, turn.value, place) || ...);
     }
     if (!replaced) {
       sim_turn_misfit(name);

@@ -11,6 +11,7 @@ struct sim_fault_value_t {
   bool negative = false;  // bits is then the two's complement
   uint64_t bits = 0;
   std::string text;
+  uint32_t output = 0;  // the one that it replaces, from 1 on; 0: the first that can take it
 };
 
 struct sim_fault_t {

@@ -42,14 +42,19 @@ std::enable_if_t<std::is_class_v<T>, bool> sim_number_set(T&, const sim_fault_va
 }
 bool sim_text_set(const sim_out_t<open_buffdesc>& out, const std::string& text);
 
+// place counts the outputs.
 template <class T>
-bool sim_replace(const T&, const sim_fault_value_t&)
+bool sim_replace(const T&, const sim_fault_value_t&, uint32_t&)
 {
   return false;
 }
 template <class T>
-bool sim_replace(const sim_out_t<T>& out, const sim_fault_value_t& value)
+bool sim_replace(const sim_out_t<T>& out, const sim_fault_value_t& value, uint32_t& place)
 {
+  place++;
+  if (value.output != 0 && value.output != place) {
+    return false;
+  }
   if constexpr (std::is_same_v<T, open_buffdesc>) {
     return value.kind == sim_fault_value_t::TEXT && sim_text_set(out, value.text);
   } else {

@@ -48,11 +48,15 @@ bool sim_fault_parse(const char* name, const sim_json_t& json)
   const auto parse_times = [&](const sim_json_t& j) {
     return sim_json_uint(j, 1, UINT_MAX32, fault.times);
   };
+  const auto parse_output = [&](const sim_json_t& j) {
+    return sim_json_uint(j, 1, UINT_MAX32, fault.value.output);
+  };
   const auto parse_delay = [&](const sim_json_t& j) {
     return sim_json_uint(j, 0, DELAY_MAX_MS, fault.delay_ms);
   };
   const bool parsed = sim_json_record(json, {
                                                 {"value",    false, parse_value },
+                                                {"output",   false, parse_output},
                                                 {"result",   false, parse_result},
                                                 {"after",    false, parse_after },
                                                 {"times",    false, parse_times },

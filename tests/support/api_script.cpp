@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -16,7 +17,9 @@
 
 #include "engine/rest_web_request_hdr.h"
 #include "switchsim/switchsim.h"
+#include "tests/support/api_sweep.h"
 #include "tests/support/local_engine.h"
+#include "tests/support/temp_folder.h"
 
 void set_fault(const std::string& call, std::string json)
 {
@@ -28,7 +31,7 @@ void set_fault(const std::string& call, std::string json)
   ADD_FAILURE() << error;
 }
 
-static std::string script_short_name(const std::string& call)
+std::string script_short_name(const std::string& call)
 {
   const size_t at = call.find("openapi");
   return at > call.find('(') ? call : call.substr(at + strlen("openapi"));
@@ -45,7 +48,7 @@ static const char ENTRY_TAGS[] =
     "fans=fan sfp_transceivers=sfp groups=group power_supplies=power_supply ";
 
 // A JSON document as XML shows it; a tag loses the full stop behind a key.
-static std::string script_xml(json_object* object, const std::string& group)
+static std::string script_xml_of(json_object* object, const std::string& group)
 {
   if (!json_object_is_type(object, json_type_object))
     return json_object_get_string(object);
@@ -59,16 +62,25 @@ static std::string script_xml(json_object* object, const std::string& group)
       tag.assign(found + rule.size(), strcspn(found + rule.size(), " "));
     else if (tag.back() == '.')
       tag.pop_back();
-    const std::string text = script_xml(value, key);
+    const std::string text = script_xml_of(value, key);
     xml += "<" + tag + ">" + text + "</" + tag + ">";
   }
   return xml;
 }
 
-static bool script_fault;           // a call goes wrong, perhaps for one request alone
-static std::string script_profile;  // of the last reset
+std::string script_xml(const std::string& json)
+{
+  const std::unique_ptr<json_object, int (*)(json_object*)> object(json_tokener_parse(json.c_str()),
+                                                                   json_object_put);
+  return object ? script_xml_of(object.get(), "") : "not JSON: " + json;
+}
 
-static std::vector<std::string> script_split(const std::string& text, const std::string& separator)
+static std::vector<std::string> script_faults;  // of the steps "fault" that are in force
+static std::string script_switch = "{}";        // the profile of the last step "switch"
+static constexpr size_t CONTINUES = 3;          // an indentation that goes on with the line above
+static constexpr char SUCCESS[] = "\"rlt_code\": 0,";
+
+std::vector<std::string> script_split(const std::string& text, const std::string& separator)
 {
   std::vector<std::string> parts;
   size_t start = 0, end;
@@ -79,41 +91,66 @@ static std::vector<std::string> script_split(const std::string& text, const std:
   return parts;
 }
 
+static std::string script_trim(const std::string& text)
+{
+  const size_t start = std::min(text.find_first_not_of(' '), text.size());
+  return text.substr(start, text.find_last_not_of(' ') + 1 - start);
+}
+
+// ---- what a script consists of ----
+
+struct script_item_t {
+  int line;
+  std::string text;
+};
+struct script_step_t {
+  script_item_t head;
+  std::vector<script_item_t> expected;
+};
+struct script_test_t {
+  int line;
+  std::string file, name, steps;
+  std::vector<std::vector<std::string>> rows;  // names and texts in turn; none: made once
+};
+
+// The text behind the word that it begins with, or null.
+static const char* script_behind(const std::string& text, const char* word)
+{
+  const size_t length = strlen(word);
+  if (text.compare(0, length, word) != 0 || (text.size() > length && text[length] != ' '))
+    return nullptr;
+  return text.c_str() + length + (text.size() > length);
+}
+
+// ---- what must come of a request ----
+
+// What came of a request, and what it was.
+struct script_outcome_t {
+  const char* method;
+  std::string path;
+  std::string body;
+  std::vector<std::string> calls;
+  const script_step_t* step;
+};
+
 // The code of the answer, or -1.
-static int script_code(const char* method, const std::string& path)
+static int script_code(const std::string& body)
 {
   static const std::string before = "\"rlt_code\": ";
-  const std::string body = api_request(method, path, "json").body;
   const size_t at = body.find(before);
   return at == body.npos ? -1 : std::stoi(body.substr(at + before.size()));
 }
 
-static bool script_ends_with(const std::string& text, const std::string& end)
+// The text of another expectation of the same step; empty if there is none.
+static std::string script_other(const script_outcome_t& outcome, const char* word)
 {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+  for (const script_item_t& item : outcome.step->expected)
+    if (const char* text = script_behind(item.text, word))
+      return text;
+  return "";
 }
 
-// The last call of the request, and with it the answer.
-static void script_result(const char* method, const std::string& path, int result)
-{
-  const std::vector<std::string> calls = api_calls(method, path);
-  const std::string last = calls.empty() ? "no call" : calls.back();
-  EXPECT_TRUE(script_ends_with(last, ") = " + std::to_string(result))) << last;
-  EXPECT_EQ(script_code(method, path), result == -24 ? 98 : 99);
-}
-
-static void script_reply(const char* method, const std::string& path, const char* format,
-                         const std::string& body)
-{
-  const reply_t reply = api_request(method, path, format);
-  EXPECT_EQ(reply.status, 200);
-  EXPECT_EQ(reply.content_type,
-            *format == 'x' ? "text/xml; charset=utf-8" : "application/json; charset=utf-8");
-  EXPECT_EQ(reply.body, body);
-}
-
-// What stands behind the arrow of a step.
-static void script_answer(const char* method, const std::string& path, const std::string& expected)
+static void script_data(const script_outcome_t& outcome, const std::string& data)
 {
   static const std::map<int, std::string> FIXED_TEXTS = {
       {0,   "Get data successfully."                                   },
@@ -123,202 +160,403 @@ static void script_answer(const char* method, const std::string& path, const std
        "parameters, or the operation is not supported on the platform."},
       {902, "Bad Request. Please check your method and URI."           },
   };
-  const size_t data_at = std::min(expected.find_first_of("{<"), expected.size());
-  const std::string data = expected.substr(data_at);
+  const std::string result = script_other(outcome, "result");
   size_t digits = 0;
-  const int code = data_at > 0 ? std::stoi(expected, &digits) : 0;
-  if (code < 0)
-    return script_result(method, path, code);
-  std::string message = expected.substr(digits, data_at - digits);
-  message.erase(0, message.find_first_not_of(' '));
-  message.erase(message.find_last_not_of(' ') + 1);
+  const int code = result.empty() ? 0 : std::stoi(result, &digits);
+  std::string message = script_trim(result.substr(digits));
   if (message.empty())
-    message = FIXED_TEXTS.at(code);
-  if (data[0] == '<')
-    return script_reply(method, path, "xml", xml_envelope(code, message, data));
-  script_reply(method, path, "json", json_envelope(code, message, data));
-  if (data.empty() || strcmp(method, "GET") != 0 || script_fault)
+    message = FIXED_TEXTS.count(code) ? FIXED_TEXTS.at(code) : "no text for the code";
+  if (data[0] == '<') {
+    EXPECT_EQ(outcome.body, xml_envelope(code, message, data));
     return;
-  const std::unique_ptr<json_object, int (*)(json_object*)> json(json_tokener_parse(data.c_str()),
-                                                                 json_object_put);
-  script_reply(method, path, "xml", xml_envelope(code, message, script_xml(json.get(), "")));
+  }
+  EXPECT_EQ(outcome.body, json_envelope(code, message, data));
+  const bool repeatable = strcmp(outcome.method, "GET") == 0 && script_faults.empty();
+  if (!data.empty() && repeatable && script_other(outcome, "with fault").empty()) {
+    const reply_t reply = api_request(outcome.method, outcome.path, "xml");
+    EXPECT_EQ(reply.content_type, "text/xml; charset=utf-8");
+    EXPECT_EQ(reply.body, xml_envelope(code, message, script_xml(data)));
+  }
 }
 
-static void script_calls(const char* method, const std::string& path, const std::string& expected)
+static void script_result(const script_outcome_t& outcome, const std::string&)
 {
-  const std::vector<std::string> calls = api_calls(method, path);
-  const std::vector<std::string> texts = script_split(expected, " | ");
-  EXPECT_EQ(calls.size(), texts.size());
-  for (size_t i = 0; i < calls.size() && i < texts.size(); i++)
-    EXPECT_EQ(script_short_name(calls[i]).substr(0, texts[i].size()), texts[i]) << "call " << i;
+  if (script_other(outcome, "data").empty())
+    script_data(outcome, "");
 }
 
-static void script_has(const char* method, const std::string& path, const std::string& text)
+static void script_contains(const script_outcome_t& outcome, const std::string& text)
 {
-  const std::string body = api_request(method, path, "json").body;
+  EXPECT_NE(outcome.body.find(text), std::string::npos) << outcome.body;
+}
+
+static void script_until(const script_outcome_t& outcome, const std::string& text)
+{
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  std::string body = outcome.body;
+  while (body.find(text) == std::string::npos && std::chrono::steady_clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    body = api_request(outcome.method, outcome.path, "json").body;
+  }
   EXPECT_NE(body.find(text), std::string::npos) << body;
 }
 
-static void script_comes(const char* method, const std::string& path, const std::string& text)
+// The last call of the request, and with it the answer.
+static void script_refused(const script_outcome_t& outcome, const std::string& result)
 {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (api_request(method, path, "json").body.find(text) == std::string::npos &&
-         std::chrono::steady_clock::now() < limit)
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  script_has(method, path, text);
+  const std::string last = outcome.calls.empty() ? "no call" : outcome.calls.back();
+  const std::string end = ") = " + result;
+  EXPECT_TRUE(last.size() > end.size() &&
+              last.compare(last.size() - end.size(), end.size(), end) == 0)
+      << last;
+  EXPECT_EQ(script_code(outcome.body), result == "-24" ? 98 : 99);
 }
 
-using script_judge_t =
-    std::function<void(const char* method, const std::string& path, const std::string& expected)>;
+static void script_calls(const script_outcome_t& outcome, const std::string& expected)
+{
+  const std::vector<std::string> texts = script_split(expected, " then ");
+  EXPECT_EQ(outcome.calls.size(), texts.size());
+  for (size_t i = 0; i < outcome.calls.size() && i < texts.size(); i++) {
+    std::string begin = script_trim(texts[i].substr(0, texts[i].find("...")));
+    begin += begin.find('(') == std::string::npos ? "(" : "";
+    EXPECT_EQ(script_short_name(outcome.calls[i]).substr(0, begin.size()), begin) << "call " << i;
+  }
+}
 
-// Hands each of the requests on.
-static void script_each(int line, const std::vector<std::string>& words,
-                        const std::string& expected, const script_judge_t& judge)
+static void script_no_calls(const script_outcome_t& outcome, const std::string&)
+{
+  EXPECT_EQ(outcome.calls, std::vector<std::string>());
+}
+
+static void script_with_fault(const script_outcome_t&, const std::string&)
+{
+  // is in force already
+}
+
+static const struct script_expectation_t {
+  const char* word;
+  bool simulated;  // needs the simulated switch
+  void (*judge)(const script_outcome_t& outcome, const std::string& text);
+} EXPECTATIONS[] = {
+    {"result",     false, script_result    },
+    {"data",       false, script_data      },
+    {"contains",   false, script_contains  },
+    {"until",      false, script_until     },
+    {"refused",    true,  script_refused   },
+    {"calls",      true,  script_calls     },
+    {"no calls",   true,  script_no_calls  },
+    {"with fault", true,  script_with_fault},
+};
+
+static const script_expectation_t* script_expectation(const std::string& text)
+{
+  for (const script_expectation_t& expectation : EXPECTATIONS)
+    if (script_behind(text, expectation.word))
+      return &expectation;
+  return nullptr;
+}
+
+// ---- steps ----
+
+void script_each(int line, const std::vector<std::string>& words, const script_request_t& judge)
 {
   std::string method, path;
   for (const std::string& word : words) {
     if (word[0] == '/' || word[0] == '?') {
       path = word[0] == '?' ? path.substr(0, path.find('?')) + word : word;
-      SCOPED_TRACE("case of line " + std::to_string(line) + ": " + method + " " + path);
-      judge(method.c_str(), path, expected);
+      SCOPED_TRACE("line " + std::to_string(line) + ": " + method + " " + path);
+      judge(method.c_str(), path);
     } else {
       method = word;
     }
   }
 }
 
-static void script_requests(int line, const std::string& step)
+static void script_fault_set(const std::string& fault)
 {
-  static const struct {
-    const char* sign;
-    script_judge_t judge;
-  } kinds[] = {
-      {" ->", script_answer},
-      {" =>", script_calls },
-      {" ~",  script_has   },
-      {" ~~", script_comes },
+  const size_t json = fault.find(' ');
+  set_fault(fault.substr(0, json), fault.substr(json + 1));
+}
+
+static void script_request(const char* method, const std::string& path, const script_step_t& step)
+{
+  script_outcome_t outcome = {method, path, "", {}, &step};
+  const bool xml = script_other(outcome, "data")[0] == '<';
+  switchsim_trace_start();
+  const reply_t reply = api_request(method, path, xml ? "xml" : "json");
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_EQ(reply.content_type,
+            xml ? "text/xml; charset=utf-8" : "application/json; charset=utf-8");
+  outcome.body = reply.body;
+  outcome.calls = script_split(switchsim_trace_take(), "\n");
+  bool judged = false;
+  for (const script_item_t& item : step.expected) {
+    const script_expectation_t* expectation = script_expectation(item.text);
+    if (!expectation) {
+      ADD_FAILURE() << "line " << item.line << ": no such word: " << item.text;
+      continue;
+    }
+    expectation->judge(outcome, script_behind(item.text, expectation->word));
+    judged = judged || expectation->judge != script_with_fault;
+  }
+  if (!judged)
+    script_contains(outcome, SUCCESS);
+}
+
+static void script_requests(const script_step_t& step, const std::string&)
+{
+  const std::vector<std::string> words = script_split(step.head.text, " ");
+  const auto request = [&](const char* method, const std::string& path) {
+    script_request(method, path, step);
   };
-  for (const auto& kind : kinds) {
-    const size_t at = (step + " ").find(kind.sign + std::string(" "));
-    const size_t expected = std::min(at, step.size()) + strlen(kind.sign) + 1;
-    if (at != std::string::npos)
-      return script_each(line, script_split(step.substr(0, at), " "),
-                         step.substr(std::min(expected, step.size())), kind.judge);
-  }
-  script_each(line, script_split(step, " "), "\"rlt_code\": 0,", script_has);
-}
-
-// The words of a step behind this one, which are taken off it.
-static std::vector<std::string> script_take(std::vector<std::string>& words, const char* word)
-{
-  const auto start = std::find(words.begin(), words.end(), word);
-  const std::vector<std::string> taken(start == words.end() ? start : start + 1, words.end());
-  words.erase(start, words.end());
-  return taken;
-}
-
-// One request to see which calls it makes, then two for each call with that call going wrong.
-static void script_check_calls(const char* method, const std::string& path,
-                               const std::vector<std::string>& tolerated,
-                               const std::function<void()>& prepare)
-{
-  prepare();
-  const std::vector<std::string> calls = api_calls(method, path);
-  EXPECT_FALSE(calls.empty());
-  std::map<std::string, int> made;
-  for (const std::string& call : calls) {
-    const std::string name = call.substr(0, call.find('('));
-    const int earlier = made[name]++;
-    for (const int result : {-26, -24}) {
-      prepare();
-      set_fault(name, "{'result': " + std::to_string(result) +
-                          ", 'after': " + std::to_string(earlier) + ", 'times': 1}");
-      const int code = script_code(method, path);
+  bool once = true;
+  for (const script_item_t& item : step.expected)
+    if (const char* fault = script_behind(item.text, "with fault")) {
+      SCOPED_TRACE(item.text);
+      once = false;
+      script_fault_set(fault);
+      script_each(step.head.line, words, request);
       switchsim_faults_clear();
-      const bool may_fail = std::count(tolerated.begin(), tolerated.end(), script_short_name(name));
-      EXPECT_TRUE(may_fail ? code >= 0 : code == (result == -24 ? 98 : 99))
-          << "with call " << earlier + 1 << " of " << name << " failing: " << code;
+      for (const std::string& stays : script_faults)
+        script_fault_set(stays);
     }
-  }
+  if (once)
+    script_each(step.head.line, words, request);
 }
 
-static void script_check(int line, const std::string& step)
+static void script_switch_set(const script_step_t&, const std::string& profile)
 {
-  std::vector<std::string> words = script_split(step, " ");
-  const std::vector<std::string> before = script_take(words, "after");
-  const std::vector<std::string> tolerated = script_take(words, "but");
-  const auto prepare = [&] {
-    if (!before.empty() && before[0] == "reset")
-      engine_reset(script_profile.c_str());
-    script_each(line, before, "", [](const char* method, const std::string& path, const auto&) {
-      api_request(method, path, "json");
-    });
+  script_faults.clear();
+  script_switch = profile.empty() ? "{}" : profile;
+  engine_reset(script_switch.c_str());
+}
+
+void script_switch_again()
+{
+  engine_reset(script_switch.c_str());
+}
+
+static void script_fault(const script_step_t&, const std::string& fault)
+{
+  script_faults.push_back(fault);
+  script_fault_set(fault);
+}
+
+static void script_no_faults(const script_step_t&, const std::string&)
+{
+  script_faults.clear();
+  switchsim_faults_clear();
+}
+
+static void script_sweep(const script_step_t& step, const std::string& rest)
+{
+  api_sweep(step.head.line, rest);
+}
+
+static const struct script_kind_t {
+  const char* word;
+  bool simulated;  // needs the simulated switch
+  void (*make)(const script_step_t& step, const std::string& rest);
+} KINDS[] = {
+    {"GET",       false, script_requests  },
+    {"POST",      false, script_requests  },
+    {"PUT",       false, script_requests  },
+    {"DELETE",    false, script_requests  },
+    {"OPTIONS",   false, script_requests  },
+    {"switch",    true,  script_switch_set},
+    {"fault",     true,  script_fault     },
+    {"no faults", true,  script_no_faults },
+    {"sweep",     true,  script_sweep     },
+};
+
+static const script_kind_t* script_kind(const std::string& text)
+{
+  for (const script_kind_t& kind : KINDS)
+    if (script_behind(text, kind.word))
+      return &kind;
+  return nullptr;
+}
+
+// ---- reading ----
+
+// What stands behind the requests of a line is the first thing expected of them.
+static script_step_t script_step(int line, const std::string& text)
+{
+  script_step_t step = {
+      {line,    text},
+      {       }
   };
-  script_each(line, words, "", [&](const char* method, const std::string& path, const auto&) {
-    script_check_calls(method, path, tolerated, prepare);
-  });
+  const script_kind_t* kind = script_kind(text);
+  if (!kind || kind->make != script_requests)
+    return step;
+  for (size_t at = text.find(' '); at != std::string::npos; at = text.find(' ', at + 1)) {
+    const std::string rest = script_trim(text.substr(at));
+    if (script_expectation(rest)) {
+      step.expected.push_back({line, rest});
+      step.head.text = script_trim(text.substr(0, at));
+      return step;
+    }
+  }
+  return step;
 }
 
-static void script_step(int line, const std::string& step)
+// The lines of the text with those put together that go on with another; the indentation stays.
+static std::vector<script_item_t> script_lines(int line, const std::string& text)
 {
-  if (step[0] == '[') {
-    const size_t end = step.find(']');
-    const std::string rest = step.substr(std::min(end + 2, step.size()));
-    script_fault = end > 1;
-    for (const std::string& fault : script_split(step.substr(1, end - 1), " | ")) {
-      const size_t json = fault.find('{');
-      set_fault(fault.substr(0, json - 1), fault.substr(json));
-      if (rest.empty())
-        continue;
-      script_step(line, rest);
-      switchsim_faults_clear();
-    }
-    if (end == 1 || !rest.empty()) {
-      switchsim_faults_clear();
-      script_fault = false;
-    }
-  } else if (step.compare(0, 5, "reset") == 0) {
-    script_fault = false;
-    script_profile = step.size() > 6 ? step.substr(6) : "{}";
-    engine_reset(script_profile.c_str());
-  } else if (step.compare(0, 6, "check ") == 0) {
-    script_check(line, step.substr(6));
-  } else {
-    script_requests(line, step);
+  std::vector<script_item_t> items;
+  for (const std::string& one : script_split(text, "\n")) {
+    const size_t start = one.find_first_not_of(' ');
+    if (start == std::string::npos || one[start] == '#')
+      ;  // a comment
+    else if (start >= CONTINUES && !items.empty())
+      items.back().text += (one[start] == '<' ? "" : " ") + script_trim(one);
+    else
+      items.push_back({line, one});
+    line++;
   }
+  return items;
+}
+
+// Puts the texts in the place of their names; a text may hold names, and one name begin another.
+static void script_replace(std::string& script, const std::vector<std::string>& texts)
+{
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (size_t i = 0; i + 1 < texts.size(); i += 2)
+    pairs.emplace_back(texts[i], texts[i + 1]);
+  std::stable_sort(pairs.begin(), pairs.end(),
+                   [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
+  constexpr int DEPTH_MAX = 4;
+  for (int depth = 0; depth < DEPTH_MAX; depth++)
+    for (const auto& [name, text] : pairs)
+      for (size_t at = 0; (at = script.find(name, at)) != std::string::npos; at += text.size())
+        script.replace(at, name.size(), text);
 }
 
 void run_script_with(int line, std::string script, const std::vector<std::string>& texts)
 {
-  for (size_t i = 0; i + 1 < texts.size(); i += 2)
-    for (size_t at = 0; (at = script.find(texts[i], at)) != std::string::npos;
-         at += texts[i + 1].size())
-      script.replace(at, texts[i].size(), texts[i + 1]);
-  static const std::regex repeated("\\$(\\d+)([a-z1])");
+  script_replace(script, texts);
+  static const std::regex repeated("\\$\\[(\\d+)-times-(.)\\]");
   for (std::smatch found; std::regex_search(script, found, repeated);)
     script = found.prefix().str() + std::string(std::stoul(found[1]), *found[2].first) +
              found.suffix().str();
-  script_fault = false;
-  std::string step;
-  int first = line;
-  const auto run = [&] {
-    if (!step.empty())
-      script_step(first, step);
-    step.clear();
-  };
-  for (const std::string& text : script_split(script, "\n")) {
-    const size_t start = text.find_first_not_of(' ');
-    const bool comment = start == std::string::npos || text.compare(start, 2, "//") == 0;
-    if (!comment && start > 0) {
-      step += (text[start] == '<' ? "" : " ") + text.substr(start);
-    } else if (!comment) {
-      run();
-      step = text;
-      first = line;
-    }
-    line++;
+  script_faults.clear();
+  std::vector<script_step_t> steps;
+  for (const script_item_t& item : script_lines(line, script))
+    if (item.text[0] == ' ' && !steps.empty())
+      steps.back().expected.push_back({item.line, script_trim(item.text)});
+    else
+      steps.push_back(script_step(item.line, item.text));
+  for (const script_step_t& step : steps)
+    if (const script_kind_t* kind = script_kind(step.head.text))
+      kind->make(step, script_behind(step.head.text, kind->word));
+    else
+      ADD_FAILURE() << "line " << step.head.line << ": no such step: " << step.head.text;
+}
+
+// ---- files ----
+
+static void script_test_run(const script_test_t& test)
+{
+  SCOPED_TRACE(test.file);
+  for (const auto& row : test.rows.empty() ? decltype(test.rows){{}} : test.rows) {
+    SCOPED_TRACE(row.empty() ? "" : row[1]);
+    if (!script_behind(test.steps.substr(0, test.steps.find('\n')), "switch"))
+      script_switch_set({}, "");
+    run_script_with(test.line, test.steps, row);
   }
-  run();
+}
+
+static bool script_is_simulated(const script_test_t& test)
+{
+  for (const script_item_t& item : script_lines(test.line, test.steps)) {
+    const script_step_t step = script_step(item.line, script_trim(item.text));
+    const script_kind_t* kind = script_kind(step.head.text);
+    const auto* own = script_expectation(step.head.text);
+    const auto* first = step.expected.empty() ? nullptr : script_expectation(step.expected[0].text);
+    if ((kind && kind->simulated) || (own && own->simulated) || (first && first->simulated))
+      return true;
+  }
+  return false;
+}
+
+static void script_test_add(const script_test_t& test)
+{
+  struct script_fixture_t : testing::Test {
+    script_test_t test;
+    explicit script_fixture_t(const script_test_t& which) : test(which)
+    {
+    }
+    void TestBody() override
+    {
+      script_test_run(test);
+    }
+  };
+  const std::string suite = std::filesystem::path(test.file).stem().string() +
+                            (script_is_simulated(test) ? "_simulated" : "");
+  std::string name = test.name;
+  for (char& c : name)
+    c = isalnum(static_cast<unsigned char>(c)) ? c : '_';
+  testing::RegisterTest(suite.c_str(), name.c_str(), nullptr, nullptr, test.file.c_str(), test.line,
+                        [test]() -> testing::Test* { return new script_fixture_t(test); });
+}
+
+// The cells of a row of a table.
+static std::vector<std::string> script_cells(const std::string& row)
+{
+  std::vector<std::string> cells = script_split(row + " ", "|");
+  for (std::string& cell : cells)
+    cell = script_trim(cell);
+  return cells;
+}
+
+void script_file_add(const std::string& path)
+{
+  std::vector<script_test_t> tests;
+  std::vector<std::string> shared, own;     // names and texts in turn
+  std::vector<std::string>* let = nullptr;  // that the lines before belong to
+  std::vector<std::string> columns;
+  const auto add = [&] {
+    if (tests.empty())
+      return;
+    for (auto& row : tests[0].rows.empty() ? tests[0].rows = {{}} : tests[0].rows)
+      for (const auto* texts : {&own, &shared})
+        row.insert(row.end(), texts->begin(), texts->end());
+    script_test_add(tests[0]);
+    tests.clear();
+    own.clear();
+  };
+  int line = 0;
+  for (const std::string& text : script_split(file_text(path), "\n")) {
+    line++;
+    if (const char* name = script_behind(text, "test")) {
+      add();
+      tests.push_back({line + 1, path, name, "", {}});
+    } else if (const char* rest = script_behind(text, "let")) {
+      const char* const end = strchrnul(rest, ' ');
+      for (const std::string& half : {std::string(rest, end), script_trim(end)})
+        (tests.empty() ? shared : own).push_back(half);
+      let = &(tests.empty() ? shared : own);
+    } else if (let && text.find_first_not_of(' ') >= CONTINUES && text[0] == ' ') {
+      let->back() += " " + script_trim(text);
+    } else if (const char* names = script_behind(text, "for each")) {
+      let = nullptr;
+      columns = script_cells(names);
+    } else if (!columns.empty() && text[0] == ' ') {
+      const std::vector<std::string> cells = script_cells(text);
+      tests[0].rows.push_back({});
+      for (size_t i = 0; i < std::min(columns.size(), cells.size()); i++)
+        for (const std::string& half : {columns[i], cells[i]})
+          tests[0].rows.back().push_back(half);
+    } else {
+      let = nullptr;
+      columns.clear();
+      if (!tests.empty())
+        tests[0].steps += text;
+    }
+    if (!tests.empty() && tests[0].line <= line)
+      tests[0].steps += "\n";
+  }
+  add();
 }
 
 static unrouted_operation_t unrouted_operation;
