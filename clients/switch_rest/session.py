@@ -2,6 +2,7 @@
 
 import contextlib
 import signal
+import time
 from collections.abc import Callable, Iterator, Mapping
 from dataclasses import dataclass, field
 from typing import Any
@@ -55,6 +56,7 @@ class Switch:
     keys: KeyStore | None
     trust: Trust
     timeout: float
+    timed: Callable[[str, float], None] = lambda path, seconds: None
     requests_sent: int = 0
     _key: str = ""
     _http: requests.Session = field(default_factory=requests.Session)
@@ -168,6 +170,7 @@ class Switch:
         self._mount()
         asks = method == "GET"
         for attempt in (1, 2):
+            started = time.monotonic()
             try:
                 self.requests_sent += 1
                 return self._http.request(
@@ -191,6 +194,8 @@ class Switch:
                 if asks and attempt == 1:
                     continue
                 raise _lost(self.url, method, path, error) from None
+            finally:
+                self.timed(path, time.monotonic() - started)
         raise AssertionError("not reached")
 
     def _mount(self) -> None:
@@ -219,11 +224,13 @@ def connect(
     keys: KeyStore | None = None,
     trust: Trust | None = None,
     timeout: float = 30.0,
+    timed: Callable[[str, float], None] = lambda path, seconds: None,
 ) -> Iterator[Switch]:
     """A session for the time of a with block. With a key store it stays open for the next
-    process; without one it is logged out in every way out of the block."""
+    process; without one it is logged out in every way out of the block. Each exchange's path and
+    duration are told to timed."""
     ask = (lambda: password) if isinstance(password, str) else password
-    session = Switch(switch_url(switch), user, ask, keys, trust or Trust(), timeout)
+    session = Switch(switch_url(switch), user, ask, keys, trust or Trust(), timeout, timed)
     try:
         yield session
     finally:
