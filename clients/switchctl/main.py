@@ -11,6 +11,7 @@ from switchctl.operations import api_group, request_command
 from switchctl.output import FORMATS
 from switchctl.routing import bgp_group, lag_group, policy_group, route_group
 from switchctl.vlans import vlan_group
+from switchctl.web.command import web_command
 
 
 @click.group(context_settings={"help_option_names": ["-h", "--help"]})
@@ -70,7 +71,7 @@ for command in (vlan_group, if_group, lag_group, route_group, bgp_group, policy_
     cli.add_command(command)
 for command in (transfer_group, script_group, api_group):
     cli.add_command(command)
-for single in (request_command, diff_command, apply_command):
+for single in (request_command, diff_command, apply_command, web_command):
     cli.add_command(single)
 
 
