@@ -1,7 +1,7 @@
 """switch-exporter: answers Prometheus for many switches."""
 
 from contextlib import ExitStack
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+from http.server import ThreadingHTTPServer
 from urllib.parse import parse_qs, urlsplit
 
 import click
@@ -10,39 +10,28 @@ import yaml
 from switch_exporter.config import read_config
 from switch_exporter.probe import Probes, probe
 from switch_rest import leave_on_signals, switch_url
+from switch_rest.local_server import QuietHandler
 
 TEXT = "text/plain; version=0.0.4; charset=utf-8"
 
 
-def handler(probes: Probes) -> type[BaseHTTPRequestHandler]:
-    class Handler(BaseHTTPRequestHandler):
-        timeout = 30
-
+def handler(probes: Probes) -> type[QuietHandler]:
+    class Handler(QuietHandler):
         def do_GET(self) -> None:
             parts = urlsplit(self.path)
             names = parse_qs(parts.query).get("target", [])
             if parts.path != "/probe" or len(names) != 1:
-                self.answer(404, b"ask for /probe?target=SWITCH\n")
+                self.answer(404, TEXT, b"ask for /probe?target=SWITCH\n")
                 return
             try:
                 target = probes.target(switch_url(names[0]))
             except ValueError as error:
-                self.answer(400, f"{error}\n".encode())
+                self.answer(400, TEXT, f"{error}\n".encode())
                 return
             if target is None:
-                self.answer(403, b"the configuration does not name this switch\n")
+                self.answer(403, TEXT, b"the configuration does not name this switch\n")
             else:
-                self.answer(200, probe(target))
-
-        def answer(self, status: int, text: bytes) -> None:
-            self.send_response(status)
-            self.send_header("Content-Type", TEXT)
-            self.send_header("Content-Length", str(len(text)))
-            self.end_headers()
-            self.wfile.write(text)
-
-        def log_message(self, *arguments: object) -> None:
-            pass
+                self.answer(200, TEXT, probe(target))
 
     return Handler
 

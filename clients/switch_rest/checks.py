@@ -16,6 +16,8 @@ class ConfigError(ValueError):
 
 def integer(low: int, high: int) -> Check[int]:
     def check(value: Any, where: str) -> int:
+        if isinstance(value, str) and value.isdecimal():  # what a template made is text
+            value = int(value)
         if isinstance(value, bool) or not isinstance(value, int) or not low <= value <= high:
             raise ConfigError(f"{where}: a number from {low} to {high} is expected")
         return value
@@ -33,9 +35,10 @@ def text(longest: int) -> Check[str]:
 
 
 def yes_or_no(value: Any, where: str) -> bool:
-    if not isinstance(value, bool):
+    held = {"true": True, "false": False}.get(str(value).lower())
+    if held is None:
         raise ConfigError(f"{where}: true or false is expected")
-    return value
+    return held
 
 
 def one_of(*choices: str) -> Check[str]:

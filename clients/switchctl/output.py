@@ -1,31 +1,16 @@
 """Answers as a table, as JSON or as YAML."""
 
-import dataclasses
 import json
 import sys
-from collections.abc import Mapping
 from typing import Any
 
 import yaml
 from rich.console import Console
 from rich.table import Table
 
+from switch_rest.plain import plain
+
 FORMATS = ("table", "json", "yaml")
-
-
-def plain(value: Any) -> Any:
-    """Records, sets and tuples as what JSON has."""
-    if dataclasses.is_dataclass(value):
-        return {
-            field.name: plain(getattr(value, field.name)) for field in dataclasses.fields(value)
-        }
-    if isinstance(value, Mapping):
-        return {str(name): plain(one) for name, one in value.items()}
-    if isinstance(value, (set, frozenset)):
-        return sorted(value)
-    if isinstance(value, (list, tuple)):
-        return [plain(one) for one in value]
-    return value
 
 
 def show(value: Any, form: str) -> None:

@@ -2,12 +2,13 @@
 
 import json
 from contextlib import ExitStack
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+from http.server import ThreadingHTTPServer
 from importlib import resources
 from urllib.parse import unquote
 
 import click
 
+from switch_rest.local_server import QuietHandler
 from switchctl.context import Context, pass_context
 from switchctl.web.snapshot import Watched
 
@@ -29,38 +30,24 @@ def page_file(name: str) -> bytes:
     return resources.files("switchctl.web").joinpath("page", name).read_bytes()
 
 
-def handler(switches: dict[str, Watched]) -> type[BaseHTTPRequestHandler]:
-    class Handler(BaseHTTPRequestHandler):
-        timeout = 30
-
+def handler(switches: dict[str, Watched]) -> type[QuietHandler]:
+    class Handler(QuietHandler):
         def do_GET(self) -> None:
             host = self.headers.get("Host", "").rpartition(":")[0]
             if host not in ("127.0.0.1", "localhost"):  # another name was made to lead here
-                self.answer(403, "text/plain", b"ask 127.0.0.1\n")
+                self.answer(403, "text/plain", b"ask 127.0.0.1\n", HEADERS)
                 return
             path = unquote(self.path.partition("?")[0])
             name = path.removeprefix("/") or "index.html"
             known = switches.get(path.removeprefix("/data/")) if path.startswith("/data/") else None
             if name in TYPES:
-                self.answer(200, TYPES[name], page_file(name))
+                self.answer(200, TYPES[name], page_file(name), HEADERS)
             elif path == "/switches":
-                self.answer(200, "application/json", json.dumps(list(switches)).encode())
+                self.answer(200, "application/json", json.dumps(list(switches)).encode(), HEADERS)
             elif known:
-                self.answer(200, "application/json", json.dumps(known.snapshot()).encode())
+                self.answer(200, "application/json", json.dumps(known.snapshot()).encode(), HEADERS)
             else:
-                self.answer(404, "text/plain", b"there is no such page\n")
-
-        def answer(self, status: int, kind: str, text: bytes) -> None:
-            self.send_response(status)
-            for name, value in HEADERS.items():
-                self.send_header(name, value)
-            self.send_header("Content-Type", kind)
-            self.send_header("Content-Length", str(len(text)))
-            self.end_headers()
-            self.wfile.write(text)
-
-        def log_message(self, *arguments: object) -> None:
-            pass
+                self.answer(404, "text/plain", b"there is no such page\n", HEADERS)
 
     return Handler
 

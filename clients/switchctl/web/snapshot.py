@@ -7,8 +7,8 @@ from dataclasses import asdict, dataclass, field
 from typing import Any
 
 from switch_rest import NotPossible, Switch, SwitchError, resources
+from switch_rest.plain import plain
 from switch_rest.rates import per_second
-from switchctl.output import plain
 
 MINUTES_SHOWN = 5
 SLOW_SECONDS = 30.0  # how old VLANs, names and neighbors may be
