@@ -73,6 +73,9 @@ def start_engine(folder: Path, profile: dict[str, Any] | None = None) -> Engine:
     environment = os.environ | {
         "SWITCHSIM_PROFILE": "profile.json",
         "SWITCHSIM_TRACE": "trace",
+        "TMPDIR": str(
+            folder
+        ),  # a process that cannot see this one would take its flash for left behind
     }
     with open(folder / "log", "ab") as log:
         process = subprocess.Popen([ENGINE], cwd=folder, env=environment, stdout=log, stderr=log)

@@ -179,9 +179,9 @@ def file_server(address: str = "127.0.0.1") -> Iterator[str]:
 def test_transfers_and_scripts(engine: Engine) -> None:
     with file_server() as url:
         script = switchctl(engine, "transfer", "script", f"{url}/a", "a.scr", "--progress")
-        assert script.exit_code == 0 and "completed successfully" in script.stdout
+        assert script.exit_code == 0 and "completed successfully" in script.stdout, script.stderr
         missing = switchctl(engine, "transfer", "image", f"{url}/missing", "--progress")
-        assert missing.exit_code == 1 and "HTTP status 404" in missing.stderr
+        assert missing.exit_code == 1 and "HTTP status 404" in missing.stderr, missing.stdout
     assert told(engine, "script", "list") == [{"filename": "a.scr"}]
     assert switchctl(engine, "script", "apply", "a.scr").exit_code == 0
     assert told(engine, "request", "GET", "/system")["data"]["infomation"]["hostname"] == "fetched"  # type: ignore
