@@ -1,0 +1,7 @@
+"""The section bgp of a switch."""
+
+from ansible_collections.tarvexia.switch.plugins.plugin_utils.switch_action import SectionAction
+
+
+class ActionModule(SectionAction):
+    section = "bgp"

@@ -1,0 +1,1 @@
+"""switchctl web: a page to look at a switch."""

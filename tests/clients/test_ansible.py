@@ -1,0 +1,221 @@
+"""The collection: its form, and a fleet of switches from nothing to a leaf-spine fabric."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+import threading
+import time
+from collections import Counter
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Any
+
+import pytest
+import yaml
+from engines import ROOT, wait_for
+from fleet import ENGINE, FleetSwitch, fleet, start, wait_listening
+from test_switchctl import file_server
+
+from switch_rest import connect, resources
+
+COLLECTION = ROOT / "clients/ansible"
+SPINES = 2
+SWITCHES = int(os.environ.get("FLEET", "6"))
+IN_NAMESPACE = os.environ.get("FLEET_NAMESPACE") == "1"
+
+needs_namespaces = pytest.mark.skipif(
+    not (IN_NAMESPACE and ENGINE.exists()),
+    reason="needs root, namespaces and the released engine (build/release)",
+)
+
+
+@pytest.fixture
+def environment(tmp_path: Path) -> dict[str, str]:
+    place = tmp_path / "collections/ansible_collections/tarvexia"
+    place.mkdir(parents=True)
+    (place / "switch").symlink_to(COLLECTION)
+    return os.environ | {
+        "ANSIBLE_COLLECTIONS_PATH": str(tmp_path / "collections"),
+        "ANSIBLE_CALLBACKS_ENABLED": "tarvexia.switch.end_sessions",
+        "ANSIBLE_CALLBACK_PLUGINS": str(ROOT / "tests/clients/callbacks"),
+        "RESULTS": str(tmp_path / "results"),
+        "ANSIBLE_FORKS": "10",
+        "ANSIBLE_LOCAL_TEMP": str(tmp_path / "ansible"),
+        "ANSIBLE_NOCOLOR": "1",
+        "HOME": str(tmp_path),
+    }
+
+
+def test_lint_and_documentation(environment: dict[str, str], tmp_path: Path) -> None:
+    if not shutil.which("ansible-lint"):
+        pytest.skip("there is no ansible-lint")
+    place = tmp_path / "collections/ansible_collections/tarvexia/switch"
+    command = ["ansible-lint", "--offline", "--profile", "production", "-q"]
+    done = subprocess.run(command, cwd=place, env=environment, capture_output=True, text=True)
+    assert done.returncode == 0, done.stdout + done.stderr
+    names = [f"tarvexia.switch.{one.stem}" for one in (COLLECTION / "plugins/modules").iterdir()]
+    shown = subprocess.run(
+        ["ansible-doc", "--json", *names], env=environment, capture_output=True, text=True
+    )
+    held = json.loads(shown.stdout)
+    assert set(held) == set(names) and len(names) == 9
+    assert {one.stem for one in (COLLECTION / "plugins/action").iterdir()} >= {
+        name.rsplit(".", 1)[1] for name in names
+    }
+
+
+@dataclass
+class Play:
+    """What a play did: its results in order, and how long it and the processors took."""
+
+    results: list[dict[str, Any]]
+    seconds: float
+    cpu: float
+
+    def hosts(self, *marks: str) -> dict[str, int]:
+        """How often a host has a result with one of the marks."""
+        return Counter(one["host"] for one in self.results if any(one.get(m) for m in marks))
+
+    def requests(self, host: str) -> int:
+        return sum(one.get("requests", 0) for one in self.results if one["host"] == host)
+
+
+def play(environment: dict[str, str], inventory: Path, book: Path, *options: str) -> Play:
+    command = ["ansible-playbook", "-i", str(inventory), str(book), *options]
+    results = Path(environment["RESULTS"])
+    results.unlink(missing_ok=True)
+    started, cpu = time.monotonic(), os.times()
+    done = subprocess.run(command, env=environment, capture_output=True, text=True)
+    taken, after = time.monotonic() - started, os.times()
+    cpu_taken = sum(after[2:4]) - sum(cpu[2:4])
+    assert results.exists(), done.stdout + done.stderr
+    return Play([json.loads(line) for line in results.read_text().splitlines()], taken, cpu_taken)
+
+
+def write_inventory(switches: list[FleetSwitch], top: Path) -> Path:
+    place = top / "inventory"
+    shutil.copytree(COLLECTION / "inventory", place)
+    children: dict[str, Any] = {"spines": {"hosts": {}}, "leaves": {"hosts": {}}}
+    for switch in switches:
+        kind = "spines" if switch.name.startswith("spine") else "leaves"
+        number = int(re.sub(r"\D", "", switch.name))
+        children[kind]["hosts"][switch.name] = {"ansible_host": switch.address, "number": number}
+    text = {"all": {"vars": {"ansible_password": "admin"}, "children": children}}
+    (place / "hosts.yml").write_text(yaml.safe_dump(text))
+    return place / "hosts.yml"
+
+
+def kill_during(switch: FleetSwitch, call: str) -> threading.Thread:
+    """Kills the switch in the middle of the play: once it has made a call."""
+
+    def run() -> None:
+        trace = switch.folder / "trace"
+        wait_for(call, lambda: f"{call}(" in trace.read_text() or None, 250)
+        assert switch.process
+        switch.process.kill()
+        switch.process.wait()
+
+    thread = threading.Thread(target=run)
+    thread.start()
+    return thread
+
+
+@needs_namespaces
+def test_a_fleet(environment: dict[str, str], tmp_path: Path) -> None:
+    leaves = SWITCHES - SPINES
+    names = [f"spine{n}" for n in (1, 2)] + [f"leaf{n}" for n in range(1, leaves + 1)]
+    with fleet(names, tmp_path) as switches:
+        inventory = write_inventory(switches, tmp_path)
+        site = COLLECTION / "playbooks/site.yml"
+        check = play(environment, inventory, site, "--check", "--diff", "--limit", "leaf1")
+        assert check.hosts("changed") == {"leaf1": 7} and not check.hosts("failed")
+        assert switches[2].calls("rpcclt_openapiVlanCreate") == 0
+        assert "vlan 10: absent" in check.results[0]["diff"]["before"]
+
+        victim = switches[-1]
+        killing = kill_during(victim, "rpcclt_openapiRtrIntfIpAddrAdd")
+        first = play(environment, inventory, site)
+        killing.join()
+        assert set(first.hosts("failed", "unreachable")) == {victim.name}
+        print(f"{SWITCHES} hosts from nothing: {first.seconds:.1f} s, processors {first.cpu:.1f} s")
+        print(f"requests: leaf {first.requests('leaf1')}, spine {first.requests('spine1')}")
+        for switch in switches[:-1]:
+            assert switch.calls("AuthenticateUser") == 1 + (switch.name == "leaf1"), switch.name
+
+        (victim.folder / "trace").unlink()
+        start(victim)
+        wait_listening(victim)
+        again = play(environment, inventory, site)
+        assert again.hosts("changed") == {victim.name: 7}
+        assert not again.hosts("failed", "unreachable")
+        print(f"again: {again.seconds:.1f} s, processors {again.cpu:.1f} s")
+        print(f"requests: leaf {again.requests('leaf1')}, spine {again.requests('spine1')}")
+        last = play(environment, inventory, site, "--limit", f"leaf1,spines,{victim.name}")
+        assert not last.hosts("changed", "failed", "unreachable")
+        look_at(switches[0], victim, leaves)
+        upgrade(environment, inventory, switches)
+
+
+def look_at(spine: FleetSwitch, leaf: FleetSwitch, leaves: int) -> None:
+    with connect(spine.address, "admin", "admin") as switch:
+        assert resources.interface(switch, leaves).addresses.ipv4 == f"10.1.{leaves}.0/31"
+        assert resources.neighbor(switch, f"10.1.{leaves}.1").asn == 65100 + leaves
+        sessions = switch.get("/login/RESTSessions")["rest_sessions"]
+        assert len(sessions) == 1  # the plays have ended theirs
+    with connect(leaf.address, "admin", "admin") as switch:
+        assert resources.vlan(switch, 10).members == {1: False, 2: False}
+        assert set(resources.lag(switch, 2).members) == {47, 48}
+        [routed] = resources.vlan_interfaces(switch)
+        assert (routed.vlan, routed.addresses.ipv4) == (10, f"172.16.{leaves}.1/24")
+        assert len(resources.policies(switch)) == 1
+
+
+def upgrade(environment: dict[str, str], inventory: Path, switches: list[FleetSwitch]) -> None:
+    """Two of them: the one whose image cannot be had stops before its restart."""
+    book = COLLECTION / "playbooks/upgrade.yml"
+    with file_server("10.255.255.254") as url:
+        for path, failures in (("image", {}), ("missing", {"spine1": 1})):
+            options = ["-e", f"upgrade_image_url={url}/{path}", "-e", "upgrade_pause=1"]
+            done = play(environment, inventory, book, *options, "--limit", "spine1")
+            assert done.hosts("failed", "unreachable") == failures, done.results[-1]
+    assert switches[0].calls("rpcclt_openapiSystemReloadSet") == 1
+
+
+@needs_namespaces
+def test_states_and_secrets(environment: dict[str, str], tmp_path: Path) -> None:
+    tasks = [
+        ({"vlans": {"config": {10: {}, 20: {}}}}, True),
+        ({"vlans": {"config": {10: {"name": "x"}}, "state": "overridden"}}, True),
+        ({"vlans": {"config": {10: {}}, "state": "deleted"}}, True),
+        ({"vlans": {"config": {10: {}}, "state": "deleted"}}, False),
+        ({"lags": {"config": {1: [47]}, "state": "replaced"}}, True),
+        ({"interfaces": {"config": {3: {"mtu": "{{ 9000 }}", "enabled": "{{ false }}"}}}}, True),
+        ({"bgp": {"config": {"networks": {"10.20.0.0/16": "r"}}}}, True),
+        ({"bgp": {"config": {"networks": {"10.20.0.0/16": "r"}}}}, False),
+        ({"request": {"method": "POST", "path": "/lag/1/port/47"}}, False),
+        ({"facts": {"gather_subset": ["system", "boxes"]}}, False),
+    ]
+    listed: list[dict[str, Any]] = []
+    for task, changed in tasks:
+        [(module, arguments)] = task.items()
+        check = {"register": "done", "failed_when": f"done.changed != {changed} or done.failed"}
+        listed.append({"name": "Try", f"tarvexia.switch.{module}": arguments, **check})
+    check = {"register": "wrong", "failed_when": "not wrong.failed"}
+    listed.append({"name": "Wrong", "tarvexia.switch.vlans": {"config": {5000: {}}}, **check})
+    with fleet(["sw1"], tmp_path) as [switch]:
+        book = tmp_path / "book.yml"
+        book.write_text(yaml.safe_dump([{"hosts": "all", "gather_facts": False, "tasks": listed}]))
+        inventory = tmp_path / "hosts.yml"
+        secret = {"ansible_host": switch.address, "ansible_password": "admin"}
+        inventory.write_text(yaml.safe_dump({"all": {"hosts": {"sw1": secret}}}))
+        done = play(environment, inventory, book)
+        assert not done.hosts("failed", "unreachable"), done.results[-1]
+        assert len(done.results) == len(listed)
+        secret["ansible_password"] = "not-to-be-seen-4711"
+        inventory.write_text(yaml.safe_dump({"all": {"hosts": {"sw1": secret}}}))
+        words = ["ansible-playbook", "-vvvv", "-i", str(inventory), str(book)]
+        loud = subprocess.run(words, env=environment, capture_output=True, text=True)
+        assert "Authentication failed" in loud.stdout
+        assert "not-to-be-seen-4711" not in loud.stdout + loud.stderr
