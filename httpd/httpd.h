@@ -31,10 +31,10 @@ struct mg_connection {
   uint16_t remote_port;
   uint16_t local_port;
   int num_headers;
-  mg_header http_headers[MG_MAX_HEADERS];  // in order of arrival
-  char* content;                           // body bytes that have arrived
-  size_t content_len;                      // how many there are
-  int is_websocket;                        // 1 after a WebSocket upgrade
+  mg_header* http_headers;  // in order of arrival
+  char* content;            // body bytes that have arrived
+  size_t content_len;       // how many there are
+  int is_websocket;         // 1 after a WebSocket upgrade
   int status_code;         // of the response being written, 0 before its status line; of a response
                            // that was received: its status
   int wsbits;              // first byte of the current WebSocket frame

@@ -66,19 +66,18 @@ struct connection {
   enum endpoint_type endpoint_type;
   void (*release_endpoint)(connection* conn);  // frees what the endpoint holds, or null
   char* path_info;                             // owned
-  char* request;                               // owned copy of the header block, split in place
-  char* written_target;                        // behind it: the request's target as it came
-  int64_t num_bytes_recv;                      // received for this request, header block included
-  int64_t cl;                                  // Content-Length; of a file: bytes left to send
-  int request_len;        // length of the header block; 0 incomplete, negative malformed
-  char* proxy_request;    // owned copy of the header block as it came, when proxying is on
-  bool is_in_message;     // a fragmented WebSocket message is under way
-  bool is_in_text;        // the WebSocket message is a text
-  utf8_state text_state;  // of that text
-  bool handler_called;    // with MG_REQUEST, for this request
-  bool is_encoded;        // the request has a Transfer-Encoding
-  bool must_close;        // where this request ends is not clear, or it is not read to its end
-  bool is_over;           // a request has ended while what had been received was looked at
+  char* written_target;    // the request's target as it came, where its headers are
+  int64_t num_bytes_recv;  // received for this request, header block included
+  int64_t cl;              // Content-Length; of a file: bytes left to send
+  int request_len;         // length of the header block; 0 incomplete, negative malformed
+  char* proxy_request;     // owned copy of the header block as it came, when proxying is on
+  bool is_in_message;      // a fragmented WebSocket message is under way
+  bool is_in_text;         // the WebSocket message is a text
+  utf8_state text_state;   // of that text
+  bool handler_called;     // with MG_REQUEST, for this request
+  bool is_encoded;         // the request has a Transfer-Encoding
+  bool must_close;         // where this request ends is not clear, or it is not read to its end
+  bool is_over;            // a request has ended while what had been received was looked at
   // By the manager's clock: when the client last brought the request on as it should (0: nothing of
   // one has come), and since when the connection has been without one.
   int64_t progress_ms;

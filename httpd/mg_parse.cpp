@@ -161,7 +161,7 @@ static mg_header split_header_line(char* line)
 // Returns where it has stopped.
 static const char* parse_http_headers(char* lines, struct mg_connection* view)
 {
-  const int capacity = static_cast<int>(std::size(view->http_headers));
+  const int capacity = MG_MAX_HEADERS;
   while (view->num_headers < capacity) {
     char* line = cut_token(&lines, "\r\n");
     mg_header header = split_header_line(line);

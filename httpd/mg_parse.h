@@ -17,7 +17,8 @@ struct mg_vec {
 int get_request_len(const char* buf, size_t len);
 
 // Splits the header block of `len` bytes (as measured by get_request_len) in place and points the
-// view's strings into it; the block must live as long as the view is read. Its last byte becomes
+// view's strings into it; the block must live as long as the view is read.
+// The view has room for MG_MAX_HEADERS headers. Its last byte becomes
 // the terminator of the last string. Returns `len`, or -1 when the block is neither a request nor
 // a response. all_parsed (null allowed) tells whether no header was left out.
 int parse_http_message(char* buf, size_t len, struct mg_connection* view,

@@ -52,10 +52,10 @@ static void release_endpoint(connection* conn)
 void release_request(connection* conn)
 {
   release_endpoint(conn);
-  free(conn->request);
+  free(conn->mg_conn.http_headers);
   free(conn->path_info);
   free(conn->proxy_request);
-  conn->request = conn->path_info = conn->written_target = conn->proxy_request = nullptr;
+  conn->path_info = conn->written_target = conn->proxy_request = nullptr;
   conn->is_in_message = false;
   conn->num_bytes_recv = conn->cl = 0;
   conn->request_len = REQUEST_INCOMPLETE;
@@ -63,6 +63,7 @@ void release_request(connection* conn)
   conn->progress_ms = conn->progress_bytes = 0;
 
   mg_connection* c = &conn->mg_conn;
+  c->http_headers = nullptr;
   c->request_method = c->uri = c->http_version = c->query_string = nullptr;
   c->content = nullptr;
   c->content_len = 0;

@@ -122,6 +122,10 @@ static char* copy_target(char* block, size_t length)
   return copy;
 }
 
+// Only a connection with a request has room for headers: an idle one is to be small. The copy of
+// the block, split in place, and its target stand behind them.
+static constexpr size_t HEADERS_SIZE = MG_MAX_HEADERS * sizeof(mg_header);
+
 static void try_parse(connection* conn)
 {
   iobuf* io = &conn->ns_conn->recv_iobuf;
@@ -129,20 +133,22 @@ static void try_parse(connection* conn)
       (conn->request_len = get_request_len(io->buf, io->len)) <= 0)
     return;
   size_t length = static_cast<size_t>(conn->request_len);
-  conn->request = static_cast<char*>(malloc(2 * length));
-  if (!conn->request) {
+  mg_header* headers = static_cast<mg_header*>(malloc(HEADERS_SIZE + 2 * length));
+  if (!headers) {
     conn->request_len = REQUEST_INCOMPLETE;
     ns_break_conn(conn->ns_conn);
     return;
   }
-  memcpy(conn->request, io->buf, length);
-  conn->request[length - 1] = '\0';
-  conn->written_target = copy_target(conn->request, length);
+  conn->mg_conn.http_headers = headers;
+  char* block = static_cast<char*>(static_cast<void*>(headers)) + HEADERS_SIZE;
+  memcpy(block, io->buf, length);
+  block[length - 1] = '\0';
+  conn->written_target = copy_target(block, length);
   if (mg_option_value(conn->server, ENABLE_PROXY))
     if (!(conn->proxy_request = strndup(io->buf, length)))
       ns_break_conn(conn->ns_conn);
   bool all_parsed;
-  conn->request_len = parse_http_message(conn->request, length, &conn->mg_conn, &all_parsed);
+  conn->request_len = parse_http_message(block, length, &conn->mg_conn, &all_parsed);
   if (conn->request_len > 0)
     read_body_length(conn, io->buf, all_parsed);
   iobuf_remove(io, length);

@@ -33,7 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 
   // Bytes that are no header block must be survived as well: blocks come from other callers too.
   std::vector<char> block(input.begin(), len > 0 ? input.begin() + len : input.end());
+  mg_header headers[MG_MAX_HEADERS];
   mg_connection view = {};
+  view.http_headers = headers;
   mg_end_is_clear(block.data(), block.size());
   const int parsed = parse_http_message(block.data(), block.size(), &view);
   require(parsed == -1 || parsed == static_cast<int>(block.size()));
