@@ -228,7 +228,8 @@ static bool mentions_end(header_line block)
 static bool take_header_line(const char** rest, const char* end, header_line* line)
 {
   do {
-    const void* feed = memchr(*rest, '\n', static_cast<size_t>(end - *rest));
+    const size_t left = static_cast<size_t>(end - *rest);
+    const void* feed = left > 0 ? memchr(*rest, '\n', left) : nullptr;
     if (feed == nullptr) {
       return false;
     }
