@@ -1,8 +1,11 @@
 # REST_VERSION: the project's version and, in a checkout, the commit that is built ("0.1.0 (f15b094)").
 set(REST_VERSION ${PROJECT_VERSION})
-execute_process(
-  COMMAND git rev-parse --short=7 HEAD WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
-  OUTPUT_VARIABLE commit OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+set(commit "")
+if(EXISTS ${CMAKE_SOURCE_DIR}/.git)
+  execute_process(
+    COMMAND git rev-parse --short=7 HEAD WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+    OUTPUT_VARIABLE commit OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+endif()
 if(commit)
   string(APPEND REST_VERSION " (${commit})")
   execute_process(

@@ -13,6 +13,8 @@ TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils php
 # Node may have come from elsewhere, with npm in the same package.
 command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
 command -v npm >/dev/null || TEST_PACKAGES+=(npm)
+# What builds and checks the Debian packages, and what runs them in a container.
+PACKAGE_PACKAGES=(debhelper dpkg-dev git lintian mandoc procps python3 systemd systemd-container)
 
 die() {
   echo "$(basename "$0"): $*" >&2
