@@ -7,6 +7,8 @@ BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev
 # The clients and servers that the tests talk to, and what their scripts need.
 TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl
   busybox)
+# Real ports behind the switch: what the laboratory runs, and what the engine reaches it with.
+LAB_PACKAGES=(libmnl-dev openvswitch-switch frr iproute2 iputils-ping ethtool tcpdump python3)
 # Node may have come from elsewhere, with npm in the same package.
 command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
 command -v npm >/dev/null || TEST_PACKAGES+=(npm)
