@@ -292,16 +292,23 @@ def create(name: str, hosts: dict[str, list[int]]) -> Laboratory:
 # ---- what scripts/lab does ----
 
 
+def command_line(pid: int) -> str:
+    """Empty when there is no such process, or one that has ended."""
+    try:
+        return Path(f"/proc/{pid}/cmdline").read_text(errors="replace")
+    except OSError:
+        return ""
+
+
 def clear_left_over() -> None:
     """What a laboratory left that was killed."""
     if not RUNNING.exists():
         return
     left = json.loads(RUNNING.read_text())
-    if Path(f"/proc/{left['pid']}").exists():
+    if Path(__file__).name in command_line(left["pid"]):
         raise LaboratoryError(f"one is running already (process {left['pid']})")
     for pid in left["processes"]:
-        command = Path(f"/proc/{pid}/cmdline")
-        if command.exists() and left["folder"] in command.read_text(errors="replace"):
+        if left["folder"] in command_line(pid) or "restful_api_engine" in command_line(pid):
             os.kill(pid, signal.SIGTERM)
     for space in left["namespaces"]:
         subprocess.run(["ip", "netns", "del", space], capture_output=True, check=False)
