@@ -30,8 +30,8 @@ open_error_t rpcclt_openapiLagMaxMemberCountGet(openapiClientHandle_t* client_ha
 open_error_t rpcclt_openapiLagMembersGet(openapiClientHandle_t* client_handle, uint32_t lagIfNum,
                                          uint32_t* count, open_buffdesc* members);
 
-// A port is in one group at most. OPEN_E_EXISTS: already in this one; OPEN_E_FAIL: in another;
-// OPEN_E_FULL; OPEN_E_NOT_FOUND: not a member, no such group or no such port.
+// A port is in one group at most. OPEN_E_EXISTS: already in this one; OPEN_E_FAIL: in another, or
+// it routes; OPEN_E_FULL; OPEN_E_NOT_FOUND: not a member, no such group or no such port.
 open_error_t rpcclt_openapiLagPortAdd(openapiClientHandle_t* client_handle, uint32_t lagIfNum,
                                       uint32_t ifNum);
 open_error_t rpcclt_openapiLagPortDelete(openapiClientHandle_t* client_handle, uint32_t lagIfNum,

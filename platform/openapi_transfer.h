@@ -12,7 +12,7 @@ extern "C" {
 // Starts a transfer from or to the URL and answers at once. file names what is transferred on the
 // switch. Both texts end at their terminating zero; the sizes count it and may be larger.
 // OPEN_E_UNAVAIL: one is running; OPEN_E_ERROR: it could not be started; OPEN_E_PARAM: a URL or
-// name that the switch refuses.
+// name that the switch refuses; OPEN_E_RPC: the switch restarts.
 open_error_t rpcclt_openapiTransferFileDownload(openapiClientHandle_t* client_handle,
                                                 open_buffdesc* url, open_buffdesc* file);
 open_error_t rpcclt_openapiTransferFileUpload(openapiClientHandle_t* client_handle,

@@ -75,6 +75,7 @@ open_error_t openapiVlanIfParticipationStatusGet(openapiClientHandle_t* client_h
 open_error_t rpcclt_openapiVlanIfParticipationGet(openapiClientHandle_t* client_handle,
                                                   uint32_t vid, uint32_t ifNum,
                                                   OPEN_VLAN_PARTICIPATION_MODE_t* mode);
+// OPEN_E_UNAVAIL: the interface is in mode access or trunk, or a port channel decides for it.
 open_error_t rpcclt_openapiVlanIfParticipationSet(openapiClientHandle_t* client_handle,
                                                   uint32_t vid, uint32_t ifNum,
                                                   OPEN_VLAN_PARTICIPATION_MODE_t mode);

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "switchsim/sim_links.h"
+
 namespace
 {
 struct sim_key_t {
@@ -98,6 +100,7 @@ std::string sim_areas_reset(const std::string& profile)
   if (!error.empty() || !keys_known(top) || !areas_reset(top)) {
     areas_reset({});
   }
+  sim_links_restart();
   sim_config_deliver();
   sim_config_load();
   return error;

@@ -51,6 +51,7 @@ bool sim_script_scripts_parse(const sim_json_t& json);
 
 // What the areas with configuration give of themselves (sim_config.h).
 sim_config_area_t sim_lag_config();
+sim_config_area_t sim_lag_members_config();
 sim_config_area_t sim_vlan_config();
 sim_config_area_t sim_routing_config();
 sim_config_area_t sim_if_config();

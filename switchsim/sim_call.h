@@ -19,6 +19,7 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -48,8 +49,8 @@ sim_turn_t sim_turn_take(const char* name);
 void sim_turn_misfit(const char* name);
 
 bool sim_registered(const openapiClientHandle_t* handle);
-// OPEN_E_RPC without registration, OPEN_E_UNAVAIL while the switch starts again.
-open_error_t sim_answerable(const openapiClientHandle_t* handle);
+// OPEN_E_RPC without registration, away while the switch starts again.
+open_error_t sim_answerable(const openapiClientHandle_t* handle, open_error_t away);
 
 // Opens the trace file that the environment names, if any; false and a line on standard error when
 // it cannot.
@@ -197,21 +198,21 @@ bool sim_replace(const sim_out_t<T>& out, const sim_fault_value_t& value)
 
 // ---- the call ----
 
-// For calls that have no registered client yet; everything else uses sim_call. The result may be an
-// open_error_t or, for the calls that return it, a plain value: a fault's "value" replaces that
-// one.
+// The result may be an open_error_t or, for the calls that return it, a plain value: a fault's
+// "value" replaces that one.
 template <class Work, class... Args>
-auto sim_run(const char* name, Work work, Args... args) -> decltype(work())
+auto sim_run_or_throw(const char* name, Work work, Args... args) -> decltype(work())
 {
   typedef decltype(work()) result_t;
   constexpr bool returns_value = !std::is_same_v<result_t, open_error_t>;
   const sim_turn_t turn = sim_turn_take(name);
   const bool usable = (sim_usable(args) && ...);
+  const bool has_value = turn.value.kind != sim_fault_value_t::NONE;
 
   result_t result;
   if (!usable) {
     result = static_cast<result_t>(OPEN_E_PARAM);
-  } else if (turn.has_result && turn.result != OPEN_E_NONE) {
+  } else if (turn.has_result && (turn.result != OPEN_E_NONE || !has_value)) {
     result = static_cast<result_t>(turn.result);
   } else {
     result = work();
@@ -219,7 +220,7 @@ auto sim_run(const char* name, Work work, Args... args) -> decltype(work())
       result = OPEN_E_NONE;
     }
   }
-  if (usable && turn.value.kind != sim_fault_value_t::NONE) {
+  if (usable && has_value) {
     bool replaced = false;
     if constexpr (returns_value) {
       replaced = sim_replace(sim_out(&result), turn.value);
@@ -243,15 +244,34 @@ auto sim_run(const char* name, Work work, Args... args) -> decltype(work())
   return result;
 }
 
+// For calls that have no registered client yet; everything else uses sim_call. Memory that runs out
+// is the switch's own trouble, and no end of the process.
+template <class Work, class... Args>
+auto sim_run(const char* name, Work work, Args... args) -> decltype(work())
+{
+  try {
+    return sim_run_or_throw(name, work, args...);
+  } catch (const std::bad_alloc&) {
+    return static_cast<decltype(work())>(OPEN_E_INTERNAL);
+  }
+}
+
+// With another answer than OPEN_E_UNAVAIL while the switch starts again.
+template <class Work, class... Args>
+auto sim_call_or(open_error_t away, const char* name, const openapiClientHandle_t* handle,
+                 Work work, Args... args) -> decltype(work())
+{
+  const auto registered_work = [&] {
+    const open_error_t answerable = sim_answerable(handle, away);
+    return answerable == OPEN_E_NONE ? work() : static_cast<decltype(work())>(answerable);
+  };
+  return sim_run(name, registered_work, args...);
+}
 template <class Work, class... Args>
 auto sim_call(const char* name, const openapiClientHandle_t* handle, Work work, Args... args)
     -> decltype(work())
 {
-  const auto registered_work = [&] {
-    const open_error_t answerable = sim_answerable(handle);
-    return answerable == OPEN_E_NONE ? work() : static_cast<decltype(work())>(answerable);
-  };
-  return sim_run(name, registered_work, args...);
+  return sim_call_or(OPEN_E_UNAVAIL, name, handle, work, args...);
 }
 
 // The calls that do nothing but read one value, or hand one value to a procedure.

@@ -60,23 +60,28 @@ bool sim_registered(const openapiClientHandle_t* handle)
   return handle != nullptr && handle->opaque[0] == REGISTERED;
 }
 
-open_error_t sim_answerable(const openapiClientHandle_t* handle)
+open_error_t sim_answerable(const openapiClientHandle_t* handle, open_error_t away)
 {
   if (!sim_registered(handle)) {
     return OPEN_E_RPC;
   }
-  return sim_ready() ? OPEN_E_NONE : OPEN_E_UNAVAIL;
+  return sim_ready() ? OPEN_E_NONE : away;
 }
 
 open_error_t openapiClientRegister(const char* name, openapiClientHandle_t* client_handle)
 {
-  const bool ready = sim_trace_open() && sim_start();
+  open_error_t ready = OPEN_E_INTERNAL;
+  try {
+    ready = sim_trace_open() && sim_start() ? OPEN_E_NONE : OPEN_E_FAIL;
+  } catch (const std::bad_alloc&) {
+    fprintf(stderr, "switchsim: out of memory\n");
+  }
   const auto work = [&] {
     if (client_handle == nullptr) {
       return OPEN_E_PARAM;
     }
-    if (!ready) {
-      return OPEN_E_FAIL;
+    if (ready != OPEN_E_NONE) {
+      return ready;
     }
     *client_handle = {};
     client_handle->opaque[0] = REGISTERED;

@@ -3,14 +3,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <new>
 #include <vector>
 
 #include "platform/openapi_system.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_flash.h"
-#include "switchsim/sim_ports.h"
+#include "switchsim/sim_links.h"
 #include "switchsim/sim_state.h"
+#include "switchsim/sim_tcam.h"
 #include "switchsim/sim_transfer.h"
 
 namespace
@@ -28,10 +30,6 @@ open_error_t save_run(const sim_cli_args_t&)
 {
   save_asked = true;
   return OPEN_E_NONE;
-}
-
-void nothing_clear()
-{
 }
 
 sim_restore_t save_state_keep()
@@ -52,11 +50,12 @@ constexpr sim_command_t WHOLE_COMMANDS[] = {
 // In the order in which configuration is written; each relies on those before it. What is kept of
 // the save state comes last, so that putting back the others does not count as a change.
 const sim_config_area_t CONFIG_AREAS[] = {
-    sim_config_area(save_state_keep, nothing_clear, clear_write, WHOLE_COMMANDS),
+    sim_config_area(save_state_keep, sim_nothing_clear, clear_write, WHOLE_COMMANDS),
     sim_lag_config(),
     sim_vlan_config(),
     sim_routing_config(),
     sim_if_config(),
+    sim_lag_members_config(),
     sim_bgp_config(),
     sim_tcam_config(),
     sim_system_config(),
@@ -69,6 +68,7 @@ open_error_t clear_run(const sim_cli_args_t&)
 {
   std::for_each(std::rbegin(CONFIG_AREAS), std::rend(CONFIG_AREAS),
                 [](const sim_config_area_t& area) { area.clear(); });
+  sim_links_replaced();
   sim_config_changed();
   return OPEN_E_NONE;
 }
@@ -111,6 +111,15 @@ bool lines_run(const std::string& script, std::string& error)
 }
 }  // namespace
 
+sim_restore_t sim_nothing_keep()
+{
+  return [] {};
+}
+
+void sim_nothing_clear()
+{
+}
+
 sim_restore_t sim_config_keep()
 {
   std::vector<sim_restore_t> kept;
@@ -121,6 +130,7 @@ sim_restore_t sim_config_keep()
     for (const sim_restore_t& restore : kept) {
       restore();
     }
+    sim_links_replaced();
   };
 }
 
@@ -137,9 +147,15 @@ bool sim_config_run(const std::string& script, std::string& error)
 {
   const sim_restore_t restore = sim_config_keep();
   save_asked = false;
-  bool done = lines_run(script, error);
-  if (done && save_asked && sim_config_save() != OPEN_E_NONE) {
-    error = "the configuration cannot be saved";
+  bool done = false;
+  try {
+    done = lines_run(script, error);
+    if (done && save_asked && sim_config_save() != OPEN_E_NONE) {
+      error = "the configuration cannot be saved";
+      done = false;
+    }
+  } catch (const std::bad_alloc&) {
+    error = "out of memory";
     done = false;
   }
   if (!done) {
@@ -198,6 +214,7 @@ open_error_t sim_reload(uint32_t mode)
   delivered();
   sim_links_restart();
   sim_counters_reset();
+  sim_tcam_restart();
   sim_config_load();
   sim_ready_after(RELOAD_MS[mode]);
   return OPEN_E_NONE;

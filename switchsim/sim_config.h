@@ -32,6 +32,10 @@ constexpr sim_config_area_t sim_config_area(sim_restore_t (*keep)(), void (*clea
   return {keep, clear, write, commands, N};
 }
 
+// For rows without a state of their own.
+sim_restore_t sim_nothing_keep();
+void sim_nothing_clear();
+
 // Copies the state of all areas, and whether it is saved.
 sim_restore_t sim_config_keep();
 

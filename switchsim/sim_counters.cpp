@@ -1,15 +1,16 @@
 // Traffic counters: while an interface has link, the same mix of frames passes it round after
 // round, each interface at its own pace. So all counters agree with each other at any time.
-#include "switchsim/sim_counters.h"
-
 #include <algorithm>
 #include <array>
 #include <iterator>
 #include <map>
+#include <vector>
 
 #include "platform/openapi_if.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_lag.h"
+#include "switchsim/sim_links.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 
@@ -136,7 +137,7 @@ uint64_t round_ms(const sim_if_t& intf)
 
 uint64_t rate_of(const sim_if_t& intf, OPEN_COUNTER_ID_t id)
 {
-  if (!sim_if_link_up(intf)) {
+  if (!sim_link_up(intf.number)) {
     return 0;
   }
   const auto per_second = [&](uint64_t round) { return round * 1000 / round_ms(intf); };
@@ -155,7 +156,7 @@ uint64_t rate_of(const sim_if_t& intf, OPEN_COUNTER_ID_t id)
 // Since the interface exists, whatever was cleared.
 uint64_t counted(const sim_if_t& intf, OPEN_COUNTER_ID_t id)
 {
-  return sim_if_up_ms(intf) / round_ms(intf) * ROUND[id];
+  return sim_link_up_ms(intf.number) / round_ms(intf) * ROUND[id];
 }
 
 // Finds the interface of a call about one of its counters.
@@ -168,6 +169,18 @@ open_error_t counter_find(OPEN_COUNTER_ID_t id, uint32_t number, const sim_if_t*
   return keeps(*intf, id) ? OPEN_E_NONE : OPEN_E_NOT_FOUND;
 }
 
+uint64_t value_of(const sim_if_t& intf, OPEN_COUNTER_ID_t id)
+{
+  return is_rate(id) ? rate_of(intf, id) : counted(intf, id) - cleared[intf.number][id];
+}
+
+// What passes a group passes its members, which do the counting.
+std::vector<uint32_t> counting(const sim_if_t& intf)
+{
+  return intf.type == OPEN_INTF_TYPE_LAG ? sim_lag_members(intf.number)
+                                         : std::vector<uint32_t>{intf.number};
+}
+
 open_error_t counter_get(OPEN_COUNTER_ID_t id, uint32_t number, uint64_t& value)
 {
   const sim_if_t* intf = nullptr;
@@ -175,8 +188,18 @@ open_error_t counter_get(OPEN_COUNTER_ID_t id, uint32_t number, uint64_t& value)
   if (result != OPEN_E_NONE) {
     return result;
   }
-  return sim_give(value,
-                  is_rate(id) ? rate_of(*intf, id) : counted(*intf, id) - cleared[number][id]);
+  value = 0;
+  for (const uint32_t member : counting(*intf)) {
+    value += value_of(*sim_if_find(member), id);
+  }
+  return OPEN_E_NONE;
+}
+
+void counter_clear(OPEN_COUNTER_ID_t id, const sim_if_t& intf)
+{
+  for (const uint32_t member : counting(intf)) {
+    cleared[member][id] = counted(*sim_if_find(member), id);
+  }
 }
 
 open_error_t counter_reset(OPEN_COUNTER_ID_t id, uint32_t number)
@@ -184,7 +207,7 @@ open_error_t counter_reset(OPEN_COUNTER_ID_t id, uint32_t number)
   const sim_if_t* intf = nullptr;
   const open_error_t result = counter_find(id, number, intf);
   if (result == OPEN_E_NONE) {
-    cleared[number][id] = counted(*intf, id);
+    counter_clear(id, *intf);
   }
   return result;
 }
@@ -196,7 +219,10 @@ open_error_t counters_reset(uint32_t number)
     return OPEN_E_PARAM;
   }
   for (size_t id = 0; id < COUNTERS; id++) {
-    cleared[number][id] = counted(*intf, static_cast<OPEN_COUNTER_ID_t>(id));
+    const auto counter = static_cast<OPEN_COUNTER_ID_t>(id);
+    if (keeps(*intf, counter)) {
+      counter_clear(counter, *intf);
+    }
   }
   return OPEN_E_NONE;
 }
@@ -205,11 +231,6 @@ open_error_t counters_reset(uint32_t number)
 void sim_counters_reset()
 {
   cleared.clear();
-}
-
-void sim_counters_if_removed(uint32_t number)
-{
-  cleared.erase(number);
 }
 
 open_error_t rpcclt_openapiStatGet(openapiClientHandle_t* client_handle,

@@ -1,13 +1,12 @@
 #include "switchsim/sim_flash.h"
 
 #include <fcntl.h>
-#include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
@@ -23,17 +22,56 @@ constexpr size_t NAME_MAX_LENGTH = 64;
 constexpr char PART_MARK = '~';  // in the name of a file that is being written, and in no other
 constexpr uint32_t SIZE_DEFAULT = 1u << 30;
 
+// Opens a temporary folder and takes it for this process; -1 when another one has it. The lock goes
+// with the process, however it ends.
+int folder_take(const std::string& path)
+{
+  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  struct stat taken = {};
+  struct stat there = {};
+  // who takes a folder for a stale one may have removed it in between
+  if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0 && fstat(fd, &taken) == 0 &&
+      stat(path.c_str(), &there) == 0 && taken.st_ino == there.st_ino &&
+      taken.st_uid == geteuid()) {
+    return fd;
+  }
+  if (fd >= 0) {
+    close(fd);
+  }
+  return -1;
+}
+
+constexpr char FOLDER_NAME[] = "switchsim-";
+constexpr char FOLDER_RANDOM[] = "XXXXXX";
+
+// "switchsim-PID-" and six letters or digits.
+bool folder_name_ok(const std::string& name)
+{
+  const size_t start = sizeof FOLDER_NAME - 1;
+  const size_t dash = name.rfind('-');
+  const auto all = [&](size_t from, size_t to, int (*is)(int)) {
+    return std::all_of(name.begin() + from, name.begin() + to,
+                       [&](unsigned char c) { return is(c) != 0; });
+  };
+  return name.compare(0, start, FOLDER_NAME) == 0 && dash > start &&
+         name.size() - dash == sizeof FOLDER_RANDOM && all(start, dash, isdigit) &&
+         all(dash + 1, name.size(), isalnum);
+}
+
 // Of processes that were killed and could not clean up.
 void stale_folders_remove(const fs::path& where)
 {
   std::error_code error;
   for (fs::directory_iterator entry(where, error), end; !error && entry != end;
        entry.increment(error)) {
-    int pid = 0;
-    std::error_code ignored;
-    if (sscanf(entry->path().filename().c_str(), "switchsim-%d-", &pid) == 1 && pid > 0 &&
-        kill(pid, 0) != 0 && errno == ESRCH) {
+    if (!folder_name_ok(entry->path().filename().string())) {
+      continue;
+    }
+    const int fd = folder_take(entry->path().string());
+    if (fd >= 0) {
+      std::error_code ignored;
       fs::remove_all(entry->path(), ignored);
+      close(fd);
     }
   }
 }
@@ -41,21 +79,28 @@ void stale_folders_remove(const fs::path& where)
 // A folder of this process alone, gone with it.
 struct temporary_folder_t {
   std::string path;
+  int fd = -1;
 
   temporary_folder_t()
   {
     std::error_code error;
     const fs::path where = fs::temp_directory_path(error);
     stale_folders_remove(where);
-    path = (where / ("switchsim-" + std::to_string(getpid()) + "-XXXXXX")).string();
-    if (mkdtemp(path.data()) == nullptr) {
-      perror("switchsim: flash");
+    const std::string name = FOLDER_NAME + std::to_string(getpid()) + "-" + FOLDER_RANDOM;
+    while (fd < 0) {
+      path = (where / name).string();
+      if (mkdtemp(path.data()) == nullptr) {
+        perror("switchsim: flash");
+        return;
+      }
+      fd = folder_take(path);
     }
   }
   ~temporary_folder_t()
   {
     std::error_code error;
     fs::remove_all(path, error);
+    close(fd);
   }
 };
 
@@ -88,14 +133,20 @@ void each_file(Visit visit)
   }
 }
 
+// "NAME~number"
+bool is_part(const std::string& name)
+{
+  const size_t mark = name.find(PART_MARK);
+  return mark != name.npos && mark + 1 < name.size() && sim_flash_name_ok(name.substr(0, mark)) &&
+         name.find_first_not_of("0123456789", mark + 1) == name.npos;
+}
+
 // What a stop in the middle of a transfer has left.
 void parts_remove()
 {
   each_file([](const fs::directory_entry& entry) {
-    const std::string name = entry.path().filename().string();
     std::error_code ignored;
-    if (sim_flash_name_ok(name.substr(0, name.find(PART_MARK))) &&
-        name.find(PART_MARK) != name.npos) {
+    if (is_part(entry.path().filename().string())) {
       fs::remove(entry.path(), ignored);
     }
   });

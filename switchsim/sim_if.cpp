@@ -4,6 +4,7 @@
 
 #include "switchsim/sim_base.h"
 #include "switchsim/sim_call.h"
+#include "switchsim/sim_links.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
 
@@ -64,12 +65,12 @@ OPEN_PORT_DUPLEX_t duplex_of(const sim_if_t& intf)
   }
   const bool fixed =
       intf.type == OPEN_INTF_TYPE_PHY && auto_neg_of(intf) == OPEN_PORT_AUTO_NEG_DISABLE;
-  return fixed || sim_if_link_up(intf) ? OPEN_PORT_DUPLEX_FULL : OPEN_PORT_DUPLEX_UNKNOWN;
+  return fixed || sim_link_up(intf.number) ? OPEN_PORT_DUPLEX_FULL : OPEN_PORT_DUPLEX_UNKNOWN;
 }
 
 OPEN_LINK_STATE_t link_of(const sim_if_t& intf)
 {
-  return sim_if_link_up(intf) ? OPEN_LINK_UP : OPEN_LINK_DOWN;
+  return sim_link_up(intf.number) ? OPEN_LINK_UP : OPEN_LINK_DOWN;
 }
 
 // What every setting does: finds an interface that can be set, judges the value, and takes it.
@@ -86,7 +87,6 @@ open_error_t if_set(uint32_t number, Check check, Take take)
   }
   const open_error_t result = check(*intf);
   if (result == OPEN_E_NONE) {
-    sim_links_settle();
     take(*intf);
     sim_if_changed(number);
   }
@@ -171,8 +171,11 @@ open_error_t sim_if_speed_set(uint32_t number, OPEN_PORT_SPEEDS_t speed)
 
 open_error_t sim_if_mtu_set(uint32_t number, uint32_t mtu)
 {
-  const auto check = [&](const sim_if_t&) {
-    return param_unless(mtu >= MTU_MIN && mtu <= MTU_MAX);
+  const auto check = [&](const sim_if_t& intf) {
+    if (mtu < MTU_MIN || mtu > MTU_MAX) {
+      return OPEN_E_PARAM;
+    }
+    return intf.group == 0 ? OPEN_E_NONE : OPEN_E_UNAVAIL;
   };
   return if_set(number, check, [&](sim_if_t& intf) { intf.mtu = mtu; });
 }
@@ -267,7 +270,9 @@ open_error_t rpcclt_openapiIfMacAddrGet(openapiClientHandle_t* client_handle, ui
 open_error_t openapiIfMtuSizeGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
                                  uint32_t* mtuSize)
 {
-  const auto get = [](const sim_if_t& intf) { return intf.mtu; };
+  const auto get = [](const sim_if_t& intf) {
+    return sim_if_find(sim_if_forwarder(intf.number))->mtu;
+  };
   return get_call(__func__, client_handle, ifNum, mtuSize, get);
 }
 

@@ -3,34 +3,32 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <set>
 #include <string>
+#include <vector>
 
 #include "platform/openapi_lag.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_config.h"
+#include "switchsim/sim_links.h"
 #include "switchsim/sim_ports.h"
+#include "switchsim/sim_routing.h"
 #include "switchsim/sim_state.h"
+#include "switchsim/sim_tcam.h"
 
 namespace
 {
 constexpr uint32_t MEMBERS_MAX = 8;
 constexpr uint32_t NAME_MAX_LENGTH = 15;
 
-struct lag_t {
-  std::string name;
-  std::set<uint32_t> ports;
-};
-
-std::map<uint32_t, lag_t> lags;  // by interface number
+std::map<uint32_t, std::string> lags;  // names, by interface number
 
 uint32_t channel_id_of(uint32_t number)
 {
   return number - sim_numbering().lag_first + 1;
 }
 
-lag_t* lag_find(uint32_t number)
+std::string* lag_find(uint32_t number)
 {
   const auto found = lags.find(number);
   return found == lags.end() ? nullptr : &found->second;
@@ -41,97 +39,114 @@ std::string name_when_new(uint32_t number)
   return "ch" + std::to_string(channel_id_of(number));
 }
 
-lag_t& lag_add(uint32_t number)
+void lag_add(uint32_t number)
 {
+  lags[number] = name_when_new(number);
   const std::string id = std::to_string(channel_id_of(number));
   sim_if_add(number, OPEN_INTF_TYPE_LAG, "lag " + id).speed = OPEN_PORTCTRL_PORTSPEED_LAG;
-  lags[number] = {name_when_new(number), {}};
-  return lags[number];
 }
 
-// What stands in the way of a port's joining the group.
-open_error_t port_add_check(const lag_t& lag, uint32_t port)
+// What stands in the way of a port's joining the group: a port that routes would stop to do so.
+open_error_t port_add_check(uint32_t number, uint32_t port)
 {
-  if (sim_port_find(port) == nullptr) {
+  const sim_if_t* intf = sim_port_find(port);
+  if (intf == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  if (lag.ports.count(port) > 0) {
+  if (intf->group == number) {
     return OPEN_E_EXISTS;
   }
-  const bool elsewhere = std::any_of(lags.begin(), lags.end(), [&](const auto& entry) {
-    return entry.second.ports.count(port) > 0;
-  });
-  if (elsewhere) {
+  if (intf->group != 0 || sim_routing_configured(port)) {
     return OPEN_E_FAIL;
   }
-  return lag.ports.size() < MEMBERS_MAX ? OPEN_E_NONE : OPEN_E_FULL;
+  return sim_lag_members(number).size() < MEMBERS_MAX ? OPEN_E_NONE : OPEN_E_FULL;
+}
+
+// The port joins a group, or leaves its own (0).
+void group_set(uint32_t port, uint32_t number)
+{
+  sim_if_t* intf = sim_port_find(port);
+  const uint32_t group = std::max(number, intf->group);
+  intf->group = number;
+  sim_links_changed(port);
+  sim_if_changed(group);
 }
 
 open_error_t name_get(uint32_t number, open_buffdesc* name)
 {
-  const lag_t* lag = lag_find(number);
-  return lag == nullptr ? OPEN_E_NOT_FOUND : sim_text_put(name, lag->name);
+  const std::string* held = lag_find(number);
+  return held == nullptr ? OPEN_E_NOT_FOUND : sim_text_put(name, *held);
 }
 
 open_error_t members_get(uint32_t number, uint32_t& count, open_buffdesc* members)
 {
-  const lag_t* lag = lag_find(number);
-  if (lag == nullptr) {
+  if (lag_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  if (lag->ports.size() > std::min(count, static_cast<uint32_t>(members->size / sizeof count))) {
+  const std::vector<uint32_t> ports = sim_lag_members(number);
+  if (ports.size() > std::min(count, static_cast<uint32_t>(members->size / sizeof count))) {
     return OPEN_E_PARAM;
   }
   char* slot = static_cast<char*>(members->pstart);
-  for (const uint32_t port : lag->ports) {
+  for (const uint32_t port : ports) {
     memcpy(slot, &port, sizeof port);
     slot += sizeof port;
   }
-  count = static_cast<uint32_t>(lag->ports.size());
+  count = static_cast<uint32_t>(ports.size());
   members->size = static_cast<uint32_t>(count * sizeof count);
   return OPEN_E_NONE;
+}
+
+void members_release(uint32_t number)
+{
+  for (const uint32_t port : sim_lag_members(number)) {
+    sim_port_find(port)->group = 0;
+    sim_links_changed(port);
+  }
 }
 
 void all_remove()
 {
   for (const auto& entry : lags) {
+    members_release(entry.first);
     sim_if_remove(entry.first);
   }
   lags.clear();
 }
 
-bool member_parse(const sim_json_t& json, lag_t& lag)
+bool member_parse(const sim_json_t& json, uint32_t number)
 {
   uint32_t port = 0;
   if (!sim_json_uint(json, 1, sim_numbering().ports, port)) {
     return false;
   }
-  if (port_add_check(lag, port) != OPEN_E_NONE) {
+  if (port_add_check(number, port) != OPEN_E_NONE) {
     return sim_json_refuse(json, "is in a group already, or one too many");
   }
-  lag.ports.insert(port);
+  sim_port_find(port)->group = number;
   return true;
 }
 
 bool lag_parse(const sim_json_t& json)
 {
-  lag_t* lag = nullptr;
+  uint32_t number = 0;
   const auto parse_id = [&](const sim_json_t& j) {
     uint32_t id = 0;
     if (!sim_json_uint(j, 1, sim_numbering().lag_max, id)) {
       return false;
     }
-    if (lag_find(sim_lag_if_num(id)) != nullptr) {
+    number = sim_lag_if_num(id);
+    if (lag_find(number) != nullptr) {
       return sim_json_refuse(j, "is there twice");
     }
-    lag = &lag_add(sim_lag_if_num(id));
+    lag_add(number);
     return true;
   };
   const auto parse_name = [&](const sim_json_t& j) {
-    return sim_json_text(j, 0, NAME_MAX_LENGTH, lag->name);
+    return sim_json_text(j, 0, NAME_MAX_LENGTH, lags[number]);
   };
   const auto parse_members = [&](const sim_json_t& j) {
-    return sim_json_list(j, [&](const sim_json_t& item) { return member_parse(item, *lag); });
+    return sim_json_list(j, [&](const sim_json_t& item) { return member_parse(item, number); });
   };
   return sim_json_record(json, {
                                    {"id",      true,  parse_id     },
@@ -145,10 +160,10 @@ bool lag_parse(const sim_json_t& json)
 void sim_lag_reset()
 {
   lags.clear();
-  lag_t& first = lag_add(sim_lag_if_num(1));
+  lag_add(sim_lag_if_num(1));
   for (const uint32_t port : {47, 48}) {
     if (sim_port_find(port) != nullptr) {
-      first.ports.insert(port);
+      sim_port_find(port)->group = sim_lag_if_num(1);
     }
   }
   lag_add(sim_lag_if_num(2));
@@ -167,12 +182,15 @@ uint32_t sim_lag_if_num(uint32_t channel_id)
                                                             : 0;
 }
 
-bool sim_lag_wired(uint32_t number)
+std::vector<uint32_t> sim_lag_members(uint32_t number)
 {
-  const lag_t* lag = lag_find(number);
-  return lag != nullptr && std::any_of(lag->ports.begin(), lag->ports.end(), [](uint32_t port) {
-           return sim_if_link_up(*sim_port_find(port));
-         });
+  std::vector<uint32_t> members;
+  for (const auto& entry : sim_ifs()) {
+    if (number != 0 && entry.second.group == number) {
+      members.push_back(entry.first);
+    }
+  }
+  return members;
 }
 
 open_error_t sim_lag_create(uint32_t number)
@@ -194,6 +212,10 @@ open_error_t sim_lag_delete(uint32_t number)
   if (lag_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
+  if (sim_tcam_redirects_to(number)) {
+    return OPEN_E_FAIL;
+  }
+  members_release(number);
   lags.erase(number);
   sim_if_remove(number);
   sim_if_changed(number);
@@ -202,28 +224,23 @@ open_error_t sim_lag_delete(uint32_t number)
 
 open_error_t sim_lag_port_add(uint32_t number, uint32_t port)
 {
-  lag_t* lag = lag_find(number);
-  if (lag == nullptr) {
+  if (lag_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  const open_error_t result = port_add_check(*lag, port);
+  const open_error_t result = port_add_check(number, port);
   if (result == OPEN_E_NONE) {
-    sim_links_settle();
-    lag->ports.insert(port);
-    sim_if_changed(number);
+    group_set(port, number);
   }
   return result;
 }
 
 open_error_t sim_lag_port_delete(uint32_t number, uint32_t port)
 {
-  lag_t* lag = lag_find(number);
-  if (lag == nullptr || lag->ports.count(port) == 0) {
+  const sim_if_t* intf = sim_port_find(port);
+  if (lag_find(number) == nullptr || intf == nullptr || intf->group != number) {
     return OPEN_E_NOT_FOUND;
   }
-  sim_links_settle();
-  lag->ports.erase(port);
-  sim_if_changed(number);
+  group_set(port, 0);
   return OPEN_E_NONE;
 }
 
@@ -238,14 +255,21 @@ sim_restore_t lag_keep()
 
 void lag_write(std::string& script)
 {
-  for (const auto& [number, lag] : lags) {
+  for (const auto& [number, name] : lags) {
     const uint32_t id = channel_id_of(number);
     sim_cli_line(script, "port-channel", id);
-    if (lag.name != name_when_new(number)) {
-      sim_cli_line(script, "port-channel", id, "name", lag.name);
+    if (name != name_when_new(number)) {
+      sim_cli_line(script, "port-channel", id, "name", name);
     }
-    for (const uint32_t port : lag.ports) {
-      sim_cli_line(script, "port-channel", id, "member", port);
+  }
+}
+
+// Behind the settings of the ports: those that are left to a group can be set before they join it.
+void members_write(std::string& script)
+{
+  for (const auto& entry : lags) {
+    for (const uint32_t port : sim_lag_members(entry.first)) {
+      sim_cli_line(script, "port-channel", channel_id_of(entry.first), "member", port);
     }
   }
 }
@@ -272,18 +296,20 @@ open_error_t cli_port_delete(uint32_t id, uint32_t port)
 
 open_error_t cli_name_set(uint32_t id, const std::string& name)
 {
-  lag_t* lag = lag_find(sim_lag_if_num(id));
-  if (lag == nullptr) {
+  std::string* held = lag_find(sim_lag_if_num(id));
+  if (held == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return name.size() <= NAME_MAX_LENGTH ? sim_change(lag->name, name) : OPEN_E_PARAM;
+  return name.size() <= NAME_MAX_LENGTH ? sim_change(*held, name) : OPEN_E_PARAM;
 }
 
 constexpr sim_command_t COMMANDS[] = {
-    {"port-channel {n}",               sim_cli_run<cli_create>     },
-    {"port-channel {n} name {t}",      sim_cli_run<cli_name_set>   },
+    {"port-channel {n}",          sim_cli_run<cli_create>  },
+    {"port-channel {n} name {t}", sim_cli_run<cli_name_set>},
+    {"no port-channel {n}",       sim_cli_run<cli_delete>  },
+};
+constexpr sim_command_t MEMBER_COMMANDS[] = {
     {"port-channel {n} member {n}",    sim_cli_run<cli_port_add>   },
-    {"no port-channel {n}",            sim_cli_run<cli_delete>     },
     {"no port-channel {n} member {n}", sim_cli_run<cli_port_delete>},
 };
 }  // namespace
@@ -291,6 +317,12 @@ constexpr sim_command_t COMMANDS[] = {
 sim_config_area_t sim_lag_config()
 {
   return sim_config_area(lag_keep, all_remove, lag_write, COMMANDS);
+}
+
+// Which port is a member of which group is kept and cleared with the interfaces and the groups.
+sim_config_area_t sim_lag_members_config()
+{
+  return sim_config_area(sim_nothing_keep, sim_nothing_clear, members_write, MEMBER_COMMANDS);
 }
 
 open_error_t rpcclt_openapiLagIfNumToPortChannelIdZRT(openapiClientHandle_t* client_handle,

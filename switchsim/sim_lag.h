@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "platform/openapi_types.h"
 
@@ -10,11 +11,13 @@
 // when there can be none of this number.
 uint32_t sim_lag_if_num(uint32_t channel_id);
 
-// Whether one of the group's members has link.
-bool sim_lag_wired(uint32_t number);
+// The ports in the group, ascending.
+std::vector<uint32_t> sim_lag_members(uint32_t number);
 
 open_error_t sim_lag_create(uint32_t number);
-// The members are in no group then.
+// The members are in no group then. A group to which a policy redirects stays.
 open_error_t sim_lag_delete(uint32_t number);
+// VLANs, routing and the MTU of a member are those of the group; its own VLAN settings and MTU come
+// back when it leaves. A port with routing or addresses of its own does not join.
 open_error_t sim_lag_port_add(uint32_t number, uint32_t port);
 open_error_t sim_lag_port_delete(uint32_t number, uint32_t port);

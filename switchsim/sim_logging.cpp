@@ -1,10 +1,13 @@
 // Logging of CLI commands, to the console, to syslog and to hosts.
+#include <strings.h>
+
 #include <algorithm>
 #include <cctype>
 #include <string>
 #include <vector>
 
 #include "platform/openapi_logging.h"
+#include "switchsim/sim_address.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_config.h"
@@ -98,10 +101,21 @@ std::string host_text(const open_buffdesc* desc)
   return host.size() < desc->size ? host : "";
 }
 
+// Names count whatever their case, addresses whatever their spelling.
+bool host_is(const std::string& a, const std::string& b)
+{
+  open_inet_addr_t x = {};
+  open_inet_addr_t y = {};
+  if (sim_inet_parse(a, x) != OPEN_E_NONE || sim_inet_parse(b, y) != OPEN_E_NONE) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+  }
+  return x.family == y.family && sim_address_bytes(x) == sim_address_bytes(y);
+}
+
 std::vector<host_t>::iterator host_find(const std::string& address)
 {
   return std::find_if(settings.hosts.begin(), settings.hosts.end(),
-                      [&](const host_t& host) { return host.address == address; });
+                      [&](const host_t& host) { return host_is(host.address, address); });
 }
 
 open_error_t host_add(const std::string& address)
@@ -115,8 +129,11 @@ open_error_t host_add(const std::string& address)
   if (settings.hosts.size() == HOSTS_MAX) {
     return OPEN_E_FULL;
   }
-  settings.hosts.emplace_back();
-  return sim_change(settings.hosts.back().address, address);
+  host_t host;
+  host.address = address;
+  settings.hosts.push_back(host);
+  sim_config_changed();
+  return OPEN_E_NONE;
 }
 
 // Work on one of the hosts.

@@ -6,10 +6,8 @@
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_config.h"
-#include "switchsim/sim_counters.h"
-#include "switchsim/sim_lag.h"
+#include "switchsim/sim_links.h"
 #include "switchsim/sim_pending.h"
-#include "switchsim/sim_routing.h"
 #include "switchsim/sim_state.h"
 #include "switchsim/sim_vlan.h"
 
@@ -25,7 +23,6 @@ constexpr uint32_t VLAN_MAX = 128;
 sim_numbering_t numbering;
 std::map<uint32_t, sim_if_t> ifs;
 sim_pending_list_t pending;
-uint64_t settled_ms;  // up to here each interface's up_ms counts
 
 OPEN_IF_CONNECTOR_TYPE_t connector_of(uint32_t port)
 {
@@ -64,7 +61,6 @@ void ports_build(uint32_t ports)
 
   ifs.clear();
   pending.clear();
-  settled_ms = 0;
   for (uint32_t port = 1; port <= ports; port++) {
     sim_if_t& intf = sim_if_add(port, OPEN_INTF_TYPE_PHY, "0/" + std::to_string(port));
     intf.connector = connector_of(port);
@@ -146,7 +142,6 @@ sim_if_t* sim_port_find(uint32_t number)
 
 sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& name)
 {
-  sim_links_settle();
   sim_if_t& intf = ifs[number];
   intf = {number, type, name, OPEN_CONNECTOR_NONE, OPEN_ENABLE, false};
   return intf;
@@ -156,50 +151,18 @@ void sim_if_remove(uint32_t number)
 {
   ifs.erase(number);
   sim_vlan_if_removed(number);
-  sim_counters_if_removed(number);
 }
 
 void sim_if_changed(uint32_t number)
 {
   sim_pending_note(pending, number, sim_if_find(number) == nullptr);
+  sim_links_changed(number);
 }
 
-static bool if_wired(const sim_if_t& intf)
+uint32_t sim_if_forwarder(uint32_t number)
 {
-  switch (intf.type) {
-    case OPEN_INTF_TYPE_LAG:
-      return sim_lag_wired(intf.number);
-    case OPEN_INTF_TYPE_VLAN:
-      return sim_vlan_link_up(sim_routing_interface_vlan(intf.number));
-    default:
-      return intf.wired;
-  }
-}
-
-bool sim_if_link_up(const sim_if_t& intf)
-{
-  return if_wired(intf) && intf.admin == OPEN_ENABLE && intf.soft_shutdown == OPEN_DISABLE;
-}
-
-uint64_t sim_if_up_ms(const sim_if_t& intf)
-{
-  return intf.up_ms + (sim_if_link_up(intf) ? sim_uptime_ms() - settled_ms : 0);
-}
-
-void sim_links_settle()
-{
-  for (auto& entry : ifs) {
-    entry.second.up_ms = sim_if_up_ms(entry.second);
-  }
-  settled_ms = sim_uptime_ms();
-}
-
-void sim_links_restart()
-{
-  for (auto& entry : ifs) {
-    entry.second.up_ms = 0;
-  }
-  settled_ms = sim_uptime_ms();
+  const sim_if_t* intf = sim_if_find(number);
+  return intf == nullptr || intf->group == 0 ? number : intf->group;
 }
 
 // ---- configuration ----
@@ -208,10 +171,9 @@ namespace
 {
 sim_restore_t if_keep()
 {
-  return [kept_ifs = ifs, kept_pending = pending, kept_settled_ms = settled_ms] {
+  return [kept_ifs = ifs, kept_pending = pending] {
     ifs = kept_ifs;
     pending = kept_pending;
-    settled_ms = kept_settled_ms;
   };
 }
 
@@ -220,13 +182,12 @@ sim_if_t if_when_new(const sim_if_t& intf)
 {
   sim_if_t fresh = {intf.number, intf.type, intf.name, intf.connector, OPEN_ENABLE, intf.wired};
   fresh.speed = intf.type == OPEN_INTF_TYPE_PHY ? speed_when_new(intf.connector) : intf.speed;
-  fresh.up_ms = intf.up_ms;
+  fresh.group = intf.group;
   return fresh;
 }
 
 void if_clear()
 {
-  sim_links_settle();
   for (auto& entry : ifs) {
     entry.second = if_when_new(entry.second);
   }

@@ -1,4 +1,4 @@
-// The table of all interfaces that exist, how they are numbered, their settings and their links.
+// The table of all interfaces that exist, how they are numbered, and their settings.
 // The areas of port channels and VLAN routing interfaces add theirs; what only one area knows about
 // an interface it keeps itself, and forgets when told that the interface is gone.
 #pragma once
@@ -21,7 +21,7 @@ struct sim_if_t {
   OPEN_PORT_SPEEDS_t speed = OPEN_PORTCTRL_PORTSPEED_UNKNOWN;
   uint32_t mtu = 1500;
   std::string description = {};
-  uint64_t up_ms = 0;  // how long there was link, up to the last sim_links_settle
+  uint32_t group = 0;  // of a port: the port channel that it is a member of; 0: none
 };
 
 // The numbers that each kind of interface can have.
@@ -43,6 +43,10 @@ sim_if_t* sim_if_find(uint32_t number);
 // The same for physical interfaces only.
 sim_if_t* sim_port_find(uint32_t number);
 
+// The interface that forwards what this one receives: the group of a port that is a member of one,
+// else the interface itself. VLANs, routing and the MTU are those of the former.
+uint32_t sim_if_forwarder(uint32_t number);
+
 // Adds an interface, enabled and not wired, in a number of its kind that is free; removes it again.
 sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& name);
 void sim_if_remove(uint32_t number);
@@ -50,20 +54,6 @@ void sim_if_remove(uint32_t number);
 // The interface has come or gone, or a setting of it has changed: that is not saved, and it may
 // take a while to be in force.
 void sim_if_changed(uint32_t number);
-
-// ---- links ----
-
-// Wired and enabled; a port channel or a VLAN's interface is wired where a member has link.
-bool sim_if_link_up(const sim_if_t& intf);
-
-// How long there has been link, in milliseconds.
-uint64_t sim_if_up_ms(const sim_if_t& intf);
-
-// Whatever may change a link says so first, so that the time until then counts as it was.
-void sim_links_settle();
-
-// The switch starts again: links count from now on.
-void sim_links_restart();
 
 // ---- settings, with the result codes of the management API ----
 

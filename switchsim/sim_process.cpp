@@ -1,6 +1,5 @@
 // Memory and CPU use, as the machine has it that the simulated switch runs on.
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -59,6 +58,63 @@ void totals_read(sample_t& sample)
   }
 }
 
+// The forms that a character can have in UTF-8, by its first two bytes.
+constexpr struct {
+  unsigned char first_min, first_max, second_min, second_max;
+  size_t length;
+} UTF8_FORMS[] = {
+    {0x00, 0x7f, 0x00, 0xff, 1},
+    {0xc2, 0xdf, 0x80, 0xbf, 2},
+    {0xe0, 0xe0, 0xa0, 0xbf, 3},
+    {0xe1, 0xec, 0x80, 0xbf, 3},
+    {0xed, 0xed, 0x80, 0x9f, 3},
+    {0xee, 0xef, 0x80, 0xbf, 3},
+    {0xf0, 0xf0, 0x90, 0xbf, 4},
+    {0xf1, 0xf3, 0x80, 0xbf, 4},
+    {0xf4, 0xf4, 0x80, 0x8f, 4},
+};
+
+// The number of bytes of the character at a place of the text; 0 where none begins.
+size_t utf8_length(const std::string& text, size_t at)
+{
+  const auto within = [&](size_t i, unsigned char min, unsigned char max) {
+    const unsigned char byte = i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+    return byte >= min && byte <= max;
+  };
+  for (const auto& form : UTF8_FORMS) {
+    bool is = within(at, form.first_min, form.first_max);
+    for (size_t i = 1; i < form.length; i++) {
+      is = is &&
+           (i == 1 ? within(at + i, form.second_min, form.second_max) : within(at + i, 0x80, 0xbf));
+    }
+    if (is) {
+      return form.length;
+    }
+  }
+  return 0;
+}
+
+// A task's name is any bytes, cut at 15 of them. What separates fields of the answer, or begins a
+// tag, becomes "_", what is no character the one that stands for such bytes.
+std::string name_cleaned(const std::string& name)
+{
+  constexpr char NO_CHARACTER[] = "\xef\xbf\xbd";
+  std::string cleaned;
+  for (size_t at = 0; at < name.size();) {
+    const size_t length = utf8_length(name, at);
+    const unsigned char c = static_cast<unsigned char>(name[at]);
+    if (length == 1 && (c == ',' || c == '<' || c == '&' || c < ' ' || c == 0x7f)) {
+      cleaned += '_';
+    } else if (length == 0) {
+      cleaned += NO_CHARACTER;
+    } else {
+      cleaned.append(name, at, length);
+    }
+    at += std::max<size_t>(length, 1);
+  }
+  return cleaned;
+}
+
 // "pid (name) state" and 10 more numbers, then the ticks in user and in system mode.
 bool task_read(const std::string& path, task_t& task)
 {
@@ -71,11 +127,7 @@ bool task_read(const std::string& path, task_t& task)
   if (open == std::string::npos || close == std::string::npos || close < open) {
     return false;  // it has ended
   }
-  task.name = stat.substr(open + 1, close - open - 1);
-  // what separates fields of the answer, or begins a tag, cannot be in a name
-  std::replace_if(
-      task.name.begin(), task.name.end(),
-      [](unsigned char c) { return c == ',' || c == '<' || c == '&' || iscntrl(c) != 0; }, '_');
+  task.name = name_cleaned(stat.substr(open + 1, close - open - 1));
   unsigned long long user = 0;
   unsigned long long system = 0;
   size_t at = close + 1;

@@ -15,6 +15,10 @@ sim_json_owner_t sim_json_read(const std::string& text, std::string& error)
 {
   const std::unique_ptr<json_tokener, void (*)(json_tokener*)> tokener(json_tokener_new(),
                                                                        json_tokener_free);
+  if (tokener == nullptr) {
+    error = "out of memory";
+    return nullptr;
+  }
   json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
   // the terminating zero goes with the text: it ends a number that stands alone
   sim_json_owner_t json(

@@ -13,6 +13,7 @@
 #include "switchsim/sim_config.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_state.h"
+#include "switchsim/sim_tcam.h"
 #include "switchsim/sim_vlan.h"
 
 namespace
@@ -77,7 +78,7 @@ open_error_t rtr_configure(uint32_t number, rtr_if_t*& rtr)
   if (intf == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  if (intf->type != OPEN_INTF_TYPE_PHY && intf->type != OPEN_INTF_TYPE_VLAN) {
+  if ((intf->type != OPEN_INTF_TYPE_PHY && intf->type != OPEN_INTF_TYPE_VLAN) || intf->group != 0) {
     return OPEN_E_UNAVAIL;
   }
   rtr = &rtr_ifs[number];
@@ -376,6 +377,16 @@ void sim_routing_reset()
   rtr_ifs.clear();
 }
 
+bool sim_routing_configured(uint32_t number)
+{
+  const auto found = rtr_ifs.find(number);
+  if (found == rtr_ifs.end()) {
+    return false;
+  }
+  const rtr_if_t& rtr = found->second;
+  return routes(rtr) || rtr.dhcp_ipv4 || rtr.dhcp_ipv6 || !rtr.ipv4.empty() || !rtr.ipv6.empty();
+}
+
 bool sim_routing_interface(uint32_t number)
 {
   return rtr_find(number) != nullptr;
@@ -416,6 +427,9 @@ open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
   if (!control_valid(mode)) {
     return OPEN_E_PARAM;
   }
+  if (rtr->vlan != 0) {
+    return OPEN_E_UNAVAIL;
+  }
   rtr->routing = mode == OPEN_ENABLE;
   if (!routes(*rtr)) {
     sim_bgp_interface_removed(number);
@@ -446,8 +460,8 @@ open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number)
       sim_if_find(number) != nullptr) {
     return OPEN_E_FULL;
   }
-  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan));
   rtr_ifs[number].vlan = vlan;
+  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan));
   sim_if_changed(number);
   return OPEN_E_NONE;
 }
@@ -457,6 +471,9 @@ open_error_t sim_routing_vlan_intf_delete(uint32_t vlan)
   const uint32_t number = sim_routing_vlan_interface(vlan);
   if (number == 0) {
     return OPEN_E_NOT_FOUND;
+  }
+  if (sim_tcam_redirects_to(number)) {
+    return OPEN_E_FAIL;
   }
   sim_bgp_interface_removed(number);
   rtr_ifs.erase(number);

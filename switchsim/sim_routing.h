@@ -6,6 +6,9 @@
 
 #include "platform/openapi_routing.h"
 
+// Whether routing is switched on, or an address wanted, on this interface.
+bool sim_routing_configured(uint32_t number);
+
 // Whether the interface routes: that of a VLAN, or a port with routing switched on.
 bool sim_routing_interface(uint32_t number);
 
@@ -16,12 +19,13 @@ uint32_t sim_routing_vlan_interface(uint32_t vlan);
 uint32_t sim_routing_interface_vlan(uint32_t number);
 
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode);
-// Of a port or a VLAN's interface; the latter routes in any case.
+// Of a port; a VLAN's interface routes in any case, and a member of a group leaves it to the group.
 open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode);
 
 open_error_t sim_routing_vlan_intf_create(uint32_t vlan);
 // With this interface number, which must be free and one of its kind.
 open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number);
+// One to which a policy redirects stays.
 open_error_t sim_routing_vlan_intf_delete(uint32_t vlan);
 
 struct sim_address_change_t {

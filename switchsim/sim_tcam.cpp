@@ -1,5 +1,7 @@
 // The TCAM: each stage has slices of equal size, and a slice holds policies of one type as long as
 // it holds any. A slice is what the group statistics call a group.
+#include "switchsim/sim_tcam.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -122,12 +124,16 @@ open_error_t group_stats(OPEN_TCAM_POLICY_STAGE_t stage, open_tcam_group_stats_t
 
 // ---- policies ----
 
+bool policy_redirects(const open_tcamApiPolicy_t& policy)
+{
+  return (policy.actionType & OPEN_TCAM_POLICY_ACTION_REDIRECT) != 0;
+}
+
 bool policy_valid(const open_tcamApiPolicy_t& policy)
 {
-  const bool redirects = (policy.actionType & OPEN_TCAM_POLICY_ACTION_REDIRECT) != 0;
   return policy.policyType >= 0 && policy.policyType < OPEN_TCAM_POLICY_TYPE_LAST &&
          (policy.actionType & ~ACTIONS_ALL) == 0 &&
-         (!redirects || sim_if_find(policy.actionVal.redirIntfNum) != nullptr);
+         (!policy_redirects(policy) || sim_if_find(policy.actionVal.redirIntfNum) != nullptr);
 }
 
 void policy_place(uint32_t id, const open_tcamApiPolicy_t& record, slice_t& slice)
@@ -273,6 +279,19 @@ void sim_tcam_reset()
   initialised = false;
   slice_size = SLICE_SIZE;
   last_id = 0;
+}
+
+bool sim_tcam_redirects_to(uint32_t number)
+{
+  return std::any_of(policies.begin(), policies.end(), [&](const auto& entry) {
+    const open_tcamApiPolicy_t& record = entry.second.record;
+    return policy_redirects(record) && record.actionVal.redirIntfNum == number;
+  });
+}
+
+void sim_tcam_restart()
+{
+  initialised = false;
 }
 
 bool sim_tcam_slice_size_parse(const sim_json_t& json)

@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <ctime>
 #include <iterator>
+#include <limits>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -40,6 +42,7 @@ constexpr uint32_t STALL_S_DEFAULT = 30;
 constexpr uint32_t STALL_S_MAX = 3600;
 constexpr long REDIRECTS_MAX = 5;
 constexpr long BUFFER_SIZE = 65536;
+constexpr long HTTP_PARTIAL_CONTENT = 206;
 // The longest that a call which asks whether a transfer runs waits for its end.
 constexpr std::chrono::milliseconds PROGRESS_WAIT(100);
 
@@ -205,6 +208,31 @@ struct curl_free_t {
 template <class T>
 using curl_owner_t = std::unique_ptr<T, curl_free_t>;
 
+std::string url_get(CURLU* url, CURLUPart part, unsigned flags)
+{
+  char* text = nullptr;
+  if (curl_url_get(url, part, &text, flags) != CURLUE_OK) {
+    return "";
+  }
+  return curl_owner_t<char>(text).get();
+}
+
+// What a server would send for this URL that is not the file as it stands.
+std::string url_failure(const transfer_t& t, const char* text)
+{
+  const curl_owner_t<CURLU> url(curl_url());
+  if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text, 0) != CURLUE_OK) {
+    return "the URL cannot be read";
+  }
+  const std::string path = url_get(url.get(), CURLUPART_PATH, 0);
+  if (path.find(";type=") != path.npos || path.find(";mode=") != path.npos) {
+    return "the URL asks for another form of the file";
+  }
+  const std::string decoded = url_get(url.get(), CURLUPART_PATH, CURLU_URLDECODE);
+  const bool is_folder = decoded.empty() || decoded.back() == '/';
+  return t.direction == DOWNLOAD && is_folder ? "the URL names a folder" : "";
+}
+
 // Keeps the first error.
 template <class T>
 void option_set(CURL* curl, CURLcode& error, CURLoption option, T value)
@@ -235,6 +263,7 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
   }
   set(CURLOPT_BUFFERSIZE, BUFFER_SIZE);
   set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_QUICK_EXIT, 1L);  // who stops does not wait for a name server
   set(CURLOPT_CONNECTTIMEOUT, t.stall_s);
   set(CURLOPT_NOPROGRESS, 0L);
   set(CURLOPT_XFERINFOFUNCTION, progress_take);
@@ -256,6 +285,10 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
 
 std::string remote_run(transfer_t& t)
 {
+  std::string failure = url_failure(t, t.url.c_str());
+  if (!failure.empty()) {
+    return failure;
+  }
   const curl_owner_t<CURL> curl(curl_easy_init());
   const curl_owner_t<curl_slist> headers(curl_slist_append(nullptr, "Expect:"));
   if (curl == nullptr || headers == nullptr) {
@@ -264,18 +297,23 @@ std::string remote_run(transfer_t& t)
   CURLcode error = options_set(curl.get(), headers.get(), t);
   error = error == CURLE_OK ? curl_easy_perform(curl.get()) : error;
   long status = 0;
+  const char* last_url = nullptr;  // behind redirects
   curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(curl.get(), CURLINFO_EFFECTIVE_URL, &last_url);
   if (t.stalled) {
     return "nothing moved for " + std::to_string(t.stall_s) + " s";
   }
   if (error == CURLE_WRITE_ERROR) {
     return part_failure(t);
   }
-  if (error == CURLE_HTTP_RETURNED_ERROR ||
-      (error == CURLE_OK && t.protocol->http && status / 100 != 2)) {
+  const bool whole = status / 100 == 2 && status != HTTP_PARTIAL_CONTENT;
+  if (error == CURLE_HTTP_RETURNED_ERROR || (error == CURLE_OK && t.protocol->http && !whole)) {
     return "HTTP status " + std::to_string(status);
   }
-  return error == CURLE_OK ? "" : curl_easy_strerror(error);
+  if (error != CURLE_OK) {
+    return curl_easy_strerror(error);
+  }
+  return last_url == nullptr ? "" : url_failure(t, last_url);
 }
 
 std::string local_run(transfer_t& t)
@@ -306,9 +344,9 @@ void transfer_end(transfer_t& t, std::string failure)
   }
   sim_flash_part_drop(t.part);
   t.source.reset();
-  t.failure = failure;
   t.result = failure.empty() ? OPEN_TRANSFER_RESULT_SUCCESS : RESULT_FAILED;
-  if (failure.empty()) {
+  t.failure.swap(failure);
+  if (t.failure.empty()) {
     t.percent = 100;
     if (t.restart) {
       sim_reload(SIM_RELOAD_SWITCH);
@@ -323,10 +361,17 @@ void transfer_run(const transfer_ptr_t& t)
   sigaddset(&signals, SIGPIPE);  // a server that closes is no reason to end the process
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  const std::string failure = is_local(*t) ? local_run(*t) : remote_run(*t);
-  {
+  std::string failure = "out of memory";
+  try {
+    failure = is_local(*t) ? local_run(*t) : remote_run(*t);
+  } catch (const std::bad_alloc&) {
+  }
+  try {
     const auto lock = sim_lock();
     transfer_end(*t, failure);
+  } catch (const std::bad_alloc&) {
+    const auto lock = sim_lock();
+    t->result = t->result == RESULT_RUNNING ? RESULT_FAILED : t->result;
   }
   transfer_ended.notify_all();
   t->ended = true;
@@ -443,19 +488,22 @@ std::string archive_text()
 
 struct file_kind_t {
   const char* name;
-  bool download;
-  bool image;
+  bool is_kept;  // on the flash, so that it can be replaced
+  bool may_be_empty;
+  uint64_t size_max;
 };
+constexpr uint64_t SIZE_ANY = std::numeric_limits<uint64_t>::max();
 constexpr file_kind_t FILE_KINDS[] = {
-    {"active",             true,  true },
-    {"backup",             true,  true },
-    {SIM_STARTUP_CONFIG,   true,  false},
-    {BACKUP_CONFIG,        true,  false},
-    {SIM_FACTORY_DEFAULTS, true,  false},
-    {RUNNING_CONFIG,       false, false},
-    {CONFIG_ARCHIVE,       false, false},
+    {"active",             true,  false, SIZE_ANY     },
+    {"backup",             true,  false, SIZE_ANY     },
+    {SIM_STARTUP_CONFIG,   true,  true,  TEXT_SIZE_MAX},
+    {BACKUP_CONFIG,        true,  true,  TEXT_SIZE_MAX},
+    {SIM_FACTORY_DEFAULTS, true,  true,  TEXT_SIZE_MAX},
+    {RUNNING_CONFIG,       false, true,  SIZE_ANY     },
+    {CONFIG_ARCHIVE,       false, true,  SIZE_ANY     },
 };
-constexpr file_kind_t SCRIPT_KIND = {nullptr, true, false};
+constexpr file_kind_t SCRIPT_KIND = {nullptr, true, true, TEXT_SIZE_MAX};
+constexpr file_kind_t OTHER_KIND = {nullptr, true, true, SIZE_ANY};
 
 const file_kind_t* file_kind(const std::string& name)
 {
@@ -467,15 +515,6 @@ const file_kind_t* file_kind(const std::string& name)
   return sim_script_name_ok(name) ? &SCRIPT_KIND : nullptr;
 }
 
-std::string url_get(CURLU* url, CURLUPart part)
-{
-  char* text = nullptr;
-  if (curl_url_get(url, part, &text, CURLU_URLDECODE) != CURLUE_OK) {
-    return "";
-  }
-  return curl_owner_t<char>(text).get();
-}
-
 // Takes a URL that the switch follows. One of a file must name a file of the flash, which is then
 // in flash_name.
 bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
@@ -484,7 +523,7 @@ bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
   if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
     return false;
   }
-  const std::string scheme = url_get(url.get(), CURLUPART_SCHEME);
+  const std::string scheme = url_get(url.get(), CURLUPART_SCHEME, 0);
   const auto found = std::find_if(
       std::begin(PROTOCOLS), std::end(PROTOCOLS),
       [&](const protocol_t& protocol) { return strcasecmp(scheme.c_str(), protocol.scheme) == 0; });
@@ -496,7 +535,7 @@ bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
   if (!is_local(t)) {
     return true;
   }
-  const std::string path = url_get(url.get(), CURLUPART_PATH);
+  const std::string path = url_get(url.get(), CURLUPART_PATH, CURLU_URLDECODE);
   const std::string folder = sim_flash_folder() + "/";
   flash_name = path.substr(0, folder.size()) == folder ? path.substr(folder.size()) : "";
   return sim_flash_name_ok(flash_name);
@@ -523,11 +562,8 @@ bool source_open(transfer_t& t, const std::string& name)
 
 bool part_open(transfer_t& t, const std::string& name, const file_kind_t& kind)
 {
-  t.may_be_empty = !kind.image;
-  t.part_size_max = sim_flash_free();
-  if (!kind.image) {
-    t.part_size_max = std::min(t.part_size_max, TEXT_SIZE_MAX);
-  }
+  t.may_be_empty = kind.may_be_empty;
+  t.part_size_max = std::min(sim_flash_free(), kind.size_max);
   return sim_flash_part_open(name, t.part);
 }
 
@@ -537,8 +573,14 @@ open_error_t transfer_start(direction_t direction, const std::string& url, const
   const auto t = std::make_shared<transfer_t>();
   const file_kind_t* kind = file_kind(name);
   std::string url_name;
-  if (kind == nullptr || (direction == DOWNLOAD && !kind->download) ||
-      !url_take(url, *t, url_name)) {
+  if (kind == nullptr || !url_take(url, *t, url_name)) {
+    return OPEN_E_PARAM;
+  }
+  if (direction == UPLOAD && is_local(*t)) {
+    kind = file_kind(url_name) == nullptr ? &OTHER_KIND : file_kind(url_name);
+  }
+  const bool to_flash = direction == DOWNLOAD || is_local(*t);
+  if (to_flash && !kind->is_kept) {
     return OPEN_E_PARAM;
   }
   if (running()) {
@@ -551,7 +593,7 @@ open_error_t transfer_start(direction_t direction, const std::string& url, const
   if ((direction == UPLOAD || is_local(*t)) && !source_open(*t, from)) {
     return OPEN_E_PARAM;
   }
-  if ((direction == DOWNLOAD || is_local(*t)) && !part_open(*t, to, *kind)) {
+  if (to_flash && !part_open(*t, to, *kind)) {
     return OPEN_E_ERROR;
   }
   if (curl_ready != CURLE_OK || !thread_start(t)) {
@@ -578,8 +620,8 @@ std::string status_text(const transfer_ptr_t& t)
   if (t->result == RESULT_RUNNING) {
     return "Transfer is in progress.";
   }
-  return t->failure.empty() ? "Transfer completed successfully."
-                            : "Transfer failed: " + t->failure + ".";
+  return t->result == OPEN_TRANSFER_RESULT_SUCCESS ? "Transfer completed successfully."
+                                                   : "Transfer failed: " + t->failure + ".";
 }
 
 open_error_t result_get(uint32_t index, uint32_t& result)
@@ -622,18 +664,26 @@ bool sim_transfer_stall_parse(const sim_json_t& json)
   return sim_json_uint(json, 1, STALL_S_MAX, stall_s);
 }
 
+// That something is not available says of a start that another transfer runs.
+template <class Work>
+static open_error_t start_call(const char* name, const openapiClientHandle_t* handle, Work work,
+                               open_buffdesc* url, open_buffdesc* file)
+{
+  return sim_call_or(OPEN_E_RPC, name, handle, work, url, file);
+}
+
 open_error_t rpcclt_openapiTransferFileDownload(openapiClientHandle_t* client_handle,
                                                 open_buffdesc* url, open_buffdesc* file)
 {
   const auto work = [&] { return transfer_start(DOWNLOAD, sim_text(url), sim_text(file)); };
-  return sim_call(__func__, client_handle, work, url, file);
+  return start_call(__func__, client_handle, work, url, file);
 }
 
 open_error_t rpcclt_openapiTransferFileUpload(openapiClientHandle_t* client_handle,
                                               open_buffdesc* url, open_buffdesc* file)
 {
   const auto work = [&] { return transfer_start(UPLOAD, sim_text(url), sim_text(file)); };
-  return sim_call(__func__, client_handle, work, url, file);
+  return start_call(__func__, client_handle, work, url, file);
 }
 
 open_error_t rpcclt_openapiTransferCompletedRebootSet(openapiClientHandle_t* client_handle)

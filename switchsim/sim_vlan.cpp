@@ -11,6 +11,7 @@
 #include "switchsim/sim_areas.h"
 #include "switchsim/sim_call.h"
 #include "switchsim/sim_config.h"
+#include "switchsim/sim_links.h"
 #include "switchsim/sim_pending.h"
 #include "switchsim/sim_ports.h"
 #include "switchsim/sim_routing.h"
@@ -136,34 +137,46 @@ template <class T, class Get>
 open_error_t membership_get(uint32_t vid, uint32_t number, T& out, Get get)
 {
   const vlan_t* vlan = vlan_find(vid);
-  const switchport_t* port = switchport_find(number);
+  const uint32_t forwarder = sim_if_forwarder(number);
+  const switchport_t* port = switchport_find(forwarder);
   if (vlan == nullptr || port == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return sim_give(out, get(membership_in_force(*port, *vlan, vid, number)));
+  return sim_give(out, get(membership_in_force(*port, *vlan, vid, forwarder)));
+}
+
+// Whether the interface decides on its VLANs itself.
+bool is_own_forwarder(uint32_t number)
+{
+  return sim_if_forwarder(number) == number;
 }
 
 template <class Take>
 open_error_t membership_set(uint32_t vid, uint32_t number, bool right, Take take)
 {
   vlan_t* vlan = vlan_find(vid);
-  if (vlan == nullptr || switchport_find(number) == nullptr) {
+  const switchport_t* port = switchport_find(number);
+  if (vlan == nullptr || port == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
   if (!right) {
     return OPEN_E_PARAM;
   }
+  if (!is_own_forwarder(number) || port->mode != OPEN_VLAN_SWITCHPORT_MODE_GENERAL) {
+    return OPEN_E_UNAVAIL;
+  }
   membership_t membership = membership_of(*vlan, vid, number);
   take(membership);
   vlan->memberships[number] = membership;
   vlan_changed(vid);
+  sim_links_changed(number);
   return OPEN_E_NONE;
 }
 
 template <class T, class Get>
 open_error_t switchport_get(uint32_t number, T& out, Get get)
 {
-  const switchport_t* port = switchport_find(number);
+  const switchport_t* port = switchport_find(sim_if_forwarder(number));
   return port == nullptr ? OPEN_E_NOT_FOUND : sim_give(out, get(*port));
 }
 
@@ -176,6 +189,9 @@ open_error_t switchport_set(uint32_t number, bool right, Take take)
   }
   if (!right) {
     return OPEN_E_PARAM;
+  }
+  if (!is_own_forwarder(number)) {
+    return OPEN_E_UNAVAIL;
   }
   take(*port);
   sim_if_changed(number);
@@ -313,13 +329,10 @@ bool sim_vlan_exists(uint32_t vid)
   return vlan_find(vid) != nullptr;
 }
 
-bool sim_vlan_link_up(uint32_t vid)
+bool sim_vlan_member(uint32_t vid, uint32_t number)
 {
-  return std::any_of(sim_ifs().begin(), sim_ifs().end(), [&](const auto& entry) {
-    bool member = false;
-    return membership_get(vid, entry.first, member, is_member) == OPEN_E_NONE && member &&
-           sim_if_link_up(entry.second);
-  });
+  bool member = false;
+  return membership_get(vid, number, member, is_member) == OPEN_E_NONE && member;
 }
 
 void sim_vlan_if_removed(uint32_t number)
@@ -396,7 +409,10 @@ open_error_t sim_vlan_tagging_set(uint32_t vid, uint32_t number, uint32_t taggin
 
 open_error_t sim_vlan_pvid_set(uint32_t number, uint32_t vid)
 {
-  return untagged_set(number, vid, &switchport_t::pvid);
+  const switchport_t* port = switchport_find(number);
+  const bool in_use = port == nullptr || port->mode == OPEN_VLAN_SWITCHPORT_MODE_GENERAL;
+  return in_use || !sim_vlan_exists(vid) ? untagged_set(number, vid, &switchport_t::pvid)
+                                         : OPEN_E_UNAVAIL;
 }
 
 open_error_t sim_vlan_access_set(uint32_t number, uint32_t vid)
@@ -476,9 +492,6 @@ std::string list_text(const std::set<uint32_t>& list)
 void switchport_write(std::string& script, uint32_t number, const switchport_t& port)
 {
   const switchport_t fresh;
-  if (port.mode != fresh.mode) {
-    sim_cli_line(script, "interface", number, "switchport mode", MODES[port.mode]);
-  }
   if (port.access != fresh.access) {
     sim_cli_line(script, "interface", number, "switchport access vlan", port.access);
   }
@@ -493,6 +506,9 @@ void switchport_write(std::string& script, uint32_t number, const switchport_t& 
   }
   if (port.accept != fresh.accept) {
     sim_cli_line(script, "interface", number, "accept", ACCEPTED[port.accept]);
+  }
+  if (port.mode != fresh.mode) {
+    sim_cli_line(script, "interface", number, "switchport mode", MODES[port.mode]);
   }
 }
 

@@ -12,8 +12,9 @@ uint32_t sim_vlan_max();
 
 bool sim_vlan_exists(uint32_t vid);
 
-// Whether one of the VLAN's members has link.
-bool sim_vlan_link_up(uint32_t vid);
+// Whether the interface is a member of the VLAN now; false where there is no such VLAN or
+// interface.
+bool sim_vlan_member(uint32_t vid, uint32_t number);
 
 // A port channel is gone, and with it what VLANs know about it.
 void sim_vlan_if_removed(uint32_t number);
@@ -25,12 +26,13 @@ open_error_t sim_vlan_delete(uint32_t vid);
 open_error_t sim_vlan_name_set(uint32_t vid, const std::string& name);
 
 // An interface keeps the settings of each switchport mode; those of the mode that it is in are in
-// force. These are the settings of mode general...
+// force. A member of a group takes none of these settings. These are those of mode general, and of
+// no use in another...
 open_error_t sim_vlan_participation_set(uint32_t vid, uint32_t number,
                                         OPEN_VLAN_PARTICIPATION_MODE_t mode);
 open_error_t sim_vlan_tagging_set(uint32_t vid, uint32_t number, uint32_t tagging);
 open_error_t sim_vlan_pvid_set(uint32_t number, uint32_t vid);
-// ...these of mode access and mode trunk...
+// ...these of mode access and mode trunk, which can be laid ready in any mode...
 open_error_t sim_vlan_access_set(uint32_t number, uint32_t vid);
 open_error_t sim_vlan_native_set(uint32_t number, uint32_t vid);
 // What happens to the VLANs that a trunk carries beside its native one, with a list like "5,7-9".

@@ -12,6 +12,7 @@
 #include "modules/rest_module_interface.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
+#include "tests/support/temp_folder.h"
 
 // ---- queries ----
 
@@ -162,7 +163,7 @@ static int64_t counter(int port, int position)
 
 TEST(Interfaces, CountersMoveWithLinkAndAreReset)
 {
-  engine_reset();
+  engine_reset(R"({"flash": "flash"})");
   const auto wait_for_more = [](int port, int position, int64_t than) {
     for (int tries = 0; tries < 2000 && counter(port, position) <= than; tries++)
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -192,6 +193,19 @@ PUT /if/3/counters/reset ?counter= ?value=17 ?counter=63 ?counter=-2 ?counter=21
 PUT /if/3/counters/reset?counter=17 => StatReset(17, 3) = 0
 PUT /if/3/counters/reset?counter=-1 => InterfaceStatsReset(3) = 0)");
   EXPECT_EQ(counter(3, 62), 0);
+
+  // a group has what its members have, and a script that is refused takes nothing away
+  run_script(__LINE__, R"(PUT /if/4/adminState?value=0 POST /lag/2/port/3 /lag/2/port/4)");
+  const int64_t bytes = counter(4, 1);
+  EXPECT_GT(bytes, 0);
+  EXPECT_EQ(counter(57, 1), bytes);
+  EXPECT_EQ(counter(57, 2), counter(4, 13));  // unicast frames: the second one that a group keeps
+  file_write("flash/bad.scr", "clear config\nwrong\n");
+  run_script(__LINE__, "POST /script/apply?scr=bad.scr -> 99");
+  EXPECT_EQ(counter(57, 1), bytes);
+  run_script(__LINE__, R"(PUT /if/57/counters/reset?counter=1)");
+  EXPECT_EQ(counter(57, 1) + counter(4, 1), 0);
+  EXPECT_GT(counter(57, 2), 0);
   char name[INTERFACE_COUNTER_NAME_SIZE] = "x";
   EXPECT_EQ(get_counter_name_by_id(63, name), RC_TRUE);
   EXPECT_STREQ(name, "");
@@ -312,6 +326,10 @@ GET /if/3/vlan -> {"participations":{"1":{"vlanId":2},"3":{"vlanId":4},"4":{"vla
 GET /if/3/vlan/7 ~ "participationMode": "Include", "isTagging": 1
 GET /if/3/vlan/4 ~ "participationMode": "Include", "isTagging": 0
 GET /if/3 ~ "pvid": 4,
+// of no use here, and in mode access
+PUT /if/3/pvid?value=5 /if/3/vlan/5/taggingMode?value=0 POST /if/3/vlan/5 DELETE /if/3/vlan/5 -> -28
+PUT /if/3/switchportMode?value=2
+PUT /if/3/pvid?value=5 /if/3/vlan/5/taggingMode?value=0 POST /if/3/vlan/5 DELETE /if/3/vlan/5 -> -28
 PUT /if/3/switchportMode?value=1
 GET /if/3 ~ "pvid": 1,
 [IfSwitchportModeGet {'value': 0} | IfSwitchportModeGet {'value': 4}] GET /if/3/switchportMode

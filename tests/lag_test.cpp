@@ -43,6 +43,34 @@ POST /lag/1/port/15 => LagPortChannelIdToIfNumZRT(1, >56) | LagPortAdd(56, 15) =
     LagIfNumToPortChannelIdZRT(56, >1)
 POST /lag/1/port/16 => LagPortChannelIdToIfNumZRT(1, >56) | LagPortAdd(56, 16) = -23)");
 
+SCRIPT_TEST(Lags, MembersLeaveVlansRoutingAndMtuToTheGroup, R"(reset {"vlans": 30}
+PUT /if/5/mtuSize?value=9000 POST /if/5/vlan/10 /lag/2/port/5 PUT /if/57/mtuSize?value=2000 POST
+    /if/57/vlan/20 PUT /if/57/pvid?value=20
+GET /if/5 ~ "pvid": 20, "acceptFrameType": "all", "autoNegMode": "enable", "duplexMode": "full",
+GET /if/5 ~ "MTU_size": 2000
+GET /if/5/vlan -> {"participations":{"0":{"vlanId":1},"19":{"vlanId":20}}}
+PUT /if/5/mtuSize?value=1500 POST /if/5/vlan/10 DELETE /if/5/vlan/10 PUT
+    /if/5/vlan/10/taggingMode?value=1 /if/5/pvid?value=10 /if/5/acceptFrameType?value=2
+    /if/5/switchportMode?value=2 /if/5/access/vlan?value=10 /if/5/trunk/pvid?value=10
+    /if/5/trunk/vlan?value=10 /routing/if/5/adminMode?value=1 POST
+    /routing/if/5/ip?addrType=0&addr=10.5.0.1&pfxLen=24&extArg=0 -> -28
+PUT /if/5/adminState?value=1 /if/5/speed?value=3 /if/5/description?value=x
+// a VLAN has link by the group, not by its members
+POST /routing/vlanRtrIf?vlanId=10 ?vlanId=20
+GET /if/227 ~ "linkState": "up"
+PUT /if/57/adminState?value=0
+GET /if/226 ~ "linkState": "down"
+GET /if/227 ~ "linkState": "down"
+// what was its own comes back
+DELETE /lag/2/port/5
+GET /if/5 ~ "MTU_size": 9000
+GET /if/5/vlan -> {"participations":{"0":{"vlanId":1},"9":{"vlanId":10}}}
+GET /if/226 ~ "linkState": "up"
+// who routes, or waits for an address, does not join
+PUT /routing/if/5/adminMode?value=1 POST /routing/if/6/ip?addrType=2&extArg=0
+POST /lag/2/port/5 /lag/2/port/6 -> -26
+PUT /routing/if/5/adminMode?value=0 POST /lag/2/port/5)");
+
 TEST(Lags, EveryCallIsChecked)
 {
   // that a number cannot be translated is a wrong parameter, whatever went wrong
@@ -94,5 +122,11 @@ POST /lag/2/port/47 -> 0 Configure port 47 to LAG 2 successfully.)");
   EXPECT_EQ(unrouted_answer(api_lag_create_specified_id, "/lag/1?format=json"),
             json_envelope(0, "Create LAG 1 successfully."));
   run_script(__LINE__, R"([]
-GET /lag/1 -> {"lag_interface":{"id":1,"name":"ch1","members":{}}})");
+GET /lag/1 -> {"lag_interface":{"id":1,"name":"ch1","members":{}}}
+POST /tcam/policy?policyType=1&actionRedirPort=57)");
+  EXPECT_NE(unrouted_answer(api_lag_delete_specified_id, "/lag/2").find("<rlt_code>99<"),
+            std::string::npos);
+  run_script(__LINE__, "DELETE /tcam/policy/1");
+  EXPECT_NE(unrouted_answer(api_lag_delete_specified_id, "/lag/2").find("<rlt_code>0<"),
+            std::string::npos);
 }

@@ -3,6 +3,7 @@
 #include <inttypes.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <memory>
@@ -117,6 +118,15 @@ TEST(Process, TellsTheFiguresOfTheMachine)
   EXPECT_EQ(fscanf(getconf.get(), "%" SCNd64, &pages), 1);
   EXPECT_EQ(number("total_memory"), pages * (sysconf(_SC_PAGESIZE) / 1024)) << memory;
   EXPECT_EQ(number("total_memory"), number("alloc_memory") + number("free_memory")) << memory;
+
+  // Names are any bytes, also of the middle of a character.
+  char name[16] = "";
+  prctl(PR_GET_NAME, name);
+  prctl(PR_SET_NAME, "\xc3\xa9,\xff\xe2\x82\xe2\x82\xac\xed\xa0\x80");
+  EXPECT_NE(api_request("GET", "/process/cpu", "xml")
+                .body.find("<name>\u00e9_\ufffd\ufffd\ufffd\u20ac\ufffd\ufffd\ufffd</name>"),
+            std::string::npos);
+  prctl(PR_SET_NAME, name);
 
   // Each of three periods has a use of 0 to 100 percent, also this process's.
   const std::string cpu = api_request("GET", "/process/cpu", "json").body;

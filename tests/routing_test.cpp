@@ -66,6 +66,9 @@ PUT /routing/if/5/adminMode/x?value=1 /routing/if/5/adminMode?value= =>
 PUT /routing/if/5/adminMode?value=7 => RtrIntfRtrAdminModeSet(5, 7) = -22
 PUT /routing/ipv6/adminMode?value=-1 => RtrAdminModeSet(2, -1) = -22
 GET /routing => RtrAdminModeGet(1, >0) | RtrAdminModeGet(2, >1)
+// routes in any case
+POST /routing/vlanRtrIf?vlanId=10
+PUT /routing/if/226/adminMode?value=1 ?value=0 -> -28
 // the CPU interface
 PUT /routing/if/999/adminMode?value=1 -> -29
 PUT /routing/if/55/adminMode?value=1 -> -28
@@ -95,7 +98,10 @@ POST /routing/vlanRtrIf?vlanId=4095 ?vlanId=-1 ?vlanId=0 DELETE /routing/vlanRtr
 POST /routing/vlanRtrIf?vlanId=30
 GET /routing/vlanRtrIf/1 ~ "vlan 30"
 check DELETE /routing/vlanRtrIf?vlanId=10 POST /routing/vlanRtrIf?vlanId=10
-// holds its VLAN
+// holds its VLAN, and is held by a policy that redirects to it
+POST /tcam/policy?policyType=1&actionRedirPort=227
+DELETE /routing/vlanRtrIf?vlanId=10 -> -26
+DELETE /tcam/policy/1
 DELETE /vlans/10 -> -26
 DELETE /routing/vlanRtrIf?vlanId=10 /vlans/10
 POST /routing/vlanRtrIf?vlanId=10 -> -29)");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/auxv.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +24,8 @@
 #include "platform/openapi_client.h"
 #include "platform/openapi_if.h"
 #include "platform/openapi_inet.h"
+#include "platform/openapi_system.h"
+#include "platform/openapi_tcam.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/engine_process.h"
@@ -153,7 +156,6 @@ flash: |{"flash": "/dev/null"}
 scripts.a.txt: a script's name has at most 32 |{"scripts": {"a.txt": ""}}
 faults: |{"faults": []}
 faults.printf: |{"faults": {"printf": {"result": -20}}}
-faults.openapiIfNextGet.result: |{"faults": {"openapiIfNextGet": {"result": 0}}}
 faults.openapiIfNextGet.result: |{"faults": {"openapiIfNextGet": {"result": "no"}}}
 faults.openapiIfNextGet.value: |{"faults": {"openapiIfNextGet": {"value": 1.5}}}
 faults.openapiIfNextGet.times: |{"faults": {"openapiIfNextGet": {"times": 0}}}
@@ -272,6 +274,17 @@ TEST(Trace, TellsEveryCall)
   EXPECT_EQ(switchsim_trace_take(), "");
 }
 
+TEST(Trace, IsForItsOwnerOnly)
+{
+  const auto mode = [](const std::string& path) {
+    return std::filesystem::status(path).permissions() & std::filesystem::perms::all;
+  };
+  EXPECT_EQ(mode(folder + "/trace"), std::filesystem::perms(0600));
+  const std::string earlier = file_with("earlier", "");
+  child_run("register", "SWITCHSIM_TRACE", earlier);
+  EXPECT_EQ(mode(earlier), std::filesystem::perms(0600));
+}
+
 // ---- faults ----
 
 TEST(Faults, NumberAndResult)
@@ -288,6 +301,8 @@ TEST(Faults, NumberAndResult)
       {"{'value': 4294967295, 'times': 2}", {">4294967295) = 0", ">4294967295) = 0", ">4) = 0"}},
       {"{'value': 9, 'result': -23, 'times': 1}", {">9) = -23", ">4) = 0"}},
       {"{'result': 0, 'value': 9, 'after': 1}",   {">4) = 0", ">9) = 0"}},
+      // the switch says yes and does nothing
+      {"{'result': 0, 'times': 1}",               {">0) = 0", ">4) = 0"}},
       // what the output cannot hold is not cut to fit
       {"{'value': 4294967296, 'times': 1}",       {">4) = -21", ">4) = 0"}},
       {"{'value': -1, 'times': 1}",               {">4) = -21", ">4) = 0"}},
@@ -361,6 +376,38 @@ TEST(Faults, DelayKeepsNobodyElseWaiting)
     ASSERT_TRUE(switchsim_fault_set("openapiIfNextGet", "{\"result\": -25}"));
   slow.join();
   EXPECT_GT(quick, 20);
+}
+
+// ---- the end of a process, and of the switch ----
+
+TEST(Restart, ForgetsThatTheTcamWasInitialised)
+{
+  reset();
+  uint32_t ready = 0, policy = 0;
+  EXPECT_EQ(rpcclt_openapiTcamApiInit(&client), OPEN_E_NONE);
+  EXPECT_EQ(rpcclt_openapiTcamPolicyGetFirst(&client, &policy), OPEN_E_FAIL);
+  EXPECT_EQ(rpcclt_openapiSystemReloadSet(&client, 3), OPEN_E_NONE);
+  while (ready == 0)
+    openapiSystemReadyStateGet(&client, &ready);
+  EXPECT_EQ(rpcclt_openapiTcamPolicyGetFirst(&client, &policy), OPEN_E_UNAVAIL);
+}
+
+// Of a process that is gone, whoever has its number now; not of one that runs.
+TEST(Restart, RemovesTheTemporaryFlashOfAnEarlierProcess)
+{
+  const std::string where = folder + "/tmp/";
+  const std::string stale = where + "switchsim-" + std::to_string(getpid()) + "-abcDE1";
+  for (const char* name : {"switchsim-1-", "switchsim-1-abcdefg", "switchsim-x-abcdef", "other"})
+    std::filesystem::create_directories(where + name);
+  std::filesystem::create_directories(stale);
+  const std::string taken = where + "switchsim-1-Abcdef";
+  std::filesystem::create_directories(taken);
+  const int fd = open(taken.c_str(), O_RDONLY | O_DIRECTORY);
+  EXPECT_EQ(flock(fd, LOCK_EX), 0);
+  child_run("register", "TMPDIR", where);
+  EXPECT_FALSE(std::filesystem::exists(stale));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(where), {}), 5);
+  close(fd);
 }
 
 // ---- the process library ----

@@ -140,6 +140,15 @@ POST /logging/hosts/h3 /logging/hosts/h4 /logging/hosts/h5 /logging/hosts/h6 /lo
     /logging/hosts/h8
 POST /logging/hosts/h9 -> 99)");
 
+SCRIPT_TEST(Logging, KnowsAHostByAnySpelling, R"(reset
+POST /logging/hosts/Log.example.NET /logging/hosts/2001:db8::1
+POST /logging/hosts/log.EXAMPLE.net /logging/hosts/2001:0DB8:0::0:1 -> 98
+POST /logging/hosts/log.example.ne /logging/hosts/2001:db8::2 PUT
+    /logging/hosts/2001:DB8::1/port?value=1514 DELETE /logging/hosts/LOG.example.net
+GET /logging/hosts -> {"logging_hosts":{"1":{"address":"2001:db8::1"},
+    "2":{"address":"log.example.ne"},"3":{"address":"2001:db8::2"}}}
+GET /logging/hosts/2001:db8:0::1 ~ "port": 1514)");
+
 SCRIPT_TEST(Logging, HandsTheSwitchWhatTheRequestSays, R"(reset
 POST /logging/hosts/10.0.0.1
 PUT /logging/hosts/10.0.0.1/port?value=-1 => LoggingHostMaxAddrLenGet(>65) = 0 |

@@ -1,6 +1,8 @@
 // Downloads and uploads against real servers on the loopback address, and the file with the times
 // of the startup configuration.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/resource.h>
@@ -12,6 +14,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <thread>
 
 #include "modules/rest_startupcfg.h"
@@ -379,8 +382,9 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
   file_write(flash.path + "a.scr", "hostname old\n");
   file_write(web().folder.path + "/large", std::string(2990, '#'));
   file_write(web().folder.path + "/empty", "");
-  for (const std::string path : {"/none", "/cut", "/stall", "/large", "/to?file:///etc/hostname",
-                                 "/to?ftp://127.0.0.1/x", "/to?/to?/to?/to?/to?/to?/to?/empty", ""})
+  for (const std::string path :
+       {"/none", "/cut", "/stall", "/large", "/to?file:///etc/hostname", "/to?ftp://127.0.0.1/x",
+        "/to?/to?/to?/to?/to?/to?/to?/empty", "/part", "/", "/?a=b", "/to?/", "/a.scr;type=i", ""})
     for (const char* script : {"a.scr", "new.scr"}) {
       const std::string url = path.empty() ? "http://127.0.0.1:1/refused" : web().url + path;
       run_script(__LINE__, script_download(url, script) + " -> 2 Failed to start a transfer.");
@@ -388,9 +392,78 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
       EXPECT_NE(get("/download/status", "progress"), "100%") << path;
     }
   EXPECT_NE(transfer(__LINE__, "/download/image?img=backup&auto=n", web().url + "/empty"), DONE);
+  for (const char* url : {"ftp://127.0.0.1:1/x;type=d", "tftp://127.0.0.1:1/x;mode=netascii"})
+    EXPECT_EQ(transfer(__LINE__, "/download/config?cfg=2&auto=n", url),
+              "Transfer failed: the URL asks for another form of the file. 0%");
   EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
   EXPECT_EQ(flash.count(), 1u);
   EXPECT_EQ(get("/script/list", "filename"), "a.scr");
+}
+
+// What is written to a file of the flash has to suit that file, wherever it comes from.
+TEST(Upload, ToAFileObeysWhatTheFileIs)
+{
+  flash_t flash;
+  file_write(flash.path + "active", std::string(9 << 20, 'i'));
+  file_write(flash.path + "empty.scr", "");
+  const char* const cases[][3] = {
+      {"active",    "new.scr",        "Transfer failed: the file is too large."},
+      {"active",    "startup-config", "Transfer failed: the file is too large."},
+      {"active",    "other",          DONE                                     },
+      {"empty.scr", "backup",         "Transfer failed: the file is empty."    },
+      {"empty.scr", "new.scr",        DONE                                     },
+  };
+  for (const auto& [file, target, status] : cases)
+    EXPECT_EQ(transfer(__LINE__, std::string("/upload/script?scr=") + file,
+                       "file://" + flash.path + target)
+                  .find(status),
+              0u)
+        << target;
+  run_script(__LINE__,
+             "POST /upload/script?scr=active&url=$at/running-config ?scr=active&url=$at/"
+             "tarvexia.cfg -> 99",
+             "$at", "file://" + flash.folder.path);
+}
+
+TEST(Flash, KeepsAllButWhatATransferHasLeft)
+{
+  flash_t flash;
+  for (const char* name : {"a.scr", "a.scr~", "a.scr~12", "active~0", "a.scr~1x", "~1", "a~1~2"})
+    file_write(flash.path + name, "");
+  engine_reset((R"({"flash": ")" + flash.path + "\"}").c_str());
+  EXPECT_EQ(flash.count(), 5u);
+  EXPECT_FALSE(fs::exists(flash.path + "a.scr~12") || fs::exists(flash.path + "active~0"));
+}
+
+// A name server that does not answer until the test says so.
+static std::promise<void> name_server_answers;
+static const std::shared_future<void> name_server_answer(name_server_answers.get_future());
+
+extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints,
+                           addrinfo** found)
+{
+  static const auto real =
+      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  if (name == nullptr || strcmp(name, "unanswered.test") != 0)
+    return real(name, service, hints, found);
+  name_server_answer.wait();
+  return EAI_FAIL;
+}
+
+TEST(Download, DoesNotWaitForANameServer)
+{
+  const char image[] = "/download/image?img=active&auto=n";
+  const char url[] = "http://unanswered.test/x";
+  engine_reset(R"({"transfer_stall_s": 1})");
+  EXPECT_EQ(transfer(__LINE__, image, url).find("Transfer failed: "), 0u);
+  run_script(__LINE__, R"(reset
+POST $image&url=$url -> 0 File transfer is starting.
+POST /system/reload?value=3
+// that something is not available would say that another transfer runs
+POST $image&url=$url -> -20
+GET /download/status ~~ "status": "Transfer failed: stopped.")",
+             "$image", image, "$url", url);
+  name_server_answers.set_value();
 }
 
 TEST(Download, RefusesNamesAndUrlsThatLeadElsewhere)

@@ -2,7 +2,8 @@
 """Web server for tests: file_server.py FOLDER [PEM]. Prints its port.
 
 GET gives the folder's files, PUT stores one under its quoted path and query. /stall and /cut break
-off in the middle of 1000 bytes, the one silent, the other closed; /to?URL redirects.
+off in the middle of 1000 bytes, the one silent, the other closed; /part gives the first of two
+bytes; /to?URL redirects.
 """
 import functools
 import http.server
@@ -30,6 +31,12 @@ class Handler(http.server.SimpleHTTPRequestHandler):
             if self.path == "/stall":
                 self.rfile.read(1)
             self.close_connection = True
+        elif self.path == "/part":
+            self.send_response(206)
+            self.send_header("Content-Range", "bytes 0-0/2")
+            self.send_header("Content-Length", "1")
+            self.end_headers()
+            self.wfile.write(b"#")
         elif self.path.startswith("/to?"):
             self.answer(302, location=self.path[4:])
         else:
