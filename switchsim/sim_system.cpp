@@ -12,6 +12,7 @@
 #include "switchsim/sim_config.h"
 #include "switchsim/sim_inet.h"
 #include "switchsim/sim_state.h"
+#include "switchsim/sim_view.h"
 
 namespace
 {
@@ -266,4 +267,9 @@ open_error_t rpcclt_openapiNetworkPortIPv4ProtocolModeSet(openapiClientHandle_t*
                                                           OPEN_PROTOCOL_MODE_t mode)
 {
   return sim_set(__func__, client_handle, mode, protocol_set);
+}
+
+std::string sim_view_hostname()
+{
+  return settings.hostname;
 }
