@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "switchsim/sim_links.h"
+#include "switchsim/plane_sim/sim_links.h"
 
 namespace
 {

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "switchsim/sim_config.h"
-#include "switchsim/sim_profile.h"
+#include "switchsim/config/sim_config.h"
+#include "switchsim/text/sim_profile.h"
 
 // Each area's way back to the built-in profile...
 void sim_state_reset();

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "switchsim/sim_config.h"
-#include "switchsim/sim_flash.h"
-#include "switchsim/sim_state.h"
+#include "switchsim/config/sim_config.h"
+#include "switchsim/host/sim_flash.h"
+#include "switchsim/model/sim_state.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"

@@ -28,8 +28,8 @@
 #include "platform/openapi_system.h"
 #include "platform/openapi_tcam.h"
 #include "platform/openapi_vlan.h"
-#include "switchsim/sim_config.h"
-#include "switchsim/sim_state.h"
+#include "switchsim/config/sim_config.h"
+#include "switchsim/model/sim_state.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/temp_folder.h"
 

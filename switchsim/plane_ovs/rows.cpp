@@ -7,7 +7,7 @@
 #include <iterator>
 #include <vector>
 
-#include "switchsim/sim_base.h"
+#include "switchsim/model/sim_base.h"
 
 namespace
 {

@@ -1,0 +1,309 @@
+// Settings and state of the interfaces.
+#include <algorithm>
+#include <initializer_list>
+
+#include "switchsim/call/sim_call.h"
+#include "switchsim/model/sim_base.h"
+#include "switchsim/model/sim_ports.h"
+#include "switchsim/model/sim_state.h"
+#include "switchsim/plane_sim/sim_links.h"
+
+namespace
+{
+constexpr uint32_t MTU_MIN = 1500;
+constexpr uint32_t MTU_MAX = 9216;
+constexpr uint32_t DESCRIPTION_MAX = 64;
+
+// What stays when a copper port no longer negotiates: gigabit needs it.
+constexpr OPEN_PORT_SPEEDS_t SPEED_WITHOUT_AUTO_NEG = OPEN_PORTCTRL_PORTSPEED_FULL_100TX;
+
+bool among(OPEN_PORT_SPEEDS_t speed, std::initializer_list<OPEN_PORT_SPEEDS_t> speeds)
+{
+  return std::find(speeds.begin(), speeds.end(), speed) != speeds.end();
+}
+
+bool speed_exists(OPEN_PORT_SPEEDS_t speed)
+{
+  return (speed >= OPEN_PORTCTRL_PORTSPEED_AUTO_NEG && speed <= OPEN_PORTCTRL_PORTSPEED_AAL5_155) ||
+         (speed >= OPEN_PORTCTRL_PORTSPEED_FULL_2P5FX && speed <= OPEN_PORTCTRL_PORTSPEED_UNKNOWN);
+}
+
+bool speed_suits(OPEN_IF_CONNECTOR_TYPE_t connector, OPEN_PORT_SPEEDS_t speed)
+{
+  switch (connector) {
+    case OPEN_RJ45:
+      return among(speed, {OPEN_PORTCTRL_PORTSPEED_AUTO_NEG, OPEN_PORTCTRL_PORTSPEED_HALF_10T,
+                           OPEN_PORTCTRL_PORTSPEED_FULL_10T, OPEN_PORTCTRL_PORTSPEED_HALF_100TX,
+                           OPEN_PORTCTRL_PORTSPEED_FULL_100TX});
+    case OPEN_SFP:
+      return speed == OPEN_PORTCTRL_PORTSPEED_FULL_1000SX;
+    case OPEN_SFPPLUS:
+      return among(speed,
+                   {OPEN_PORTCTRL_PORTSPEED_FULL_1000SX, OPEN_PORTCTRL_PORTSPEED_FULL_10GSX});
+    case OPEN_QSFP:
+      return among(speed,
+                   {OPEN_PORTCTRL_PORTSPEED_FULL_40GSX, OPEN_PORTCTRL_PORTSPEED_FULL_100GSX});
+    default:
+      return false;
+  }
+}
+
+OPEN_PORT_AUTO_NEG_t auto_neg_of(const sim_if_t& intf)
+{
+  if (intf.type != OPEN_INTF_TYPE_PHY) {
+    return OPEN_PORT_AUTO_NEG_UNKNOWN;
+  }
+  return intf.speed == OPEN_PORTCTRL_PORTSPEED_AUTO_NEG ? OPEN_PORT_AUTO_NEG_ENABLE
+                                                        : OPEN_PORT_AUTO_NEG_DISABLE;
+}
+
+// A fixed speed has its duplex mode; what is negotiated is known once there is link.
+OPEN_PORT_DUPLEX_t duplex_of(const sim_if_t& intf)
+{
+  if (among(intf.speed, {OPEN_PORTCTRL_PORTSPEED_HALF_10T, OPEN_PORTCTRL_PORTSPEED_HALF_100TX})) {
+    return OPEN_PORT_DUPLEX_HALF;
+  }
+  const bool fixed =
+      intf.type == OPEN_INTF_TYPE_PHY && auto_neg_of(intf) == OPEN_PORT_AUTO_NEG_DISABLE;
+  return fixed || sim_link_up(intf.number) ? OPEN_PORT_DUPLEX_FULL : OPEN_PORT_DUPLEX_UNKNOWN;
+}
+
+OPEN_LINK_STATE_t link_of(const sim_if_t& intf)
+{
+  return sim_link_up(intf.number) ? OPEN_LINK_UP : OPEN_LINK_DOWN;
+}
+
+// What every setting does: finds an interface that can be set, judges the value, and takes it.
+// check(interface) answers OPEN_E_NONE when it may be taken.
+template <class Check, class Take>
+open_error_t if_set(uint32_t number, Check check, Take take)
+{
+  sim_if_t* intf = sim_if_find(number);
+  if (intf == nullptr) {
+    return OPEN_E_NOT_FOUND;
+  }
+  if (intf->type == OPEN_INTF_TYPE_CPU) {
+    return OPEN_E_UNAVAIL;
+  }
+  const open_error_t result = check(*intf);
+  if (result == OPEN_E_NONE) {
+    take(*intf);
+    sim_if_changed(number);
+  }
+  return result;
+}
+
+open_error_t param_unless(bool right)
+{
+  return right ? OPEN_E_NONE : OPEN_E_PARAM;
+}
+
+bool is_control(OPEN_CONTROL_t state)
+{
+  return state == OPEN_ENABLE || state == OPEN_DISABLE;
+}
+
+template <class T, class Get>
+open_error_t get_call(const char* name, const openapiClientHandle_t* handle, uint32_t ifNum, T* out,
+                      Get get)
+{
+  const auto work = [&] {
+    const sim_if_t* intf = sim_if_find(ifNum);
+    if (intf == nullptr) {
+      return OPEN_E_NOT_FOUND;
+    }
+    if constexpr (std::is_same_v<T, open_buffdesc>) {
+      return sim_text_put(out, get(*intf));
+    } else {
+      return sim_give(*out, get(*intf));
+    }
+  };
+  return sim_call(name, handle, work, ifNum, sim_out(out));
+}
+
+template <class T>
+open_error_t set_call(const char* name, const openapiClientHandle_t* handle, uint32_t ifNum,
+                      T value, open_error_t (*set)(uint32_t number, T value))
+{
+  return sim_call(
+      name, handle, [&] { return set(ifNum, value); }, ifNum, value);
+}
+}  // namespace
+
+open_error_t sim_if_admin_set(uint32_t number, OPEN_CONTROL_t state)
+{
+  const auto check = [&](const sim_if_t&) { return param_unless(is_control(state)); };
+  return if_set(number, check, [&](sim_if_t& intf) { intf.admin = state; });
+}
+
+open_error_t sim_if_soft_shutdown_set(uint32_t number, OPEN_CONTROL_t state)
+{
+  const auto check = [&](const sim_if_t&) { return param_unless(is_control(state)); };
+  return if_set(number, check, [&](sim_if_t& intf) { intf.soft_shutdown = state; });
+}
+
+open_error_t sim_if_auto_neg_set(uint32_t number, OPEN_PORT_AUTO_NEG_t mode)
+{
+  const auto check = [&](const sim_if_t& intf) {
+    if (mode != OPEN_PORT_AUTO_NEG_ENABLE && mode != OPEN_PORT_AUTO_NEG_DISABLE) {
+      return OPEN_E_PARAM;
+    }
+    return intf.connector == OPEN_RJ45 ? OPEN_E_NONE : OPEN_E_UNAVAIL;
+  };
+  return if_set(number, check, [&](sim_if_t& intf) {
+    if (mode != auto_neg_of(intf)) {
+      intf.speed = mode == OPEN_PORT_AUTO_NEG_ENABLE ? OPEN_PORTCTRL_PORTSPEED_AUTO_NEG
+                                                     : SPEED_WITHOUT_AUTO_NEG;
+    }
+  });
+}
+
+open_error_t sim_if_speed_set(uint32_t number, OPEN_PORT_SPEEDS_t speed)
+{
+  const auto check = [&](const sim_if_t& intf) {
+    if (!speed_exists(speed)) {
+      return OPEN_E_PARAM;
+    }
+    return speed_suits(intf.connector, speed) ? OPEN_E_NONE : OPEN_E_UNAVAIL;
+  };
+  return if_set(number, check, [&](sim_if_t& intf) { intf.speed = speed; });
+}
+
+open_error_t sim_if_mtu_set(uint32_t number, uint32_t mtu)
+{
+  const auto check = [&](const sim_if_t& intf) {
+    if (mtu < MTU_MIN || mtu > MTU_MAX) {
+      return OPEN_E_PARAM;
+    }
+    return intf.group == 0 ? OPEN_E_NONE : OPEN_E_UNAVAIL;
+  };
+  return if_set(number, check, [&](sim_if_t& intf) { intf.mtu = mtu; });
+}
+
+open_error_t sim_if_description_set(uint32_t number, const std::string& text)
+{
+  const auto check = [&](const sim_if_t&) { return param_unless(text.size() <= DESCRIPTION_MAX); };
+  return if_set(number, check, [&](sim_if_t& intf) { intf.description = text; });
+}
+
+open_error_t openapiIfNameGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                              open_buffdesc* name)
+{
+  const auto get = [](const sim_if_t& intf) -> const std::string& { return intf.name; };
+  return get_call(__func__, client_handle, ifNum, name, get);
+}
+
+open_error_t openapiIfAdminStateGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                    OPEN_CONTROL_t* state)
+{
+  const auto get = [](const sim_if_t& intf) { return intf.admin; };
+  return get_call(__func__, client_handle, ifNum, state, get);
+}
+
+open_error_t rpcclt_openapiIfAdminStateSet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                           OPEN_CONTROL_t state)
+{
+  return set_call(__func__, client_handle, ifNum, state, sim_if_admin_set);
+}
+
+open_error_t openapiIfAutoNegGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                 OPEN_PORT_AUTO_NEG_t* mode)
+{
+  return get_call(__func__, client_handle, ifNum, mode, auto_neg_of);
+}
+
+open_error_t rpcclt_openapiIfAutoNegSet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                        OPEN_PORT_AUTO_NEG_t mode)
+{
+  return set_call(__func__, client_handle, ifNum, mode, sim_if_auto_neg_set);
+}
+
+open_error_t rpcclt_openapiIfConnectorTypeGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                              OPEN_IF_CONNECTOR_TYPE_t* type)
+{
+  const auto get = [](const sim_if_t& intf) { return intf.connector; };
+  return get_call(__func__, client_handle, ifNum, type, get);
+}
+
+open_error_t rpcclt_openapiIfDescrSizeGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                          uint32_t* size)
+{
+  const auto get = [](const sim_if_t&) { return DESCRIPTION_MAX; };
+  return get_call(__func__, client_handle, ifNum, size, get);
+}
+
+open_error_t rpcclt_openapiIfDescrGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                      open_buffdesc* descr)
+{
+  const auto get = [](const sim_if_t& intf) -> const std::string& { return intf.description; };
+  return get_call(__func__, client_handle, ifNum, descr, get);
+}
+
+open_error_t rpcclt_openapiIfDescrSet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                      open_buffdesc* descr)
+{
+  const auto work = [&] { return sim_if_description_set(ifNum, sim_text(descr)); };
+  return sim_call(__func__, client_handle, work, ifNum, descr);
+}
+
+open_error_t openapiIfDuplexModeGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                    OPEN_PORT_DUPLEX_t* mode)
+{
+  return get_call(__func__, client_handle, ifNum, mode, duplex_of);
+}
+
+open_error_t openapiIfLinkStateGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                   OPEN_LINK_STATE_t* state)
+{
+  return get_call(__func__, client_handle, ifNum, state, link_of);
+}
+
+open_error_t rpcclt_openapiIfMacAddrGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                        open_buffdesc* macAddr)
+{
+  const auto get = [](const sim_if_t& intf) {
+    return sim_mac_text(SIM_BURNED_IN_MAC + intf.number);
+  };
+  return get_call(__func__, client_handle, ifNum, macAddr, get);
+}
+
+open_error_t openapiIfMtuSizeGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                 uint32_t* mtuSize)
+{
+  const auto get = [](const sim_if_t& intf) {
+    return sim_if_find(sim_if_forwarder(intf.number))->mtu;
+  };
+  return get_call(__func__, client_handle, ifNum, mtuSize, get);
+}
+
+open_error_t rpcclt_openapiIfMtuSizeSet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                        uint32_t mtuSize)
+{
+  return set_call(__func__, client_handle, ifNum, mtuSize, sim_if_mtu_set);
+}
+
+open_error_t rpcclt_openapiIfSoftShutdownStateGet(openapiClientHandle_t* client_handle,
+                                                  uint32_t ifNum, OPEN_CONTROL_t* state)
+{
+  const auto get = [](const sim_if_t& intf) { return intf.soft_shutdown; };
+  return get_call(__func__, client_handle, ifNum, state, get);
+}
+
+open_error_t rpcclt_openapiIfSoftShutdownStateSet(openapiClientHandle_t* client_handle,
+                                                  uint32_t ifNum, OPEN_CONTROL_t state)
+{
+  return set_call(__func__, client_handle, ifNum, state, sim_if_soft_shutdown_set);
+}
+
+open_error_t openapiIfSpeedGet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                               OPEN_PORT_SPEEDS_t* speed)
+{
+  const auto get = [](const sim_if_t& intf) { return intf.speed; };
+  return get_call(__func__, client_handle, ifNum, speed, get);
+}
+
+open_error_t rpcclt_openapiIfSpeedSet(openapiClientHandle_t* client_handle, uint32_t ifNum,
+                                      OPEN_PORT_SPEEDS_t speed)
+{
+  return set_call(__func__, client_handle, ifNum, speed, sim_if_speed_set);
+}
