@@ -559,26 +559,46 @@ rows_t rows_wanted(const std::string& bridge, const wish_t& wish)
   return rows;
 }
 
-bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, rows_state_t& state,
-                uint64_t deadline_ms, std::string& why)
+// Puts a transaction in force and reads what came of it.
+static bool change_commit(ovsdb_t& db, const std::string& bridge, change_t& change, held_t& held,
+                          uint64_t deadline_ms, std::string& why)
 {
-  held_t held;
-  state = {};
-  if (!rows_read(db, bridge, held, deadline_ms, why)) {
-    return false;
-  }
-  change_t change;
-  change_build(change, held, bridge, wanted);
-  state.changed = json_object_array_length(change.operations.get()) > 0;
-  if (state.changed) {
+  if (json_object_array_length(change.operations.get()) > 0) {
     mutate(change, "Open_vSwitch", held.switch_uuid, "next_cfg", "+=", "1");
     if (ovsdb_transact(db, std::move(change.operations), deadline_ms, why) == nullptr) {
       return false;
     }
   }
-  if (!taken_over(db, bridge, held, deadline_ms, why)) {
+  return taken_over(db, bridge, held, deadline_ms, why);
+}
+
+bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, rows_state_t& state,
+                uint64_t deadline_ms, std::string& why)
+{
+  held_t held;
+  change_t change;
+  state = {};
+  if (!rows_read(db, bridge, held, deadline_ms, why)) {
+    return false;
+  }
+  change_build(change, held, bridge, wanted);
+  if (!change_commit(db, bridge, change, held, deadline_ms, why)) {
     return false;
   }
   state_fill(held, wanted, state);
   return true;
+}
+
+bool rows_bridge_ensure(ovsdb_t& db, const std::string& bridge, uint64_t deadline_ms,
+                        std::string& why)
+{
+  held_t held;
+  change_t change;
+  if (!rows_read(db, bridge, held, deadline_ms, why)) {
+    return false;
+  }
+  if (held.bridges.count(bridge) == 0) {
+    bridge_insert(change, held, bridge, bridge);
+  }
+  return change_commit(db, bridge, change, held, deadline_ms, why);
 }

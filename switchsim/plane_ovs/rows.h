@@ -39,10 +39,13 @@ rows_t rows_wanted(const std::string& bridge, const wish_t& wish);
 struct rows_state_t {
   std::map<std::string, uint32_t> port_numbers;  // of OpenFlow, by interface name
   std::map<std::string, std::string> errors;     // by interface name
-  bool changed = false;                          // something had to be changed
 };
 
 // Makes the rows what they are to be, in one transaction, waits until the switch has taken them,
 // and reads the result. Rows without the mark of this bridge's owner stay as they are.
 bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, rows_state_t& state,
                 uint64_t deadline_ms, std::string& why);
+
+// Makes the bridge itself where there is none of this name.
+bool rows_bridge_ensure(ovsdb_t& db, const std::string& bridge, uint64_t deadline_ms,
+                        std::string& why);

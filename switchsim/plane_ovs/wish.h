@@ -70,5 +70,6 @@ struct wish_t {
   bool forward_ipv4 = false;
   bool forward_ipv6 = false;
   wish_bgp_t bgp;
+  std::string switch_name;
   std::vector<wish_log_host_t> log_hosts;
 };
