@@ -4,6 +4,11 @@
 
 #include <cstring>
 
+#include "switchsim/call/sim_clock.h"
+#include "switchsim/call/sim_fault.h"
+#include "switchsim/model/sim_state.h"
+#include "switchsim/text/sim_profile_faults.h"
+
 #include "switchsim/plane_sim/sim_links.h"
 
 namespace
@@ -20,12 +25,19 @@ struct sim_area_t {
   sim_key_t keys[KEYS_MAX];  // ended by an empty one
 };
 
+void core_reset()
+{
+  sim_clock_start();
+  sim_config_saved();
+  sim_faults_clear();
+  sim_rpc_delay_set(0);
+}
+
 // aligned columns would change every row for each new one
 // clang-format off
 constexpr sim_area_t AREAS[] = {
-    {sim_state_reset, {}},
-    {sim_call_reset, {{"rpc_delay_ms", sim_call_rpc_delay_parse},
-                      {"faults", sim_call_faults_parse}}},
+    {core_reset, {{"rpc_delay_ms", sim_rpc_delay_parse},
+                  {"faults", sim_faults_parse}}},
     {sim_auth_reset, {{"accounts", sim_auth_accounts_parse}}},
     {sim_pending_reset, {{"pending_ms", sim_pending_pending_ms_parse}}},
     {sim_ports_reset, {{"ports", sim_ports_ports_parse},

@@ -9,8 +9,6 @@
 #include "switchsim/text/sim_profile.h"
 
 // Each area's way back to the built-in profile...
-void sim_state_reset();
-void sim_call_reset();
 void sim_auth_reset();
 void sim_pending_reset();
 void sim_ports_reset();
@@ -30,8 +28,6 @@ void sim_boxs_reset();
 void sim_process_reset();
 
 // ...and the keys it takes from a profile.
-bool sim_call_rpc_delay_parse(const sim_json_t& json);
-bool sim_call_faults_parse(const sim_json_t& json);
 bool sim_auth_accounts_parse(const sim_json_t& json);
 bool sim_pending_pending_ms_parse(const sim_json_t& json);
 bool sim_ports_ports_parse(const sim_json_t& json);

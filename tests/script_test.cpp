@@ -13,6 +13,7 @@
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
+#include "switchsim/call/sim_clock.h"
 
 static void put_script(const std::string& name, const std::string& text)
 {

@@ -32,6 +32,7 @@
 #include "switchsim/model/sim_state.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/temp_folder.h"
+#include "switchsim/call/sim_clock.h"
 
 static openapiClientHandle_t client;
 static openapiClientHandle_t* const c = &client;

@@ -1,5 +1,11 @@
-// Clients of the simulated switch, and its start.
+// Clients of the switch, and whether it answers them.
 #pragma once
 
-// A test has set the switch up: a registration need not start it.
-void sim_client_started();
+#include "platform/openapi_types.h"
+
+// Makes a handle that of a registered client.
+void sim_client_mark(openapiClientHandle_t& handle);
+bool sim_registered(const openapiClientHandle_t* handle);
+
+// OPEN_E_RPC without registration, away while the switch starts again.
+open_error_t sim_answerable(const openapiClientHandle_t* handle, open_error_t away);

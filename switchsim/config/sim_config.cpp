@@ -8,6 +8,7 @@
 
 #include "platform/openapi_system.h"
 #include "switchsim/call/sim_call.h"
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/host/sim_flash.h"
 #include "switchsim/host/sim_transfer.h"
 #include "switchsim/model/sim_state.h"

@@ -10,6 +10,7 @@
 
 #include "platform/openapi_process.h"
 #include "switchsim/call/sim_call.h"
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/model/sim_state.h"
 #include "switchsim/sim_areas.h"
 

@@ -24,6 +24,7 @@
 
 #include "platform/openapi_transfer.h"
 #include "switchsim/call/sim_call.h"
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/config/sim_config.h"
 #include "switchsim/config/sim_script.h"
 #include "switchsim/host/sim_flash.h"

@@ -1,11 +1,10 @@
 #include "switchsim/model/sim_base.h"
 
-#include <cctype>
-#include <cstdio>
-
 #include "platform/openapi_base.h"
 #include "switchsim/call/sim_call.h"
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/model/sim_state.h"
+#include "switchsim/text/sim_mac.h"
 
 namespace
 {
@@ -25,53 +24,11 @@ open_error_t text_call(const char* name, const openapiClientHandle_t* handle, op
 }
 }  // namespace
 
-std::string sim_mac_text(uint64_t mac)
+// Found by the type of its argument, so not in the namespace above.
+static void sim_put(std::string& line, const open_revision_data_t& revision)
 {
-  char text[sizeof "00:00:00:00:00:00"];
-  const auto byte = [&](unsigned shift) { return static_cast<unsigned>(mac >> shift & 0xff); };
-  snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", byte(40), byte(32), byte(24),
-           byte(16), byte(8), byte(0));
-  return text;
-}
-
-bool sim_mac_parse(const std::string& text, uint64_t& mac)
-{
-  constexpr struct {
-    char separator;
-    size_t groups;
-    size_t digits_min;
-    size_t digits_max;
-  } NOTATIONS[] = {
-      {':',  6, 1,  2 },
-      {'-',  6, 1,  2 },
-      {'.',  3, 4,  4 },
-      {'\0', 1, 12, 12}
-  };
-  for (const auto& notation : NOTATIONS) {
-    uint64_t value = 0;
-    size_t groups = 0;
-    size_t at = 0;
-    for (; groups < notation.groups; groups++) {
-      if (groups > 0 && (at >= text.size() || text[at++] != notation.separator)) {
-        break;
-      }
-      const size_t start = at;
-      uint64_t group = 0;
-      while (at < text.size() && at - start < notation.digits_max &&
-             isxdigit(static_cast<unsigned char>(text[at])) != 0) {
-        group = group << 4 | std::stoul(text.substr(at++, 1), nullptr, 16);
-      }
-      if (at - start < notation.digits_min) {
-        break;
-      }
-      value = value << (48 / notation.groups) | group;
-    }
-    if (groups == notation.groups && at == text.size()) {
-      mac = value;
-      return true;
-    }
-  }
-  return false;
+  line += "{" + std::to_string(revision.release) + "," + std::to_string(revision.version) + "," +
+          std::to_string(revision.maint_level) + "," + std::to_string(revision.build_num) + "}";
 }
 
 open_error_t rpcclt_openapiNetworkOSVersionGet(openapiClientHandle_t* client_handle,

@@ -286,7 +286,7 @@ open_error_t peer_next_hop_self_set(const open_inet_addr_t& address, uint32_t sc
   if (peer == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  if (!family_valid(family) || (mode != OPEN_DISABLE && mode != OPEN_ENABLE)) {
+  if (!family_valid(family) || !sim_control_ok(mode)) {
     return OPEN_E_PARAM;
   }
   settings_of(*peer, family).next_hop_self = mode;

@@ -8,6 +8,7 @@
 
 #include "platform/openapi_boxs.h"
 #include "switchsim/call/sim_call.h"
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_state.h"
 #include "switchsim/sim_areas.h"

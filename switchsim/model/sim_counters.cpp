@@ -88,15 +88,10 @@ static_assert(COUNTERS == OPEN_CTR_ETHER_STATS_HOLD + 1, "one row a counter");
 // What each interface had counted when its counters were last cleared.
 std::map<uint32_t, std::array<uint64_t, COUNTERS>> cleared;
 
-bool among(OPEN_COUNTER_ID_t id, std::initializer_list<OPEN_COUNTER_ID_t> ids)
-{
-  return std::find(ids.begin(), ids.end(), id) != ids.end();
-}
-
 bool needs_shared_copper(OPEN_COUNTER_ID_t id)
 {
   return (id >= OPEN_CTR_TX_ONE_COLLISION && id <= OPEN_CTR_TX_LATE_COLLISION) ||
-         among(id, {OPEN_CTR_TX_TOTAL_COLLISION_FRAMES, OPEN_CTR_RX_ALIGN_ERRORS});
+         sim_among(id, {OPEN_CTR_TX_TOTAL_COLLISION_FRAMES, OPEN_CTR_RX_ALIGN_ERRORS});
 }
 
 bool is_rate(OPEN_COUNTER_ID_t id)
@@ -107,11 +102,11 @@ bool is_rate(OPEN_COUNTER_ID_t id)
 bool is_total(OPEN_COUNTER_ID_t id)
 {
   return is_rate(id) ||
-         among(id, {OPEN_CTR_RX_TOTAL_BYTES, OPEN_CTR_RX_UCAST_FRAMES, OPEN_CTR_RX_MCAST_FRAMES,
-                    OPEN_CTR_RX_BCAST_FRAMES, OPEN_CTR_TX_TOTAL_BYTES, OPEN_CTR_TX_UCAST_FRAMES,
-                    OPEN_CTR_TX_MCAST_FRAMES, OPEN_CTR_TX_BCAST_FRAMES, OPEN_CTR_RX_TOTAL_FRAMES,
-                    OPEN_CTR_RX_TOTAL_ERROR_FRAMES, OPEN_CTR_TX_TOTAL_FRAMES,
-                    OPEN_CTR_TX_TOTAL_ERROR_FRAMES});
+         sim_among(id, {OPEN_CTR_RX_TOTAL_BYTES, OPEN_CTR_RX_UCAST_FRAMES, OPEN_CTR_RX_MCAST_FRAMES,
+                        OPEN_CTR_RX_BCAST_FRAMES, OPEN_CTR_TX_TOTAL_BYTES, OPEN_CTR_TX_UCAST_FRAMES,
+                        OPEN_CTR_TX_MCAST_FRAMES, OPEN_CTR_TX_BCAST_FRAMES,
+                        OPEN_CTR_RX_TOTAL_FRAMES, OPEN_CTR_RX_TOTAL_ERROR_FRAMES,
+                        OPEN_CTR_TX_TOTAL_FRAMES, OPEN_CTR_TX_TOTAL_ERROR_FRAMES});
 }
 
 bool keeps(const sim_if_t& intf, OPEN_COUNTER_ID_t id)

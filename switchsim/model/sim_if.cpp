@@ -1,12 +1,10 @@
 // Settings and state of the interfaces.
-#include <algorithm>
-#include <initializer_list>
-
 #include "switchsim/call/sim_call.h"
 #include "switchsim/model/sim_base.h"
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_state.h"
 #include "switchsim/plane_sim/sim_links.h"
+#include "switchsim/text/sim_mac.h"
 
 namespace
 {
@@ -16,11 +14,6 @@ constexpr uint32_t DESCRIPTION_MAX = 64;
 
 // What stays when a copper port no longer negotiates: gigabit needs it.
 constexpr OPEN_PORT_SPEEDS_t SPEED_WITHOUT_AUTO_NEG = OPEN_PORTCTRL_PORTSPEED_FULL_100TX;
-
-bool among(OPEN_PORT_SPEEDS_t speed, std::initializer_list<OPEN_PORT_SPEEDS_t> speeds)
-{
-  return std::find(speeds.begin(), speeds.end(), speed) != speeds.end();
-}
 
 bool speed_exists(OPEN_PORT_SPEEDS_t speed)
 {
@@ -32,17 +25,17 @@ bool speed_suits(OPEN_IF_CONNECTOR_TYPE_t connector, OPEN_PORT_SPEEDS_t speed)
 {
   switch (connector) {
     case OPEN_RJ45:
-      return among(speed, {OPEN_PORTCTRL_PORTSPEED_AUTO_NEG, OPEN_PORTCTRL_PORTSPEED_HALF_10T,
-                           OPEN_PORTCTRL_PORTSPEED_FULL_10T, OPEN_PORTCTRL_PORTSPEED_HALF_100TX,
-                           OPEN_PORTCTRL_PORTSPEED_FULL_100TX});
+      return sim_among(speed, {OPEN_PORTCTRL_PORTSPEED_AUTO_NEG, OPEN_PORTCTRL_PORTSPEED_HALF_10T,
+                               OPEN_PORTCTRL_PORTSPEED_FULL_10T, OPEN_PORTCTRL_PORTSPEED_HALF_100TX,
+                               OPEN_PORTCTRL_PORTSPEED_FULL_100TX});
     case OPEN_SFP:
       return speed == OPEN_PORTCTRL_PORTSPEED_FULL_1000SX;
     case OPEN_SFPPLUS:
-      return among(speed,
-                   {OPEN_PORTCTRL_PORTSPEED_FULL_1000SX, OPEN_PORTCTRL_PORTSPEED_FULL_10GSX});
+      return sim_among(speed,
+                       {OPEN_PORTCTRL_PORTSPEED_FULL_1000SX, OPEN_PORTCTRL_PORTSPEED_FULL_10GSX});
     case OPEN_QSFP:
-      return among(speed,
-                   {OPEN_PORTCTRL_PORTSPEED_FULL_40GSX, OPEN_PORTCTRL_PORTSPEED_FULL_100GSX});
+      return sim_among(speed,
+                       {OPEN_PORTCTRL_PORTSPEED_FULL_40GSX, OPEN_PORTCTRL_PORTSPEED_FULL_100GSX});
     default:
       return false;
   }
@@ -60,7 +53,8 @@ OPEN_PORT_AUTO_NEG_t auto_neg_of(const sim_if_t& intf)
 // A fixed speed has its duplex mode; what is negotiated is known once there is link.
 OPEN_PORT_DUPLEX_t duplex_of(const sim_if_t& intf)
 {
-  if (among(intf.speed, {OPEN_PORTCTRL_PORTSPEED_HALF_10T, OPEN_PORTCTRL_PORTSPEED_HALF_100TX})) {
+  if (sim_among(intf.speed,
+                {OPEN_PORTCTRL_PORTSPEED_HALF_10T, OPEN_PORTCTRL_PORTSPEED_HALF_100TX})) {
     return OPEN_PORT_DUPLEX_HALF;
   }
   const bool fixed =
@@ -98,11 +92,6 @@ open_error_t param_unless(bool right)
   return right ? OPEN_E_NONE : OPEN_E_PARAM;
 }
 
-bool is_control(OPEN_CONTROL_t state)
-{
-  return state == OPEN_ENABLE || state == OPEN_DISABLE;
-}
-
 template <class T, class Get>
 open_error_t get_call(const char* name, const openapiClientHandle_t* handle, uint32_t ifNum, T* out,
                       Get get)
@@ -132,13 +121,13 @@ open_error_t set_call(const char* name, const openapiClientHandle_t* handle, uin
 
 open_error_t sim_if_admin_set(uint32_t number, OPEN_CONTROL_t state)
 {
-  const auto check = [&](const sim_if_t&) { return param_unless(is_control(state)); };
+  const auto check = [&](const sim_if_t&) { return param_unless(sim_control_ok(state)); };
   return if_set(number, check, [&](sim_if_t& intf) { intf.admin = state; });
 }
 
 open_error_t sim_if_soft_shutdown_set(uint32_t number, OPEN_CONTROL_t state)
 {
-  const auto check = [&](const sim_if_t&) { return param_unless(is_control(state)); };
+  const auto check = [&](const sim_if_t&) { return param_unless(sim_control_ok(state)); };
   return if_set(number, check, [&](sim_if_t& intf) { intf.soft_shutdown = state; });
 }
 

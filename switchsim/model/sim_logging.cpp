@@ -13,7 +13,6 @@
 #include "switchsim/model/sim_view.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_address.h"
-#include "switchsim/text/sim_inet.h"
 
 namespace
 {
@@ -40,7 +39,7 @@ logging_t settings;
 
 open_error_t mode_set(OPEN_CONTROL_t& setting, OPEN_CONTROL_t mode)
 {
-  return sim_mode_ok(mode) ? sim_change(setting, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_change(setting, mode) : OPEN_E_PARAM;
 }
 
 open_error_t cli_set(OPEN_CONTROL_t mode)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "switchsim/call/sim_clock.h"
+#include "switchsim/call/sim_value.h"
 #include "switchsim/model/sim_state.h"
 #include "switchsim/sim_areas.h"
 

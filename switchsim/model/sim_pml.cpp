@@ -12,6 +12,7 @@
 #include "switchsim/model/sim_view.h"
 #include "switchsim/model/sim_vlan.h"
 #include "switchsim/sim_areas.h"
+#include "switchsim/text/sim_mac.h"
 
 namespace
 {
@@ -41,7 +42,7 @@ open_error_t sticky_set(uint32_t number, OPEN_CONTROL_t sticky)
   if (sim_port_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return sim_mode_ok(sticky) ? sim_change(ports[number].sticky, sticky) : OPEN_E_PARAM;
+  return sim_control_ok(sticky) ? sim_change(ports[number].sticky, sticky) : OPEN_E_PARAM;
 }
 
 // Reads a unicast address into the key of an entry.

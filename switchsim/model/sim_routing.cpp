@@ -47,11 +47,6 @@ OPEN_CONTROL_t* mode_of(OPEN_AF_t family)
   return family == OPEN_AF_INET6 ? &ipv6_mode : nullptr;
 }
 
-bool control_valid(OPEN_CONTROL_t control)
-{
-  return control == OPEN_DISABLE || control == OPEN_ENABLE;
-}
-
 open_error_t mode_get(OPEN_AF_t family, OPEN_CONTROL_t& mode)
 {
   const OPEN_CONTROL_t* current = mode_of(family);
@@ -410,7 +405,7 @@ uint32_t sim_routing_interface_vlan(uint32_t number)
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
 {
   OPEN_CONTROL_t* current = mode_of(family);
-  if (current == nullptr || !control_valid(mode)) {
+  if (current == nullptr || !sim_control_ok(mode)) {
     return OPEN_E_PARAM;
   }
   *current = mode;
@@ -425,7 +420,7 @@ open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
   if (result != OPEN_E_NONE) {
     return result;
   }
-  if (!control_valid(mode)) {
+  if (!sim_control_ok(mode)) {
     return OPEN_E_PARAM;
   }
   if (rtr->vlan != 0) {
@@ -490,7 +485,7 @@ open_error_t sim_routing_address_change(uint32_t number, const sim_address_chang
   if (result != OPEN_E_NONE) {
     return result;
   }
-  if (mode_of(change.family) == nullptr || !control_valid(change.ext_arg)) {
+  if (mode_of(change.family) == nullptr || !sim_control_ok(change.ext_arg)) {
     return OPEN_E_PARAM;
   }
   result = rtr_change(number, *rtr, change);

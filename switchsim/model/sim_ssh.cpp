@@ -24,7 +24,7 @@ ssh_t settings;
 
 open_error_t mode_set(OPEN_CONTROL_t mode)
 {
-  return sim_mode_ok(mode) ? sim_change(settings.mode, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_change(settings.mode, mode) : OPEN_E_PARAM;
 }
 
 open_error_t version_set(OPEN_SSH_PROTO_VERSION_t version)

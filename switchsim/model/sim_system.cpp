@@ -12,7 +12,6 @@
 #include "switchsim/model/sim_view.h"
 #include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_address.h"
-#include "switchsim/text/sim_inet.h"
 
 namespace
 {
@@ -70,7 +69,7 @@ open_error_t serial_timeout_set(uint32_t minutes)
 
 open_error_t telnet_set(OPEN_CONTROL_t mode)
 {
-  return sim_mode_ok(mode) ? sim_change(settings.telnet, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_change(settings.telnet, mode) : OPEN_E_PARAM;
 }
 
 // Another way to get an address: the one given by hand is gone.

@@ -20,6 +20,7 @@
 #include "switchsim/model/sim_state.h"
 #include "switchsim/model/sim_view.h"
 #include "switchsim/sim_areas.h"
+#include "switchsim/text/sim_mac.h"
 
 namespace
 {

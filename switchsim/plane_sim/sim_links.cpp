@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_routing.h"
 #include "switchsim/model/sim_state.h"

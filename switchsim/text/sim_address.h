@@ -1,12 +1,23 @@
-// What kind of address an IPv4 or IPv6 address is, and its bytes.
+// IPv4 and IPv6 addresses: from text and to text, their bytes, and what kind of address they are.
 #pragma once
 
 #include <stddef.h>
 
 #include <array>
 #include <cstdint>
+#include <string>
 
 #include "platform/openapi_types.h"
+
+// Dotted decimal or the colon form, and nothing else; OPEN_E_FAIL when it is neither.
+open_error_t sim_inet_parse(const std::string& text, open_inet_addr_t& address);
+
+// The text of an address; empty for one of no known family.
+std::string sim_inet_text(OPEN_AF_t family, uint32_t ipv4, const open_in6_addr_t& ipv6);
+std::string sim_ipv4_text(uint32_t address);
+
+// The record of an IPv4 address.
+open_inet_addr_t sim_ipv4(uint32_t address);
 
 // Neither zero nor loopback nor multicast: an address that a host can have.
 bool sim_ipv4_is_host(uint32_t address);
@@ -28,3 +39,7 @@ sim_address_bytes_t sim_address_bytes(const Record& record)
   }
   return bytes;
 }
+
+// In the trace: family and address, that of no known family left out, and the prefix length.
+void sim_put(std::string& line, const open_inet_addr_t& address);
+void sim_put(std::string& line, const open_inet_pfx_t& address);

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "platform/openapi_types.h"
-#include "switchsim/text/sim_inet.h"
+#include "switchsim/text/sim_address.h"
 
 // What a line gave for the fields of the pattern, in their order.
 struct sim_cli_arg_t {

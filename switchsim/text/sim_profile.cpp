@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "switchsim/call/sim_value.h"
 #include "switchsim/model/sim_state.h"
 
 void sim_json_free_t::operator()(json_object* json) const
