@@ -14,8 +14,8 @@
 #include <mutex>
 #include <thread>
 
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_state.h"
 #include "switchsim/model/sim_view.h"
 #include "switchsim/plane_ovs/apply.h"
 #include "switchsim/plane_ovs/flows.h"
@@ -64,8 +64,8 @@ struct work_t {
   uint64_t base_mac = 0;
   fd_guard_t wake;
   std::atomic<bool> stop{false};
-  std::atomic<uint64_t> marked{1};           // changes of the model so far
-  std::atomic<uint64_t> frames_applied{0};   // up to here they are in force
+  std::atomic<uint64_t> marked{1};          // changes of the model so far
+  std::atomic<uint64_t> frames_applied{0};  // up to here they are in force
   std::atomic<uint64_t> routing_applied{0};
   shared_t shared;
   std::string told;         // the last complaint
@@ -87,10 +87,9 @@ void rates_take(seen_port_t& port, const nl_link_t& now, uint64_t passed_ms)
   const auto per_second = [&](uint64_t new_count, uint64_t old_count) {
     return new_count < old_count ? 0 : (new_count - old_count) * 1000 / passed_ms;
   };
-  port.rates = {per_second(now.rx.frames, before.rx.frames),
-                per_second(now.rx.bytes, before.rx.bytes) * 8,
-                per_second(now.tx.frames, before.tx.frames),
-                per_second(now.tx.bytes, before.tx.bytes) * 8};
+  port.rates = {
+      per_second(now.rx.frames, before.rx.frames), per_second(now.rx.bytes, before.rx.bytes) * 8,
+      per_second(now.tx.frames, before.tx.frames), per_second(now.tx.bytes, before.tx.bytes) * 8};
 }
 
 void ports_see(work_t& w, const nl_links_t& links)
@@ -110,8 +109,7 @@ void ports_see(work_t& w, const nl_links_t& links)
       rates_take(port, seen, passed);
     }
     port.link = seen;
-    port.speed_known =
-        seen.carrier && nl_speed_read(w.hands.nl, netdev, port.megabits, port.full);
+    port.speed_known = seen.carrier && nl_speed_read(w.hands.nl, netdev, port.megabits, port.full);
   }
   const std::lock_guard<std::mutex> lock(w.shared.mutex);
   w.shared.ports = std::move(fresh);
@@ -249,8 +247,7 @@ bool ovs_check(work_t& w, std::string& why)
     why = "plane.ovsdb: " + why;
     return false;
   }
-  const std::string path =
-      w.hands.places.openflow_folder + "/" + w.hands.places.bridge + ".mgmt";
+  const std::string path = w.hands.places.openflow_folder + "/" + w.hands.places.bridge + ".mgmt";
   if (!of_connect(w.hands.bridges[w.hands.places.bridge], path, until, why)) {
     why = "plane.openflow: " + why;
     return false;
@@ -399,17 +396,17 @@ struct speed_row_t {
   OPEN_PORT_SPEEDS_t speed;
 };
 constexpr speed_row_t SPEEDS[] = {
-    {10,     false, OPEN_PORTCTRL_PORTSPEED_HALF_10T    },
-    {10,     true,  OPEN_PORTCTRL_PORTSPEED_FULL_10T    },
-    {100,    false, OPEN_PORTCTRL_PORTSPEED_HALF_100TX  },
-    {100,    true,  OPEN_PORTCTRL_PORTSPEED_FULL_100TX  },
-    {1000,   true,  OPEN_PORTCTRL_PORTSPEED_FULL_1000SX },
-    {2500,   true,  OPEN_PORTCTRL_PORTSPEED_FULL_2P5FX  },
-    {10000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_10GSX  },
-    {20000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_20GSX  },
-    {25000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_25GSX  },
-    {40000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_40GSX  },
-    {100000, true,  OPEN_PORTCTRL_PORTSPEED_FULL_100GSX },
+    {10,     false, OPEN_PORTCTRL_PORTSPEED_HALF_10T   },
+    {10,     true,  OPEN_PORTCTRL_PORTSPEED_FULL_10T   },
+    {100,    false, OPEN_PORTCTRL_PORTSPEED_HALF_100TX },
+    {100,    true,  OPEN_PORTCTRL_PORTSPEED_FULL_100TX },
+    {1000,   true,  OPEN_PORTCTRL_PORTSPEED_FULL_1000SX},
+    {2500,   true,  OPEN_PORTCTRL_PORTSPEED_FULL_2P5FX },
+    {10000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_10GSX },
+    {20000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_20GSX },
+    {25000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_25GSX },
+    {40000,  true,  OPEN_PORTCTRL_PORTSPEED_FULL_40GSX },
+    {100000, true,  OPEN_PORTCTRL_PORTSPEED_FULL_100GSX},
 };
 
 bool plane_negotiated(uint32_t number, OPEN_PORT_SPEEDS_t& speed, OPEN_PORT_DUPLEX_t& duplex)
@@ -433,25 +430,25 @@ bool plane_counter(uint32_t number, OPEN_COUNTER_ID_t id, uint64_t& raw)
   const auto& rx = port.link.rx;
   const auto& tx = port.link.tx;
   const std::pair<OPEN_COUNTER_ID_t, uint64_t> rows[] = {
-      {OPEN_CTR_RX_TOTAL_BYTES,            rx.bytes             },
-      {OPEN_CTR_RX_ALIGN_ERRORS,           rx.align_errors      },
-      {OPEN_CTR_RX_FCS_ERRORS,             rx.crc_errors        },
-      {OPEN_CTR_RX_OVERRUNS,               rx.overruns          },
-      {OPEN_CTR_RX_FRAME_TOO_LONG,         rx.length_errors     },
-      {OPEN_CTR_TX_TOTAL_BYTES,            tx.bytes             },
-      {OPEN_CTR_TX_UNDERRUN_ERRORS,        tx.underruns         },
-      {OPEN_CTR_SNMPIFOUTDISCARD_FRAMES,   tx.dropped           },
-      {OPEN_CTR_SNMPIFINDISCARD_FRAMES,    rx.dropped           },
-      {OPEN_CTR_RX_TOTAL_FRAMES,           rx.frames            },
-      {OPEN_CTR_RX_TOTAL_ERROR_FRAMES,     rx.errors            },
-      {OPEN_CTR_TX_TOTAL_FRAMES,           tx.frames            },
-      {OPEN_CTR_TX_TOTAL_ERROR_FRAMES,     tx.errors            },
-      {OPEN_CTR_TX_TOTAL_COLLISION_FRAMES, tx.collisions        },
-      {OPEN_CTR_RX_CRC_ERRORS,             rx.crc_errors        },
-      {OPEN_CTR_RX_RATE_BITS,              port.rates.rx_bits   },
-      {OPEN_CTR_TX_RATE_BITS,              port.rates.tx_bits   },
-      {OPEN_CTR_RX_RATE_FRAMES,            port.rates.rx_frames },
-      {OPEN_CTR_TX_RATE_FRAMES,            port.rates.tx_frames },
+      {OPEN_CTR_RX_TOTAL_BYTES,            rx.bytes            },
+      {OPEN_CTR_RX_ALIGN_ERRORS,           rx.align_errors     },
+      {OPEN_CTR_RX_FCS_ERRORS,             rx.crc_errors       },
+      {OPEN_CTR_RX_OVERRUNS,               rx.overruns         },
+      {OPEN_CTR_RX_FRAME_TOO_LONG,         rx.length_errors    },
+      {OPEN_CTR_TX_TOTAL_BYTES,            tx.bytes            },
+      {OPEN_CTR_TX_UNDERRUN_ERRORS,        tx.underruns        },
+      {OPEN_CTR_SNMPIFOUTDISCARD_FRAMES,   tx.dropped          },
+      {OPEN_CTR_SNMPIFINDISCARD_FRAMES,    rx.dropped          },
+      {OPEN_CTR_RX_TOTAL_FRAMES,           rx.frames           },
+      {OPEN_CTR_RX_TOTAL_ERROR_FRAMES,     rx.errors           },
+      {OPEN_CTR_TX_TOTAL_FRAMES,           tx.frames           },
+      {OPEN_CTR_TX_TOTAL_ERROR_FRAMES,     tx.errors           },
+      {OPEN_CTR_TX_TOTAL_COLLISION_FRAMES, tx.collisions       },
+      {OPEN_CTR_RX_CRC_ERRORS,             rx.crc_errors       },
+      {OPEN_CTR_RX_RATE_BITS,              port.rates.rx_bits  },
+      {OPEN_CTR_TX_RATE_BITS,              port.rates.tx_bits  },
+      {OPEN_CTR_RX_RATE_FRAMES,            port.rates.rx_frames},
+      {OPEN_CTR_TX_RATE_FRAMES,            port.rates.tx_frames},
   };
   const auto* row = std::find_if(std::begin(rows), std::end(rows),
                                  [&](const auto& entry) { return entry.first == id; });
@@ -547,10 +544,10 @@ open_error_t plane_lease(uint32_t, OPEN_AF_t, open_inet_pfx_t&)
 }  // namespace
 
 const sim_plane_t SIM_PLANE_OVS = {
-    plane_start,       plane_restart,    plane_ports,   plane_changed, plane_replaced,
-    plane_in_force,    plane_carrier,    plane_negotiated, plane_counter, plane_mac,
-    plane_joins,       plane_lease,      plane_policy_room, plane_policy_use, plane_sensors,
-    plane_transceiver,
+    plane_start,       plane_restart,    plane_ports,   plane_changed,
+    plane_replaced,    plane_in_force,   plane_carrier, plane_negotiated,
+    plane_counter,     plane_mac,        plane_joins,   plane_lease,
+    plane_policy_room, plane_policy_use, plane_sensors, plane_transceiver,
 };
 
 // Ends the thread; it takes nothing with it.
@@ -611,7 +608,11 @@ bool plane_ovs_parse(const sim_json_t& json)
   };
   const auto parse_type = [](const sim_json_t& j) {
     int ignored = 0;
-    return sim_json_choice(j, {{"ovs", 1}}, ignored);
+    return sim_json_choice(j,
+                           {
+                               {"ovs", 1}
+    },
+                           ignored);
   };
   const auto parse_openflow = [](const sim_json_t& j) {
     return folder_of_socket(j, places.openflow_folder);
@@ -621,12 +622,12 @@ bool plane_ovs_parse(const sim_json_t& json)
            (!netdevs.empty() || sim_json_refuse(j, "names no port"));
   };
   return sim_json_record(json, {
-                                   {"type",     true,  parse_type         },
-                                   {"ovsdb",    true,  text(places.ovsdb) },
-                                   {"bridge",   true,  bridge_parse       },
-                                   {"openflow", true,  parse_openflow     },
-                                   {"frr",      false, text(places.frr)   },
-                                   {"netns",    false, text(places.netns) },
-                                   {"ports",    true,  parse_ports        },
+                                   {"type",     true,  parse_type        },
+                                   {"ovsdb",    true,  text(places.ovsdb)},
+                                   {"bridge",   true,  bridge_parse      },
+                                   {"openflow", true,  parse_openflow    },
+                                   {"frr",      false, text(places.frr)  },
+                                   {"netns",    false, text(places.netns)},
+                                   {"ports",    true,  parse_ports       },
   });
 }

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <vector>
 
-#include "switchsim/model/sim_base.h"
+#include "switchsim/text/sim_mac.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_view.h"
 #include "switchsim/plane_ovs/rows.h"
-#include "switchsim/text/sim_inet.h"
+#include "switchsim/text/sim_address.h"
 
 namespace
 {
@@ -72,8 +72,8 @@ void routers_read(wish_t& wish, uint64_t base_mac)
     if (intf == nullptr || (view.vlan == 0 && member == wish.members.end())) {
       continue;
     }
-    wish.routers[number] = {view.vlan, enabled(*intf), intf->mtu,
-                            wish_router_mac(base_mac, number), std::move(view.addresses)};
+    wish.routers[number] = {view.vlan, enabled(*intf), intf->mtu, wish_router_mac(base_mac, number),
+                            std::move(view.addresses)};
     if (view.vlan == 0) {
       member->second.routed = number;
     }

@@ -1,0 +1,125 @@
+"""The engine's API as the laboratory's tests use it, and packets beside it."""
+
+import json
+import subprocess
+import sys
+import time
+import urllib.parse
+import urllib.request
+from dataclasses import dataclass
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+import laboratory  # noqa: E402
+from laboratory import Laboratory  # noqa: E402
+
+SETTLE_S = 20
+Answer = dict[str, object]
+
+
+@dataclass
+class Api:
+    lab: Laboratory
+    port: int
+    key: str = ""
+
+
+def ask(api: Api, method: str, path: str, **values: object) -> Answer:
+    """One request; its "result"."""
+    variables = {"sessionkey": api.key, "format": "json", "method": method} | values
+    url = f"http://127.0.0.1:{api.port}{path}?{urllib.parse.urlencode(variables)}"
+    with urllib.request.urlopen(url, data=b"", timeout=SETTLE_S) as answer:
+        result = json.loads(answer.read())["result"]
+    assert isinstance(result, dict)
+    return result
+
+
+def do(api: Api, method: str, path: str, code: int = 0, **values: object) -> Answer:
+    """One request that is to be answered with this code."""
+    result = ask(api, method, path, **values)
+    assert result["rlt_code"] == code, f"{method} {path} {values}: {result}"
+    return result
+
+
+def get(api: Api, path: str) -> Answer:
+    data = do(api, "GET", path)["rlt_data"]
+    assert isinstance(data, dict)
+    return data
+
+
+def log_in(api: Api) -> None:
+    result = ask(api, "POST", "/login", user="admin", password="admin")
+    data = result["rlt_data"]
+    assert isinstance(data, dict)
+    api.key = data["sessionKey"]
+
+
+def has(api: Api, path: str, text: str) -> bool:
+    return text in json.dumps(ask(api, "GET", path))
+
+
+def pending(api: Api) -> bool:
+    return any("pending" in json.dumps(ask(api, "GET", f"/{area}/pendingChanges")["rlt_data"])
+               for area in ("vlans", "if") )
+
+
+def script(api: Api, *lines: str) -> None:
+    """Runs lines of configuration, and waits until they are in force."""
+    flash = api.lab.folder / "flash"
+    flash.mkdir(exist_ok=True)
+    (flash / "lab.scr").write_text("\n".join(lines) + "\n")
+    do(api, "POST", "/script/apply", scr="lab.scr")
+    settle(api)
+
+
+def fresh(api: Api, *lines: str) -> None:
+    """From nothing configured."""
+    script(api, "clear config", *lines)
+
+
+def settle(api: Api) -> None:
+    laboratory.wait_for("pending changes", lambda: not pending(api), SETTLE_S)
+
+
+# ---- packets ----
+
+
+def inside(lab: Laboratory, host: str, *command: str) -> subprocess.CompletedProcess[str]:
+    words = laboratory.host_command(lab, host, list(command))
+    return subprocess.run(words, capture_output=True, text=True, check=False)
+
+
+def pings(lab: Laboratory, host: str, target: str, count: int = 1, *more: str) -> bool:
+    """Whether all of so many pings are answered."""
+    done = inside(lab, host, "ping", "-c", str(count), "-i", "0.2", "-W", "1", *more, target)
+    return f" {count} received" in done.stdout
+
+
+def ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
+    """Sooner or later there is an answer."""
+    laboratory.wait_for(f"{host} to reach {target}", lambda: pings(lab, host, target, 1, *more), 10)
+
+
+def no_ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
+    done = inside(lab, host, "ping", "-c", "3", "-i", "0.2", "-W", "0.3", *more, target)
+    assert " 0 received" in done.stdout, f"{host} reaches {target}: {done.stdout}{done.stderr}"
+
+
+def capture(lab: Laboratory, host: str, filter_: str, cause: list[str], sender: str,
+            interface: str = "eth0") -> str:
+    """The first frame on a host's interface that the filter lets through, while another host sends;
+    empty when none comes."""
+    words = ["timeout", "3", "tcpdump", "-lnne", "-c", "1", "-i", interface, *filter_.split()]
+    with subprocess.Popen(
+        laboratory.host_command(lab, host, words),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        text=True,
+    ) as dump:
+        assert dump.stderr is not None and dump.stdout is not None
+        while "listening on" not in (line := dump.stderr.readline()):
+            assert line, f"tcpdump: {filter_}"
+        while dump.poll() is None:
+            inside(lab, sender, *cause)
+            time.sleep(0.05)
+        return dump.stdout.read()
