@@ -143,6 +143,7 @@ def add_wire(lab: Laboratory, port: int, host: str, interface: str) -> None:
 
 
 def set_addresses(lab: Laboratory, host: str, number: int) -> None:
+    """Those of IPv6 and the routes go when the link goes, and come again like this."""
     space = lab.space(host)
     for address in (
         f"10.0.0.{number}/24",
@@ -151,9 +152,9 @@ def set_addresses(lab: Laboratory, host: str, number: int) -> None:
         f"fd00:{number}::2/64",
     ):
         extra = ("nodad",) if ":" in address else ()
-        run("ip", "-n", space, "addr", "add", address, "dev", "eth0", *extra)
-    run("ip", "-n", space, "route", "add", "default", "via", f"10.0.{number}.1")
-    run("ip", "-n", space, "route", "add", "default", "via", f"fd00:{number}::1")
+        run("ip", "-n", space, "addr", "replace", address, "dev", "eth0", *extra)
+    run("ip", "-n", space, "route", "replace", "default", "via", f"10.0.{number}.1")
+    run("ip", "-n", space, "route", "replace", "default", "via", f"fd00:{number}::1")
 
 
 def build(lab: Laboratory) -> None:
@@ -179,34 +180,51 @@ def host_command(lab: Laboratory, host: str, command: list[str]) -> list[str]:
 # ---- the daemons ----
 
 
-def ovs_command(lab: Laboratory, tool: str, *arguments: str) -> str:
-    """ovs-vsctl, ovs-ofctl or ovs-appctl of the laboratory's switch."""
+def ovs_folder(lab: Laboratory, space: str) -> Path:
+    folder = lab.folder / f"ovs-{space}" if space else lab.folder
+    folder.mkdir(exist_ok=True)
+    return folder
+
+
+def ovs_command(lab: Laboratory, tool: str, *arguments: str, space: str = "") -> str:
+    """ovs-vsctl, ovs-ofctl or ovs-appctl of the switch, or of the one in a host's namespace."""
+    folder = ovs_folder(lab, space)
     where = {
-        "ovs-vsctl": [f"--db=unix:{lab.folder}/db.sock"],
+        "ovs-vsctl": [f"--db=unix:{folder}/db.sock"],
         "ovs-ofctl": ["-O", "OpenFlow14"],
-        "ovs-appctl": ["-t", f"{lab.folder}/vswitchd.ctl"],
+        "ovs-appctl": ["-t", f"{folder}/vswitchd.ctl"],
     }
-    return run("env", f"OVS_RUNDIR={lab.folder}", tool, *where[tool], *arguments)
+    return run("env", f"OVS_RUNDIR={folder}", tool, *where[tool], *arguments)
 
 
-def start_ovsdb(lab: Laboratory) -> None:
-    data = lab.folder / "conf.db"
-    socket = lab.folder / "db.sock"
+def start_ovsdb(lab: Laboratory, space: str = "") -> None:
+    """The database of the switch, or of a second one in a host's namespace."""
+    folder = ovs_folder(lab, space)
+    data = folder / "conf.db"
+    socket = folder / "db.sock"
     if not data.exists():
         run("ovsdb-tool", "create", str(data), OVS_SCHEMA)
     socket.unlink(missing_ok=True)
     command = ["ovsdb-server", str(data), f"--remote=punix:{socket}"]
-    command += [f"--unixctl={lab.folder}/ovsdb.ctl", "-vsyslog:off"]
-    spawn(lab, "ovsdb", in_space(lab.switch, *command), {"OVS_RUNDIR": str(lab.folder)})
+    command += [f"--unixctl={folder}/ovsdb.ctl", "-vsyslog:off"]
+    spawn(
+        lab, f"ovsdb{space}", in_space(space or lab.switch, *command), {"OVS_RUNDIR": str(folder)}
+    )
     wait_for("ovsdb-server", socket.exists)
 
 
-def start_vswitchd(lab: Laboratory) -> None:
-    control = lab.folder / "vswitchd.ctl"
+def start_vswitchd(lab: Laboratory, space: str = "") -> None:
+    folder = ovs_folder(lab, space)
+    control = folder / "vswitchd.ctl"
     control.unlink(missing_ok=True)
-    command = ["ovs-vswitchd", f"unix:{lab.folder}/db.sock", "--disable-system"]
+    command = ["ovs-vswitchd", f"unix:{folder}/db.sock", "--disable-system"]
     command += [f"--unixctl={control}", "-vsyslog:off"]
-    spawn(lab, "vswitchd", in_space(lab.switch, *command), {"OVS_RUNDIR": str(lab.folder)})
+    spawn(
+        lab,
+        f"vswitchd{space}",
+        in_space(space or lab.switch, *command),
+        {"OVS_RUNDIR": str(folder)},
+    )
     wait_for("ovs-vswitchd", control.exists)
 
 
@@ -240,7 +258,30 @@ def start_daemons(lab: Laboratory) -> None:
 
 def profile(lab: Laboratory) -> dict[str, object]:
     ports = sorted(port for held in lab.hosts.values() for port in held)
-    return {"ports": max(ports), "lags": [], "flash": str(lab.folder / "flash")}
+    return {
+        "lags": [],
+        "flash": str(lab.folder / "flash"),
+        "plane": {
+            "type": "ovs",
+            "ovsdb": f"unix:{lab.folder}/db.sock",
+            "bridge": BRIDGE,
+            "openflow": f"unix:{lab.folder}/{BRIDGE}.mgmt",
+            "frr": str(lab.folder / f"frr-{lab.switch}"),
+            "netns": f"/run/netns/{lab.switch}",
+            "ports": {str(port): f"port{port}" for port in ports},
+        },
+    }
+
+
+def make_certificate(lab: Laboratory) -> None:
+    """For an engine whose certificate is in the folder that it runs in."""
+    run(
+        *("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1"),
+        *("-nodes", "-days", "30", "-subj", "/CN=localhost"),
+        *("-keyout", str(lab.folder / "key.pem"), "-out", str(lab.folder / "certificate.pem")),
+    )
+    parts = ("certificate.pem", "key.pem")
+    (lab.folder / "ssl.pem").write_text("".join((lab.folder / part).read_text() for part in parts))
 
 
 def start_engine(lab: Laboratory, engine: str) -> int:

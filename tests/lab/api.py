@@ -10,8 +10,8 @@ from dataclasses import dataclass
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
-import laboratory  # noqa: E402
-from laboratory import Laboratory  # noqa: E402
+import laboratory
+from laboratory import Laboratory
 
 SETTLE_S = 20
 Answer = dict[str, object]
@@ -59,8 +59,7 @@ def has(api: Api, path: str, text: str) -> bool:
 
 
 def pending(api: Api) -> bool:
-    return any("pending" in json.dumps(ask(api, "GET", f"/{area}/pendingChanges")["rlt_data"])
-               for area in ("vlans", "if") )
+    return any(any(get(api, f"/{area}/pendingChanges").values()) for area in ("vlans", "if"))
 
 
 def script(api: Api, *lines: str) -> None:
@@ -105,11 +104,22 @@ def no_ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
     assert " 0 received" in done.stdout, f"{host} reaches {target}: {done.stdout}{done.stderr}"
 
 
-def capture(lab: Laboratory, host: str, filter_: str, cause: list[str], sender: str,
-            interface: str = "eth0") -> str:
+def capture(
+    lab: Laboratory, host: str, filter_: str, cause: list[str], sender: str, interface: str = "eth0"
+) -> str:
     """The first frame on a host's interface that the filter lets through, while another host sends;
     empty when none comes."""
-    words = ["timeout", "3", "tcpdump", "-lnne", "-c", "1", "-i", interface, *filter_.split()]
+    words = [
+        "timeout",
+        str(seconds),
+        "tcpdump",
+        "-lnne",
+        "-c",
+        "1",
+        "-i",
+        interface,
+        *filter_.split(),
+    ]
     with subprocess.Popen(
         laboratory.host_command(lab, host, words),
         stdout=subprocess.PIPE,
@@ -123,3 +133,39 @@ def capture(lab: Laboratory, host: str, filter_: str, cause: list[str], sender: 
             inside(lab, sender, *cause)
             time.sleep(0.05)
         return dump.stdout.read()
+
+
+FRAME = """
+import socket, struct, sys
+vlan, count = sys.argv[1], int(sys.argv[2])
+link = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
+link.bind((sys.argv[3], 0))
+tag = b"" if vlan == "-" else struct.pack("!HH", 0x8100, int(vlan))
+for _ in range(count):
+    link.send(b"\xff" * 6 + link.getsockname()[4] + tag + b"\x88\xb5" + bytes(46))
+"""
+
+
+def frame(tci: int | None = None, count: int = 1, interface: str = "eth0") -> list[str]:
+    """The command that sends frames to everybody, with this tag or none."""
+    return ["python3", "-c", FRAME, "-" if tci is None else str(tci), str(count), interface]
+
+
+FRAMES = "ether proto 0x88b5"
+
+
+def tagged(vlan: int) -> str:
+    return f"vlan {vlan} and {FRAMES}"
+
+
+def arrives(api: Api, sender: str, tci: int | None, receiver: str, filter_: str) -> str:
+    """Such a frame comes to the receiver in this form."""
+    seen = capture(api.lab, receiver, filter_, frame(tci), sender)
+    assert seen, f"no frame {filter_!r} from {sender} to {receiver}"
+    return seen
+
+
+def stays_away(api: Api, sender: str, tci: int | None, receiver: str) -> None:
+    filter_ = f"{FRAMES} or (vlan and {FRAMES})"
+    seen = capture(api.lab, receiver, filter_, frame(tci), sender, seconds=0.7)
+    assert not seen, f"a frame from {sender} to {receiver}: {seen}"
