@@ -3,73 +3,56 @@
 #include <json-c/json.h>
 
 #include <cstring>
+#include <vector>
 
 #include "switchsim/call/sim_clock.h"
 #include "switchsim/call/sim_fault.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/text/sim_profile_faults.h"
-
+#include "switchsim/config/sim_config.h"
+#include "switchsim/config/sim_script.h"
+#include "switchsim/host/sim_flash.h"
+#include "switchsim/host/sim_process.h"
+#include "switchsim/host/sim_transfer.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_plane.h"
+#include "switchsim/plane_sim/sim_hardware.h"
 #include "switchsim/plane_sim/sim_links.h"
+#include "switchsim/plane_sim/sim_plane_sim.h"
+#include "switchsim/plane_sim/sim_slices.h"
+#include "switchsim/text/sim_profile_faults.h"
 
 namespace
 {
-struct sim_key_t {
-  const char* name;
-  bool (*parse)(const sim_json_t& json);
-};
-
-constexpr size_t KEYS_MAX = 8;
-
-struct sim_area_t {
-  void (*reset)();
-  sim_key_t keys[KEYS_MAX];  // ended by an empty one
-};
-
-void core_reset()
+void calls_reset()
 {
   sim_clock_start();
-  sim_config_saved();
   sim_faults_clear();
   sim_rpc_delay_set(0);
 }
 
-// aligned columns would change every row for each new one
-// clang-format off
-constexpr sim_area_t AREAS[] = {
-    {core_reset, {{"rpc_delay_ms", sim_rpc_delay_parse},
-                  {"faults", sim_faults_parse}}},
-    {sim_auth_reset, {{"accounts", sim_auth_accounts_parse}}},
-    {sim_pending_reset, {{"pending_ms", sim_pending_pending_ms_parse}}},
-    {sim_ports_reset, {{"ports", sim_ports_ports_parse},
-                       {"link_up", sim_ports_link_up_parse}}},
-    {sim_counters_reset, {}},
-    {sim_vlan_reset, {{"vlan_max", sim_vlan_vlan_max_parse},
-                      {"vlans", sim_vlan_vlans_parse}}},
-    {sim_lag_reset, {{"lags", sim_lag_lags_parse}}},
-    {sim_routing_reset, {}},
-    {sim_bgp_reset, {}},
-    {sim_tcam_reset, {{"tcam_slice_size", sim_tcam_slice_size_parse}}},
-    {sim_flash_reset, {{"flash", sim_flash_folder_parse},
-                       {"flash_size", sim_flash_size_parse},
-                       {"scripts", sim_script_scripts_parse}}},
-    {sim_transfer_reset, {{"transfer_stall_s", sim_transfer_stall_parse}}},
-    {sim_system_reset, {}},
-    {sim_logging_reset, {}},
-    {sim_ssh_reset, {}},
-    {sim_pml_reset, {}},
-    {sim_boxs_reset, {{"fans", sim_boxs_fans_parse},
-                      {"power_supplies", sim_boxs_power_supplies_parse},
-                      {"temp_sensors", sim_boxs_temp_sensors_parse},
-                      {"transceivers", sim_boxs_transceivers_parse}}},
-    {sim_process_reset, {}},
+constexpr sim_key_t KEYS[] = {
+    {"rpc_delay_ms", sim_rpc_delay_parse},
+    {"faults",       sim_faults_parse   },
 };
-// clang-format on
+
+const sim_area_t CALLS_AREA = sim_area(calls_reset, KEYS);
+
+// In the order in which they are put back and read their keys, and in which configuration is
+// written and kept: each may rely on those before it.
+const std::vector<const sim_area_t*> AREAS = {
+    &CALLS_AREA,           &sim_change_area, &sim_auth_area,     &sim_plane_sim_area,
+    &sim_links_area,       &sim_ports_area,  &sim_counters_area, &sim_config_area,
+    &sim_lag_area,         &sim_vlan_area,   &sim_routing_area,  &sim_if_area,
+    &sim_lag_members_area, &sim_bgp_area,    &sim_slices_area,   &sim_tcam_area,
+    &sim_flash_area,       &sim_script_area, &sim_transfer_area, &sim_system_area,
+    &sim_logging_area,     &sim_ssh_area,    &sim_pml_area,      &sim_hardware_area,
+    &sim_process_area,
+};
 
 bool key_known(const char* name)
 {
-  for (const sim_area_t& area : AREAS) {
-    for (const sim_key_t* key = area.keys; key->name != nullptr; key++) {
-      if (strcmp(key->name, name) == 0) {
+  for (const sim_area_t* area : AREAS) {
+    for (const sim_key_t& key : area->keys) {
+      if (strcmp(key.name, name) == 0) {
         return true;
       }
     }
@@ -90,12 +73,14 @@ bool keys_known(const sim_json_t& profile)
 // Without a profile (no value) it cannot fail.
 bool areas_reset(const sim_json_t& profile)
 {
-  for (const sim_area_t& area : AREAS) {
-    area.reset();
-    for (const sim_key_t* key = area.keys; key->name != nullptr; key++) {
+  for (const sim_area_t* area : AREAS) {
+    if (area->reset != nullptr) {
+      area->reset();
+    }
+    for (const sim_key_t& key : area->keys) {
       json_object* value = nullptr;
-      if (profile.value != nullptr && json_object_object_get_ex(profile.value, key->name, &value) &&
-          !key->parse(sim_json_member(profile, key->name, value))) {
+      if (profile.value != nullptr && json_object_object_get_ex(profile.value, key.name, &value) &&
+          !key.parse(sim_json_member(profile, key.name, value))) {
         return false;
       }
     }
@@ -109,10 +94,14 @@ std::string sim_areas_reset(const std::string& profile)
   std::string error;
   const sim_json_owner_t json = profile.empty() ? nullptr : sim_json_read(profile, error);
   const sim_json_t top = {json.get(), "", &error};
-  if (!error.empty() || !keys_known(top) || !areas_reset(top)) {
+  sim_plane_use(sim_plane_sim);
+  sim_store_use(sim_flash_store);
+  sim_areas_use(AREAS);
+  if (!error.empty() || !keys_known(top) || !areas_reset(top) || !sim_plane().start(error)) {
     areas_reset({});
+    std::string ignored;
+    sim_plane().start(ignored);
   }
-  sim_links_restart();
   sim_config_deliver();
   sim_config_load();
   return error;

@@ -72,6 +72,11 @@ open_error_t openapiClientRegister(const char* name, openapiClientHandle_t* clie
   return sim_run(__func__, work, name);
 }
 
+open_error_t rpcclt_openapiConnectivityCheck(openapiClientHandle_t* client_handle)
+{
+  return sim_call(__func__, client_handle, [] { return OPEN_E_NONE; });
+}
+
 // ---- steering from tests ----
 
 std::string switchsim_reset(const char* profile_json)

@@ -6,19 +6,19 @@
 #include <string>
 #include <vector>
 
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/config/sim_config.h"
-#include "switchsim/host/sim_flash.h"
-#include "switchsim/model/sim_state.h"
+#include "switchsim/config/sim_store.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/api_script.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
-#include "switchsim/call/sim_clock.h"
 
 static void put_script(const std::string& name, const std::string& text)
 {
   const auto lock = sim_lock();
-  EXPECT_TRUE(sim_flash_write(name, text)) << name;
+  EXPECT_TRUE(sim_store().write(name, text)) << name;
 }
 
 static std::string running_config()
@@ -30,7 +30,7 @@ static std::string running_config()
 static bool unsaved()
 {
   const auto lock = sim_lock();
-  return sim_config_unsaved();
+  return sim_unsaved();
 }
 
 static void apply_script(int line, const std::string& text)
@@ -141,7 +141,7 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
     EXPECT_FALSE(unsaved());
   }
   std::string saved;
-  EXPECT_FALSE(sim_flash_read(SIM_STARTUP_CONFIG, saved));
+  EXPECT_FALSE(sim_store().read(SIM_STARTUP_CONFIG, saved));
 }
 
 // Each command that undoes another one, so that nothing is left of any of them.

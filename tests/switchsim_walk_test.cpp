@@ -28,11 +28,10 @@
 #include "platform/openapi_system.h"
 #include "platform/openapi_tcam.h"
 #include "platform/openapi_vlan.h"
+#include "switchsim/call/sim_clock.h"
 #include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_state.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/temp_folder.h"
-#include "switchsim/call/sim_clock.h"
 
 static openapiClientHandle_t client;
 static openapiClientHandle_t* const c = &client;

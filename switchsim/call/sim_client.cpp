@@ -2,8 +2,6 @@
 
 #include <cstdint>
 
-#include "platform/openapi_client.h"
-#include "switchsim/call/sim_call.h"
 #include "switchsim/call/sim_clock.h"
 
 namespace
@@ -28,9 +26,4 @@ open_error_t sim_answerable(const openapiClientHandle_t* handle, open_error_t aw
     return OPEN_E_RPC;
   }
   return sim_ready() ? OPEN_E_NONE : away;
-}
-
-open_error_t rpcclt_openapiConnectivityCheck(openapiClientHandle_t* client_handle)
-{
-  return sim_call(__func__, client_handle, [] { return OPEN_E_NONE; });
 }

@@ -2,26 +2,15 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <iterator>
 #include <new>
 #include <vector>
 
-#include "platform/openapi_system.h"
-#include "switchsim/call/sim_call.h"
-#include "switchsim/call/sim_clock.h"
-#include "switchsim/host/sim_flash.h"
-#include "switchsim/host/sim_transfer.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_tcam.h"
-#include "switchsim/plane_sim/sim_links.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/call/sim_value.h"
+#include "switchsim/config/sim_store.h"
+#include "switchsim/model/sim_change.h"
 
 namespace
 {
-// How long the switch is away, by reload mode.
-constexpr uint32_t RELOAD_MS[] = {0, 2000, 2000, 500};
-static_assert(std::size(RELOAD_MS) == SIM_RELOAD_SOFTWARE + 1);
-
 bool save_asked;  // by the script that runs
 sim_restore_t delivered;
 
@@ -31,11 +20,6 @@ open_error_t save_run(const sim_cli_args_t&)
 {
   save_asked = true;
   return OPEN_E_NONE;
-}
-
-sim_restore_t save_state_keep()
-{
-  return [unsaved = sim_config_unsaved()] { unsaved ? sim_config_changed() : sim_config_saved(); };
 }
 
 void clear_write(std::string& script)
@@ -48,39 +32,25 @@ constexpr sim_command_t WHOLE_COMMANDS[] = {
     {"write memory", save_run },
 };
 
-// In the order in which configuration is written; each relies on those before it. What is kept of
-// the save state comes last, so that putting back the others does not count as a change.
-const sim_config_area_t CONFIG_AREAS[] = {
-    sim_config_area(save_state_keep, sim_nothing_clear, clear_write, WHOLE_COMMANDS),
-    sim_lag_config(),
-    sim_vlan_config(),
-    sim_routing_config(),
-    sim_if_config(),
-    sim_lag_members_config(),
-    sim_bgp_config(),
-    sim_tcam_config(),
-    sim_system_config(),
-    sim_logging_config(),
-    sim_ssh_config(),
-    sim_pml_config(),
-};
-
 open_error_t clear_run(const sim_cli_args_t&)
 {
-  std::for_each(std::rbegin(CONFIG_AREAS), std::rend(CONFIG_AREAS),
-                [](const sim_config_area_t& area) { area.clear(); });
-  sim_links_replaced();
-  sim_config_changed();
-  return OPEN_E_NONE;
+  const auto& areas = sim_areas();
+  std::for_each(areas.rbegin(), areas.rend(), [](const sim_area_t* area) {
+    if (area->clear != nullptr) {
+      area->clear();
+    }
+  });
+  sim_replaced();
+  return sim_changed(SIM_SYSTEM);
 }
 
 open_error_t words_run(const std::vector<sim_cli_word_t>& words, std::string& why)
 {
   sim_cli_args_t args;
-  for (const sim_config_area_t& area : CONFIG_AREAS) {
-    for (size_t i = 0; i < area.command_count; i++) {
-      if (sim_cli_match(area.commands[i].pattern, words, args)) {
-        open_error_t result = area.commands[i].run(args);
+  for (const sim_area_t* area : sim_areas()) {
+    for (size_t i = 0; i < area->command_count; i++) {
+      if (sim_cli_match(area->commands[i].pattern, words, args)) {
+        open_error_t result = area->commands[i].run(args);
         if (result == OPEN_E_EXISTS) {
           result = OPEN_E_NONE;  // what is asked for is there
         }
@@ -112,34 +82,32 @@ bool lines_run(const std::string& script, std::string& error)
 }
 }  // namespace
 
-sim_restore_t sim_nothing_keep()
-{
-  return [] {};
-}
-
-void sim_nothing_clear()
-{
-}
+const sim_area_t sim_config_area =
+    sim_area_with_config(sim_area(nullptr), nullptr, nullptr, clear_write, WHOLE_COMMANDS);
 
 sim_restore_t sim_config_keep()
 {
   std::vector<sim_restore_t> kept;
-  for (const sim_config_area_t& area : CONFIG_AREAS) {
-    kept.insert(kept.begin(), area.keep());
+  for (const sim_area_t* area : sim_areas()) {
+    if (area->keep != nullptr) {
+      kept.insert(kept.begin(), area->keep());
+    }
   }
   return [kept] {
     for (const sim_restore_t& restore : kept) {
       restore();
     }
-    sim_links_replaced();
+    sim_replaced();
   };
 }
 
 std::string sim_config_text()
 {
   std::string script;
-  for (const sim_config_area_t& area : CONFIG_AREAS) {
-    area.write(script);
+  for (const sim_area_t* area : sim_areas()) {
+    if (area->write != nullptr) {
+      area->write(script);
+    }
   }
   return script;
 }
@@ -167,16 +135,21 @@ bool sim_config_run(const std::string& script, std::string& error)
 
 open_error_t sim_config_save()
 {
-  if (!sim_flash_write(SIM_STARTUP_CONFIG, sim_config_text())) {
+  if (!sim_store().write(SIM_STARTUP_CONFIG, sim_config_text())) {
     return OPEN_E_FULL;
   }
-  sim_config_saved();
+  sim_saved();
   return OPEN_E_NONE;
 }
 
 void sim_config_deliver()
 {
   delivered = sim_config_keep();
+}
+
+void sim_config_take_delivered()
+{
+  delivered();
 }
 
 std::string sim_config_delivered_text()
@@ -193,44 +166,12 @@ void sim_config_load()
   std::string script;
   std::string error;
   const char* name = SIM_STARTUP_CONFIG;
-  if (!sim_flash_read(name, script)) {
+  if (!sim_store().read(name, script)) {
     name = SIM_FACTORY_DEFAULTS;
-    sim_flash_read(name, script);
+    sim_store().read(name, script);
   }
   if (!sim_config_run(script, error)) {
     fprintf(stderr, "switchsim: %s: %s\n", name, error.c_str());
   }
-  sim_config_saved();
-}
-
-open_error_t sim_reload(uint32_t mode)
-{
-  if (mode < SIM_RELOAD_SWITCH || mode > SIM_RELOAD_SOFTWARE) {
-    return OPEN_E_PARAM;
-  }
-  if (mode == SIM_RELOAD_WITHOUT_CONFIG) {
-    sim_flash_remove(SIM_STARTUP_CONFIG);
-  }
-  sim_transfer_cut();
-  delivered();
-  sim_links_restart();
-  sim_counters_reset();
-  sim_tcam_restart();
-  sim_config_load();
-  sim_ready_after(RELOAD_MS[mode]);
-  return OPEN_E_NONE;
-}
-
-open_error_t rpcclt_openapiSystemReloadSet(openapiClientHandle_t* client_handle, uint32_t mode)
-{
-  return sim_set(__func__, client_handle, mode, sim_reload);
-}
-
-open_error_t rpcclt_openapiSystemUnsavedConfigStatusGet(openapiClientHandle_t* client_handle,
-                                                        OPEN_BOOL_t* hasChanged)
-{
-  const auto work = [&] {
-    return sim_give(*hasChanged, sim_config_unsaved() ? OPEN_TRUE : OPEN_FALSE);
-  };
-  return sim_call(__func__, client_handle, work, sim_out(hasChanged));
+  sim_saved();
 }

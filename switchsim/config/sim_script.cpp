@@ -6,9 +6,7 @@
 #include "platform/openapi_script.h"
 #include "switchsim/call/sim_call.h"
 #include "switchsim/config/sim_config.h"
-#include "switchsim/host/sim_flash.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/config/sim_store.h"
 
 namespace
 {
@@ -23,7 +21,7 @@ open_error_t script_apply(const std::string& name)
   if (!sim_script_name_ok(name)) {
     return OPEN_E_PARAM;
   }
-  if (!sim_flash_read(name, script)) {
+  if (!sim_store().read(name, script)) {
     return OPEN_E_NOT_FOUND;
   }
   if (!sim_config_run(script, error)) {
@@ -36,7 +34,7 @@ open_error_t script_apply(const std::string& name)
 open_error_t script_list(OPEN_CLI_SCRIPT_FILE_LIST_t& list)
 {
   list = {};
-  for (const std::string& name : sim_flash_names()) {
+  for (const std::string& name : sim_store().names()) {
     if (sim_script_name_ok(name) && list.count < OPEN_CLI_SCRIPT_FILES_MAX) {
       name.copy(list.filelist[list.count++], NAME_MAX_LENGTH);
     }
@@ -49,7 +47,7 @@ open_error_t script_delete(const std::string& name)
   if (!sim_script_name_ok(name)) {
     return OPEN_E_PARAM;
   }
-  return sim_flash_remove(name) ? OPEN_E_NONE : OPEN_E_NOT_FOUND;
+  return sim_store().remove(name) ? OPEN_E_NONE : OPEN_E_NOT_FOUND;
 }
 }  // namespace
 
@@ -70,11 +68,11 @@ static bool sim_number_set(OPEN_CLI_SCRIPT_FILE_LIST_t& list, const sim_fault_va
 
 bool sim_script_name_ok(const std::string& name)
 {
-  return sim_flash_name_ok(name) && name.size() <= NAME_MAX_LENGTH && name.size() > SUFFIX.size() &&
+  return sim_file_name_ok(name) && name.size() <= NAME_MAX_LENGTH && name.size() > SUFFIX.size() &&
          name.compare(name.size() - SUFFIX.size(), SUFFIX.size(), SUFFIX) == 0;
 }
 
-bool sim_script_scripts_parse(const sim_json_t& json)
+static bool scripts_parse(const sim_json_t& json)
 {
   return sim_json_each(json, [](const char* name, const sim_json_t& value) {
     std::string script;
@@ -82,9 +80,15 @@ bool sim_script_scripts_parse(const sim_json_t& json)
       return sim_json_refuse(value, "a script's name has at most 32 characters and ends in .scr");
     }
     return sim_json_text(value, 0, SCRIPT_MAX_LENGTH, script) &&
-           (sim_flash_write(name, script) || sim_json_refuse(value, "cannot be written"));
+           (sim_store().write(name, script) || sim_json_refuse(value, "cannot be written"));
   });
 }
+
+constexpr sim_key_t KEYS[] = {
+    {"scripts", scripts_parse},
+};
+
+const sim_area_t sim_script_area = sim_area(nullptr, KEYS);
 
 open_error_t rpcclt_openapiTxtCfgValidateAndApply(openapiClientHandle_t* client_handle,
                                                   open_buffdesc* file)

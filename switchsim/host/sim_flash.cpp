@@ -12,13 +12,12 @@
 #include <filesystem>
 #include <limits>
 
-#include "switchsim/sim_areas.h"
+#include "switchsim/config/sim_store.h"
 
 namespace fs = std::filesystem;
 
 namespace
 {
-constexpr size_t NAME_MAX_LENGTH = 64;
 constexpr char PART_MARK = '~';  // in the name of a file that is being written, and in no other
 constexpr uint32_t SIZE_DEFAULT = 1u << 30;
 
@@ -137,7 +136,7 @@ void each_file(Visit visit)
 bool is_part(const std::string& name)
 {
   const size_t mark = name.find(PART_MARK);
-  return mark != name.npos && mark + 1 < name.size() && sim_flash_name_ok(name.substr(0, mark)) &&
+  return mark != name.npos && mark + 1 < name.size() && sim_file_name_ok(name.substr(0, mark)) &&
          name.find_first_not_of("0123456789", mark + 1) == name.npos;
 }
 
@@ -151,19 +150,56 @@ void parts_remove()
     }
   });
 }
-}  // namespace
 
-void sim_flash_reset()
+std::vector<std::string> names()
+{
+  std::vector<std::string> names;
+  each_file([&](const fs::directory_entry& entry) {
+    const std::string name = entry.path().filename().string();
+    if (sim_file_name_ok(name)) {
+      names.push_back(name);
+    }
+  });
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool file_read(const std::string& name, std::string& content)
+{
+  uint64_t size = 0;
+  const sim_file_t file = sim_flash_open(name, size);
+  if (file == nullptr) {
+    return false;
+  }
+  content.resize(static_cast<size_t>(size));
+  content.resize(fread(content.data(), 1, content.size(), file.get()));
+  return ferror(file.get()) == 0;
+}
+
+bool file_write(const std::string& name, std::string_view content)
+{
+  sim_flash_part_t part;
+  return content.size() <= sim_flash_free() && sim_flash_part_open(name, part) &&
+         fwrite(content.data(), 1, content.size(), part.file.get()) == content.size() &&
+         sim_flash_part_keep(part);
+}
+
+bool file_remove(const std::string& name)
+{
+  return sim_file_name_ok(name) && unlink(path_of(name).c_str()) == 0;
+}
+
+void flash_reset()
 {
   folder = temporary_folder();
   flash_size = SIZE_DEFAULT;
   parts_remove();
-  for (const std::string& name : sim_flash_names()) {
-    sim_flash_remove(name);
+  for (const std::string& name : names()) {
+    file_remove(name);
   }
 }
 
-bool sim_flash_folder_parse(const sim_json_t& json)
+bool folder_parse(const sim_json_t& json)
 {
   std::string path;
   if (!sim_json_text(json, 1, PATH_MAX - 1, path)) {
@@ -183,61 +219,25 @@ bool sim_flash_folder_parse(const sim_json_t& json)
   return true;
 }
 
-bool sim_flash_size_parse(const sim_json_t& json)
+bool size_parse(const sim_json_t& json)
 {
   return sim_json_uint(json, 0, std::numeric_limits<uint32_t>::max(), flash_size);
 }
 
-bool sim_flash_name_ok(const std::string& name)
-{
-  const auto allowed = [](unsigned char c) {
-    return c < 0x80 && (isalnum(c) || c == '.' || c == '_' || c == '-');
-  };
-  return !name.empty() && name.size() <= NAME_MAX_LENGTH && name[0] != '.' && name[0] != '-' &&
-         std::all_of(name.begin(), name.end(), allowed);
-}
+}  // namespace
+
+const sim_store_t sim_flash_store = {names, file_read, file_write, file_remove};
+
+constexpr sim_key_t KEYS[] = {
+    {"flash",      folder_parse},
+    {"flash_size", size_parse  },
+};
+
+const sim_area_t sim_flash_area = sim_area(flash_reset, KEYS);
 
 const std::string& sim_flash_folder()
 {
   return folder;
-}
-
-std::vector<std::string> sim_flash_names()
-{
-  std::vector<std::string> names;
-  each_file([&](const fs::directory_entry& entry) {
-    const std::string name = entry.path().filename().string();
-    if (sim_flash_name_ok(name)) {
-      names.push_back(name);
-    }
-  });
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-bool sim_flash_read(const std::string& name, std::string& content)
-{
-  uint64_t size = 0;
-  const sim_file_t file = sim_flash_open(name, size);
-  if (file == nullptr) {
-    return false;
-  }
-  content.resize(static_cast<size_t>(size));
-  content.resize(fread(content.data(), 1, content.size(), file.get()));
-  return ferror(file.get()) == 0;
-}
-
-bool sim_flash_write(const std::string& name, std::string_view content)
-{
-  sim_flash_part_t part;
-  return content.size() <= sim_flash_free() && sim_flash_part_open(name, part) &&
-         fwrite(content.data(), 1, content.size(), part.file.get()) == content.size() &&
-         sim_flash_part_keep(part);
-}
-
-bool sim_flash_remove(const std::string& name)
-{
-  return sim_flash_name_ok(name) && unlink(path_of(name).c_str()) == 0;
 }
 
 void sim_file_close_t::operator()(FILE* file) const
@@ -247,7 +247,7 @@ void sim_file_close_t::operator()(FILE* file) const
 
 sim_file_t sim_flash_open(const std::string& name, uint64_t& size)
 {
-  if (!sim_flash_name_ok(name)) {
+  if (!sim_file_name_ok(name)) {
     return nullptr;
   }
   const int fd = open(path_of(name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -282,7 +282,7 @@ sim_flash_part_t::~sim_flash_part_t()
 
 bool sim_flash_part_open(const std::string& name, sim_flash_part_t& part)
 {
-  if (!sim_flash_name_ok(name)) {
+  if (!sim_file_name_ok(name)) {
     return false;
   }
   part.target = path_of(name);

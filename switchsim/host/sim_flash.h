@@ -5,29 +5,16 @@
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
-// 1 to 64 letters, digits and "._-", the first one no "." and no "-": such a name leads to no other
-// folder.
-bool sim_flash_name_ok(const std::string& name);
+#include "switchsim/config/sim_store.h"
+#include "switchsim/model/sim_area.h"
 
 // The folder, without a slash at its end. A temporary one that lasts as long as the process, unless
 // another was chosen.
 const std::string& sim_flash_folder();
 
-// The files' names, ascending.
-std::vector<std::string> sim_flash_names();
-
-// Reads a whole file; false when there is none.
-bool sim_flash_read(const std::string& name, std::string& content);
-
-// Writes a file so that the old or the new content is there, never half of it. False when it could
-// not be written, or there is no room for it.
-bool sim_flash_write(const std::string& name, std::string_view content);
-
-// False when there is none.
-bool sim_flash_remove(const std::string& name);
+// Its files, as the switch keeps configurations and scripts in them.
+extern const sim_store_t sim_flash_store;
 
 // ---- files too large for memory ----
 
@@ -59,3 +46,5 @@ bool sim_flash_part_open(const std::string& name, sim_flash_part_t& part);
 // Puts the whole file in place; false, and the part is gone, when not all of it could be written.
 bool sim_flash_part_keep(sim_flash_part_t& part);
 void sim_flash_part_drop(sim_flash_part_t& part);
+
+extern const sim_area_t sim_flash_area;

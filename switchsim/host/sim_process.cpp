@@ -1,4 +1,6 @@
 // Memory and CPU use, as the machine has it that the simulated switch runs on.
+#include "switchsim/host/sim_process.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -11,8 +13,7 @@
 #include "platform/openapi_process.h"
 #include "switchsim/call/sim_call.h"
 #include "switchsim/call/sim_clock.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/model/sim_area.h"
 
 namespace
 {
@@ -264,12 +265,15 @@ open_error_t memory_info(uint32_t& total, uint32_t& allocated, uint32_t& free)
   allocated = total - free;
   return OPEN_E_NONE;
 }
-}  // namespace
 
-void sim_process_reset()
+void process_reset()
 {
   samples.assign(1, {});
 }
+
+}  // namespace
+
+const sim_area_t sim_process_area = sim_area(process_reset);
 
 open_error_t rpcclt_openapiProcMemInfoGet(openapiClientHandle_t* client_handle,
                                           uint32_t* totalMemory, uint32_t* allocMemory,

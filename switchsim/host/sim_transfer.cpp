@@ -11,10 +11,8 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cinttypes>
 #include <condition_variable>
 #include <cstdio>
-#include <ctime>
 #include <iterator>
 #include <limits>
 #include <new>
@@ -25,16 +23,15 @@
 #include "platform/openapi_transfer.h"
 #include "switchsim/call/sim_call.h"
 #include "switchsim/call/sim_clock.h"
+#include "switchsim/config/sim_archive.h"
 #include "switchsim/config/sim_config.h"
+#include "switchsim/config/sim_reload.h"
 #include "switchsim/config/sim_script.h"
+#include "switchsim/config/sim_store.h"
 #include "switchsim/host/sim_flash.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
 
 namespace
 {
-constexpr char BACKUP_CONFIG[] = "backup-config";
-constexpr char RUNNING_CONFIG[] = "running-config";
 constexpr char CONFIG_ARCHIVE[] = "tarvexia.cfg";
 
 // Configurations and scripts are read whole when they are used.
@@ -415,76 +412,6 @@ bool thread_start(const transfer_ptr_t& t)
   return t->thread.joinable();
 }
 
-// ---- the archive of all configurations ----
-
-// What a configuration is as text; false when there is none.
-bool config_text(const std::string& name, std::string& text)
-{
-  if (name == RUNNING_CONFIG) {
-    text = sim_config_text();
-    return true;
-  }
-  if (sim_flash_read(name, text)) {
-    return true;
-  }
-  if (name == SIM_STARTUP_CONFIG) {
-    return config_text(SIM_FACTORY_DEFAULTS, text);
-  }
-  if (name == SIM_FACTORY_DEFAULTS) {
-    text = sim_config_delivered_text();
-    return true;
-  }
-  return false;
-}
-
-std::string octal(uint64_t number, int digits)
-{
-  char text[24];
-  snprintf(text, sizeof text, "%0*" PRIo64, digits, number);
-  return text;
-}
-
-// One file of a tar archive: header and content, each filled up to whole blocks.
-void archive_add(std::string& archive, const std::string& name, const std::string& content)
-{
-  constexpr size_t BLOCK = 512;
-  constexpr size_t SUM_AT = 148;
-  std::string header(BLOCK, '\0');
-  const auto put = [&](size_t at, const std::string& text) {
-    header.replace(at, text.size(), text);
-  };
-  put(0, name);
-  put(100, octal(0644, 7));  // mode, user, group
-  put(108, octal(0, 7));
-  put(116, octal(0, 7));
-  put(124, octal(content.size(), 11));
-  put(136, octal(static_cast<uint64_t>(time(nullptr)), 11));
-  put(SUM_AT, std::string(8, ' '));  // counts as blanks in the sum itself
-  put(156, "0");                     // a file
-  put(257, std::string("ustar\00000", 8));
-  uint64_t sum = 0;
-  for (const char c : header) {
-    sum += static_cast<unsigned char>(c);
-  }
-  put(SUM_AT, octal(sum, 6) + '\0');
-  archive += header + content;
-  archive.append((BLOCK - content.size() % BLOCK) % BLOCK, '\0');
-}
-
-std::string archive_text()
-{
-  constexpr size_t END = 1024;
-  std::string archive;
-  for (const char* name :
-       {SIM_STARTUP_CONFIG, BACKUP_CONFIG, SIM_FACTORY_DEFAULTS, RUNNING_CONFIG}) {
-    std::string content;
-    if (config_text(name, content)) {
-      archive_add(archive, name, content);
-    }
-  }
-  return archive.append(END, '\0');
-}
-
 // ---- starting ----
 
 struct file_kind_t {
@@ -498,9 +425,9 @@ constexpr file_kind_t FILE_KINDS[] = {
     {"active",             true,  false, SIZE_ANY     },
     {"backup",             true,  false, SIZE_ANY     },
     {SIM_STARTUP_CONFIG,   true,  true,  TEXT_SIZE_MAX},
-    {BACKUP_CONFIG,        true,  true,  TEXT_SIZE_MAX},
+    {SIM_BACKUP_CONFIG,    true,  true,  TEXT_SIZE_MAX},
     {SIM_FACTORY_DEFAULTS, true,  true,  TEXT_SIZE_MAX},
-    {RUNNING_CONFIG,       false, true,  SIZE_ANY     },
+    {SIM_RUNNING_CONFIG,   false, true,  SIZE_ANY     },
     {CONFIG_ARCHIVE,       false, true,  SIZE_ANY     },
 };
 constexpr file_kind_t SCRIPT_KIND = {nullptr, true, true, TEXT_SIZE_MAX};
@@ -539,21 +466,21 @@ bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
   const std::string path = url_get(url.get(), CURLUPART_PATH, CURLU_URLDECODE);
   const std::string folder = sim_flash_folder() + "/";
   flash_name = path.substr(0, folder.size()) == folder ? path.substr(folder.size()) : "";
-  return sim_flash_name_ok(flash_name);
+  return sim_file_name_ok(flash_name);
 }
 
 // Where the bytes come from: a file of the flash, or what is written for the purpose.
 bool source_open(transfer_t& t, const std::string& name)
 {
   if (name == CONFIG_ARCHIVE) {
-    t.source_text = archive_text();
-  } else if (name != RUNNING_CONFIG) {
+    t.source_text = sim_archive_text();
+  } else if (name != SIM_RUNNING_CONFIG) {
     t.source = sim_flash_open(name, t.source_size);
   }
   if (t.source != nullptr) {
     return true;
   }
-  if (t.source_text.empty() && !config_text(name, t.source_text)) {
+  if (t.source_text.empty() && !sim_config_file_text(name, t.source_text)) {
     return false;
   }
   t.source_size = t.source_text.size();
@@ -643,27 +570,39 @@ open_error_t restart_ask()
   latest->restart = true;
   return due ? sim_reload(SIM_RELOAD_SWITCH) : OPEN_E_NONE;
 }
-}  // namespace
 
-void sim_transfer_cut()
+// The switch starts again.
+void transfer_cut()
 {
   if (running()) {
     latest->cut = true;
   }
 }
 
-void sim_transfer_reset()
+void transfer_reset()
 {
-  sim_transfer_cut();
+  transfer_cut();
   latest = nullptr;
   latest_of = {};
   stall_s = STALL_S_DEFAULT;
 }
 
-bool sim_transfer_stall_parse(const sim_json_t& json)
+bool stall_parse(const sim_json_t& json)
 {
   return sim_json_uint(json, 1, STALL_S_MAX, stall_s);
 }
+
+}  // namespace
+
+constexpr sim_key_t KEYS[] = {
+    {"transfer_stall_s", stall_parse},
+};
+
+const sim_area_t sim_transfer_area = [] {
+  sim_area_t area = sim_area(transfer_reset, KEYS);
+  area.restarted = transfer_cut;
+  return area;
+}();
 
 // That something is not available says of a start that another transfer runs.
 template <class Work>

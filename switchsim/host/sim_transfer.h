@@ -1,5 +1,6 @@
 // File transfers of the simulated switch.
 #pragma once
 
-// Ends the running transfer, if any, as one that failed: the switch starts again.
-void sim_transfer_cut();
+#include "switchsim/model/sim_area.h"
+
+extern const sim_area_t sim_transfer_area;

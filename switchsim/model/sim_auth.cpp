@@ -3,8 +3,7 @@
 
 #include "platform/openapi_auth.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/model/sim_area.h"
 
 namespace
 {
@@ -56,9 +55,8 @@ bool account_parse(const sim_json_t& json)
   }
   return parsed;
 }
-}  // namespace
 
-void sim_auth_reset()
+void auth_reset()
 {
   accounts = {
       {"admin", {"admin", OPEN_LOGIN_ACCESS_READ_WRITE}},
@@ -66,11 +64,19 @@ void sim_auth_reset()
   };
 }
 
-bool sim_auth_accounts_parse(const sim_json_t& json)
+bool accounts_parse(const sim_json_t& json)
 {
   accounts.clear();
   return sim_json_list(json, account_parse);
 }
+
+}  // namespace
+
+constexpr sim_key_t KEYS[] = {
+    {"accounts", accounts_parse},
+};
+
+const sim_area_t sim_auth_area = sim_area(auth_reset, KEYS);
 
 open_error_t rpcclt_openapiAuthenticateUser(openapiClientHandle_t* client_handle,
                                             open_buffdesc* user, open_buffdesc* password,

@@ -1,9 +1,8 @@
-#include "switchsim/model/sim_base.h"
-
+// Versions and identity of the switch.
 #include "platform/openapi_base.h"
 #include "switchsim/call/sim_call.h"
 #include "switchsim/call/sim_clock.h"
-#include "switchsim/model/sim_state.h"
+#include "switchsim/model/sim_plane.h"
 #include "switchsim/text/sim_mac.h"
 
 namespace
@@ -52,7 +51,7 @@ open_error_t rpcclt_openapiSwDevInfoSerialNumGet(openapiClientHandle_t* client_h
 open_error_t rpcclt_openapiBurnedInMacAddrGet(openapiClientHandle_t* client_handle,
                                               open_buffdesc* macAddr)
 {
-  return text_call(__func__, client_handle, macAddr, sim_mac_text(SIM_BURNED_IN_MAC));
+  return text_call(__func__, client_handle, macAddr, sim_mac_text(sim_plane().mac(0)));
 }
 
 open_error_t rpcclt_openapiMachineModelNameGet(openapiClientHandle_t* client_handle,

@@ -2,17 +2,13 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
 #include <string>
-#include <utility>
 
 #include "platform/openapi_bgp.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/model/sim_routing.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_view.h"
-#include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_address.h"
 
 namespace
@@ -30,68 +26,27 @@ constexpr uint32_t MATCH_BITS_ALL = OPEN_OSPF_METRIC_TYPE_INTERNAL | OPEN_OSPF_M
 constexpr const char* PROTOCOLS[] = {"connected", "static", "rip", "ospf"};
 constexpr const char* PROTOCOL_WITH_MATCH = "ospf";
 
-struct globals_t {
-  uint32_t hold_time = 90;
-  uint32_t keep_alive = 30;
-  uint32_t local_as = 0;   // 0: not set
-  uint32_t router_id = 0;  // 0: not set
-  uint32_t local_pref = 100;
-  bool log_neighbor_changes = false;
-};
-
-typedef std::pair<OPEN_AF_t, sim_address_bytes_t> address_key_t;
-typedef std::pair<address_key_t, uint32_t> peer_key_t;     // with the scope id
-typedef std::pair<address_key_t, uint32_t> network_key_t;  // with the prefix length
-
-struct family_settings_t {
-  bool active = false;
-  OPEN_CONTROL_t next_hop_self = OPEN_DISABLE;
-};
-
-struct peer_t {
-  uint32_t remote_as = 0;
-  family_settings_t ipv4;
-  family_settings_t ipv6;
-  uint32_t update_source = 0;
-};
-
-struct redistribution_t {
-  uint32_t match_bits = 0;  // 0: all routes
-  bool metric_set = false;
-  uint32_t metric = 0;
-  std::string route_map;  // empty: none
-};
-
-globals_t globals;
-std::map<peer_key_t, peer_t> peers;
-std::map<network_key_t, std::string> networks;  // to the route map's name
-std::map<std::pair<OPEN_AF_t, std::string>, redistribution_t> redistributions;
+sim_bgp_t bgp;
 
 bool family_valid(OPEN_AF_t family)
 {
   return family == OPEN_AF_INET || family == OPEN_AF_INET6;
 }
 
-address_key_t key_of(const open_inet_addr_t& address)
+sim_bgp_address_t key_of(const open_inet_addr_t& address)
 {
   return {address.family, sim_address_bytes(address)};
 }
 
 // ---- globals ----
 
-open_error_t changed()
-{
-  sim_config_changed();
-  return OPEN_E_NONE;
-}
-
 open_error_t hold_time_set(uint32_t seconds)
 {
   if (seconds > TIME_MAX || (seconds > 0 && seconds < HOLD_TIME_MIN)) {
     return OPEN_E_PARAM;
   }
-  globals.hold_time = seconds;
-  return changed();
+  bgp.globals.hold_time = seconds;
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t keep_alive_set(uint32_t seconds)
@@ -99,8 +54,8 @@ open_error_t keep_alive_set(uint32_t seconds)
   if (seconds > TIME_MAX) {
     return OPEN_E_PARAM;
   }
-  globals.keep_alive = seconds;
-  return changed();
+  bgp.globals.keep_alive = seconds;
+  return sim_changed(SIM_BGP);
 }
 
 bool as_valid(uint32_t as)
@@ -113,8 +68,8 @@ open_error_t local_as_set(uint32_t as)
   if (!as_valid(as)) {
     return OPEN_E_PARAM;
   }
-  globals.local_as = as;
-  return changed();
+  bgp.globals.local_as = as;
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t router_id_set(uint32_t id)
@@ -122,20 +77,20 @@ open_error_t router_id_set(uint32_t id)
   if (!sim_ipv4_is_host(id)) {
     return OPEN_E_PARAM;
   }
-  globals.router_id = id;
-  return changed();
+  bgp.globals.router_id = id;
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t local_pref_set(uint32_t local_pref)
 {
-  globals.local_pref = local_pref;
-  return changed();
+  bgp.globals.local_pref = local_pref;
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t log_neighbor_changes_set(bool on)
 {
-  globals.log_neighbor_changes = on;
-  return changed();
+  bgp.globals.log_neighbor_changes = on;
+  return sim_changed(SIM_BGP);
 }
 
 // ---- originated networks and redistribution ----
@@ -147,9 +102,9 @@ bool route_map_valid(bool used, const std::string& name)
 }
 
 // The network of an address: host bits do not count.
-network_key_t network_of(const open_inet_addr_t& address, uint32_t pfx_len)
+sim_bgp_network_key_t network_of(const open_inet_addr_t& address, uint32_t pfx_len)
 {
-  network_key_t network = {key_of(address), pfx_len};
+  sim_bgp_network_key_t network = {key_of(address), pfx_len};
   auto& bytes = network.first.second;
   for (size_t i = 0; i < bytes.size(); i++) {
     const size_t kept = pfx_len <= 8 * i ? 0 : std::min<size_t>(8, pfx_len - 8 * i);
@@ -166,24 +121,24 @@ open_error_t network_set(bool add, bool use_route_map, const open_inet_addr_t& a
       !route_map_valid(use_route_map, route_map)) {
     return OPEN_E_PARAM;
   }
-  const network_key_t network = network_of(address, pfx_len);
-  const auto held = networks.find(network);
+  const sim_bgp_network_key_t network = network_of(address, pfx_len);
+  const auto held = bgp.networks.find(network);
   const std::string wanted = use_route_map ? route_map : "";
   if (!add) {
-    if (held == networks.end()) {
+    if (held == bgp.networks.end()) {
       return OPEN_E_NOT_FOUND;
     }
-    networks.erase(held);
-    return changed();
+    bgp.networks.erase(held);
+    return sim_changed(SIM_BGP);
   }
-  if (held != networks.end() && held->second == wanted) {
+  if (held != bgp.networks.end() && held->second == wanted) {
     return OPEN_E_EXISTS;
   }
-  if (held == networks.end() && networks.size() == NETWORKS_MAX) {
+  if (held == bgp.networks.end() && bgp.networks.size() == NETWORKS_MAX) {
     return OPEN_E_FULL;
   }
-  networks[network] = wanted;
-  return changed();
+  bgp.networks[network] = wanted;
+  return sim_changed(SIM_BGP);
 }
 
 bool protocol_known(const std::string& name)
@@ -193,7 +148,7 @@ bool protocol_known(const std::string& name)
 
 // Only routes of one protocol can be told apart by match bits.
 open_error_t redistribution_set(bool add, OPEN_AF_t family, const std::string& protocol,
-                                const redistribution_t& wanted, bool match_set)
+                                const sim_bgp_redistribution_t& wanted, bool match_set)
 {
   const bool match_valid =
       !match_set || (protocol == PROTOCOL_WITH_MATCH && (wanted.match_bits & ~MATCH_BITS_ALL) == 0);
@@ -202,18 +157,19 @@ open_error_t redistribution_set(bool add, OPEN_AF_t family, const std::string& p
     return OPEN_E_PARAM;
   }
   if (!add) {
-    return redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND : changed();
+    return bgp.redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND
+                                                              : sim_changed(SIM_BGP);
   }
-  redistributions[{family, protocol}] = wanted;
-  return changed();
+  bgp.redistributions[{family, protocol}] = wanted;
+  return sim_changed(SIM_BGP);
 }
 
 // ---- peers ----
 
-peer_t* peer_find(const open_inet_addr_t& address, uint32_t scope)
+sim_bgp_peer_t* peer_find(const open_inet_addr_t& address, uint32_t scope)
 {
-  const auto found = peers.find({key_of(address), scope});
-  return found == peers.end() ? nullptr : &found->second;
+  const auto found = bgp.peers.find({key_of(address), scope});
+  return found == bgp.peers.end() ? nullptr : &found->second;
 }
 
 // Only an IPv6 address can need a scope.
@@ -230,19 +186,19 @@ open_error_t peer_as_set(const open_inet_addr_t& address, uint32_t scope, uint32
   if (!peer_valid(address, scope) || !as_valid(as)) {
     return OPEN_E_PARAM;
   }
-  peer_t* peer = peer_find(address, scope);
+  sim_bgp_peer_t* peer = peer_find(address, scope);
   if (peer == nullptr) {
-    if (peers.size() == PEERS_MAX) {
+    if (bgp.peers.size() == PEERS_MAX) {
       return OPEN_E_FULL;
     }
-    peer = &peers[{key_of(address), scope}];
+    peer = &bgp.peers[{key_of(address), scope}];
     peer->ipv4.active = address.family == OPEN_AF_INET;  // IPv6 routes have to be asked for
   }
   peer->remote_as = as;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
-family_settings_t& settings_of(peer_t& peer, OPEN_AF_t family)
+sim_bgp_family_t& settings_of(sim_bgp_peer_t& peer, OPEN_AF_t family)
 {
   return family == OPEN_AF_INET ? peer.ipv4 : peer.ipv6;
 }
@@ -261,14 +217,14 @@ open_error_t peer_get(OPEN_BGP_GET_t mode, const open_inet_addr_t& address, uint
   if (!get_mode_valid(mode)) {
     return OPEN_E_PARAM;
   }
-  peer_t* peer = peer_find(address, scope);
+  sim_bgp_peer_t* peer = peer_find(address, scope);
   return peer == nullptr ? OPEN_E_NOT_FOUND : read(*peer);
 }
 
 open_error_t peer_active_set(const open_inet_addr_t& address, uint32_t scope, OPEN_AF_t family,
                              bool active)
 {
-  peer_t* peer = peer_find(address, scope);
+  sim_bgp_peer_t* peer = peer_find(address, scope);
   if (peer == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
@@ -276,13 +232,13 @@ open_error_t peer_active_set(const open_inet_addr_t& address, uint32_t scope, OP
     return OPEN_E_PARAM;
   }
   settings_of(*peer, family).active = active;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t peer_next_hop_self_set(const open_inet_addr_t& address, uint32_t scope,
                                     OPEN_AF_t family, OPEN_CONTROL_t mode)
 {
-  peer_t* peer = peer_find(address, scope);
+  sim_bgp_peer_t* peer = peer_find(address, scope);
   if (peer == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
@@ -290,32 +246,28 @@ open_error_t peer_next_hop_self_set(const open_inet_addr_t& address, uint32_t sc
     return OPEN_E_PARAM;
   }
   settings_of(*peer, family).next_hop_self = mode;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
 
 open_error_t peer_update_source_set(const open_inet_addr_t& address, uint32_t scope,
                                     uint32_t number)
 {
-  peer_t* peer = peer_find(address, scope);
+  sim_bgp_peer_t* peer = peer_find(address, scope);
   if (peer == nullptr || (number != 0 && !sim_routing_interface(number))) {
     return OPEN_E_NOT_FOUND;
   }
   peer->update_source = number;
-  return changed();
+  return sim_changed(SIM_BGP);
 }
-}  // namespace
-
-void sim_bgp_reset()
+void bgp_reset()
 {
-  globals = {};
-  peers.clear();
-  networks.clear();
-  redistributions.clear();
+  bgp = {};
 }
 
-void sim_bgp_interface_removed(uint32_t number)
+// No peer can use its address any more.
+void bgp_if_unrouted(uint32_t number)
 {
-  for (auto& entry : peers) {
+  for (auto& entry : bgp.peers) {
     if (entry.second.update_source == number) {
       entry.second.update_source = 0;
     }
@@ -324,20 +276,12 @@ void sim_bgp_interface_removed(uint32_t number)
 
 // ---- configuration ----
 
-namespace
-{
 sim_restore_t bgp_keep()
 {
-  return [kept_globals = globals, kept_peers = peers, kept_networks = networks,
-          kept_redistributions = redistributions] {
-    globals = kept_globals;
-    peers = kept_peers;
-    networks = kept_networks;
-    redistributions = kept_redistributions;
-  };
+  return [kept = bgp] { bgp = kept; };
 }
 
-std::string key_text(const address_key_t& key)
+std::string key_text(const sim_bgp_address_t& key)
 {
   const sim_address_bytes_t& bytes = key.second;
   open_in6_addr_t ipv6 = {};
@@ -359,12 +303,12 @@ OPEN_CONTROL_t control_of(bool on)
   return on ? OPEN_ENABLE : OPEN_DISABLE;
 }
 
-void peer_write(std::string& script, const peer_key_t& key, const peer_t& peer)
+void peer_write(std::string& script, const sim_bgp_peer_key_t& key, const sim_bgp_peer_t& peer)
 {
   const auto line = [&](const auto&... words) {
     sim_cli_line(script, "bgp neighbor", key_text(key.first), "scope", key.second, words...);
   };
-  const auto family_lines = [&](OPEN_AF_t family, const family_settings_t& settings) {
+  const auto family_lines = [&](OPEN_AF_t family, const sim_bgp_family_t& settings) {
     line(family_text(family), "activate", control_of(settings.active));
     line(family_text(family), "next-hop-self", settings.next_hop_self);
   };
@@ -378,25 +322,25 @@ void peer_write(std::string& script, const peer_key_t& key, const peer_t& peer)
 
 void bgp_write(std::string& script)
 {
-  if (globals.local_as != 0) {
-    sim_cli_line(script, "bgp local-as", globals.local_as);
+  if (bgp.globals.local_as != 0) {
+    sim_cli_line(script, "bgp local-as", bgp.globals.local_as);
   }
-  if (globals.router_id != 0) {
-    sim_cli_line(script, "bgp router-id", sim_ipv4_text(globals.router_id));
+  if (bgp.globals.router_id != 0) {
+    sim_cli_line(script, "bgp router-id", sim_ipv4_text(bgp.globals.router_id));
   }
-  sim_cli_line(script, "bgp hold-time", globals.hold_time);
-  sim_cli_line(script, "bgp keep-alive", globals.keep_alive);
-  sim_cli_line(script, "bgp local-preference", globals.local_pref);
-  sim_cli_line(script, "bgp log-neighbor-changes", control_of(globals.log_neighbor_changes));
-  for (const auto& [key, route_map] : networks) {
+  sim_cli_line(script, "bgp hold-time", bgp.globals.hold_time);
+  sim_cli_line(script, "bgp keep-alive", bgp.globals.keep_alive);
+  sim_cli_line(script, "bgp local-preference", bgp.globals.local_pref);
+  sim_cli_line(script, "bgp log-neighbor-changes", control_of(bgp.globals.log_neighbor_changes));
+  for (const auto& [key, route_map] : bgp.networks) {
     sim_cli_line(script, "bgp network", key_text(key.first), key.second, "route-map", route_map);
   }
-  for (const auto& [key, wanted] : redistributions) {
+  for (const auto& [key, wanted] : bgp.redistributions) {
     sim_cli_line(script, "bgp redistribute", family_text(key.first), key.second, "match",
                  wanted.match_bits, "metric", wanted.metric, control_of(wanted.metric_set),
                  "route-map", wanted.route_map);
   }
-  for (const auto& [key, peer] : peers) {
+  for (const auto& [key, peer] : bgp.peers) {
     peer_write(script, key, peer);
   }
 }
@@ -432,7 +376,7 @@ open_error_t cli_redistribution_remove(OPEN_AF_t family, const std::string& prot
 
 open_error_t cli_peer_remove(const open_inet_addr_t& address, uint32_t scope)
 {
-  return peers.erase({key_of(address), scope}) == 0 ? OPEN_E_NOT_FOUND : changed();
+  return bgp.peers.erase({key_of(address), scope}) == 0 ? OPEN_E_NOT_FOUND : sim_changed(SIM_BGP);
 }
 
 constexpr sim_command_t COMMANDS[] = {
@@ -457,15 +401,22 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_bgp_config()
+const sim_area_t sim_bgp_area = [] {
+  sim_area_t area =
+      sim_area_with_config(sim_area(bgp_reset), bgp_keep, bgp_reset, bgp_write, COMMANDS);
+  area.if_unrouted = bgp_if_unrouted;
+  return area;
+}();
+
+const sim_bgp_t& sim_bgp()
 {
-  return sim_config_area(bgp_keep, sim_bgp_reset, bgp_write, COMMANDS);
+  return bgp;
 }
 
 open_error_t rpcclt_openapiBgpGlobalHoldTimeConfiguredGet(openapiClientHandle_t* client_handle,
                                                           uint32_t* holdTime)
 {
-  const auto work = [&] { return sim_give(*holdTime, globals.hold_time); };
+  const auto work = [&] { return sim_give(*holdTime, bgp.globals.hold_time); };
   return sim_call(__func__, client_handle, work, sim_out(holdTime));
 }
 
@@ -479,7 +430,7 @@ open_error_t rpcclt_openapiBgpGlobalHoldTimeConfiguredSet(openapiClientHandle_t*
 open_error_t rpcclt_openapiBgpGlobalKeepAliveConfiguredGet(openapiClientHandle_t* client_handle,
                                                            uint32_t* keepAlive)
 {
-  const auto work = [&] { return sim_give(*keepAlive, globals.keep_alive); };
+  const auto work = [&] { return sim_give(*keepAlive, bgp.globals.keep_alive); };
   return sim_call(__func__, client_handle, work, sim_out(keepAlive));
 }
 
@@ -492,7 +443,7 @@ open_error_t rpcclt_openapiBgpGlobalKeepAliveConfiguredSet(openapiClientHandle_t
 
 open_error_t rpcclt_openapiBgpLocalASGet(openapiClientHandle_t* client_handle, uint32_t* localAS)
 {
-  const auto work = [&] { return sim_give(*localAS, globals.local_as); };
+  const auto work = [&] { return sim_give(*localAS, bgp.globals.local_as); };
   return sim_call(__func__, client_handle, work, sim_out(localAS));
 }
 
@@ -504,7 +455,7 @@ open_error_t rpcclt_openapiBgpLocalASSet(openapiClientHandle_t* client_handle, u
 
 open_error_t rpcclt_openapiBgpLocalIdGet(openapiClientHandle_t* client_handle, uint32_t* routerId)
 {
-  const auto work = [&] { return sim_give(*routerId, globals.router_id); };
+  const auto work = [&] { return sim_give(*routerId, bgp.globals.router_id); };
   return sim_call(__func__, client_handle, work, sim_out(routerId));
 }
 
@@ -517,7 +468,7 @@ open_error_t rpcclt_openapiBgpLocalIdSet(openapiClientHandle_t* client_handle, u
 open_error_t rpcclt_openapiBgpLocalPrefGet(openapiClientHandle_t* client_handle,
                                            uint32_t* localPref)
 {
-  const auto work = [&] { return sim_give(*localPref, globals.local_pref); };
+  const auto work = [&] { return sim_give(*localPref, bgp.globals.local_pref); };
   return sim_call(__func__, client_handle, work, sim_out(localPref));
 }
 
@@ -530,7 +481,7 @@ open_error_t rpcclt_openapiBgpLocalPrefSet(openapiClientHandle_t* client_handle,
 open_error_t rpcclt_openapiBgpLogNeighborChangesGet(openapiClientHandle_t* client_handle,
                                                     bool* isAllowLog)
 {
-  const auto work = [&] { return sim_give(*isAllowLog, globals.log_neighbor_changes); };
+  const auto work = [&] { return sim_give(*isAllowLog, bgp.globals.log_neighbor_changes); };
   return sim_call(__func__, client_handle, work, sim_out(isAllowLog));
 }
 
@@ -564,8 +515,8 @@ open_error_t rpcclt_openapiBgpRedistributionSet(openapiClientHandle_t* client_ha
     if (routeMapSet && route_map.empty()) {
       return OPEN_E_PARAM;
     }
-    const redistribution_t wanted = {matchSet ? matchBits : 0, metricSet && metricValueSet,
-                                     metricValue, routeMapSet ? route_map : ""};
+    const sim_bgp_redistribution_t wanted = {matchSet ? matchBits : 0, metricSet && metricValueSet,
+                                             metricValue, routeMapSet ? route_map : ""};
     return redistribution_set(isAdd, family, sim_text(protoName), wanted, matchSet);
   };
   return sim_call(__func__, client_handle, work, isAdd, protoName, matchSet, matchBits, metricSet,
@@ -576,7 +527,7 @@ open_error_t rpcclt_openapiBgpPeerRemoteASGet(openapiClientHandle_t* client_hand
                                               open_inet_addr_t remoteAddr, uint32_t scopeId,
                                               uint32_t* remoteAS)
 {
-  const auto read = [&](const peer_t& peer) { return sim_give(*remoteAS, peer.remote_as); };
+  const auto read = [&](const sim_bgp_peer_t& peer) { return sim_give(*remoteAS, peer.remote_as); };
   const auto work = [&] { return peer_get(OPEN_BGP_GET_PEER, remoteAddr, scopeId, read); };
   return sim_call(__func__, client_handle, work, remoteAddr, scopeId, sim_out(remoteAS));
 }
@@ -593,7 +544,7 @@ open_error_t rpcclt_openapiBgpPeerActivateGet(openapiClientHandle_t* client_hand
                                               OPEN_BGP_GET_t getMode, open_inet_addr_t remoteAddr,
                                               uint32_t scopeId, bool* isActivate)
 {
-  const auto read = [&](peer_t& peer) {
+  const auto read = [&](sim_bgp_peer_t& peer) {
     return sim_give(*isActivate, settings_of(peer, remoteAddr.family).active);
   };
   const auto work = [&] { return peer_get(getMode, remoteAddr, scopeId, read); };
@@ -613,7 +564,7 @@ open_error_t rpcclt_openapiBgpPeerNextHopSelfModeGet(openapiClientHandle_t* clie
                                                      open_inet_addr_t remoteAddr, uint32_t scopeId,
                                                      OPEN_CONTROL_t* mode)
 {
-  const auto read = [&](peer_t& peer) {
+  const auto read = [&](sim_bgp_peer_t& peer) {
     return sim_give(*mode, settings_of(peer, remoteAddr.family).next_hop_self);
   };
   const auto work = [&] { return peer_get(getMode, remoteAddr, scopeId, read); };
@@ -633,7 +584,9 @@ open_error_t rpcclt_openapiBgpPeerUpdateSourceGet(openapiClientHandle_t* client_
                                                   open_inet_addr_t remoteAddr, uint32_t scopeId,
                                                   uint32_t* ifNum)
 {
-  const auto read = [&](const peer_t& peer) { return sim_give(*ifNum, peer.update_source); };
+  const auto read = [&](const sim_bgp_peer_t& peer) {
+    return sim_give(*ifNum, peer.update_source);
+  };
   const auto work = [&] { return peer_get(getMode, remoteAddr, scopeId, read); };
   return sim_call(__func__, client_handle, work, getMode, remoteAddr, scopeId, sim_out(ifNum));
 }

@@ -8,13 +8,11 @@
 
 #include "platform/openapi_lag.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_routing.h"
-#include "switchsim/model/sim_state.h"
 #include "switchsim/model/sim_tcam.h"
-#include "switchsim/plane_sim/sim_links.h"
-#include "switchsim/sim_areas.h"
 
 namespace
 {
@@ -43,7 +41,7 @@ void lag_add(uint32_t number)
 {
   lags[number] = name_when_new(number);
   const std::string id = std::to_string(channel_id_of(number));
-  sim_if_add(number, OPEN_INTF_TYPE_LAG, "lag " + id).speed = OPEN_PORTCTRL_PORTSPEED_LAG;
+  sim_if_add(number, OPEN_INTF_TYPE_LAG, "lag " + id);
 }
 
 // What stands in the way of a port's joining the group: a port that routes would stop to do so.
@@ -59,7 +57,7 @@ open_error_t port_add_check(uint32_t number, uint32_t port)
   if (intf->group != 0 || sim_routing_configured(port)) {
     return OPEN_E_FAIL;
   }
-  return sim_lag_members(number).size() < MEMBERS_MAX ? OPEN_E_NONE : OPEN_E_FULL;
+  return sim_if_members(number).size() < MEMBERS_MAX ? OPEN_E_NONE : OPEN_E_FULL;
 }
 
 // The port joins a group, or leaves its own (0).
@@ -68,8 +66,8 @@ void group_set(uint32_t port, uint32_t number)
   sim_if_t* intf = sim_port_find(port);
   const uint32_t group = std::max(number, intf->group);
   intf->group = number;
-  sim_links_changed(port);
-  sim_if_changed(group);
+  sim_changed(SIM_GROUP, port);
+  sim_changed(SIM_IF, group);
 }
 
 open_error_t name_get(uint32_t number, open_buffdesc* name)
@@ -83,7 +81,7 @@ open_error_t members_get(uint32_t number, uint32_t& count, open_buffdesc* member
   if (lag_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  const std::vector<uint32_t> ports = sim_lag_members(number);
+  const std::vector<uint32_t> ports = sim_if_members(number);
   if (ports.size() > std::min(count, static_cast<uint32_t>(members->size / sizeof count))) {
     return OPEN_E_PARAM;
   }
@@ -99,9 +97,9 @@ open_error_t members_get(uint32_t number, uint32_t& count, open_buffdesc* member
 
 void members_release(uint32_t number)
 {
-  for (const uint32_t port : sim_lag_members(number)) {
+  for (const uint32_t port : sim_if_members(number)) {
     sim_port_find(port)->group = 0;
-    sim_links_changed(port);
+    sim_changed(SIM_GROUP, port);
   }
 }
 
@@ -154,10 +152,8 @@ bool lag_parse(const sim_json_t& json)
                                    {"members", false, parse_members},
   });
 }
-}  // namespace
-
 // The built-in groups; a switch with fewer ports has them without the ports that it lacks.
-void sim_lag_reset()
+void lag_reset()
 {
   lags.clear();
   lag_add(sim_lag_if_num(1));
@@ -169,28 +165,19 @@ void sim_lag_reset()
   lag_add(sim_lag_if_num(2));
 }
 
-bool sim_lag_lags_parse(const sim_json_t& json)
+bool lags_parse(const sim_json_t& json)
 {
   all_remove();
   return sim_json_list(json, lag_parse);
 }
+
+}  // namespace
 
 uint32_t sim_lag_if_num(uint32_t channel_id)
 {
   const sim_numbering_t& numbering = sim_numbering();
   return channel_id >= 1 && channel_id <= numbering.lag_max ? numbering.lag_first + channel_id - 1
                                                             : 0;
-}
-
-std::vector<uint32_t> sim_lag_members(uint32_t number)
-{
-  std::vector<uint32_t> members;
-  for (const auto& entry : sim_ifs()) {
-    if (number != 0 && entry.second.group == number) {
-      members.push_back(entry.first);
-    }
-  }
-  return members;
 }
 
 open_error_t sim_lag_create(uint32_t number)
@@ -203,8 +190,7 @@ open_error_t sim_lag_create(uint32_t number)
     return OPEN_E_EXISTS;
   }
   lag_add(number);
-  sim_if_changed(number);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_IF, number);
 }
 
 open_error_t sim_lag_delete(uint32_t number)
@@ -218,8 +204,7 @@ open_error_t sim_lag_delete(uint32_t number)
   members_release(number);
   lags.erase(number);
   sim_if_remove(number);
-  sim_if_changed(number);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_IF, number);
 }
 
 open_error_t sim_lag_port_add(uint32_t number, uint32_t port)
@@ -268,7 +253,7 @@ void lag_write(std::string& script)
 void members_write(std::string& script)
 {
   for (const auto& entry : lags) {
-    for (const uint32_t port : sim_lag_members(entry.first)) {
+    for (const uint32_t port : sim_if_members(entry.first)) {
       sim_cli_line(script, "port-channel", channel_id_of(entry.first), "member", port);
     }
   }
@@ -300,7 +285,8 @@ open_error_t cli_name_set(uint32_t id, const std::string& name)
   if (held == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return name.size() <= NAME_MAX_LENGTH ? sim_change(*held, name) : OPEN_E_PARAM;
+  return name.size() <= NAME_MAX_LENGTH ? sim_assign(SIM_GROUP, *held, name, sim_lag_if_num(id))
+                                        : OPEN_E_PARAM;
 }
 
 constexpr sim_command_t COMMANDS[] = {
@@ -314,16 +300,16 @@ constexpr sim_command_t MEMBER_COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_lag_config()
-{
-  return sim_config_area(lag_keep, all_remove, lag_write, COMMANDS);
-}
+constexpr sim_key_t KEYS[] = {
+    {"lags", lags_parse},
+};
+
+const sim_area_t sim_lag_area =
+    sim_area_with_config(sim_area(lag_reset, KEYS), lag_keep, all_remove, lag_write, COMMANDS);
 
 // Which port is a member of which group is kept and cleared with the interfaces and the groups.
-sim_config_area_t sim_lag_members_config()
-{
-  return sim_config_area(sim_nothing_keep, sim_nothing_clear, members_write, MEMBER_COMMANDS);
-}
+const sim_area_t sim_lag_members_area =
+    sim_area_with_config(sim_area(nullptr), nullptr, nullptr, members_write, MEMBER_COMMANDS);
 
 open_error_t rpcclt_openapiLagIfNumToPortChannelIdZRT(openapiClientHandle_t* client_handle,
                                                       uint32_t lagIfNum, uint32_t* channelId)

@@ -3,16 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "platform/openapi_types.h"
 
 // The interface number that a port-channel number stands for, whether the group exists or not; 0
 // when there can be none of this number.
 uint32_t sim_lag_if_num(uint32_t channel_id);
-
-// The ports in the group, ascending.
-std::vector<uint32_t> sim_lag_members(uint32_t number);
 
 open_error_t sim_lag_create(uint32_t number);
 // The members are in no group then. A group to which a policy redirects stays.

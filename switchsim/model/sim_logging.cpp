@@ -1,45 +1,25 @@
-// Logging of CLI commands, to the console, to syslog and to hosts.
+#include "switchsim/model/sim_logging.h"
+
 #include <strings.h>
 
 #include <algorithm>
 #include <cctype>
-#include <string>
-#include <vector>
 
-#include "platform/openapi_logging.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_view.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/text/sim_address.h"
 
 namespace
 {
-constexpr uint16_t PORT_DEFAULT = 514;
 constexpr uint32_t HOSTS_MAX = 8;
 constexpr uint32_t ADDRESS_SIZE = 65;  // 64 characters and the terminating zero
 
-struct host_t {
-  std::string address;
-  uint16_t port = PORT_DEFAULT;
-  OPEN_LOG_SEVERITY_t severity = OPEN_LOG_SEVERITY_CRITICAL;
-};
-
-struct logging_t {
-  OPEN_CONTROL_t cli = OPEN_DISABLE;
-  OPEN_CONTROL_t console = OPEN_DISABLE;
-  OPEN_LOG_SEVERITY_t console_severity = OPEN_LOG_SEVERITY_ALERT;
-  OPEN_CONTROL_t syslog = OPEN_DISABLE;
-  uint16_t syslog_port = PORT_DEFAULT;
-  std::vector<host_t> hosts;  // in the order in which they were added
-};
-
-logging_t settings;
+sim_logging_t settings;
 
 open_error_t mode_set(OPEN_CONTROL_t& setting, OPEN_CONTROL_t mode)
 {
-  return sim_control_ok(mode) ? sim_change(setting, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_assign(SIM_LOGGING, setting, mode) : OPEN_E_PARAM;
 }
 
 open_error_t cli_set(OPEN_CONTROL_t mode)
@@ -60,7 +40,7 @@ open_error_t syslog_set(OPEN_CONTROL_t mode)
 open_error_t severity_set(OPEN_LOG_SEVERITY_t& setting, OPEN_LOG_SEVERITY_t severity)
 {
   const bool level = severity >= OPEN_LOG_SEVERITY_EMERGENCY && severity <= OPEN_LOG_SEVERITY_DEBUG;
-  return level ? sim_change(setting, severity) : OPEN_E_PARAM;
+  return level ? sim_assign(SIM_LOGGING, setting, severity) : OPEN_E_PARAM;
 }
 
 open_error_t console_severity_set(OPEN_LOG_SEVERITY_t severity)
@@ -70,7 +50,7 @@ open_error_t console_severity_set(OPEN_LOG_SEVERITY_t severity)
 
 open_error_t port_set(uint16_t& setting, uint16_t port)
 {
-  return sim_change(setting, port == 0 ? PORT_DEFAULT : port);
+  return sim_assign(SIM_LOGGING, setting, port == 0 ? SIM_LOG_PORT : port);
 }
 
 open_error_t syslog_port_set(uint16_t port)
@@ -112,10 +92,10 @@ bool host_is(const std::string& a, const std::string& b)
   return x.family == y.family && sim_address_bytes(x) == sim_address_bytes(y);
 }
 
-std::vector<host_t>::iterator host_find(const std::string& address)
+std::vector<sim_log_host_t>::iterator host_find(const std::string& address)
 {
   return std::find_if(settings.hosts.begin(), settings.hosts.end(),
-                      [&](const host_t& host) { return host_is(host.address, address); });
+                      [&](const sim_log_host_t& host) { return host_is(host.address, address); });
 }
 
 open_error_t host_add(const std::string& address)
@@ -129,11 +109,10 @@ open_error_t host_add(const std::string& address)
   if (settings.hosts.size() == HOSTS_MAX) {
     return OPEN_E_FULL;
   }
-  host_t host;
+  sim_log_host_t host;
   host.address = address;
   settings.hosts.push_back(host);
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_LOGGING);
 }
 
 // Work on one of the hosts.
@@ -151,8 +130,7 @@ open_error_t host_remove(const std::string& address)
     return OPEN_E_NOT_FOUND;
   }
   settings.hosts.erase(host);
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_LOGGING);
 }
 
 // The host behind the one in the buffer.
@@ -188,7 +166,7 @@ void logging_write(std::string& script)
   sim_cli_line(script, "logging console severity", settings.console_severity + 0);
   sim_cli_line(script, "logging syslog", settings.syslog);
   sim_cli_line(script, "logging syslog port", settings.syslog_port);
-  for (const host_t& host : settings.hosts) {
+  for (const sim_log_host_t& host : settings.hosts) {
     sim_cli_line(script, "logging host", host.address);
     sim_cli_line(script, "logging host", host.address, "port", host.port);
     sim_cli_line(script, "logging host", host.address, "severity", host.severity + 0);
@@ -197,12 +175,13 @@ void logging_write(std::string& script)
 
 open_error_t host_port_set(const std::string& address, uint16_t port)
 {
-  return host_with(address, [&](host_t& host) { return port_set(host.port, port); });
+  return host_with(address, [&](sim_log_host_t& host) { return port_set(host.port, port); });
 }
 
 open_error_t host_severity_set(const std::string& address, OPEN_LOG_SEVERITY_t severity)
 {
-  return host_with(address, [&](host_t& host) { return severity_set(host.severity, severity); });
+  return host_with(address,
+                   [&](sim_log_host_t& host) { return severity_set(host.severity, severity); });
 }
 
 constexpr sim_command_t COMMANDS[] = {
@@ -220,22 +199,20 @@ constexpr sim_command_t COMMANDS[] = {
 // Reads a setting of the host in a descriptor.
 template <class T>
 open_error_t host_read(const char* name, const openapiClientHandle_t* handle, open_buffdesc* host,
-                       T* out, T host_t::*setting)
+                       T* out, T sim_log_host_t::*setting)
 {
-  const auto read = [&](const host_t& found) { return sim_give(*out, found.*setting); };
+  const auto read = [&](const sim_log_host_t& found) { return sim_give(*out, found.*setting); };
   return sim_call(
       name, handle, [&] { return host_with(host_text(host), read); }, host, sim_out(out));
 }
 }  // namespace
 
-sim_config_area_t sim_logging_config()
-{
-  return sim_config_area(logging_keep, logging_clear, logging_write, COMMANDS);
-}
+const sim_area_t sim_logging_area = sim_area_with_config(sim_area(logging_clear), logging_keep,
+                                                         logging_clear, logging_write, COMMANDS);
 
-void sim_logging_reset()
+const sim_logging_t& sim_logging()
 {
-  settings = {};
+  return settings;
 }
 
 open_error_t rpcclt_openapiCliCmdLoggingModeGet(openapiClientHandle_t* client_handle,
@@ -329,7 +306,7 @@ open_error_t rpcclt_openapiLoggingHostRemove(openapiClientHandle_t* client_handl
 open_error_t rpcclt_openapiLoggingHostPortGet(openapiClientHandle_t* client_handle,
                                               open_buffdesc* host, uint16_t* port)
 {
-  return host_read(__func__, client_handle, host, port, &host_t::port);
+  return host_read(__func__, client_handle, host, port, &sim_log_host_t::port);
 }
 
 open_error_t rpcclt_openapiLoggingHostPortSet(openapiClientHandle_t* client_handle,
@@ -343,7 +320,7 @@ open_error_t rpcclt_openapiLoggingHostSeverityGet(openapiClientHandle_t* client_
                                                   open_buffdesc* host,
                                                   OPEN_LOG_SEVERITY_t* severity)
 {
-  return host_read(__func__, client_handle, host, severity, &host_t::severity);
+  return host_read(__func__, client_handle, host, severity, &sim_log_host_t::severity);
 }
 
 open_error_t rpcclt_openapiLoggingHostSeveritySet(openapiClientHandle_t* client_handle,

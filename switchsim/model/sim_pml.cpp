@@ -1,17 +1,11 @@
-// Port MAC locking: the sticky mode of the ports and their static MAC entries.
-#include <limits>
-#include <map>
-#include <utility>
+#include "switchsim/model/sim_pml.h"
 
 #include "platform/openapi_pml.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_base.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_view.h"
 #include "switchsim/model/sim_vlan.h"
-#include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_mac.h"
 
 namespace
@@ -19,14 +13,7 @@ namespace
 constexpr size_t ENTRIES_MAX = 48;  // of a port
 constexpr uint64_t MAC_GROUP_BIT = 0x010000000000;
 
-typedef std::pair<uint64_t, uint32_t> entry_key_t;  // MAC address and VLAN
-
-struct port_t {
-  OPEN_CONTROL_t sticky = OPEN_DISABLE;
-  std::map<entry_key_t, bool> entries;  // and whether the entry is sticky
-};
-
-std::map<uint32_t, port_t> ports;  // those that were ever set up
+std::map<uint32_t, sim_pml_port_t> ports;  // those that were ever set up
 
 open_error_t sticky_get(uint32_t number, OPEN_CONTROL_t& sticky)
 {
@@ -42,11 +29,12 @@ open_error_t sticky_set(uint32_t number, OPEN_CONTROL_t sticky)
   if (sim_port_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return sim_control_ok(sticky) ? sim_change(ports[number].sticky, sticky) : OPEN_E_PARAM;
+  return sim_control_ok(sticky) ? sim_assign(SIM_LOCKING, ports[number].sticky, sticky, number)
+                                : OPEN_E_PARAM;
 }
 
 // Reads a unicast address into the key of an entry.
-bool key_read(const std::string& mac, uint32_t vlan, entry_key_t& key)
+bool key_read(const std::string& mac, uint32_t vlan, sim_pml_entry_t& key)
 {
   key.second = vlan;
   return sim_mac_parse(mac, key.first) && key.first != 0 && (key.first & MAC_GROUP_BIT) == 0;
@@ -54,7 +42,7 @@ bool key_read(const std::string& mac, uint32_t vlan, entry_key_t& key)
 
 open_error_t entry_add(uint32_t number, const std::string& mac, uint32_t vlan, bool sticky)
 {
-  entry_key_t key;
+  sim_pml_entry_t key;
   if (sim_port_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
@@ -65,12 +53,13 @@ open_error_t entry_add(uint32_t number, const std::string& mac, uint32_t vlan, b
   if (entries.count(key) > 0) {
     return OPEN_E_EXISTS;
   }
-  return entries.size() < ENTRIES_MAX ? sim_change(entries[key], sticky) : OPEN_E_FULL;
+  return entries.size() < ENTRIES_MAX ? sim_assign(SIM_LOCKING, entries[key], sticky, number)
+                                      : OPEN_E_FULL;
 }
 
 open_error_t entry_delete(uint32_t number, const std::string& mac, uint32_t vlan)
 {
-  entry_key_t key;
+  sim_pml_entry_t key;
   if (sim_port_find(number) == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
@@ -80,12 +69,11 @@ open_error_t entry_delete(uint32_t number, const std::string& mac, uint32_t vlan
   if (ports[number].entries.erase(key) == 0) {
     return OPEN_E_NOT_FOUND;
   }
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_LOCKING, number);
 }
 
 // The lowest entry of a port above a key.
-open_error_t entry_above(uint32_t number, const entry_key_t& key, open_buffdesc* mac,
+open_error_t entry_above(uint32_t number, const sim_pml_entry_t& key, open_buffdesc* mac,
                          uint32_t& vlan, bool& sticky)
 {
   const auto port = ports.find(number);
@@ -106,7 +94,7 @@ open_error_t entry_above(uint32_t number, const entry_key_t& key, open_buffdesc*
 
 open_error_t entry_next(uint32_t number, open_buffdesc* mac, uint32_t& vlan, bool& sticky)
 {
-  entry_key_t key;
+  sim_pml_entry_t key;
   return key_read(sim_text(mac), vlan, key) ? entry_above(number, key, mac, vlan, sticky)
                                             : OPEN_E_PARAM;
 }
@@ -143,14 +131,12 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_pml_config()
-{
-  return sim_config_area(pml_keep, pml_clear, pml_write, COMMANDS);
-}
+const sim_area_t sim_pml_area =
+    sim_area_with_config(sim_area(pml_clear), pml_keep, pml_clear, pml_write, COMMANDS);
 
-void sim_pml_reset()
+const std::map<uint32_t, sim_pml_port_t>& sim_pml_ports()
 {
-  ports.clear();
+  return ports;
 }
 
 open_error_t rpcclt_openapiPmlIntfStickyModeGet(openapiClientHandle_t* client_handle,

@@ -1,11 +1,12 @@
-// The table of all interfaces that exist, how they are numbered, and their settings.
-// The areas of port channels and VLAN routing interfaces add theirs; what only one area knows about
-// an interface it keeps itself, and forgets when told that the interface is gone.
+// The table of all interfaces that exist, and how they are numbered. The areas of port channels and
+// VLAN routing interfaces add theirs; what else there is to say of an interface is kept by the
+// areas.
 #pragma once
 
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "platform/openapi_if.h"
 #include "platform/openapi_types.h"
@@ -15,13 +16,8 @@ struct sim_if_t {
   OPEN_INTF_TYPE_t type;
   std::string name;
   OPEN_IF_CONNECTOR_TYPE_t connector;
-  OPEN_CONTROL_t admin;
-  bool wired;  // somebody answers at the other end, as far as this switch lets them
-  OPEN_CONTROL_t soft_shutdown = OPEN_DISABLE;
-  OPEN_PORT_SPEEDS_t speed = OPEN_PORTCTRL_PORTSPEED_UNKNOWN;
-  uint32_t mtu = 1500;
-  std::string description = {};
   uint32_t group = 0;  // of a port: the port channel that it is a member of; 0: none
+  uint32_t vlan = 0;   // of a VLAN's routing interface: the VLAN
 };
 
 // The numbers that each kind of interface can have.
@@ -43,23 +39,16 @@ sim_if_t* sim_if_find(uint32_t number);
 // The same for physical interfaces only.
 sim_if_t* sim_port_find(uint32_t number);
 
+// The ports in a group, ascending.
+std::vector<uint32_t> sim_if_members(uint32_t group);
+
 // The interface that forwards what this one receives: the group of a port that is a member of one,
 // else the interface itself. VLANs, routing and the MTU are those of the former.
 uint32_t sim_if_forwarder(uint32_t number);
 
-// Adds an interface, enabled and not wired, in a number of its kind that is free; removes it again.
+// The VLAN of a VLAN's routing interface; 0: it is none.
+uint32_t sim_if_vlan(uint32_t number);
+
+// Adds an interface in a number of its kind that is free; removes it again, and tells all areas.
 sim_if_t& sim_if_add(uint32_t number, OPEN_INTF_TYPE_t type, const std::string& name);
 void sim_if_remove(uint32_t number);
-
-// The interface has come or gone, or a setting of it has changed: that is not saved, and it may
-// take a while to be in force.
-void sim_if_changed(uint32_t number);
-
-// ---- settings, with the result codes of the management API ----
-
-open_error_t sim_if_admin_set(uint32_t number, OPEN_CONTROL_t state);
-open_error_t sim_if_soft_shutdown_set(uint32_t number, OPEN_CONTROL_t state);
-open_error_t sim_if_auto_neg_set(uint32_t number, OPEN_PORT_AUTO_NEG_t mode);
-open_error_t sim_if_speed_set(uint32_t number, OPEN_PORT_SPEEDS_t speed);
-open_error_t sim_if_mtu_set(uint32_t number, uint32_t mtu);
-open_error_t sim_if_description_set(uint32_t number, const std::string& text);

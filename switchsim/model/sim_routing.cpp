@@ -6,15 +6,13 @@
 
 #include "platform/openapi_routing.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_base.h"
-#include "switchsim/model/sim_bgp.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
+#include "switchsim/model/sim_plane.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_state.h"
 #include "switchsim/model/sim_tcam.h"
 #include "switchsim/model/sim_view.h"
 #include "switchsim/model/sim_vlan.h"
-#include "switchsim/sim_areas.h"
 #include "switchsim/text/sim_address.h"
 
 namespace
@@ -25,7 +23,6 @@ constexpr uint32_t IF_NAME_SIZE = 64;
 
 // A port keeps its addresses while routing is off there.
 struct rtr_if_t {
-  uint32_t vlan = 0;     // 0: a port
   bool routing = false;  // on a port
   bool dhcp_ipv4 = false;
   bool dhcp_ipv6 = false;
@@ -49,22 +46,21 @@ OPEN_CONTROL_t* mode_of(OPEN_AF_t family)
 
 open_error_t mode_get(OPEN_AF_t family, OPEN_CONTROL_t& mode)
 {
-  const OPEN_CONTROL_t* current = mode_of(family);
-  return current == nullptr ? OPEN_E_PARAM : sim_give(mode, *current);
+  return mode_of(family) == nullptr ? OPEN_E_PARAM : sim_give(mode, sim_routing_mode(family));
 }
 
 // ---- interfaces ----
 
-bool routes(const rtr_if_t& rtr)
+bool routes(uint32_t number, const rtr_if_t& rtr)
 {
-  return rtr.vlan != 0 || rtr.routing;
+  return rtr.routing || sim_if_vlan(number) != 0;
 }
 
 // The routing interface of this number, or null.
 const rtr_if_t* rtr_find(uint32_t number)
 {
   const auto found = rtr_ifs.find(number);
-  return found != rtr_ifs.end() && routes(found->second) ? &found->second : nullptr;
+  return found != rtr_ifs.end() && routes(number, found->second) ? &found->second : nullptr;
 }
 
 // The record to configure of a port or of a VLAN's interface.
@@ -83,14 +79,15 @@ open_error_t rtr_configure(uint32_t number, rtr_if_t*& rtr)
 
 open_error_t vlan_intf_number(uint32_t vlan, uint32_t& number)
 {
-  const uint32_t found = sim_routing_vlan_interface(vlan);
+  const uint32_t found = sim_vlan_routing(vlan);
   return found == 0 ? OPEN_E_NOT_FOUND : sim_give(number, found);
 }
 
 open_error_t intf_next(uint32_t number, uint32_t& next)
 {
-  const auto found = std::find_if(rtr_ifs.upper_bound(number), rtr_ifs.end(),
-                                  [](const auto& entry) { return routes(entry.second); });
+  const auto found =
+      std::find_if(rtr_ifs.upper_bound(number), rtr_ifs.end(),
+                   [](const auto& entry) { return routes(entry.first, entry.second); });
   return found == rtr_ifs.end() ? OPEN_E_FAIL : sim_give(next, found->first);
 }
 
@@ -100,19 +97,27 @@ open_error_t intf_type(uint32_t number, OPEN_INTF_TYPE_t& type)
   if (rtr == nullptr) {
     return OPEN_E_NOT_FOUND;
   }
-  return sim_give(type, rtr->vlan != 0 ? OPEN_INTF_TYPE_VLAN : OPEN_INTF_TYPE_PHY);
+  return sim_give(type, sim_if_find(number)->type);
 }
 
 open_error_t intf_vlan(uint32_t number, uint32_t& vlan)
 {
-  const rtr_if_t* rtr = rtr_find(number);
-  return rtr == nullptr || rtr->vlan == 0 ? OPEN_E_NOT_FOUND : sim_give(vlan, rtr->vlan);
+  const uint32_t found = sim_if_vlan(number);
+  return found == 0 ? OPEN_E_NOT_FOUND : sim_give(vlan, found);
 }
 
 open_error_t intf_name(uint32_t number, open_buffdesc* name)
 {
   return rtr_find(number) == nullptr ? OPEN_E_NOT_FOUND
                                      : sim_text_put(name, sim_if_find(number)->name);
+}
+
+void vlan_intf_remove(uint32_t number)
+{
+  sim_tell_if_unrouted(number);
+  sim_vlan_routing_set(sim_if_vlan(number), 0);
+  rtr_ifs.erase(number);
+  sim_if_remove(number);
 }
 
 // ---- addresses ----
@@ -184,7 +189,7 @@ constexpr uint64_t EUI64_UNIVERSAL = 0x0200000000000000;
 // universal address turned over. Only networks of up to 64 bits leave it that room.
 bool eui64_fill(uint32_t number, open_inet_pfx_t& pfx)
 {
-  const uint64_t mac = SIM_BURNED_IN_MAC + number;
+  const uint64_t mac = sim_plane().mac(number);
   uint64_t id = mac >> 24 << 40 | EUI64_MIDDLE | (mac & 0xffffff);
   id ^= EUI64_UNIVERSAL;
   for (size_t i = sizeof pfx.addr.ipv6; i-- > sizeof pfx.addr.ipv6 / 2; id >>= 8) {
@@ -256,7 +261,7 @@ open_error_t dhcp_set(bool& dhcp, bool on)
   return OPEN_E_NONE;
 }
 
-// No server answers, so the interface waits for an address. DHCP takes the place of addresses that
+// The interface waits for an address. DHCP takes the place of addresses that
 // were set by hand.
 open_error_t dhcp_ipv4_set(rtr_if_t& rtr, bool on)
 {
@@ -329,19 +334,21 @@ open_error_t address_next(const std::vector<open_inet_pfx_t>& list, size_t first
   return index < list.size() ? sim_give(pfx, list[index]) : OPEN_E_NOT_FOUND;
 }
 
-const std::vector<open_inet_pfx_t>& addresses_of(uint32_t number, OPEN_AF_t family)
+// Those set by hand, then the one that a server has given.
+std::vector<open_inet_pfx_t> addresses_of(uint32_t number, OPEN_AF_t family)
 {
-  static const std::vector<open_inet_pfx_t> none;
-  const auto found = rtr_ifs.find(number);
-  if (found == rtr_ifs.end() || mode_of(family) == nullptr) {
-    return none;
+  std::vector<open_inet_pfx_t> list = sim_routing_addresses(number, family);
+  open_inet_pfx_t leased = {};
+  if (sim_routing_dhcp(number, family) &&
+      sim_plane().lease(number, family, leased) == OPEN_E_NONE) {
+    list.push_back(leased);
   }
-  return family == OPEN_AF_INET ? found->second.ipv4 : found->second.ipv6;
+  return list;
 }
 
 open_error_t address_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& pfx)
 {
-  const auto& list = addresses_of(number, family);
+  const auto list = addresses_of(number, family);
   if (family == OPEN_AF_INET) {
     return list.empty() ? OPEN_E_NOT_FOUND : sim_give(pfx, list.front());
   }
@@ -367,12 +374,6 @@ bool sim_number_set(open_inet_pfx_t& address, const sim_fault_value_t& value)
   return sim_number_set(address.pfxLen, value);
 }
 
-void sim_routing_reset()
-{
-  ipv4_mode = ipv6_mode = OPEN_DISABLE;
-  rtr_ifs.clear();
-}
-
 bool sim_routing_configured(uint32_t number)
 {
   const auto found = rtr_ifs.find(number);
@@ -380,7 +381,8 @@ bool sim_routing_configured(uint32_t number)
     return false;
   }
   const rtr_if_t& rtr = found->second;
-  return routes(rtr) || rtr.dhcp_ipv4 || rtr.dhcp_ipv6 || !rtr.ipv4.empty() || !rtr.ipv6.empty();
+  return routes(number, rtr) || rtr.dhcp_ipv4 || rtr.dhcp_ipv6 || !rtr.ipv4.empty() ||
+         !rtr.ipv6.empty();
 }
 
 bool sim_routing_interface(uint32_t number)
@@ -388,18 +390,25 @@ bool sim_routing_interface(uint32_t number)
   return rtr_find(number) != nullptr;
 }
 
-uint32_t sim_routing_vlan_interface(uint32_t vlan)
+OPEN_CONTROL_t sim_routing_mode(OPEN_AF_t family)
 {
-  const auto found = std::find_if(rtr_ifs.begin(), rtr_ifs.end(), [vlan](const auto& entry) {
-    return vlan != 0 && entry.second.vlan == vlan;
-  });
-  return found == rtr_ifs.end() ? 0 : found->first;
+  return *mode_of(family);
 }
 
-uint32_t sim_routing_interface_vlan(uint32_t number)
+bool sim_routing_dhcp(uint32_t number, OPEN_AF_t family)
 {
   const auto found = rtr_ifs.find(number);
-  return found == rtr_ifs.end() ? 0 : found->second.vlan;
+  return found != rtr_ifs.end() &&
+         (family == OPEN_AF_INET ? found->second.dhcp_ipv4 : found->second.dhcp_ipv6);
+}
+
+std::vector<open_inet_pfx_t> sim_routing_addresses(uint32_t number, OPEN_AF_t family)
+{
+  const auto found = rtr_ifs.find(number);
+  if (found == rtr_ifs.end() || mode_of(family) == nullptr) {
+    return {};
+  }
+  return family == OPEN_AF_INET ? found->second.ipv4 : found->second.ipv6;
 }
 
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
@@ -409,8 +418,7 @@ open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
     return OPEN_E_PARAM;
   }
   *current = mode;
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_ROUTING);
 }
 
 open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
@@ -423,15 +431,14 @@ open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
   if (!sim_control_ok(mode)) {
     return OPEN_E_PARAM;
   }
-  if (rtr->vlan != 0) {
+  if (sim_if_vlan(number) != 0) {
     return OPEN_E_UNAVAIL;
   }
   rtr->routing = mode == OPEN_ENABLE;
-  if (!routes(*rtr)) {
-    sim_bgp_interface_removed(number);
+  if (!rtr->routing) {
+    sim_tell_if_unrouted(number);
   }
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_ROUTING, number);
 }
 
 open_error_t sim_routing_vlan_intf_create(uint32_t vlan)
@@ -449,33 +456,30 @@ open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number)
   if (!sim_vlan_exists(vlan)) {
     return OPEN_E_NOT_FOUND;
   }
-  if (sim_routing_vlan_interface(vlan) != 0) {
+  if (sim_vlan_routing(vlan) != 0) {
     return OPEN_E_EXISTS;
   }
   if (number < numbers.vlan_first || number >= numbers.vlan_first + numbers.vlan_max ||
       sim_if_find(number) != nullptr) {
     return OPEN_E_FULL;
   }
-  rtr_ifs[number].vlan = vlan;
-  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan));
-  sim_if_changed(number);
-  return OPEN_E_NONE;
+  rtr_ifs[number] = {};
+  sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan)).vlan = vlan;
+  sim_vlan_routing_set(vlan, number);
+  return sim_changed(SIM_IF, number);
 }
 
 open_error_t sim_routing_vlan_intf_delete(uint32_t vlan)
 {
-  const uint32_t number = sim_routing_vlan_interface(vlan);
+  const uint32_t number = sim_vlan_routing(vlan);
   if (number == 0) {
     return OPEN_E_NOT_FOUND;
   }
   if (sim_tcam_redirects_to(number)) {
     return OPEN_E_FAIL;
   }
-  sim_bgp_interface_removed(number);
-  rtr_ifs.erase(number);
-  sim_if_remove(number);
-  sim_if_changed(number);
-  return OPEN_E_NONE;
+  vlan_intf_remove(number);
+  return sim_changed(SIM_IF, number);
 }
 
 open_error_t sim_routing_address_change(uint32_t number, const sim_address_change_t& change)
@@ -489,10 +493,7 @@ open_error_t sim_routing_address_change(uint32_t number, const sim_address_chang
     return OPEN_E_PARAM;
   }
   result = rtr_change(number, *rtr, change);
-  if (result == OPEN_E_NONE) {
-    sim_config_changed();
-  }
-  return result;
+  return result == OPEN_E_NONE ? sim_changed(SIM_ROUTING, number) : result;
 }
 
 // ---- configuration ----
@@ -508,14 +509,24 @@ sim_restore_t routing_keep()
   };
 }
 
+void routing_reset()
+{
+  ipv4_mode = ipv6_mode = OPEN_DISABLE;
+  rtr_ifs.clear();
+}
+
 void routing_clear()
 {
+  std::vector<uint32_t> numbers;
   for (const auto& entry : rtr_ifs) {
-    if (entry.second.vlan != 0) {
-      sim_if_remove(entry.first);
+    numbers.push_back(entry.first);
+  }
+  for (const uint32_t number : numbers) {
+    if (sim_if_vlan(number) != 0) {
+      vlan_intf_remove(number);
     }
   }
-  sim_routing_reset();
+  routing_reset();
 }
 
 template <class... More>
@@ -551,8 +562,8 @@ void routing_write(std::string& script)
   sim_cli_line(script, "routing ip", ipv4_mode);
   sim_cli_line(script, "routing ipv6", ipv6_mode);
   for (const auto& [number, rtr] : rtr_ifs) {
-    if (rtr.vlan != 0) {
-      sim_cli_line(script, "vlan", rtr.vlan, "routing", number);
+    if (sim_if_vlan(number) != 0) {
+      sim_cli_line(script, "vlan", sim_if_vlan(number), "routing", number);
     }
     if (rtr.routing) {
       sim_cli_line(script, "interface", number, "routing enable");
@@ -630,10 +641,8 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_routing_config()
-{
-  return sim_config_area(routing_keep, routing_clear, routing_write, COMMANDS);
-}
+const sim_area_t sim_routing_area = sim_area_with_config(sim_area(routing_reset), routing_keep,
+                                                         routing_clear, routing_write, COMMANDS);
 
 open_error_t rpcclt_openapiRtrAdminModeGet(openapiClientHandle_t* client_handle, OPEN_AF_t family,
                                            OPEN_CONTROL_t* mode)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "platform/openapi_routing.h"
 
@@ -12,11 +13,11 @@ bool sim_routing_configured(uint32_t number);
 // Whether the interface routes: that of a VLAN, or a port with routing switched on.
 bool sim_routing_interface(uint32_t number);
 
-// Number of the routing interface of a VLAN; 0: it has none.
-uint32_t sim_routing_vlan_interface(uint32_t vlan);
-
-// The other way round; 0: not the routing interface of a VLAN.
-uint32_t sim_routing_interface_vlan(uint32_t number);
+// What is configured: routing of a family, whether an interface waits for an address of a server,
+// and those that were set by hand, of IPv4 the primary one first.
+OPEN_CONTROL_t sim_routing_mode(OPEN_AF_t family);
+bool sim_routing_dhcp(uint32_t number, OPEN_AF_t family);
+std::vector<open_inet_pfx_t> sim_routing_addresses(uint32_t number, OPEN_AF_t family);
 
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode);
 // Of a port; a VLAN's interface routes in any case, and a member of a group leaves it to the group.

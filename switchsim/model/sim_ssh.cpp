@@ -3,9 +3,8 @@
 
 #include "platform/openapi_ssh.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 
 namespace
 {
@@ -24,25 +23,25 @@ ssh_t settings;
 
 open_error_t mode_set(OPEN_CONTROL_t mode)
 {
-  return sim_control_ok(mode) ? sim_change(settings.mode, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_assign(SIM_SSH, settings.mode, mode) : OPEN_E_PARAM;
 }
 
 open_error_t version_set(OPEN_SSH_PROTO_VERSION_t version)
 {
   const bool known = version >= OPEN_SSH_PROTO_VERSION_1 && version <= OPEN_SSH_PROTO_VERSION_BOTH;
-  return known ? sim_change(settings.version, version) : OPEN_E_PARAM;
+  return known ? sim_assign(SIM_SSH, settings.version, version) : OPEN_E_PARAM;
 }
 
 open_error_t max_sessions_set(uint32_t count)
 {
-  return count >= 1 && count <= SESSIONS_MAX ? sim_change(settings.max_sessions, count)
+  return count >= 1 && count <= SESSIONS_MAX ? sim_assign(SIM_SSH, settings.max_sessions, count)
                                              : OPEN_E_PARAM;
 }
 
 open_error_t timeout_set(uint32_t minutes)
 {
   return minutes <= TIMEOUT_MAX
-             ? sim_change(settings.timeout, minutes == 0 ? TIMEOUT_DEFAULT : minutes)
+             ? sim_assign(SIM_SSH, settings.timeout, minutes == 0 ? TIMEOUT_DEFAULT : minutes)
              : OPEN_E_PARAM;
 }
 
@@ -77,15 +76,8 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_ssh_config()
-{
-  return sim_config_area(ssh_keep, ssh_clear, ssh_write, COMMANDS);
-}
-
-void sim_ssh_reset()
-{
-  settings = {};
-}
+const sim_area_t sim_ssh_area =
+    sim_area_with_config(sim_area(ssh_clear), ssh_keep, ssh_clear, ssh_write, COMMANDS);
 
 open_error_t rpcclt_openapiSSHAdminModeGet(openapiClientHandle_t* client_handle,
                                            OPEN_CONTROL_t* mode)

@@ -7,10 +7,8 @@
 #include <iterator>
 
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_view.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
 #include "switchsim/text/sim_address.h"
 
 namespace
@@ -48,7 +46,7 @@ bool hostname_ok(const std::string& name)
 
 open_error_t hostname_set(const std::string& name)
 {
-  return hostname_ok(name) ? sim_change(settings.hostname, name) : OPEN_E_PARAM;
+  return hostname_ok(name) ? sim_assign(SIM_SYSTEM, settings.hostname, name) : OPEN_E_PARAM;
 }
 
 open_error_t prompt_set(const std::string& prompt)
@@ -58,18 +56,18 @@ open_error_t prompt_set(const std::string& prompt)
       !std::all_of(prompt.begin(), prompt.end(), printable)) {
     return OPEN_E_PARAM;
   }
-  return sim_change(settings.prompt, prompt);
+  return sim_assign(SIM_SYSTEM, settings.prompt, prompt);
 }
 
 open_error_t serial_timeout_set(uint32_t minutes)
 {
-  return minutes <= SERIAL_TIMEOUT_MAX ? sim_change(settings.serial_timeout, minutes)
+  return minutes <= SERIAL_TIMEOUT_MAX ? sim_assign(SIM_SYSTEM, settings.serial_timeout, minutes)
                                        : OPEN_E_PARAM;
 }
 
 open_error_t telnet_set(OPEN_CONTROL_t mode)
 {
-  return sim_control_ok(mode) ? sim_change(settings.telnet, mode) : OPEN_E_PARAM;
+  return sim_control_ok(mode) ? sim_assign(SIM_SYSTEM, settings.telnet, mode) : OPEN_E_PARAM;
 }
 
 // Another way to get an address: the one given by hand is gone.
@@ -83,7 +81,7 @@ open_error_t protocol_set(OPEN_PROTOCOL_MODE_t mode)
     network = {};
     network.protocol = mode;
   }
-  return sim_change(settings.network, network);
+  return sim_assign(SIM_SYSTEM, settings.network, network);
 }
 
 // A gateway of 0 is none.
@@ -104,14 +102,14 @@ open_error_t network_set(const open_inet_addr_t& ip, const open_inet_addr_t& mas
       (network.gateway != 0 && ((network.gateway ^ network.ip) & network.mask) != 0)) {
     return OPEN_E_PARAM;
   }
-  return sim_change(settings.network, network);
+  return sim_assign(SIM_SYSTEM, settings.network, network);
 }
 
 open_error_t network_clear()
 {
   network_port_t network;
   network.protocol = settings.network.protocol;
-  return sim_change(settings.network, network);
+  return sim_assign(SIM_SYSTEM, settings.network, network);
 }
 
 // ---- configuration ----
@@ -153,15 +151,8 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_system_config()
-{
-  return sim_config_area(system_keep, system_clear, system_write, COMMANDS);
-}
-
-void sim_system_reset()
-{
-  settings = {};
-}
+const sim_area_t sim_system_area =
+    sim_area_with_config(sim_area(system_clear), system_keep, system_clear, system_write, COMMANDS);
 
 open_error_t rpcclt_openapiSystemHostnameSizeGet(openapiClientHandle_t* client_handle,
                                                  uint32_t* size)

@@ -1,9 +1,6 @@
-// The TCAM: each stage has slices of equal size, and a slice holds policies of one type as long as
-// it holds any. A slice is what the group statistics call a group.
 #include "switchsim/model/sim_tcam.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -14,117 +11,23 @@
 
 #include "platform/openapi_tcam.h"
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_base.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
+#include "switchsim/model/sim_plane.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_view.h"
-#include "switchsim/sim_areas.h"
+#include "switchsim/text/sim_address.h"
 #include "switchsim/text/sim_mac.h"
 
 namespace
 {
-constexpr uint32_t SLICE_SIZE = 256;
-constexpr uint32_t INGRESS_SLICES = 8;
-constexpr uint32_t EGRESS_SLICES = 4;
-static_assert(INGRESS_SLICES <= OPEN_TCAM_GROUPS_MAX && EGRESS_SLICES <= OPEN_TCAM_GROUPS_MAX);
-
 constexpr uint32_t ACTIONS_ALL = 0xff;
 
 // By policy type.
 constexpr const char* TYPE_NAMES[] = {nullptr, "OpenFlow", "Gen (IPv6)", "Egress"};
 
-struct slice_t {
-  uint32_t type = 0;
-  uint32_t entries = 0;  // 0: free for any type
-};
-
-struct policy_t {
-  open_tcamApiPolicy_t record;
-  slice_t* slice;
-  std::set<uint32_t> ports;
-};
-
-struct stage_figures_t {
-  uint32_t slices, used_slices, entries, free, total;
-};
-
 bool initialised;
-uint32_t slice_size;
-std::array<slice_t, INGRESS_SLICES> ingress;
-std::array<slice_t, EGRESS_SLICES> egress;
-std::map<uint32_t, policy_t> policies;
+std::map<uint32_t, sim_policy_t> policies;
 uint32_t last_id;
-
-// ---- slices ----
-
-// Runs a procedure with the slices of a stage.
-template <class Work>
-auto with_slices(bool at_egress, Work work) -> decltype(work(ingress.data(), ingress.size()))
-{
-  return at_egress ? work(egress.data(), egress.size()) : work(ingress.data(), ingress.size());
-}
-
-// A slice of this type with room or, failing that, a free one; null when there is neither.
-slice_t* slice_for(OPEN_TCAM_POLICY_TYPE_t type)
-{
-  const uint32_t wanted = static_cast<uint32_t>(type);
-  return with_slices(
-      type == OPEN_TCAM_POLICY_TYPE_EGRESS, [&](slice_t* slices, size_t count) -> slice_t* {
-        slice_t* end = slices + count;
-        slice_t* found = std::find_if(slices, end, [&](const slice_t& slice) {
-          return slice.entries > 0 && slice.entries < slice_size && slice.type == wanted;
-        });
-        if (found == end) {
-          found =
-              std::find_if(slices, end, [](const slice_t& slice) { return slice.entries == 0; });
-        }
-        return found == end ? nullptr : found;
-      });
-}
-
-stage_figures_t stage_figures(bool at_egress)
-{
-  return with_slices(at_egress, [](const slice_t* slices, size_t count) {
-    stage_figures_t figures = {};
-    figures.slices = static_cast<uint32_t>(count);
-    figures.total = figures.slices * slice_size;
-    for (const slice_t* slice = slices; slice < slices + count; slice++) {
-      figures.used_slices += slice->entries > 0 ? 1 : 0;
-      figures.entries += slice->entries;
-    }
-    figures.free = figures.total - figures.entries;
-    return figures;
-  });
-}
-
-open_error_t group_stats(OPEN_TCAM_POLICY_STAGE_t stage, open_tcam_group_stats_t& stats)
-{
-  if (stage != OPEN_TCAM_POLICY_STAGE_INGRESS && stage != OPEN_TCAM_POLICY_STAGE_EGRESS) {
-    return OPEN_E_PARAM;
-  }
-  const bool at_egress = stage == OPEN_TCAM_POLICY_STAGE_EGRESS;
-  stats = {};
-  with_slices(at_egress, [&](const slice_t* slices, size_t count) {
-    for (uint32_t i = 0; i < count; i++) {
-      if (slices[i].entries == 0) {
-        continue;
-      }
-      open_tcam_group_t& group = stats.group[i];
-      group.used = 1;
-      group.gid = i + 1 + (at_egress ? INGRESS_SLICES : 0);
-      group.policy_type = slices[i].type;
-      group.entry_count = slices[i].entries;
-      group.entries_free = slice_size - slices[i].entries;
-      group.entries_total = slice_size;
-      group.slice_width_physical = 1;
-      group.natural_depth = slice_size;
-    }
-  });
-  return OPEN_E_NONE;
-}
-
-// ---- policies ----
 
 bool policy_redirects(const open_tcamApiPolicy_t& policy)
 {
@@ -138,12 +41,16 @@ bool policy_valid(const open_tcamApiPolicy_t& policy)
          (!policy_redirects(policy) || sim_if_find(policy.actionVal.redirIntfNum) != nullptr);
 }
 
-void policy_place(uint32_t id, const open_tcamApiPolicy_t& record, slice_t& slice)
+// Takes a policy, at the place where the world has room for it.
+open_error_t policy_add(uint32_t id, const open_tcamApiPolicy_t& record, uint32_t place)
 {
-  slice.type = static_cast<uint32_t>(record.policyType);
-  slice.entries++;
-  policies[id] = {record, &slice, {}};
-  sim_config_changed();
+  const open_error_t result = sim_plane().policy_room(0, record, place);
+  if (result != OPEN_E_NONE) {
+    return result;
+  }
+  policies[id] = {record, place, {}};
+  last_id = std::max(last_id, id);
+  return sim_changed(SIM_POLICY, id);
 }
 
 open_error_t policy_create(const open_tcamApiPolicy_t& record, uint32_t& id)
@@ -151,13 +58,8 @@ open_error_t policy_create(const open_tcamApiPolicy_t& record, uint32_t& id)
   if (!policy_valid(record)) {
     return OPEN_E_PARAM;
   }
-  slice_t* slice = slice_for(record.policyType);
-  if (slice == nullptr) {
-    return OPEN_E_FULL;
-  }
-  id = ++last_id;
-  policy_place(id, record, *slice);
-  return OPEN_E_NONE;
+  const open_error_t result = policy_add(last_id + 1, record, SIM_PLACE_ANY);
+  return result == OPEN_E_NONE ? sim_give(id, last_id) : result;
 }
 
 open_error_t policy_get(uint32_t id, open_tcamApiPolicy_t& record)
@@ -168,31 +70,21 @@ open_error_t policy_get(uint32_t id, open_tcamApiPolicy_t& record)
 
 open_error_t policy_destroy(uint32_t id)
 {
-  const auto found = policies.find(id);
-  if (found == policies.end()) {
-    return OPEN_E_NOT_FOUND;
-  }
-  found->second.slice->entries--;
-  policies.erase(found);
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return policies.erase(id) == 0 ? OPEN_E_NOT_FOUND : sim_changed(SIM_POLICY, id);
 }
 
 void policies_clear()
 {
-  ingress = {};
-  egress = {};
   policies.clear();
 }
 
 open_error_t policy_delete_all()
 {
   policies_clear();
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_POLICY);
 }
 
-open_error_t policy_from(std::map<uint32_t, policy_t>::const_iterator from, uint32_t& id)
+open_error_t policy_from(std::map<uint32_t, sim_policy_t>::const_iterator from, uint32_t& id)
 {
   return from == policies.cend() ? OPEN_E_FAIL : sim_give(id, from->first);
 }
@@ -206,8 +98,7 @@ open_error_t policy_attach(uint32_t id, uint32_t port)
   if (!found->second.ports.insert(port).second) {
     return OPEN_E_EXISTS;
   }
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_POLICY, id);
 }
 
 open_error_t policy_detach(uint32_t id, uint32_t port)
@@ -216,8 +107,7 @@ open_error_t policy_detach(uint32_t id, uint32_t port)
   if (found == policies.end() || found->second.ports.erase(port) == 0) {
     return OPEN_E_NOT_FOUND;
   }
-  sim_config_changed();
-  return OPEN_E_NONE;
+  return sim_changed(SIM_POLICY, id);
 }
 
 open_error_t type_name(uint32_t type, open_buffdesc* name)
@@ -275,12 +165,9 @@ bool sim_number_set(open_tcamApiPolicy_t& policy, const sim_fault_value_t& value
   return sim_number_set(policy.policyType, value);
 }
 
-void sim_tcam_reset()
+const std::map<uint32_t, sim_policy_t>& sim_policies()
 {
-  policies_clear();
-  initialised = false;
-  slice_size = SLICE_SIZE;
-  last_id = 0;
+  return policies;
 }
 
 bool sim_tcam_redirects_to(uint32_t number)
@@ -291,29 +178,28 @@ bool sim_tcam_redirects_to(uint32_t number)
   });
 }
 
-void sim_tcam_restart()
-{
-  initialised = false;
-}
-
-bool sim_tcam_slice_size_parse(const sim_json_t& json)
-{
-  return sim_json_uint(json, 1, SLICE_SIZE, slice_size);
-}
-
 // ---- configuration ----
 
 namespace
 {
 sim_restore_t tcam_keep()
 {
-  return
-      [kept_ingress = ingress, kept_egress = egress, kept_policies = policies, kept_id = last_id] {
-        ingress = kept_ingress;
-        egress = kept_egress;
-        policies = kept_policies;
-        last_id = kept_id;
-      };
+  return [kept_policies = policies, kept_id = last_id] {
+    policies = kept_policies;
+    last_id = kept_id;
+  };
+}
+
+void tcam_restarted()
+{
+  initialised = false;
+}
+
+void tcam_reset()
+{
+  policies_clear();
+  tcam_restarted();
+  last_id = 0;
 }
 
 // The fields of a policy as commands name them; an action's values come before the action.
@@ -464,10 +350,8 @@ void tcam_write(std::string& script)
 {
   const open_tcamApiPolicy_t empty = {};
   for (const auto& [id, policy] : policies) {
-    const bool at_egress = policy.record.policyType == OPEN_TCAM_POLICY_TYPE_EGRESS;
-    const slice_t* first = at_egress ? egress.data() : ingress.data();
     sim_cli_line(script, "tcam policy", id, "type", static_cast<uint32_t>(policy.record.policyType),
-                 "slice", policy.slice - first);
+                 "slice", policy.place);
     for (const field_t& field : FIELDS) {
       const std::string text = field_text(field, policy.record);
       if (text != field_text(field, empty)) {
@@ -481,7 +365,7 @@ void tcam_write(std::string& script)
 }
 
 // Slices hold policies of one type, so an empty policy takes its place in one of them at once.
-open_error_t cli_policy_create(uint32_t id, OPEN_TCAM_POLICY_TYPE_t type, uint32_t index)
+open_error_t cli_policy_create(uint32_t id, OPEN_TCAM_POLICY_TYPE_t type, uint32_t slice)
 {
   open_tcamApiPolicy_t record = {};
   record.policyType = type;
@@ -491,19 +375,7 @@ open_error_t cli_policy_create(uint32_t id, OPEN_TCAM_POLICY_TYPE_t type, uint32
   if (policies.count(id) > 0) {
     return OPEN_E_EXISTS;
   }
-  slice_t* slice = with_slices(
-      type == OPEN_TCAM_POLICY_TYPE_EGRESS,
-      [&](slice_t* slices, size_t count) { return index < count ? slices + index : nullptr; });
-  if (slice == nullptr) {
-    return OPEN_E_PARAM;
-  }
-  if (slice->entries == slice_size ||
-      (slice->entries > 0 && slice->type != static_cast<uint32_t>(type))) {
-    return OPEN_E_FULL;
-  }
-  policy_place(id, record, *slice);
-  last_id = std::max(last_id, id);
-  return OPEN_E_NONE;
+  return slice == SIM_PLACE_ANY ? OPEN_E_PARAM : policy_add(id, record, slice);
 }
 
 open_error_t cli_policy_set(uint32_t id, const std::string& name, const std::string& text)
@@ -518,7 +390,8 @@ open_error_t cli_policy_set(uint32_t id, const std::string& name, const std::str
   if (field == std::end(FIELDS) || !field_read(*field, text, record) || !policy_valid(record)) {
     return OPEN_E_PARAM;
   }
-  return sim_change(policy->second.record, record);
+  const open_error_t result = sim_plane().policy_room(id, record, policy->second.place);
+  return result == OPEN_E_NONE ? sim_assign(SIM_POLICY, policy->second.record, record, id) : result;
 }
 
 constexpr sim_command_t COMMANDS[] = {
@@ -530,10 +403,12 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_tcam_config()
-{
-  return sim_config_area(tcam_keep, policies_clear, tcam_write, COMMANDS);
-}
+const sim_area_t sim_tcam_area = [] {
+  sim_area_t area =
+      sim_area_with_config(sim_area(tcam_reset), tcam_keep, policies_clear, tcam_write, COMMANDS);
+  area.restarted = tcam_restarted;
+  return area;
+}();
 
 open_error_t rpcclt_openapiTcamApiInit(openapiClientHandle_t* client_handle)
 {
@@ -598,7 +473,12 @@ open_error_t rpcclt_openapiTcamGroupStatsGetZRT(openapiClientHandle_t* client_ha
                                                 OPEN_TCAM_POLICY_STAGE_t stage,
                                                 open_tcam_group_stats_t* groups)
 {
-  const auto work = [&] { return group_stats(stage, *groups); };
+  const auto work = [&] {
+    if (stage != OPEN_TCAM_POLICY_STAGE_INGRESS && stage != OPEN_TCAM_POLICY_STAGE_EGRESS) {
+      return OPEN_E_PARAM;
+    }
+    return sim_give(*groups, sim_plane().policy_use(stage == OPEN_TCAM_POLICY_STAGE_EGRESS).groups);
+  };
   return tcam_call(__func__, client_handle, work, stage, sim_out(groups));
 }
 
@@ -607,7 +487,7 @@ open_error_t rpcclt_openapiTcamGroupStatsIngressSlicesCountGetZRT(
     uint32_t* entryFree, uint32_t* entryTotal, uint32_t* slice256Count, uint32_t* slice256Free)
 {
   const auto work = [&] {
-    const stage_figures_t figures = stage_figures(false);
+    const sim_policy_use_t figures = sim_plane().policy_use(false);
     *groupCount = figures.slices;
     *entryCount = figures.entries;
     *entryFree = figures.free;
@@ -626,7 +506,7 @@ open_error_t rpcclt_openapiTcamGroupStatsEgressSlicesCountGetZRT(
     uint32_t* entryFree)
 {
   const auto work = [&] {
-    const stage_figures_t figures = stage_figures(true);
+    const sim_policy_use_t figures = sim_plane().policy_use(true);
     *groupCount = figures.slices;
     *entryCount = figures.entries;
     *entryFree = figures.free;

@@ -9,14 +9,10 @@
 #include <set>
 
 #include "switchsim/call/sim_call.h"
-#include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_pending.h"
+#include "switchsim/model/sim_area.h"
+#include "switchsim/model/sim_change.h"
+#include "switchsim/model/sim_plane.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_routing.h"
-#include "switchsim/model/sim_state.h"
-#include "switchsim/model/sim_view.h"
-#include "switchsim/plane_sim/sim_links.h"
-#include "switchsim/sim_areas.h"
 
 namespace
 {
@@ -33,6 +29,7 @@ struct membership_t {
 struct vlan_t {
   std::string name;
   bool is_static;
+  uint32_t routing = 0;                          // number of its routing interface; 0: it has none
   std::map<uint32_t, membership_t> memberships;  // of interfaces that had something set
 };
 
@@ -48,7 +45,6 @@ struct switchport_t {
 uint32_t vlan_max;
 std::map<uint32_t, vlan_t> vlans;
 std::map<uint32_t, switchport_t> switchports;
-sim_pending_list_t pending;
 
 std::string name_when_new(uint32_t vid)
 {
@@ -59,12 +55,7 @@ std::string name_when_new(uint32_t vid)
 
 void vlan_add(uint32_t vid)
 {
-  vlans[vid] = {name_when_new(vid), true, {}};
-}
-
-void vlan_changed(uint32_t vid)
-{
-  sim_pending_note(pending, vid, !sim_vlan_exists(vid));
+  vlans[vid] = {name_when_new(vid), true, 0, {}};
 }
 
 bool vid_in_range(uint32_t vid)
@@ -127,10 +118,11 @@ membership_t membership_in_force(const switchport_t& port, const vlan_t& vlan, u
           is_trunk && !untagged};
 }
 
-// Nobody at the other end asks to be put into a VLAN, so autodetect makes no member.
-bool is_member(const membership_t& membership)
+// Where it is left open, whoever asks for it becomes one.
+bool is_member(const membership_t& membership, uint32_t vid, uint32_t number)
 {
-  return membership.mode == OPEN_VLAN_PARTICIPATION_MODE_INCLUDE;
+  return membership.mode == OPEN_VLAN_PARTICIPATION_MODE_INCLUDE ||
+         (membership.mode == OPEN_VLAN_PARTICIPATION_MODE_AUTO && sim_plane().joins(vid, number));
 }
 
 // Reads what is in force for an interface in a VLAN.
@@ -144,6 +136,17 @@ open_error_t membership_get(uint32_t vid, uint32_t number, T& out, Get get)
     return OPEN_E_NOT_FOUND;
   }
   return sim_give(out, get(membership_in_force(*port, *vlan, vid, forwarder)));
+}
+
+open_error_t member_get(uint32_t vid, uint32_t number, uint32_t& status)
+{
+  membership_t membership = {};
+  const auto get = [](const membership_t& m) { return m; };
+  const open_error_t result = membership_get(vid, number, membership, get);
+  if (result == OPEN_E_NONE) {
+    status = is_member(membership, vid, number) ? 1 : 0;
+  }
+  return result;
 }
 
 // Whether the interface decides on its VLANs itself.
@@ -169,9 +172,7 @@ open_error_t membership_set(uint32_t vid, uint32_t number, bool right, Take take
   membership_t membership = membership_of(*vlan, vid, number);
   take(membership);
   vlan->memberships[number] = membership;
-  vlan_changed(vid);
-  sim_links_changed(number);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_VLAN, vid);
 }
 
 template <class T, class Get>
@@ -195,8 +196,7 @@ open_error_t switchport_set(uint32_t number, bool right, Take take)
     return OPEN_E_UNAVAIL;
   }
   take(*port);
-  sim_if_changed(number);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_IF, number);
 }
 
 // Sets one of the VLANs for untagged frames: one that exists.
@@ -284,23 +284,20 @@ bool vlan_parse(const sim_json_t& json)
                                    {"type", false, parse_type},
   });
 }
-}  // namespace
-
-void sim_vlan_reset()
+void vlan_reset()
 {
   vlan_max = VLAN_HIGHEST;
   vlans.clear();
   switchports.clear();
-  pending.clear();
   vlan_add(VLAN_DEFAULT);
 }
 
-bool sim_vlan_vlan_max_parse(const sim_json_t& json)
+bool vlan_max_parse(const sim_json_t& json)
 {
   return sim_json_uint(json, 1, VLAN_HIGHEST, vlan_max);
 }
 
-bool sim_vlan_vlans_parse(const sim_json_t& json)
+bool vlans_parse(const sim_json_t& json)
 {
   if (json_object_get_type(json.value) == json_type_array) {
     vlans.clear();
@@ -320,6 +317,8 @@ bool sim_vlan_vlans_parse(const sim_json_t& json)
   return true;
 }
 
+}  // namespace
+
 uint32_t sim_vlan_max()
 {
   return vlan_max;
@@ -332,16 +331,36 @@ bool sim_vlan_exists(uint32_t vid)
 
 bool sim_vlan_member(uint32_t vid, uint32_t number)
 {
-  bool member = false;
-  return membership_get(vid, number, member, is_member) == OPEN_E_NONE && member;
+  uint32_t member = 0;
+  return member_get(vid, number, member) == OPEN_E_NONE && member == 1;
 }
 
-void sim_vlan_if_removed(uint32_t number)
+bool sim_vlan_forwarding(uint32_t number, sim_forwarding_t& forwarding)
 {
-  switchports.erase(number);
-  for (auto& entry : vlans) {
-    entry.second.memberships.erase(number);
+  const uint32_t forwarder = sim_if_forwarder(number);
+  const switchport_t* port = switchport_find(forwarder);
+  if (port == nullptr) {
+    return false;
   }
+  forwarding = {pvid_of(*port), port->accept, {}, {}};
+  for (const auto& [vid, vlan] : vlans) {
+    const membership_t membership = membership_in_force(*port, vlan, vid, forwarder);
+    if (is_member(membership, vid, forwarder)) {
+      (membership.tagged ? forwarding.tagged : forwarding.untagged).insert(vid);
+    }
+  }
+  return true;
+}
+
+uint32_t sim_vlan_routing(uint32_t vid)
+{
+  const vlan_t* vlan = vlan_find(vid);
+  return vlan == nullptr ? 0 : vlan->routing;
+}
+
+void sim_vlan_routing_set(uint32_t vid, uint32_t number)
+{
+  vlans[vid].routing = number;
 }
 
 open_error_t sim_vlan_create(uint32_t vid)
@@ -353,8 +372,7 @@ open_error_t sim_vlan_create(uint32_t vid)
     return OPEN_E_EXISTS;
   }
   vlan_add(vid);
-  vlan_changed(vid);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_VLAN, vid);
 }
 
 open_error_t sim_vlan_delete(uint32_t vid)
@@ -362,7 +380,7 @@ open_error_t sim_vlan_delete(uint32_t vid)
   if (!sim_vlan_exists(vid)) {
     return OPEN_E_NOT_FOUND;
   }
-  if (vid == VLAN_DEFAULT || sim_routing_vlan_interface(vid) != 0) {
+  if (vid == VLAN_DEFAULT || vlans[vid].routing != 0) {
     return OPEN_E_FAIL;
   }
   vlans.erase(vid);
@@ -373,11 +391,10 @@ open_error_t sim_vlan_delete(uint32_t vid)
       *untagged = *untagged == vid ? VLAN_DEFAULT : *untagged;
     }
     if (changed) {
-      sim_if_changed(number);
+      sim_changed(SIM_IF, number);
     }
   }
-  vlan_changed(vid);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_VLAN, vid);
 }
 
 open_error_t sim_vlan_name_set(uint32_t vid, const std::string& name)
@@ -390,8 +407,7 @@ open_error_t sim_vlan_name_set(uint32_t vid, const std::string& name)
     return OPEN_E_PARAM;
   }
   vlan->name = name;
-  vlan_changed(vid);
-  return OPEN_E_NONE;
+  return sim_changed(SIM_VLAN, vid);
 }
 
 open_error_t sim_vlan_participation_set(uint32_t vid, uint32_t number,
@@ -463,11 +479,18 @@ namespace
 {
 sim_restore_t vlan_keep()
 {
-  return [kept_vlans = vlans, kept_switchports = switchports, kept_pending = pending] {
+  return [kept_vlans = vlans, kept_switchports = switchports] {
     vlans = kept_vlans;
     switchports = kept_switchports;
-    pending = kept_pending;
   };
+}
+
+void vlan_if_removed(uint32_t number)
+{
+  switchports.erase(number);
+  for (auto& entry : vlans) {
+    entry.second.memberships.erase(number);
+  }
 }
 
 void vlan_clear()
@@ -574,10 +597,17 @@ constexpr sim_command_t COMMANDS[] = {
 };
 }  // namespace
 
-sim_config_area_t sim_vlan_config()
-{
-  return sim_config_area(vlan_keep, vlan_clear, vlan_write, COMMANDS);
-}
+constexpr sim_key_t KEYS[] = {
+    {"vlan_max", vlan_max_parse},
+    {"vlans",    vlans_parse   },
+};
+
+const sim_area_t sim_vlan_area = [] {
+  sim_area_t area =
+      sim_area_with_config(sim_area(vlan_reset, KEYS), vlan_keep, vlan_clear, vlan_write, COMMANDS);
+  area.if_removed = vlan_if_removed;
+  return area;
+}();
 
 // ---- the calls ----
 
@@ -603,7 +633,13 @@ open_error_t openapiVlanNextGet(openapiClientHandle_t* client_handle, uint32_t v
 open_error_t openapiVlanNextChangedGet(openapiClientHandle_t* client_handle, uint32_t vid,
                                        uint32_t* nextVid, uint32_t* delete_pending)
 {
-  const auto work = [&] { return sim_pending_next(pending, vid, *nextVid, *delete_pending); };
+  const auto work = [&] {
+    const open_error_t result = sim_pending_next(SIM_VLAN, vid, *nextVid);
+    if (result == OPEN_E_NONE) {
+      *delete_pending = sim_vlan_exists(*nextVid) ? 0 : 1;
+    }
+    return result;
+  };
   return sim_call(__func__, client_handle, work, vid, sim_out(nextVid), sim_out(delete_pending));
 }
 
@@ -651,8 +687,7 @@ uint32_t openapiVlanIsStatic(openapiClientHandle_t* client_handle, uint32_t vid)
 open_error_t openapiVlanIfParticipationStatusGet(openapiClientHandle_t* client_handle, uint32_t vid,
                                                  uint32_t ifNum, uint32_t* status)
 {
-  const auto get = [](const membership_t& m) { return is_member(m) ? 1u : 0u; };
-  const auto work = [&] { return membership_get(vid, ifNum, *status, get); };
+  const auto work = [&] { return member_get(vid, ifNum, *status); };
   return sim_call(__func__, client_handle, work, vid, ifNum, sim_out(status));
 }
 
@@ -692,7 +727,7 @@ open_error_t openapiVlanIfPvidGet(openapiClientHandle_t* client_handle, uint32_t
                                   uint32_t* pvid)
 {
   const auto work = [&] {
-    const uint32_t routed = sim_routing_interface_vlan(ifNum);
+    const uint32_t routed = sim_if_vlan(ifNum);
     if (routed == 0) {
       return switchport_get(ifNum, *pvid, pvid_of);
     }
@@ -715,7 +750,7 @@ open_error_t rpcclt_openapiVlanIfAcceptFrameTypeGet(openapiClientHandle_t* clien
 {
   const auto get = [](const switchport_t& port) { return port.accept; };
   const auto work = [&] {
-    if (sim_routing_interface_vlan(ifNum) == 0) {
+    if (sim_if_vlan(ifNum) == 0) {
       return switchport_get(ifNum, *type, get);
     }
     *type = OPEN_DOT1Q_ADMIT_ALL;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 
 #include "platform/openapi_vlan.h"
@@ -16,8 +17,19 @@ bool sim_vlan_exists(uint32_t vid);
 // interface.
 bool sim_vlan_member(uint32_t vid, uint32_t number);
 
-// A port channel is gone, and with it what VLANs know about it.
-void sim_vlan_if_removed(uint32_t number);
+// How an interface forwards now, in its switchport mode.
+struct sim_forwarding_t {
+  uint32_t pvid;
+  OPEN_DOT1Q_ACCEPT_FRAME_TYPE_t accept;
+  std::set<uint32_t> untagged, tagged;  // the VLANs that it is a member of
+};
+// Of a port, its group where it is in one, or of a port channel; false for any other.
+bool sim_vlan_forwarding(uint32_t number, sim_forwarding_t& forwarding);
+
+// The number of the VLAN's routing interface, kept with the VLAN, which has to stay as long; 0:
+// none.
+uint32_t sim_vlan_routing(uint32_t vid);
+void sim_vlan_routing_set(uint32_t vid, uint32_t number);
 
 open_error_t sim_vlan_create(uint32_t vid);
 // A VLAN with a routing interface stays, and so does VLAN 1. Interfaces that had the deleted VLAN

@@ -1,19 +1,20 @@
 #include "switchsim/plane_sim/sim_links.h"
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <set>
 #include <vector>
 
 #include "switchsim/call/sim_clock.h"
+#include "switchsim/model/sim_if.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_routing.h"
-#include "switchsim/model/sim_state.h"
 #include "switchsim/model/sim_vlan.h"
 
 namespace
 {
+constexpr uint32_t PORTS = 54;
+constexpr uint32_t PORTS_MAX = 4000;
+
 struct link_t {
   bool up = false;
   uint64_t since_ms = 0;          // it is so
@@ -22,7 +23,59 @@ struct link_t {
   std::set<uint32_t> carried_by;  // the other way round, of a VLAN's interface
 };
 
+uint32_t port_count;
+std::set<uint32_t>
+    wired_ports;  // somebody answers at the other end, as far as the switch lets them
 std::map<uint32_t, link_t> links;
+bool started;  // the model is whole
+
+OPEN_IF_CONNECTOR_TYPE_t connector_of(uint32_t port)
+{
+  if (port >= 49 && port <= 52) {
+    return OPEN_SFPPLUS;
+  }
+  return port == 53 || port == 54 ? OPEN_QSFP : OPEN_RJ45;
+}
+
+void port_count_set(uint32_t count)
+{
+  port_count = count;
+  wired_ports.clear();
+  for (const uint32_t port : {1, 2, 3, 4, 5, 6, 7, 8, 49, 53}) {
+    if (port <= count) {
+      wired_ports.insert(port);
+    }
+  }
+}
+
+void links_reset()
+{
+  started = false;
+  port_count_set(PORTS);
+}
+
+bool ports_parse(const sim_json_t& json)
+{
+  uint32_t count = 0;
+  const bool parsed = sim_json_uint(json, 1, PORTS_MAX, count);
+  if (parsed) {
+    port_count_set(count);
+  }
+  return parsed;
+}
+
+bool link_up_parse(const sim_json_t& json)
+{
+  wired_ports.clear();
+  return sim_json_list(json, [](const sim_json_t& item) {
+    uint32_t port = 0;
+    const bool parsed = sim_json_uint(item, 1, port_count, port);
+    if (parsed) {
+      wired_ports.insert(port);
+    }
+    return parsed;
+  });
+}
 
 bool wired(const sim_if_t& intf, const link_t& link)
 {
@@ -31,10 +84,12 @@ bool wired(const sim_if_t& intf, const link_t& link)
       return std::any_of(sim_ifs().begin(), sim_ifs().end(), [&](const auto& entry) {
         return entry.second.group == intf.number && sim_link_up(entry.first);
       });
+    case OPEN_INTF_TYPE_CPU:
+      return true;
     case OPEN_INTF_TYPE_VLAN:
       return !link.carried_by.empty();
     default:
-      return intf.wired;
+      return wired_ports.count(intf.number) > 0;
   }
 }
 
@@ -53,7 +108,7 @@ void up_set(link_t& link, bool up)
 bool carries(const sim_if_t& intf, uint32_t vlan_intf)
 {
   return intf.group == 0 && sim_link_up(intf.number) &&
-         sim_vlan_member(sim_routing_interface_vlan(vlan_intf), intf.number);
+         sim_vlan_member(sim_if_vlan(vlan_intf), intf.number);
 }
 
 void carry_set(uint32_t number, uint32_t vlan_intf, bool carried)
@@ -84,12 +139,14 @@ void link_remove(uint32_t number)
   links.erase(number);
 }
 
-// A VLAN's interface has come: those that it has link by are looked for among all.
+// Those that a VLAN's interface has link by are looked for among all.
 void carriers_find(uint32_t vlan_intf)
 {
+  const std::set<uint32_t> before = links[vlan_intf].carried_by;
   for (const auto& entry : sim_ifs()) {
-    if (carries(entry.second, vlan_intf)) {
-      carry_set(entry.first, vlan_intf, true);
+    const bool carried = carries(entry.second, vlan_intf);
+    if (carried != (before.count(entry.first) > 0)) {
+      carry_set(entry.first, vlan_intf, carried);
     }
   }
 }
@@ -106,6 +163,27 @@ void carried_find(const sim_if_t& intf)
   }
 }
 }  // namespace
+
+constexpr sim_key_t KEYS[] = {
+    {"ports",   ports_parse  },
+    {"link_up", link_up_parse},
+};
+
+const sim_area_t sim_links_area = sim_area(links_reset, KEYS);
+
+std::vector<sim_port_t> sim_links_ports()
+{
+  std::vector<sim_port_t> ports;
+  for (uint32_t port = 1; port <= port_count; port++) {
+    ports.push_back({port, connector_of(port)});
+  }
+  return ports;
+}
+
+uint32_t sim_links_port_count()
+{
+  return port_count;
+}
 
 bool sim_link_up(uint32_t number)
 {
@@ -125,6 +203,9 @@ uint64_t sim_link_up_ms(uint32_t number)
 
 void sim_links_changed(uint32_t number)
 {
+  if (!started) {
+    return;
+  }
   const sim_if_t* intf = sim_if_find(number);
   if (intf == nullptr) {
     link_remove(number);
@@ -135,8 +216,9 @@ void sim_links_changed(uint32_t number)
   if (is_new && intf->type == OPEN_INTF_TYPE_VLAN) {
     carriers_find(number);
   }
-  up_set(link,
-         wired(*intf, link) && intf->admin == OPEN_ENABLE && intf->soft_shutdown == OPEN_DISABLE);
+  const sim_if_settings_t settings = sim_if_settings(*intf);
+  up_set(link, wired(*intf, link) && settings.admin == OPEN_ENABLE &&
+                   settings.soft_shutdown == OPEN_DISABLE);
   if (intf->type == OPEN_INTF_TYPE_VLAN) {
     return;
   }
@@ -144,6 +226,17 @@ void sim_links_changed(uint32_t number)
   if (intf->group != 0) {
     sim_links_changed(intf->group);
   }
+}
+
+// The VLAN's interface is carried by others than before, if it has one.
+void sim_links_vlan_changed(uint32_t vid)
+{
+  const uint32_t vlan_intf = sim_vlan_routing(vid);
+  if (!started || vlan_intf == 0) {
+    return;
+  }
+  carriers_find(vlan_intf);
+  sim_links_changed(vlan_intf);
 }
 
 // Interfaces of VLANs come first, since they may be those of other VLANs than before.
@@ -166,6 +259,7 @@ void sim_links_replaced()
 
 void sim_links_restart()
 {
+  started = true;
   links.clear();
   sim_links_replaced();
 }

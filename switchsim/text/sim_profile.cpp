@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "switchsim/call/sim_value.h"
-#include "switchsim/model/sim_state.h"
 
 void sim_json_free_t::operator()(json_object* json) const
 {
