@@ -598,39 +598,3 @@ open_error_t rpcclt_openapiBgpPeerUpdateSourceSet(openapiClientHandle_t* client_
   const auto work = [&] { return peer_update_source_set(remoteAddr, scopeId, ifNum); };
   return sim_call(__func__, client_handle, work, remoteAddr, scopeId, ifNum);
 }
-
-sim_bgp_view_t sim_view_bgp()
-{
-  sim_bgp_view_t view = {globals.hold_time,
-                         globals.keep_alive,
-                         globals.local_as,
-                         globals.router_id,
-                         globals.local_pref,
-                         globals.log_neighbor_changes,
-                         {},
-                         {},
-                         {}};
-  const auto is_ipv6 = [](const address_key_t& key) { return key.first == OPEN_AF_INET6; };
-  for (const auto& [key, peer] : peers) {
-    const auto family = [](const family_settings_t& settings) {
-      return settings.next_hop_self == OPEN_ENABLE;
-    };
-    view.peers.push_back({
-        key_text(key.first),
-        is_ipv6(key.first),
-        key.second,
-        peer.remote_as,
-        peer.update_source,
-        {{peer.ipv4.active, family(peer.ipv4)}, {peer.ipv6.active, family(peer.ipv6)}}
-    });
-  }
-  for (const auto& [key, route_map] : networks) {
-    view.networks.push_back(
-        {is_ipv6(key.first), key_text(key.first) + "/" + std::to_string(key.second), route_map});
-  }
-  for (const auto& [key, wanted] : redistributions) {
-    view.redistributions.push_back({key.first == OPEN_AF_INET6, key.second, wanted.metric_set,
-                                    wanted.metric, wanted.route_map});
-  }
-  return view;
-}

@@ -329,14 +329,3 @@ open_error_t rpcclt_openapiLoggingHostSeveritySet(openapiClientHandle_t* client_
   const auto work = [&] { return host_severity_set(host_text(host), severity); };
   return sim_call(__func__, client_handle, work, host, severity);
 }
-
-std::vector<sim_log_host_view_t> sim_view_log_hosts()
-{
-  std::vector<sim_log_host_view_t> views;
-  if (settings.syslog == OPEN_ENABLE) {
-    for (const host_t& host : settings.hosts) {
-      views.push_back({host.address, host.port, host.severity});
-    }
-  }
-  return views;
-}

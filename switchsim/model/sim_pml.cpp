@@ -186,14 +186,3 @@ open_error_t rpcclt_openapiPmlIntfStaticEntryDelete(openapiClientHandle_t* clien
   const auto work = [&] { return entry_delete(ifNum, sim_text(macAddr), vlanId); };
   return sim_call(__func__, client_handle, work, ifNum, macAddr, vlanId);
 }
-
-std::map<uint32_t, std::set<std::pair<uint64_t, uint32_t>>> sim_view_locked()
-{
-  std::map<uint32_t, std::set<std::pair<uint64_t, uint32_t>>> views;
-  for (const auto& [number, port] : ports) {
-    for (const auto& entry : port.entries) {
-      views[number].insert(entry.first);
-    }
-  }
-  return views;
-}

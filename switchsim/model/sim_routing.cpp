@@ -11,7 +11,6 @@
 #include "switchsim/model/sim_plane.h"
 #include "switchsim/model/sim_ports.h"
 #include "switchsim/model/sim_tcam.h"
-#include "switchsim/model/sim_view.h"
 #include "switchsim/model/sim_vlan.h"
 #include "switchsim/text/sim_address.h"
 
@@ -750,23 +749,4 @@ open_error_t rpcclt_openapiRtrIntfIpAddrDel(openapiClientHandle_t* client_handle
   const sim_address_change_t change = {false, family, addrType, address, extArg};
   const auto work = [&] { return sim_routing_address_change(ifNum, change); };
   return sim_call(__func__, client_handle, work, family, ifNum, addrType, address, extArg);
-}
-
-std::map<uint32_t, sim_router_view_t> sim_view_routers()
-{
-  std::map<uint32_t, sim_router_view_t> views;
-  for (const auto& [number, rtr] : rtr_ifs) {
-    if (routes(rtr)) {
-      sim_router_view_t& view = views[number];
-      view = {rtr.vlan, rtr.ipv4};
-      view.addresses.insert(view.addresses.end(), rtr.ipv6.begin(), rtr.ipv6.end());
-    }
-  }
-  return views;
-}
-
-bool sim_view_routing(OPEN_AF_t family)
-{
-  const OPEN_CONTROL_t* mode = mode_of(family);
-  return mode != nullptr && *mode == OPEN_ENABLE;
 }

@@ -523,12 +523,3 @@ open_error_t rpcclt_openapiTcamHapiBroadPolicyTypeNameGetZRT(openapiClientHandle
   const auto work = [&] { return type_name(policyType, name); };
   return tcam_call(__func__, client_handle, work, policyType, sim_out(name));
 }
-
-std::map<uint32_t, sim_policy_view_t> sim_view_policies()
-{
-  std::map<uint32_t, sim_policy_view_t> views;
-  for (const auto& [id, policy] : policies) {
-    views[id] = {policy.record, policy.ports};
-  }
-  return views;
-}

@@ -827,24 +827,3 @@ open_error_t rpcclt_openapiIfSwitchportTrunkVlanSet(openapiClientHandle_t* clien
 {
   return trunk_call(__func__, client_handle, ifNum, operation, SIM_VLAN_TRUNK_REPLACE, vlanList);
 }
-
-sim_switchport_view_t sim_view_switchport(uint32_t number)
-{
-  sim_switchport_view_t view;
-  const switchport_t* port = switchport_find(number);
-  if (port == nullptr) {
-    return view;
-  }
-  view.pvid = pvid_of(*port);
-  view.accept = port->accept;
-  for (const auto& [vid, vlan] : vlans) {
-    const membership_t membership = membership_in_force(*port, vlan, vid, number);
-    if (is_member(membership)) {
-      view.vlans.insert(vid);
-      if (!membership.tagged) {
-        view.untagged.insert(vid);
-      }
-    }
-  }
-  return view;
-}

@@ -16,7 +16,7 @@
 
 #include "switchsim/call/sim_clock.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_view.h"
+#include "switchsim/model/sim_tcam.h"
 #include "switchsim/plane_ovs/apply.h"
 #include "switchsim/plane_ovs/flows.h"
 #include "switchsim/plane_ovs/rows.h"
@@ -30,7 +30,8 @@ constexpr uint64_t COMPARE_MS = 1000;  // between two comparisons when nothing h
 constexpr uint64_t RETRY_MS = 200;     // after one that did not go well
 constexpr uint64_t LOOK_MS = 500;      // between two looks at the ports
 constexpr uint64_t SENSORS_MS = 5000;
-constexpr uint64_t CHECK_MS = 5000;    // for all checks at the start
+constexpr uint64_t CHECK_MS = 5000;  // for all checks at the start
+constexpr uint32_t PORT_NUMBER_MAX = 4000;
 constexpr size_t BRIDGE_NAME_MAX = 8;  // interfaces are named after it, in 15 characters
 
 // ---- what the ports do, as last seen ----
@@ -317,7 +318,10 @@ bool plane_start(std::string& why)
 void plane_changed(sim_kind_t kind, uint32_t number)
 {
   if (work != nullptr) {
-    marks[{kind, number}] = ++work->marked;
+    const uint64_t now = ++work->marked;
+    if (kind == SIM_IF || kind == SIM_VLAN) {
+      marks[{kind, number}] = now;
+    }
     wake(*work);
   }
 }
@@ -481,7 +485,7 @@ open_error_t plane_policy_room(uint32_t id, const open_tcamApiPolicy_t& policy, 
   if (place != SIM_PLACE_ANY && place != own) {
     return OPEN_E_PARAM;
   }
-  const auto policies = sim_view_policies();
+  const auto& policies = sim_policies();
   const auto same_type = [&](const auto& entry) {
     return entry.first != id && entry.second.record.policyType == policy.policyType;
   };
@@ -496,7 +500,7 @@ sim_policy_use_t plane_policy_use(bool at_egress)
 {
   sim_policy_use_t use = {};
   use.slices = at_egress ? 1 : TYPES_IN;
-  for (const auto& entry : sim_view_policies()) {
+  for (const auto& entry : sim_policies()) {
     const open_tcamApiPolicy_t& policy = entry.second.record;
     if (is_egress(policy) == at_egress) {
       const auto type = static_cast<uint32_t>(policy.policyType);
@@ -543,7 +547,7 @@ open_error_t plane_lease(uint32_t, OPEN_AF_t, open_inet_pfx_t&)
 }
 }  // namespace
 
-const sim_plane_t SIM_PLANE_OVS = {
+const sim_plane_t sim_plane_ovs = {
     plane_start,       plane_restart,    plane_ports,   plane_changed,
     plane_replaced,    plane_in_force,   plane_carrier, plane_negotiated,
     plane_counter,     plane_mac,        plane_joins,   plane_lease,
@@ -584,8 +588,9 @@ bool netdev_parse(const char* name, const sim_json_t& json)
   uint32_t number = 0;
   const char* end = name + strlen(name);
   const auto read_number = std::from_chars(name, end, number);
-  if (read_number.ec != std::errc() || read_number.ptr != end || sim_port_find(number) == nullptr) {
-    return sim_json_refuse(json, "is no port of this switch");
+  if (read_number.ec != std::errc() || read_number.ptr != end || number < 1 ||
+      number > PORT_NUMBER_MAX) {
+    return sim_json_refuse(json, "is no number of a port");
   }
   return sim_json_text(json, 1, 15, netdevs[number]);
 }

@@ -6,7 +6,7 @@
 #include "switchsim/model/sim_plane.h"
 #include "switchsim/text/sim_profile.h"
 
-extern const sim_plane_t SIM_PLANE_OVS;
+extern const sim_plane_t sim_plane_ovs;
 
 // Reads the profile's key: {"type": "ovs", "ovsdb": "unix:...", "bridge": "br0",
 // "openflow": "unix:...", "frr": "/run/frr", "netns": "/run/netns/...", "ports": {"1": "eth1"}}.

@@ -2,8 +2,15 @@
 
 #include <algorithm>
 
+#include "switchsim/model/sim_bgp.h"
+#include "switchsim/model/sim_if.h"
+#include "switchsim/model/sim_logging.h"
+#include "switchsim/model/sim_pml.h"
 #include "switchsim/model/sim_ports.h"
-#include "switchsim/model/sim_view.h"
+#include "switchsim/model/sim_routing.h"
+#include "switchsim/model/sim_system.h"
+#include "switchsim/model/sim_tcam.h"
+#include "switchsim/model/sim_vlan.h"
 #include "switchsim/plane_ovs/rows.h"
 #include "switchsim/text/sim_address.h"
 
@@ -18,7 +25,8 @@ constexpr uint32_t BGP_LOCAL_PREF_DEFAULT = 100;
 
 bool enabled(const sim_if_t& intf)
 {
-  return intf.admin == OPEN_ENABLE && intf.soft_shutdown == OPEN_DISABLE;
+  const sim_if_settings_t settings = sim_if_settings(intf);
+  return settings.admin == OPEN_ENABLE && settings.soft_shutdown == OPEN_DISABLE;
 }
 
 // A port is off with its group, too.
@@ -30,7 +38,6 @@ bool port_enabled(const sim_if_t& port)
 
 void ports_read(wish_t& wish, const std::map<uint32_t, std::string>& netdevs)
 {
-  const auto locked = sim_view_locked();
   for (const auto& [number, netdev] : netdevs) {
     const sim_if_t* intf = sim_port_find(number);
     const sim_if_t* forwarder = sim_if_find(sim_if_forwarder(number));
@@ -38,10 +45,12 @@ void ports_read(wish_t& wish, const std::map<uint32_t, std::string>& netdevs)
       continue;
     }
     wish_port_t& port = wish.ports[number];
-    port = {netdev, port_enabled(*intf), forwarder->mtu, {}};
-    const auto lock = locked.find(number);
-    if (lock != locked.end()) {
-      port.locked = lock->second;
+    port = {netdev, port_enabled(*intf), sim_if_settings(*forwarder).mtu, {}};
+    const auto lock = sim_pml_ports().find(number);
+    if (lock != sim_pml_ports().end()) {
+      for (const auto& entry : lock->second.entries) {
+        port.locked.insert(entry.first);
+      }
     }
   }
 }
@@ -55,37 +64,43 @@ void members_read(wish_t& wish)
     member.ports.push_back(entry.first);
   }
   for (auto& [number, member] : wish.members) {
-    sim_switchport_view_t view = sim_view_switchport(number);
-    member.pvid = view.pvid;
-    member.accept_tagged = view.accept != OPEN_DOT1Q_ADMIN_ONLY_VLAN_UNTAGGED;
-    member.accept_untagged = view.accept != OPEN_DOT1Q_ADMIN_ONLY_VLAN_TAGGED;
-    member.vlans = std::move(view.vlans);
-    member.untagged = std::move(view.untagged);
+    sim_forwarding_t forwarding;
+    if (sim_vlan_forwarding(number, forwarding)) {
+      member.pvid = forwarding.pvid;
+      member.accept_tagged = forwarding.accept != OPEN_DOT1Q_ADMIN_ONLY_VLAN_UNTAGGED;
+      member.accept_untagged = forwarding.accept != OPEN_DOT1Q_ADMIN_ONLY_VLAN_TAGGED;
+      member.vlans = forwarding.tagged;
+      member.vlans.insert(forwarding.untagged.begin(), forwarding.untagged.end());
+      member.untagged = std::move(forwarding.untagged);
+    }
   }
 }
 
 void routers_read(wish_t& wish, uint64_t base_mac)
 {
-  for (auto& [number, view] : sim_view_routers()) {
-    const sim_if_t* intf = sim_if_find(number);
+  for (const auto& [number, intf] : sim_ifs()) {
     const auto member = wish.members.find(number);
-    if (intf == nullptr || (view.vlan == 0 && member == wish.members.end())) {
+    const uint32_t vlan = sim_if_vlan(number);
+    if (!sim_routing_interface(number) || (vlan == 0 && member == wish.members.end())) {
       continue;
     }
-    wish.routers[number] = {view.vlan, enabled(*intf), intf->mtu, wish_router_mac(base_mac, number),
-                            std::move(view.addresses)};
-    if (view.vlan == 0) {
+    wish_router_t& router = wish.routers[number];
+    router = {vlan, enabled(intf), sim_if_settings(intf).mtu, wish_router_mac(base_mac, number),
+              sim_routing_addresses(number, OPEN_AF_INET)};
+    const std::vector<open_inet_pfx_t> ipv6 = sim_routing_addresses(number, OPEN_AF_INET6);
+    router.addresses.insert(router.addresses.end(), ipv6.begin(), ipv6.end());
+    if (vlan == 0) {
       member->second.routed = number;
     }
   }
-  wish.forward_ipv4 = sim_view_routing(OPEN_AF_INET);
-  wish.forward_ipv6 = sim_view_routing(OPEN_AF_INET6);
+  wish.forward_ipv4 = sim_routing_mode(OPEN_AF_INET) == OPEN_ENABLE;
+  wish.forward_ipv6 = sim_routing_mode(OPEN_AF_INET6) == OPEN_ENABLE;
 }
 
 void policies_read(wish_t& wish)
 {
-  for (auto& [id, view] : sim_view_policies()) {
-    wish.policies[id] = {view.record, std::move(view.ports)};
+  for (const auto& [id, policy] : sim_policies()) {
+    wish.policies[id] = {policy.record, policy.ports};
   }
 }
 
@@ -97,12 +112,38 @@ std::string interface_name(const wish_t& wish, const std::string& bridge, uint32
   return router == wish.routers.end() ? "" : rows_router(bridge, number, router->second);
 }
 
-void peer_read(wish_bgp_t& bgp, const wish_t& wish, const std::string& bridge,
-               const sim_bgp_peer_view_t& peer)
+std::string address_text(const sim_bgp_address_t& address)
 {
-  const std::string name = "neighbor " + peer.address;
+  open_in6_addr_t ipv6 = {};
+  std::copy(address.second.begin(), address.second.end(), ipv6.u.addr8);
+  uint32_t ipv4 = 0;
+  for (size_t i = 0; i < sizeof ipv4; i++) {
+    ipv4 = ipv4 << 8 | address.second[i];
+  }
+  return sim_inet_text(address.first, ipv4, ipv6);
+}
+
+// The lines of a family.
+std::set<std::string>& lines_of(wish_bgp_t& bgp, OPEN_AF_t family)
+{
+  return family == OPEN_AF_INET6 ? bgp.ipv6 : bgp.ipv4;
+}
+
+void route_map_add(wish_bgp_t& bgp, std::string& line, const std::string& route_map)
+{
+  if (!route_map.empty()) {
+    line += " route-map " + route_map;
+    bgp.route_maps.insert(route_map);
+  }
+}
+
+void peer_read(wish_t& wish, const std::string& bridge, const sim_bgp_peer_key_t& key,
+               const sim_bgp_peer_t& peer)
+{
+  wish_bgp_t& bgp = wish.bgp;
+  const std::string name = "neighbor " + address_text(key.first);
   bgp.lines.insert(name + " remote-as " + std::to_string(peer.remote_as));
-  const std::string scope = interface_name(wish, bridge, peer.scope);
+  const std::string scope = interface_name(wish, bridge, key.second);
   const std::string source = interface_name(wish, bridge, peer.update_source);
   if (!scope.empty()) {
     bgp.lines.insert(name + " interface " + scope);
@@ -110,74 +151,85 @@ void peer_read(wish_bgp_t& bgp, const wish_t& wish, const std::string& bridge,
   if (!source.empty()) {
     bgp.lines.insert(name + " update-source " + source);
   }
-  for (const bool ipv6 : {false, true}) {
-    std::set<std::string>& lines = ipv6 ? bgp.ipv6 : bgp.ipv4;
-    if (peer.families[ipv6].active) {
-      lines.insert(name + " activate");
-      if (peer.families[ipv6].next_hop_self) {
-        lines.insert(name + " next-hop-self");
+  for (const OPEN_AF_t family : {OPEN_AF_INET, OPEN_AF_INET6}) {
+    const sim_bgp_family_t& settings = family == OPEN_AF_INET ? peer.ipv4 : peer.ipv6;
+    if (settings.active) {
+      lines_of(bgp, family).insert(name + " activate");
+      if (settings.next_hop_self == OPEN_ENABLE) {
+        lines_of(bgp, family).insert(name + " next-hop-self");
       }
     }
   }
 }
 
-void redistribution_read(wish_bgp_t& bgp, const sim_bgp_redistribution_view_t& view)
+void redistribution_read(wish_bgp_t& bgp, OPEN_AF_t family, std::string protocol,
+                         const sim_bgp_redistribution_t& settings)
 {
-  std::string protocol = view.protocol;
-  if (view.ipv6 && protocol == "ospf") {
+  if (family == OPEN_AF_INET6 && protocol == "ospf") {
     protocol = "ospf6";
-  } else if (view.ipv6 && protocol == "rip") {
+  } else if (family == OPEN_AF_INET6 && protocol == "rip") {
     protocol = "ripng";
   }
   std::string line = "redistribute " + protocol;
-  if (view.metric_set) {
-    line += " metric " + std::to_string(view.metric);
+  if (settings.metric_set) {
+    line += " metric " + std::to_string(settings.metric);
   }
-  if (!view.route_map.empty()) {
-    line += " route-map " + view.route_map;
-    bgp.route_maps.insert(view.route_map);
+  route_map_add(bgp, line, settings.route_map);
+  lines_of(bgp, family).insert(line);
+}
+
+std::set<std::string> globals_lines(const sim_bgp_globals_t& globals)
+{
+  // what the API does not know is switched off: a neighbour needs a policy for each direction, and
+  // a network has to be in the routing table, before anything is told
+  std::set<std::string> lines = {"no bgp ebgp-requires-policy", "no bgp default ipv4-unicast",
+                                 "no bgp network import-check"};
+  if (globals.router_id != 0) {
+    lines.insert("bgp router-id " + sim_ipv4_text(globals.router_id));
   }
-  (view.ipv6 ? bgp.ipv6 : bgp.ipv4).insert(line);
+  if (globals.log_neighbor_changes) {
+    lines.insert("bgp log-neighbor-changes");
+  }
+  if (globals.local_pref != BGP_LOCAL_PREF_DEFAULT) {
+    lines.insert("bgp default local-preference " + std::to_string(globals.local_pref));
+  }
+  if (globals.hold_time != BGP_HOLD_DEFAULT || globals.keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
+    lines.insert("timers bgp " + std::to_string(globals.keep_alive) + " " +
+                 std::to_string(globals.hold_time));
+  }
+  return lines;
 }
 
 void bgp_read(wish_t& wish, const std::string& bridge)
 {
-  const sim_bgp_view_t view = sim_view_bgp();
+  const sim_bgp_t& model = sim_bgp();
   wish_bgp_t& bgp = wish.bgp;
-  bgp.local_as = view.local_as;
+  bgp.local_as = model.globals.local_as;
   if (bgp.local_as == 0) {
     return;
   }
-  // what the API does not know is switched off: a neighbour needs a policy for each direction, and
-  // a network has to be in the routing table, before anything is told
-  bgp.lines = {"no bgp ebgp-requires-policy", "no bgp default ipv4-unicast",
-               "no bgp network import-check"};
-  if (view.router_id != 0) {
-    bgp.lines.insert("bgp router-id " + sim_ipv4_text(view.router_id));
+  bgp.lines = globals_lines(model.globals);
+  for (const auto& [key, peer] : model.peers) {
+    peer_read(wish, bridge, key, peer);
   }
-  if (view.log_neighbor_changes) {
-    bgp.lines.insert("bgp log-neighbor-changes");
+  for (const auto& [key, route_map] : model.networks) {
+    std::string line = "network " + address_text(key.first) + "/" + std::to_string(key.second);
+    route_map_add(bgp, line, route_map);
+    lines_of(bgp, key.first.first).insert(line);
   }
-  if (view.local_pref != BGP_LOCAL_PREF_DEFAULT) {
-    bgp.lines.insert("bgp default local-preference " + std::to_string(view.local_pref));
+  for (const auto& [key, settings] : model.redistributions) {
+    redistribution_read(bgp, key.first, key.second, settings);
   }
-  if (view.hold_time != BGP_HOLD_DEFAULT || view.keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
-    bgp.lines.insert("timers bgp " + std::to_string(view.keep_alive) + " " +
-                     std::to_string(view.hold_time));
-  }
-  for (const sim_bgp_peer_view_t& peer : view.peers) {
-    peer_read(bgp, wish, bridge, peer);
-  }
-  for (const sim_bgp_network_view_t& network : view.networks) {
-    std::string line = "network " + network.network;
-    if (!network.route_map.empty()) {
-      line += " route-map " + network.route_map;
-      bgp.route_maps.insert(network.route_map);
+}
+
+void logging_read(wish_t& wish)
+{
+  wish.switch_name = sim_system_hostname();
+  if (sim_logging().syslog == OPEN_ENABLE) {
+    for (const sim_log_host_t& host : sim_logging().hosts) {
+      // syslog counts from 0, the API from 1
+      wish.log_hosts.push_back({host.address, host.port, host.severity - 1});
     }
-    (network.ipv6 ? bgp.ipv6 : bgp.ipv4).insert(line);
-  }
-  for (const sim_bgp_redistribution_view_t& redistribution : view.redistributions) {
-    redistribution_read(bgp, redistribution);
   }
 }
 }  // namespace
@@ -196,10 +248,6 @@ wish_t wish_read(const std::map<uint32_t, std::string>& netdevs, const std::stri
   routers_read(wish, base_mac);
   policies_read(wish);
   bgp_read(wish, bridge);
-  wish.switch_name = sim_view_hostname();
-  for (const sim_log_host_view_t& host : sim_view_log_hosts()) {
-    // syslog counts from 0, the API from 1
-    wish.log_hosts.push_back({host.address, host.port, host.severity - 1});
-  }
+  logging_read(wish);
   return wish;
 }
