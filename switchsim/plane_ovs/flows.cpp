@@ -332,10 +332,12 @@ void match_ip(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
                   mask_of(policy.matchDstIp, policy.matchDstIpMask));
   match_ipv6(flow, OF_IPV6_SRC, policy.matchSrcIpv6Addr, policy.matchSrcIpv6Mask);
   match_ipv6(flow, OF_IPV6_DST, policy.matchDstIpv6Addr, policy.matchDstIpv6Mask);
-  of_match_masked(flow, OF_IP_PROTO, policy.matchIpProto,
-                  mask_of(policy.matchIpProto, policy.matchIpProtoMask));
-  of_match_masked(flow, OF_IP_DSCP, policy.matchIpDscp,
-                  mask_of(policy.matchIpDscp, uint32_t{policy.matchIpDscpMask}));
+  if (policy.matchIpProto != 0 || policy.matchIpProtoMask != 0) {
+    of_match(flow, OF_IP_PROTO, policy.matchIpProto);
+  }
+  if (policy.matchIpDscp != 0 || policy.matchIpDscpMask != 0) {
+    of_match(flow, OF_IP_DSCP, policy.matchIpDscp);
+  }
   if (const port_fields_t* fields = asks_for_ports(policy) ? port_fields_of(policy) : nullptr) {
     of_match_masked(flow, fields->source, policy.matchSrcPortIcmpType,
                     mask_of(policy.matchSrcPortIcmpType, policy.matchSrcPortIcmpTypeMask));

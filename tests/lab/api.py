@@ -3,14 +3,13 @@
 import json
 import subprocess
 import sys
-import time
 import urllib.parse
 import urllib.request
 from dataclasses import dataclass
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
-import laboratory
+import laboratory as laboratory
 from laboratory import Laboratory
 
 SETTLE_S = 20
@@ -100,12 +99,22 @@ def ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
 
 
 def no_ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
+    """Sooner or later there is no answer, and none comes any more."""
+    wait_s = 5
+    laboratory.wait_for(
+        f"{host} not to reach {target}", lambda: not pings(lab, host, target, 1, *more), wait_s
+    )
     done = inside(lab, host, "ping", "-c", "3", "-i", "0.2", "-W", "0.3", *more, target)
     assert " 0 received" in done.stdout, f"{host} reaches {target}: {done.stdout}{done.stderr}"
 
 
 def capture(
-    lab: Laboratory, host: str, filter_: str, cause: list[str], sender: str, interface: str = "eth0"
+    lab: Laboratory,
+    host: str,
+    filter_: str,
+    cause: list[str],
+    sender: str,
+    seconds: float = 5,
 ) -> str:
     """The first frame on a host's interface that the filter lets through, while another host sends;
     empty when none comes."""
@@ -117,7 +126,7 @@ def capture(
         "-c",
         "1",
         "-i",
-        interface,
+        "eth0",
         *filter_.split(),
     ]
     with subprocess.Popen(
@@ -130,9 +139,9 @@ def capture(
         while "listening on" not in (line := dump.stderr.readline()):
             assert line, f"tcpdump: {filter_}"
         while dump.poll() is None:
-            inside(lab, sender, *cause)
-            time.sleep(0.05)
-        return dump.stdout.read()
+            sent = inside(lab, sender, *cause)
+            assert sent.returncode == 0, f"{sender}: {sent.stderr}"
+        return dump.stdout.read().strip()
 
 
 FRAME = """
@@ -142,7 +151,7 @@ link = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
 link.bind((sys.argv[3], 0))
 tag = b"" if vlan == "-" else struct.pack("!HH", 0x8100, int(vlan))
 for _ in range(count):
-    link.send(b"\xff" * 6 + link.getsockname()[4] + tag + b"\x88\xb5" + bytes(46))
+    link.send(bytes([0xff]) * 6 + link.getsockname()[4] + tag + bytes([0x88, 0xb5]) + bytes(46))
 """
 
 
@@ -166,6 +175,10 @@ def arrives(api: Api, sender: str, tci: int | None, receiver: str, filter_: str)
 
 
 def stays_away(api: Api, sender: str, tci: int | None, receiver: str) -> None:
+    """Sooner or later no such frame comes to the receiver any more."""
     filter_ = f"{FRAMES} or (vlan and {FRAMES})"
-    seen = capture(api.lab, receiver, filter_, frame(tci), sender, seconds=0.7)
-    assert not seen, f"a frame from {sender} to {receiver}: {seen}"
+
+    def away() -> bool:
+        return not capture(api.lab, receiver, filter_, frame(tci), sender, seconds=0.7)
+
+    laboratory.wait_for(f"no frames from {sender} at {receiver}", away, 5)

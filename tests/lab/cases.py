@@ -21,7 +21,6 @@ from api import (
     log_in,
     no_ping,
     ping,
-    pings,
     script,
     settle,
     stays_away,
@@ -306,13 +305,13 @@ def bgp(api: Api) -> None:
     assert neighbour["bgpState"] == "Established"
     assert neighbour["bgpTimerHoldTimeMsecs"] == 30000, neighbour["bgpTimerHoldTimeMsecs"]
     do(api, "POST", "/bgp/ipv4/redistribution/connected")
-    wait_for("a connected route", lambda: "10.0.1.0/24 via 10.0.4.1" in kernel_routes(space))
+    wait_for("a connected route", lambda: "10.0.1.0/24 " in kernel_routes(space))
     do(api, "POST", "/bgp/originatedNetwork", addr="198.51.100.0", pfxLen=24, routeMap="ALL")
-    wait_for("a network", lambda: "198.51.100.0/24 via" in kernel_routes(space))
+    wait_for("a network", lambda: "198.51.100.0/24 " in kernel_routes(space))
     do(api, "DELETE", "/bgp/originatedNetwork", addr="198.51.100.0", pfxLen=24)
     wait_for("no network", lambda: "198.51.100.0/24" not in kernel_routes(space))
     do(api, "DELETE", "/bgp/ipv4/redistribution/connected")
-    wait_for("no connected route", lambda: "10.0.1.0/24 via" not in kernel_routes(space))
+    wait_for("no connected route", lambda: "10.0.1.0/24 " not in kernel_routes(space))
     vty(folder, "bgpd", "configure terminal", "router bgp 65002", "no network 192.0.2.0/24")
     wait_for("a withdrawal", lambda: "192.0.2.0/24 " not in kernel_routes(lab.switch))
     laboratory.stop(lab, f"bgpd-{lab.switch}", signal.SIGKILL)
@@ -354,7 +353,6 @@ def policies(api: Api) -> None:
     assert number
     do(api, "POST", f"/tcam/policy/{number[1]}/port/1")
     ping(lab, "h1", "h3")
-    wait_for("the policy", lambda: not pings(lab, "h1", "h2"))
     no_ping(lab, "h1", "h2")
     flows = ovs_command(lab, "ovs-ofctl", "dump-flows", f"{lab.folder}/br0.mgmt")
     counted = re.search(rf"cookie=0x52455354{int(number[1]):08x},.*n_packets=(\d+)", flows)
@@ -415,7 +413,6 @@ def locking(api: Api) -> None:
     fresh(api)
     ping(api.lab, "h1", "h2")
     do(api, "POST", "/pml/if/1/vlan/1/sticky/0/mac", value="02:00:00:00:00:09")
-    wait_for("the lock", lambda: not pings(api.lab, "h1", "h2"))
     no_ping(api.lab, "h1", "h2")
     do(api, "POST", "/pml/if/1/vlan/1/sticky/0/mac", value=mac_of(api, "h1"))
     ping(api.lab, "h1", "h2")
