@@ -21,7 +21,7 @@
 #include <string>
 
 #include "platform/l7proc.h"
-#include "switchsim/log_tap.h"
+#include "switchsim/call/sim_log_tap.h"
 
 namespace
 {

@@ -13,7 +13,7 @@
 #include <mutex>
 #include <thread>
 
-#include "switchsim/log_tap.h"
+#include "switchsim/call/sim_log_tap.h"
 #include "switchsim/plane_ovs/stream.h"
 
 namespace

@@ -1,6 +1,8 @@
 """What real ports do, one test a feature, each from nothing configured."""
 
 import json
+import os
+import random
 import re
 import signal
 import subprocess
@@ -11,6 +13,7 @@ from api import (
     FRAMES,
     Api,
     arrives,
+    ask,
     capture,
     do,
     frame,
@@ -21,6 +24,7 @@ from api import (
     log_in,
     no_ping,
     ping,
+    pings,
     script,
     settle,
     stays_away,
@@ -453,6 +457,165 @@ def logging_hosts(api: Api) -> None:
     assert not capture(api.lab, "h3", "udp port 5140", cause, "h1", seconds=0.7)
 
 
+# ---- what must hold whatever happens ----
+
+
+def engine_again(api: Api) -> None:
+    api.port = laboratory.start_engine(api.lab, os.environ["ENGINE"])
+    log_in(api)
+
+
+def restarts(api: Api) -> None:
+    """Whatever ends and comes back, the state is right again by itself; without the engine the
+    traffic goes on."""
+    lab = api.lab
+    drop = policy(1, "match-dst-ip 10.0.0.2", "actions 1", port=3)
+    fresh(api, "vlan 10", *access(1, 10), *access(2, 10), *drop, *routed(4), "write memory")
+    ping(lab, "h1", "h2")
+    laboratory.stop(lab, "vswitchd", signal.SIGKILL)
+    assert not pings(lab, "h1", "h2")
+    laboratory.start_vswitchd(lab)
+    ping(lab, "h1", "h2")
+    ping(lab, "h4", "10.0.4.1")
+    no_ping(lab, "h3", "h2")
+    laboratory.stop(lab, "ovsdb", signal.SIGKILL)
+    laboratory.start_ovsdb(lab)
+    ping(lab, "h1", "h2")
+    script(api, *access(1, 1))
+    no_ping(lab, "h1", "h2")
+    script(api, *access(1, 10), "write memory")
+    ping(lab, "h1", "h2")
+
+    words = ["ping", "-c", "60", "-i", "0.05", "-q", "h2"]
+    with subprocess.Popen(
+        laboratory.host_command(lab, "h1", words), stdout=subprocess.PIPE, text=True
+    ) as traffic:
+        laboratory.stop(lab, "engine", signal.SIGKILL)
+        engine_again(api)
+        settle(api)
+        assert traffic.stdout is not None
+        assert " 60 received" in (said := traffic.stdout.read()), said
+    # somebody else's flow stays, a flow of the engine's that is gone comes back
+    bridge = f"{lab.folder}/br0.mgmt"
+    ovs_command(lab, "ovs-ofctl", "add-flow", bridge, "cookie=0x7,priority=1,actions=NORMAL")
+    ovs_command(lab, "ovs-ofctl", "del-flows", bridge, "cookie=0x5245535400000001/-1")
+    wait_for("the policy again", lambda: "cookie=0x5245535400000001" in flows(api, "br0"))
+    assert "cookie=0x7" in flows(api, "br0")
+    ovs_command(lab, "ovs-ofctl", "del-flows", bridge, "cookie=0x7/-1")
+    ovs_command(lab, "ovs-vsctl", "clear", "port", "br0-p1", "trunks")
+    wait_for("the VLANs again", lambda: trunks_of(api, 1) == {10})
+
+
+def flows(api: Api, bridge: str) -> str:
+    return ovs_command(
+        api.lab, "ovs-ofctl", "--no-stats", "dump-flows", f"{api.lab.folder}/{bridge}.mgmt"
+    )
+
+
+def trunks_of(api: Api, port: int) -> set[int]:
+    return set(
+        json.loads(ovs_command(api.lab, "ovs-vsctl", "get", "port", f"br0-p{port}", "trunks"))
+    )
+
+
+def reload(api: Api) -> None:
+    """A saved configuration comes back with a reload, what was not saved does not."""
+    fresh(api, "vlan 10", *access(1, 10), *access(2, 10), "write memory")
+    script(api, *access(2, 1))
+    no_ping(api.lab, "h1", "h2")
+    for mode, host in ((3, "h2"), (2, "h3")):
+        do(api, "POST", "/system/reload", value=mode)
+        ping(api.lab, "h1", host)
+        wait_for("the switch", lambda: ask(api, "GET", "/if/1")["rlt_code"] == 0)
+
+
+def many(api: Api) -> None:
+    """200 VLANs and 64 policies, in force and as they are meant to be."""
+    vlans = set(range(100, 300))
+    lines = [f"vlan {vlan}" for vlan in vlans]
+    lines += [f"interface 3 vlan {vlan} include" for vlan in vlans]
+    lines += trunk(2, "100-299")
+    for number in range(1, 65):
+        address = f"match-dst-ip 10.1.0.{number}"
+        lines += policy(number, f"priority {number}", address, "actions 1")
+    started = time.monotonic()
+    fresh(api, *lines)
+    wait_for("policies", lambda: flows(api, "br0").count("actions=drop") == 64)
+    print(f"       200 VLANs and 64 policies in force after {time.monotonic() - started:.2f} s")
+    assert trunks_of(api, 2) == vlans | {1}
+    assert untagged_of(api, 3) == vlans | {1}
+    for number in range(1, 65):
+        wanted = f"priority={100 + number},pkt_mark=0x1,ip,.*nw_dst=10.1.0.{number} actions=drop"
+        assert re.search(wanted, flows(api, "br0")), wanted
+    arrives(api, "h2", 299, "h3", FRAMES)
+
+
+def untagged_of(api: Api, port: int) -> set[int]:
+    found = re.findall(
+        rf"table=11, .*in_port={10000 + port},dl_vlan=(\d+) .*pop", flows(api, "br0-e")
+    )
+    return {int(vlan) for vlan in found}
+
+
+def pvid_of(api: Api, port: int) -> int:
+    found = re.search(rf"in_port={port},vlan_tci.*set_field:(\d+)->vlan_vid", flows(api, "br0-e"))
+    return int(found[1]) & 0xFFF if found else 0
+
+
+def compare(api: Api, seed: int) -> None:
+    """Holds what Open vSwitch, the kernel and FRR say against what the API says."""
+    for port in (1, 2, 3, 4):
+        data = get(api, f"/if/{port}/vlan")["participations"]
+        assert isinstance(data, dict)
+        members = {int(row["vlanId"]) for row in data.values()}
+        assert trunks_of(api, port) == (members or {4095}), (seed, port)
+        settings = get(api, f"/if/{port}")
+        interface = next(iter(settings.values()))
+        assert isinstance(interface, dict)
+        assert pvid_of(api, port) == interface["pvid"], (seed, port, interface)
+        untagged = set()
+        for vlan in members:
+            row = next(iter(get(api, f"/if/{port}/vlan/{vlan}").values()))
+            assert isinstance(row, dict)
+            if not row["isTagging"]:
+                untagged.add(vlan)
+        assert untagged_of(api, port) == untagged, (seed, port)
+        state = run("ip", "-n", api.lab.switch, "link", "show", f"port{port}")
+        assert (",UP" in state) == ("nable" in str(interface["adminState"])), (seed, state)
+
+
+def walk(api: Api) -> None:
+    """After any settings in any order the ports are as the API says."""
+    seed = int(os.environ.get("LAB_SEED", time.time_ns() % 1000000))
+    choose = random.Random(seed)
+    fresh(api)
+    vlans = [1, 10, 20, 30]
+
+    def step() -> tuple[str, str, dict[str, object]]:
+        port, vlan = choose.choice((1, 2, 3, 4)), choose.choice(vlans)
+        steps: list[tuple[str, str, dict[str, object]]] = [
+            ("POST", f"/vlans/{vlan}", {}),
+            ("DELETE", f"/vlans/{vlan}", {}),
+            ("POST", f"/if/{port}/vlan/{vlan}", {}),
+            ("DELETE", f"/if/{port}/vlan/{vlan}", {}),
+            ("PUT", f"/if/{port}/vlan/{vlan}/taggingMode", {"value": choose.randint(0, 1)}),
+            ("PUT", f"/if/{port}/pvid", {"value": vlan}),
+            ("PUT", f"/if/{port}/switchportMode", {"value": choose.randint(1, 3)}),
+            ("PUT", f"/if/{port}/access/vlan", {"value": vlan}),
+            ("PUT", f"/if/{port}/trunk/pvid", {"value": vlan}),
+            ("PUT", f"/if/{port}/trunk/vlan", {"value": f"{vlan},{choose.choice(vlans)}"}),
+            ("PUT", f"/if/{port}/adminState", {"value": choose.randint(0, 1)}),
+        ]
+        return choose.choice(steps)
+
+    for _ in range(3):
+        for _ in range(40):
+            method, path, values = step()
+            ask(api, method, path, **values)
+        settle(api)
+        compare(api, seed)
+
+
 TESTS: dict[str, Callable[[Api], None]] = {
     test.__name__: test
     for test in (
@@ -471,5 +634,9 @@ TESTS: dict[str, Callable[[Api], None]] = {
         rewrites,
         locking,
         logging_hosts,
+        restarts,
+        reload,
+        many,
+        walk,
     )
 }
