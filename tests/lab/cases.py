@@ -9,6 +9,7 @@ import subprocess
 import time
 from typing import Callable
 
+import transcript
 from api import (
     FRAMES,
     Api,
@@ -616,6 +617,12 @@ def walk(api: Api) -> None:
         compare(api, seed)
 
 
+def readme(api: Api) -> None:
+    """The README's walk is as it tells."""
+    fresh(api)
+    transcript.repeat(api)
+
+
 TESTS: dict[str, Callable[[Api], None]] = {
     test.__name__: test
     for test in (
@@ -638,5 +645,6 @@ TESTS: dict[str, Callable[[Api], None]] = {
         reload,
         many,
         walk,
+        readme,
     )
 }
