@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -186,32 +187,44 @@ bool links_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std
 }
 
 // A switch of the kernel, in the thread's own namespace.
-bool kernel_step(const char* path, bool on, std::string& why)
+bool kernel_step(const std::string& path, char wanted, std::string& why)
 {
-  const fd_guard_t file(open(path, O_RDWR | O_CLOEXEC));
+  const fd_guard_t file(open(path.c_str(), O_RDWR | O_CLOEXEC));
   char held = '\0';
-  const char wanted = on ? '1' : '0';
-  if (file.fd < 0 || read(file.fd, &held, 1) != 1) {
-    why = std::string(path) + ": " + strerror(errno);
-    return false;
-  }
-  if (held == wanted) {
-    return true;
-  }
-  if (pwrite(file.fd, &wanted, 1, 0) != 1) {
-    why = std::string(path) + ": " + strerror(errno);
+  if (file.fd < 0 || read(file.fd, &held, 1) != 1 ||
+      (held != wanted && pwrite(file.fd, &wanted, 1, 0) != 1)) {
+    why = path + ": " + strerror(errno);
     return false;
   }
   return true;
+}
+
+// Frames of a port are the switch's alone: the kernel, which sees them too, must not answer for its
+// routing interfaces there, nor route past the switch.
+bool port_kept_from_kernel(const std::string& netdev, std::string& why)
+{
+  const std::string ipv6 = "/proc/sys/net/ipv6/conf/" + netdev + "/disable_ipv6";
+  return kernel_step("/proc/sys/net/ipv4/conf/" + netdev + "/arp_ignore", '8', why) &&
+         kernel_step("/proc/sys/net/ipv4/conf/" + netdev + "/forwarding", '0', why) &&
+         (access(ipv6.c_str(), F_OK) != 0 || kernel_step(ipv6, '1', why));
+}
+
+// Routing of the whole machine comes first: it sets every interface as it is set itself.
+bool kernel_steps(const wish_t& wish, std::string& why)
+{
+  return kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4 ? '1' : '0', why) &&
+         kernel_step("/proc/sys/net/ipv6/conf/all/forwarding", wish.forward_ipv6 ? '1' : '0',
+                     why) &&
+         std::all_of(wish.ports.begin(), wish.ports.end(), [&](const auto& entry) {
+           return port_kept_from_kernel(entry.second.netdev, why);
+         });
 }
 
 bool frames_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
 {
   rows_state_t state;
   if (!rows_step(hands, wish, state, why) || !flows_step(hands, wish, state, why) ||
-      !links_step(hands, wish, links, why) ||
-      !kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4, why) ||
-      !kernel_step("/proc/sys/net/ipv6/conf/all/forwarding", wish.forward_ipv6, why)) {
+      !links_step(hands, wish, links, why) || !kernel_steps(wish, why)) {
     return false;
   }
   if (!state.errors.empty()) {

@@ -626,6 +626,7 @@ def readme(api: Api) -> None:
 TESTS: dict[str, Callable[[Api], None]] = {
     test.__name__: test
     for test in (
+        readme,  # the first: its policy has the first number
         access_vlans,
         trunks,
         general_mode,
@@ -645,6 +646,5 @@ TESTS: dict[str, Callable[[Api], None]] = {
         reload,
         many,
         walk,
-        readme,
     )
 }
