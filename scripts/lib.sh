@@ -10,6 +10,8 @@ TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils php
   python3-requests python3-click python3-rich python3-yaml python3-prometheus-client
   python3-cryptography python3-pytest mypy black mandoc prometheus
   python3-selenium chromium-driver ansible-core ansible-lint iproute2)
+# Real ports behind the switch: what the laboratory runs, and what the engine reaches it with.
+LAB_PACKAGES=(libmnl-dev openvswitch-switch frr iproute2 iputils-ping ethtool tcpdump python3)
 # Node may have come from elsewhere, with npm in the same package.
 command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
 command -v npm >/dev/null || TEST_PACKAGES+=(npm)
@@ -44,14 +46,54 @@ need_packages() {
   rm -f "$log"
 }
 
-# configured PRESET ARGUMENT...: configures the preset unless it already is, as it stands now and
-# with these arguments. Nothing of an earlier configuration stays: not its compiler, either.
+# configured PRESET ARGUMENT...: configures the preset unless it already is, as it stands now, with
+# these arguments and with what the machine has for real ports. Nothing of an earlier configuration
+# stays: not its compiler, either.
 configured() {
   local preset=$1
   shift
-  local stamp=build/$preset/.configured
-  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$*" ]; then
+  local stamp=build/$preset/.configured wanted
+  wanted="$* $(pkg-config --modversion libmnl 2>/dev/null || true)"
+  if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$wanted" ]; then
     cmake --fresh --preset "$preset" "$@" >/dev/null
-    printf '%s' "$*" >"$stamp"
+    printf '%s' "$wanted" >"$stamp"
   fi
+}
+
+# build TARGET...: what is built is in build/release/bin; the compiler speaks only when it fails.
+build() {
+  local log
+  log=$(mktemp)
+  cmake --build --preset release --target "$@" >"$log" 2>&1 || {
+    cat "$log" >&2
+    rm -f "$log"
+    die "the build failed"
+  }
+  rm -f "$log"
+}
+
+# build_engine: build/release/bin/restful_api_engine, with the folder REST_ROOT or its own default as
+# its root folder and a certificate in it.
+build_engine() {
+  local default_root=/mnt/tarvexia
+  local root=${REST_ROOT:-$default_root}
+  case $root in
+    /*) ;;
+    *) root=$PWD/$root ;;
+  esac
+  # The certificate's path is part of the listening address, which has its own grammar.
+  case $root in
+    *[,:\"\\]*) die "REST_ROOT must not hold a comma, a colon, a quote or a backslash: $root" ;;
+  esac
+  local certificate=$root/ssl.pem
+  [ ${#certificate} -le 99 ] || die "REST_ROOT is too long (the certificate's path takes 99 characters at most): $root"
+
+  mkdir -p "$root" 2>/dev/null && [ -w "$root" ] ||
+    die "cannot write to $root: run as root, or name a folder of yours: REST_ROOT=\$HOME/tarvexia scripts/run"
+  scripts/make_certificate "$certificate"
+
+  local arguments=()
+  [ "$root" = "$default_root" ] || arguments=("-DREST_DOCUMENT_ROOT=$root")
+  configured release "${arguments[@]}"
+  build all
 }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -20,6 +21,7 @@
 #include <string>
 
 #include "platform/l7proc.h"
+#include "switchsim/call/sim_log_tap.h"
 
 namespace
 {
@@ -38,6 +40,8 @@ void write_all(int fd, const char* text, size_t length)
 }
 
 // ---- logging ----
+
+std::atomic<log_tap_t> log_tap{nullptr};
 
 bool log_to_stderr()
 {
@@ -154,10 +158,18 @@ void l7proc_logf(L7PROC_LOG_SEVERITY_t severity, int, const char* source, int li
 
   const int priority = std::clamp<int>(severity, LOG_EMERG, LOG_DEBUG);
   syslog(LOG_USER | priority, "%s", text.c_str());
+  if (const log_tap_t tap = log_tap) {
+    tap(priority, text.c_str());
+  }
   if (log_to_stderr()) {
     const std::string whole = text + "\n";
     write_all(STDERR_FILENO, whole.data(), whole.size());
   }
+}
+
+void switchsim_log_tap(log_tap_t tap)
+{
+  log_tap = tap;
 }
 
 void l7proc_crashlog_register(void)

@@ -19,6 +19,9 @@
 #include "switchsim/plane_sim/sim_plane_sim.h"
 #include "switchsim/plane_sim/sim_slices.h"
 #include "switchsim/text/sim_profile_faults.h"
+#ifdef SWITCH_PLANE_OVS
+#include "switchsim/plane_ovs/plane_ovs.h"
+#endif
 
 namespace
 {
@@ -36,16 +39,44 @@ constexpr sim_key_t KEYS[] = {
 
 const sim_area_t CALLS_AREA = sim_area(calls_reset, KEYS);
 
+// Whichever plane the switch had, it has the simulated one until a profile says otherwise.
+void plane_reset()
+{
+#ifdef SWITCH_PLANE_OVS
+  plane_ovs_stop();
+#endif
+  sim_plane_use(sim_plane_sim);
+}
+
+bool plane_parse([[maybe_unused]] const sim_json_t& json)
+{
+#ifdef SWITCH_PLANE_OVS
+  if (!plane_ovs_parse(json)) {
+    return false;
+  }
+  sim_plane_use(sim_plane_ovs);
+  return true;
+#else
+  return sim_json_refuse(json, "is not built in, for want of libmnl");
+#endif
+}
+
+constexpr sim_key_t PLANE_KEYS[] = {
+    {"plane", plane_parse},
+};
+
+const sim_area_t PLANE_AREA = sim_area(plane_reset, PLANE_KEYS);
+
 // In the order in which they are put back and read their keys, and in which configuration is
 // written and kept: each may rely on those before it.
 const std::vector<const sim_area_t*> AREAS = {
-    &CALLS_AREA,           &sim_change_area, &sim_auth_area,     &sim_plane_sim_area,
-    &sim_links_area,       &sim_ports_area,  &sim_counters_area, &sim_config_area,
-    &sim_lag_area,         &sim_vlan_area,   &sim_routing_area,  &sim_if_area,
-    &sim_lag_members_area, &sim_bgp_area,    &sim_slices_area,   &sim_tcam_area,
-    &sim_flash_area,       &sim_script_area, &sim_transfer_area, &sim_system_area,
-    &sim_logging_area,     &sim_ssh_area,    &sim_pml_area,      &sim_hardware_area,
-    &sim_process_area,
+    &CALLS_AREA,         &PLANE_AREA,           &sim_change_area, &sim_auth_area,
+    &sim_plane_sim_area, &sim_links_area,       &sim_ports_area,  &sim_counters_area,
+    &sim_config_area,    &sim_lag_area,         &sim_vlan_area,   &sim_routing_area,
+    &sim_if_area,        &sim_lag_members_area, &sim_bgp_area,    &sim_slices_area,
+    &sim_tcam_area,      &sim_flash_area,       &sim_script_area, &sim_transfer_area,
+    &sim_system_area,    &sim_logging_area,     &sim_ssh_area,    &sim_pml_area,
+    &sim_hardware_area,  &sim_process_area,
 };
 
 bool key_known(const char* name)
@@ -94,7 +125,6 @@ std::string sim_areas_reset(const std::string& profile)
   std::string error;
   const sim_json_owner_t json = profile.empty() ? nullptr : sim_json_read(profile, error);
   const sim_json_t top = {json.get(), "", &error};
-  sim_plane_use(sim_plane_sim);
   sim_store_use(sim_flash_store);
   sim_areas_use(AREAS);
   if (!error.empty() || !keys_known(top) || !areas_reset(top) || !sim_plane().start(error)) {

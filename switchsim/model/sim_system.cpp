@@ -1,11 +1,11 @@
-// Host name, prompt, serial console, telnet server, service port and network port.
-#include "platform/openapi_system.h"
+#include "switchsim/model/sim_system.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <iterator>
 
+#include "platform/openapi_system.h"
 #include "switchsim/call/sim_call.h"
 #include "switchsim/model/sim_area.h"
 #include "switchsim/model/sim_change.h"
@@ -257,4 +257,9 @@ open_error_t rpcclt_openapiNetworkPortIPv4ProtocolModeSet(openapiClientHandle_t*
                                                           OPEN_PROTOCOL_MODE_t mode)
 {
   return sim_set(__func__, client_handle, mode, protocol_set);
+}
+
+const std::string& sim_system_hostname()
+{
+  return settings.hostname;
 }

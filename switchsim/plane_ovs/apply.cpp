@@ -1,0 +1,269 @@
+#include "switchsim/plane_ovs/apply.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+
+#include "switchsim/plane_ovs/flows.h"
+#include "switchsim/plane_ovs/rows.h"
+
+namespace
+{
+constexpr uint64_t STEP_MS = 4000;  // the longest that one exchange may take
+
+uint64_t deadline()
+{
+  return stream_now_ms() + STEP_MS;
+}
+
+// ---- frames ----
+
+bool rows_step(apply_hands_t& hands, const wish_t& wish, rows_state_t& state, std::string& why)
+{
+  if (!stream_connected(hands.db.stream) &&
+      !ovsdb_connect(hands.db, hands.places.ovsdb, deadline(), why)) {
+    return false;
+  }
+  return rows_apply(hands.db, hands.places.bridge, rows_wanted(hands.places.bridge, wish), state,
+                    deadline(), why);
+}
+
+bool bridge_flows(of_t& of, const std::string& path, const std::set<of_flow_t>& wanted,
+                  std::string& why)
+{
+  std::vector<of_flow_t> read;
+  if (!stream_connected(of.stream) && !of_connect(of, path, deadline(), why)) {
+    return false;
+  }
+  if (!of_flows_read(of, FLOWS_COOKIE, FLOWS_COOKIE_MASK, read, deadline(), why)) {
+    return false;
+  }
+  const std::set<of_flow_t> held(read.begin(), read.end());
+  std::vector<of_flow_t> gone;
+  std::vector<of_flow_t> fresh;
+  std::set_difference(held.begin(), held.end(), wanted.begin(), wanted.end(),
+                      std::back_inserter(gone));
+  std::set_difference(wanted.begin(), wanted.end(), held.begin(), held.end(),
+                      std::back_inserter(fresh));
+  return (gone.empty() && fresh.empty()) || of_flows_change(of, gone, fresh, deadline(), why);
+}
+
+bool flows_step(apply_hands_t& hands, const wish_t& wish, const rows_state_t& state,
+                std::string& why)
+{
+  const flows_t wanted = flows_wanted(hands.places.bridge, wish, state.port_numbers);
+  for (auto entry = hands.bridges.begin(); entry != hands.bridges.end();) {
+    entry = wanted.count(entry->first) == 0 ? hands.bridges.erase(entry) : std::next(entry);
+  }
+  for (const auto& [bridge, flows] : wanted) {
+    const std::string path = hands.places.openflow_folder + "/" + bridge + ".mgmt";
+    if (!bridge_flows(hands.bridges[bridge], path, flows, why)) {
+      why = bridge + ": " + why;
+      return false;
+    }
+  }
+  return true;
+}
+
+// ---- links and addresses ----
+
+bool link_up_step(apply_hands_t& hands, const nl_link_t& link, bool up, std::string& why)
+{
+  return link.up == up || nl_up_set(hands.nl, link.index, up, deadline(), why);
+}
+
+// Whether a frame of the VLAN could come in or go out anywhere.
+bool vlan_has_link(const wish_t& wish, uint32_t vlan, const nl_links_t& links)
+{
+  return std::any_of(wish.members.begin(), wish.members.end(), [&](const auto& entry) {
+    const wish_member_t& member = entry.second;
+    const auto port_has_link = [&](uint32_t port) {
+      const auto link = links.find(wish.ports.at(port).netdev);
+      return wish.ports.at(port).up && link != links.end() && link->second.carrier;
+    };
+    return member.routed == 0 && member.vlans.count(vlan) > 0 &&
+           std::any_of(member.ports.begin(), member.ports.end(), port_has_link);
+  });
+}
+
+bool port_has_link(const wish_t& wish, uint32_t port, const nl_links_t& links)
+{
+  const auto settings = wish.ports.find(port);
+  const auto link =
+      settings == wish.ports.end() ? links.end() : links.find(settings->second.netdev);
+  return link != links.end() && settings->second.up && link->second.carrier;
+}
+
+auto address_key(const open_inet_pfx_t& address)
+{
+  const bool ipv4 = address.family == OPEN_AF_INET;
+  const std::string bytes(ipv4 ? reinterpret_cast<const char*>(&address.addr.ipv4)
+                               : reinterpret_cast<const char*>(address.addr.ipv6.u.addr8),
+                          ipv4 ? sizeof address.addr.ipv4 : sizeof address.addr.ipv6);
+  return std::make_tuple(address.family, bytes, address.pfxLen);
+}
+
+bool among(const std::vector<open_inet_pfx_t>& addresses, const open_inet_pfx_t& wanted)
+{
+  return std::any_of(addresses.begin(), addresses.end(), [&](const open_inet_pfx_t& address) {
+    return address_key(address) == address_key(wanted);
+  });
+}
+
+bool link_local(const open_inet_pfx_t& address)
+{
+  return address.family == OPEN_AF_INET6 && address.addr.ipv6.u.addr8[0] == 0xfe &&
+         (address.addr.ipv6.u.addr8[1] & 0xc0) == 0x80;
+}
+
+bool addresses_step(apply_hands_t& hands, uint32_t index,
+                    const std::vector<open_inet_pfx_t>& wanted, std::string& why)
+{
+  std::vector<open_inet_pfx_t> held;
+  if (!nl_addresses_read(hands.nl, index, held, deadline(), why)) {
+    return false;
+  }
+  for (const open_inet_pfx_t& address : held) {
+    if (!among(wanted, address) && !nl_address_remove(hands.nl, index, address, deadline(), why)) {
+      return false;
+    }
+  }
+  // removing a first address takes those of its network along
+  if (!nl_addresses_read(hands.nl, index, held, deadline(), why)) {
+    return false;
+  }
+  for (const open_inet_pfx_t& address : wanted) {
+    // link-local addresses that are there are not told, and setting them again does no harm
+    if ((link_local(address) || !among(held, address)) &&
+        !nl_address_add(hands.nl, index, address, deadline(), why)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool router_step(apply_hands_t& hands, const wish_t& wish, uint32_t number,
+                 const wish_router_t& router, const nl_links_t& links, std::string& why)
+{
+  const std::string name = rows_router(hands.places.bridge, number, router);
+  const auto link = links.find(name);
+  if (link == links.end()) {
+    why = name + ": is not there";
+    return false;
+  }
+  const bool carrier = router.vlan != 0 ? vlan_has_link(wish, router.vlan, links)
+                                        : port_has_link(wish, number, links);
+  const uint32_t index = link->second.index;
+  return link_up_step(hands, link->second, router.up, why) &&
+         (!router.up || link->second.carrier == carrier ||
+          nl_carrier_set(hands.nl, index, carrier, deadline(), why)) &&
+         (!router.up || addresses_step(hands, index, router.addresses, why));
+}
+
+bool links_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
+{
+  if (!nl_links_read(hands.nl, links, deadline(), why)) {
+    return false;
+  }
+  for (const auto& entry : wish.ports) {
+    const wish_port_t& port = entry.second;
+    const auto link = links.find(port.netdev);
+    if (link == links.end()) {
+      why = port.netdev + ": is not there";
+      return false;
+    }
+    if (!link_up_step(hands, link->second, port.up, why)) {
+      return false;
+    }
+  }
+  return std::all_of(wish.routers.begin(), wish.routers.end(), [&](const auto& entry) {
+    return router_step(hands, wish, entry.first, entry.second, links, why);
+  });
+}
+
+// A switch of the kernel, in the thread's own namespace.
+bool kernel_step(const std::string& path, char wanted, std::string& why)
+{
+  const fd_guard_t file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  char held = '\0';
+  if (file.fd < 0 || read(file.fd, &held, 1) != 1 ||
+      (held != wanted && pwrite(file.fd, &wanted, 1, 0) != 1)) {
+    why = path + ": " + strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+// Frames of a port are the switch's alone: the kernel, which sees them too, must not answer for its
+// routing interfaces there, nor route past the switch.
+bool port_kept_from_kernel(const std::string& netdev, std::string& why)
+{
+  const std::string ipv6 = "/proc/sys/net/ipv6/conf/" + netdev + "/disable_ipv6";
+  return kernel_step("/proc/sys/net/ipv4/conf/" + netdev + "/arp_ignore", '8', why) &&
+         kernel_step("/proc/sys/net/ipv4/conf/" + netdev + "/forwarding", '0', why) &&
+         (access(ipv6.c_str(), F_OK) != 0 || kernel_step(ipv6, '1', why));
+}
+
+// Routing of the whole machine comes first: it sets every interface as it is set itself.
+bool kernel_steps(const wish_t& wish, std::string& why)
+{
+  return kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4 ? '1' : '0', why) &&
+         kernel_step("/proc/sys/net/ipv6/conf/all/forwarding", wish.forward_ipv6 ? '1' : '0',
+                     why) &&
+         std::all_of(wish.ports.begin(), wish.ports.end(), [&](const auto& entry) {
+           return port_kept_from_kernel(entry.second.netdev, why);
+         });
+}
+
+bool frames_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
+{
+  rows_state_t state;
+  if (!rows_step(hands, wish, state, why) || !flows_step(hands, wish, state, why) ||
+      !links_step(hands, wish, links, why) || !kernel_steps(wish, why)) {
+    return false;
+  }
+  if (!state.errors.empty()) {
+    why = state.errors.begin()->first + ": " + state.errors.begin()->second;
+    return false;
+  }
+  return true;
+}
+
+bool routing_step(apply_hands_t& hands, const wish_t& wish, std::string& why)
+{
+  if (hands.places.frr.empty()) {
+    return true;
+  }
+  if (!stream_connected(hands.bgpd.stream) &&
+      !vty_connect(hands.bgpd, hands.places.frr + "/bgpd.vty", deadline(), why)) {
+    return false;
+  }
+  return frr_apply(hands.bgpd, wish.bgp, deadline(), why);
+}
+}  // namespace
+
+bool apply_begin(apply_hands_t& hands, std::string& why)
+{
+  const std::string& netns = hands.places.netns;
+  if (!netns.empty()) {
+    const fd_guard_t file(open(netns.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.fd < 0 || setns(file.fd, CLONE_NEWNET) != 0) {
+      why = netns + ": " + strerror(errno);
+      return false;
+    }
+  }
+  return nl_open(hands.nl, why);
+}
+
+apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish, nl_links_t& links)
+{
+  apply_result_t result;
+  frames_step(hands, wish, links, result.frames);
+  routing_step(hands, wish, result.routing);
+  return result;
+}

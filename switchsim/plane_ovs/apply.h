@@ -1,0 +1,47 @@
+// Puts what the settings mean in force, and looks at what the ports do. All of it is slow and none
+// of it is the engine's: one thread of its own calls everything here.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "switchsim/plane_ovs/frr.h"
+#include "switchsim/plane_ovs/netlink.h"
+#include "switchsim/plane_ovs/openflow.h"
+#include "switchsim/plane_ovs/ovsdb.h"
+#include "switchsim/plane_ovs/wish.h"
+
+// Where the daemons are.
+struct apply_places_t {
+  std::string ovsdb;
+  std::string bridge;
+  std::string openflow_folder;
+  std::string frr;    // folder of FRR's vty sockets; empty: no BGP
+  std::string netns;  // path of the namespace with the ports; empty: the process's own
+};
+
+struct apply_hands_t {
+  apply_places_t places;
+  ovsdb_t db;
+  std::map<std::string, of_t> bridges;
+  nl_t nl;
+  vty_t bgpd;
+};
+
+// Moves the calling thread into the ports' namespace and opens what it needs there.
+bool apply_begin(apply_hands_t& hands, std::string& why);
+
+// What is wrong, for the parts that can be in force on their own; empty where nothing is.
+struct apply_result_t {
+  std::string frames;   // bridges, flows, links and addresses
+  std::string routing;  // FRR
+  bool done() const
+  {
+    return frames.empty() && routing.empty();
+  }
+};
+
+// Makes everything as it is wished, starting from what is there. links are those of all interfaces
+// as they were before.
+apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish, nl_links_t& links);

@@ -1,0 +1,184 @@
+"""The engine's API as the laboratory's tests use it, and packets beside it."""
+
+import json
+import subprocess
+import sys
+import urllib.parse
+import urllib.request
+from dataclasses import dataclass
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+import laboratory as laboratory
+from laboratory import Laboratory
+
+SETTLE_S = 20
+Answer = dict[str, object]
+
+
+@dataclass
+class Api:
+    lab: Laboratory
+    port: int
+    key: str = ""
+
+
+def ask(api: Api, method: str, path: str, **values: object) -> Answer:
+    """One request; its "result"."""
+    variables = {"sessionkey": api.key, "format": "json", "method": method} | values
+    url = f"http://127.0.0.1:{api.port}{path}?{urllib.parse.urlencode(variables)}"
+    with urllib.request.urlopen(url, data=b"", timeout=SETTLE_S) as answer:
+        result = json.loads(answer.read())["result"]
+    assert isinstance(result, dict)
+    return result
+
+
+def do(api: Api, method: str, path: str, code: int = 0, **values: object) -> Answer:
+    """One request that is to be answered with this code."""
+    result = ask(api, method, path, **values)
+    assert result["rlt_code"] == code, f"{method} {path} {values}: {result}"
+    return result
+
+
+def get(api: Api, path: str) -> Answer:
+    data = do(api, "GET", path)["rlt_data"]
+    assert isinstance(data, dict)
+    return data
+
+
+def log_in(api: Api) -> None:
+    result = ask(api, "POST", "/login", user="admin", password="admin")
+    data = result["rlt_data"]
+    assert isinstance(data, dict)
+    api.key = data["sessionKey"]
+
+
+def has(api: Api, path: str, text: str) -> bool:
+    return text in json.dumps(ask(api, "GET", path))
+
+
+def pending(api: Api) -> bool:
+    return any(any(get(api, f"/{area}/pendingChanges").values()) for area in ("vlans", "if"))
+
+
+def script(api: Api, *lines: str) -> None:
+    """Runs lines of configuration, and waits until they are in force."""
+    flash = api.lab.folder / "flash"
+    flash.mkdir(exist_ok=True)
+    (flash / "lab.scr").write_text("\n".join(lines) + "\n")
+    do(api, "POST", "/script/apply", scr="lab.scr")
+    settle(api)
+
+
+def fresh(api: Api, *lines: str) -> None:
+    """From nothing configured."""
+    script(api, "clear config", *lines)
+
+
+def settle(api: Api) -> None:
+    laboratory.wait_for("pending changes", lambda: not pending(api), SETTLE_S)
+
+
+# ---- packets ----
+
+
+def inside(lab: Laboratory, host: str, *command: str) -> subprocess.CompletedProcess[str]:
+    words = laboratory.host_command(lab, host, list(command))
+    return subprocess.run(words, capture_output=True, text=True, check=False)
+
+
+def pings(lab: Laboratory, host: str, target: str, count: int = 1, *more: str) -> bool:
+    """Whether all of so many pings are answered."""
+    done = inside(lab, host, "ping", "-c", str(count), "-i", "0.2", "-W", "1", *more, target)
+    return f" {count} received" in done.stdout
+
+
+def ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
+    """Sooner or later there is an answer."""
+    laboratory.wait_for(f"{host} to reach {target}", lambda: pings(lab, host, target, 1, *more), 10)
+
+
+def no_ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
+    """Sooner or later there is no answer, and none comes any more."""
+    wait_s = 5
+    laboratory.wait_for(
+        f"{host} not to reach {target}", lambda: not pings(lab, host, target, 1, *more), wait_s
+    )
+    done = inside(lab, host, "ping", "-c", "3", "-i", "0.2", "-W", "0.3", *more, target)
+    assert " 0 received" in done.stdout, f"{host} reaches {target}: {done.stdout}{done.stderr}"
+
+
+def capture(
+    lab: Laboratory,
+    host: str,
+    filter_: str,
+    cause: list[str],
+    sender: str,
+    seconds: float = 5,
+) -> str:
+    """The first frame on a host's interface that the filter lets through, while another host sends;
+    empty when none comes."""
+    words = [
+        "timeout",
+        str(seconds),
+        "tcpdump",
+        "-lnne",
+        "-c",
+        "1",
+        "-i",
+        "eth0",
+        *filter_.split(),
+    ]
+    with subprocess.Popen(
+        laboratory.host_command(lab, host, words),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        text=True,
+    ) as dump:
+        assert dump.stderr is not None and dump.stdout is not None
+        while "listening on" not in (line := dump.stderr.readline()):
+            assert line, f"tcpdump: {filter_}"
+        while dump.poll() is None:
+            sent = inside(lab, sender, *cause)
+            assert sent.returncode == 0, f"{sender}: {sent.stderr}"
+        return dump.stdout.read().strip()
+
+
+FRAME = """
+import socket, struct, sys
+vlan, count = sys.argv[1], int(sys.argv[2])
+link = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
+link.bind((sys.argv[3], 0))
+tag = b"" if vlan == "-" else struct.pack("!HH", 0x8100, int(vlan))
+for _ in range(count):
+    link.send(bytes([0xff]) * 6 + link.getsockname()[4] + tag + bytes([0x88, 0xb5]) + bytes(46))
+"""
+
+
+def frame(tci: int | None = None, count: int = 1, interface: str = "eth0") -> list[str]:
+    """The command that sends frames to everybody, with this tag or none."""
+    return ["python3", "-c", FRAME, "-" if tci is None else str(tci), str(count), interface]
+
+
+FRAMES = "ether proto 0x88b5"
+
+
+def tagged(vlan: int) -> str:
+    return f"vlan {vlan} and {FRAMES}"
+
+
+def arrives(api: Api, sender: str, tci: int | None, receiver: str, filter_: str) -> str:
+    """Such a frame comes to the receiver in this form."""
+    seen = capture(api.lab, receiver, filter_, frame(tci), sender)
+    assert seen, f"no frame {filter_!r} from {sender} to {receiver}"
+    return seen
+
+
+def stays_away(api: Api, sender: str, tci: int | None, receiver: str) -> None:
+    """Sooner or later no such frame comes to the receiver any more."""
+    filter_ = f"{FRAMES} or (vlan and {FRAMES})"
+
+    def away() -> bool:
+        return not capture(api.lab, receiver, filter_, frame(tci), sender, seconds=0.7)
+
+    laboratory.wait_for(f"no frames from {sender} at {receiver}", away, 5)
