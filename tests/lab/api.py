@@ -102,7 +102,9 @@ def no_ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
     """Sooner or later there is no answer, and none comes any more."""
     wait_s = 5
     laboratory.wait_for(
-        f"{host} not to reach {target}", lambda: not pings(lab, host, target, 1, *more), wait_s
+        f"{host} not to reach {target}",
+        lambda: not pings(lab, host, target, 1, "-W", "0.3", *more),
+        wait_s,
     )
     done = inside(lab, host, "ping", "-c", "3", "-i", "0.2", "-W", "0.3", *more, target)
     assert " 0 received" in done.stdout, f"{host} reaches {target}: {done.stdout}{done.stderr}"
