@@ -28,6 +28,7 @@ namespace
 {
 constexpr uint64_t COMPARE_MS = 1000;  // between two comparisons when nothing has changed
 constexpr uint64_t RETRY_MS = 200;     // after one that did not go well
+constexpr int PAUSE_MS = 40;           // so that changes one after the other are applied together
 constexpr uint64_t LOOK_MS = 500;      // between two looks at the ports
 constexpr uint64_t SENSORS_MS = 5000;
 constexpr uint64_t CHECK_MS = 5000;  // for all checks at the start
@@ -214,6 +215,7 @@ void work_on(work_t& w)
     if (changed || now >= next_compare) {
       const bool done = compare(w);
       next_compare = stream_now_ms() + (done ? COMPARE_MS : RETRY_MS);
+      poll(nullptr, 0, PAUSE_MS);
     }
   }
 }
