@@ -58,12 +58,11 @@ static tree_ptr help_take_next(node_t* previous)
 static void help_trim_module(node_t* module)
 {
   node_t* previous = get_subtree_node1(module);
-  while (node_t* child = get_next_node(previous)) {
+  while (node_t* child = get_next_node(previous))
     if (help_has_tag(child, "module_name") || help_has_tag(child, "module_desc"))
       previous = child;
     else
       help_take_next(previous);
-  }
 }
 
 // Takes the module of this name out of the document; null when there is none.

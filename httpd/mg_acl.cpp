@@ -14,15 +14,13 @@ static bool parse_network(const char* text, int len, uint32_t* address, int* pre
              &end) != 5) {
     *prefix = 32;
     if (sscanf(text, "%9d.%9d.%9d.%9d%n", &octets[0], &octets[1], &octets[2], &octets[3], &end) !=
-        4) {
+        4)
       return false;
-    }
   }
   *address = 0;
   for (int octet : octets) {
-    if (octet < 0 || octet > 255) {
+    if (octet < 0 || octet > 255)
       return false;
-    }
     *address = *address << 8 | static_cast<uint32_t>(octet);
   }
   return end == len && *prefix >= 0 && *prefix <= 32;
@@ -30,22 +28,19 @@ static bool parse_network(const char* text, int len, uint32_t* address, int* pre
 
 int check_acl(const char* acl, uint32_t remote_ip_host_order)
 {
-  if (acl == nullptr) {
+  if (acl == nullptr)
     return 1;
-  }
   int allowed = 0;
   mg_vec entry = {};
   while ((acl = next_option(acl, &entry, nullptr)) != nullptr) {
     uint32_t network = 0;
     int prefix = 0;
     if (entry.len == 0 || (*entry.ptr != '+' && *entry.ptr != '-') ||
-        !parse_network(entry.ptr + 1, static_cast<int>(entry.len) - 1, &network, &prefix)) {
+        !parse_network(entry.ptr + 1, static_cast<int>(entry.len) - 1, &network, &prefix))
       return -1;
-    }
     uint32_t mask = prefix == 0 ? 0 : UINT32_MAX << (32 - prefix);
-    if ((remote_ip_host_order & mask) == network) {
+    if ((remote_ip_host_order & mask) == network)
       allowed = *entry.ptr == '+';
-    }
   }
   return allowed;
 }

@@ -56,9 +56,8 @@ static void pad(Context* ctx, compress_t compress, bool big_endian)
   static const unsigned char PADDING[BLOCK_SIZE] = {0x80};
   const uint64_t bits = ctx->length * 8;
   unsigned char size[sizeof bits];
-  for (size_t i = 0; i < sizeof size; i++) {
+  for (size_t i = 0; i < sizeof size; i++)
     size[big_endian ? sizeof size - 1 - i : i] = static_cast<unsigned char>(bits >> (8 * i));
-  }
   const size_t used = ctx->length % BLOCK_SIZE;
   const size_t room = BLOCK_SIZE - sizeof size;
   absorb(ctx, compress, PADDING, used < room ? room - used : BLOCK_SIZE + room - used);
@@ -135,9 +134,8 @@ void MD5Update(MD5_CTX* ctx, const unsigned char* data, size_t length)
 void MD5Final(unsigned char digest[16], MD5_CTX* ctx)
 {
   pad(ctx, md5_compress, false);
-  for (unsigned i = 0; i < 16; i++) {
+  for (unsigned i = 0; i < 16; i++)
     digest[i] = static_cast<unsigned char>(ctx->state[i / 4] >> (i % 4 * 8));
-  }
   *ctx = {};
 }
 
@@ -147,27 +145,23 @@ char* mg_md5(char buf[33], ...)
   MD5Init(&ctx);
   va_list texts;
   va_start(texts, buf);
-  while (const char* text = va_arg(texts, const char*)) {
+  while (const char* text = va_arg(texts, const char*))
     absorb(&ctx, md5_compress, text, strlen(text));
-  }
   va_end(texts);
   unsigned char digest[16];
   MD5Final(digest, &ctx);
-  for (size_t i = 0; i < sizeof digest; i++) {
+  for (size_t i = 0; i < sizeof digest; i++)
     snprintf(buf + 2 * i, 3, "%02x", static_cast<unsigned>(digest[i]));
-  }
   return buf;
 }
 
 static void sha1_compress(uint32_t* state, const unsigned char* block)
 {
   uint32_t words[80];
-  for (unsigned i = 0; i < 16; i++) {
+  for (unsigned i = 0; i < 16; i++)
     words[i] = load_big_endian(block + i * 4);
-  }
-  for (unsigned i = 16; i < 80; i++) {
+  for (unsigned i = 16; i < 80; i++)
     words[i] = rotate_left(words[i - 3] ^ words[i - 8] ^ words[i - 14] ^ words[i - 16], 1);
-  }
   uint32_t a = state[0], b = state[1], c = state[2], d = state[3], e = state[4];
   for (unsigned i = 0; i < 80; i++) {
     uint32_t mixed = 0;
@@ -215,9 +209,8 @@ void mg_sha1_update(mg_sha1_ctx* ctx, const void* data, size_t len)
 void mg_sha1_final(unsigned char digest[MG_SHA1_SIZE], mg_sha1_ctx* ctx)
 {
   pad(ctx, sha1_compress, true);
-  for (unsigned i = 0; i < MG_SHA1_SIZE; i++) {
+  for (unsigned i = 0; i < MG_SHA1_SIZE; i++)
     digest[i] = static_cast<unsigned char>(ctx->state[i / 4] >> (24 - i % 4 * 8));
-  }
   *ctx = {};
 }
 
@@ -225,9 +218,8 @@ size_t mg_base64_encode(const void* data, size_t len, char* dst, size_t dst_size
 {
   static const char ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   if (dst_size < mg_base64_size(len)) {
-    if (dst_size > 0) {
+    if (dst_size > 0)
       *dst = '\0';
-    }
     return 0;
   }
   const unsigned char* src = static_cast<const unsigned char*>(data);
@@ -237,9 +229,8 @@ size_t mg_base64_encode(const void* data, size_t len, char* dst, size_t dst_size
     uint32_t bits = static_cast<uint32_t>(src[i]) << 16;
     bits |= taken > 1 ? static_cast<uint32_t>(src[i + 1]) << 8 : 0;
     bits |= taken > 2 ? static_cast<uint32_t>(src[i + 2]) : 0;
-    for (size_t sextet = 0; sextet < 4; sextet++) {
+    for (size_t sextet = 0; sextet < 4; sextet++)
       dst[out++] = sextet <= taken ? ALPHABET[bits >> (18 - 6 * sextet) & 0x3f] : '=';
-    }
   }
   dst[out] = '\0';
   return out;

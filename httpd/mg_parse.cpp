@@ -89,11 +89,9 @@ static const size_t PROTOCOL_LEN = sizeof PROTOCOL - 1;
 
 const char* status_code_to_str(int code)
 {
-  for (const status_text& row : STATUS_TEXTS) {
-    if (row.code == code) {
+  for (const status_text& row : STATUS_TEXTS)
+    if (row.code == code)
       return row.text;
-    }
-  }
   return "Server Error";
 }
 
@@ -114,19 +112,15 @@ int get_request_len(const char* buf, size_t len)
   const char* end = buf + std::min<size_t>(len, INT_MAX);
   for (const char* line = buf; line < end;) {
     const char* lf = static_cast<const char*>(memchr(line, '\n', static_cast<size_t>(end - line)));
-    if (!is_header_line(line, static_cast<size_t>((lf == nullptr ? end : lf) - line))) {
+    if (!is_header_line(line, static_cast<size_t>((lf == nullptr ? end : lf) - line)))
       return -1;
-    }
-    if (lf == nullptr) {
+    if (lf == nullptr)
       break;
-    }
     line = lf + 1;
-    if (line < end && *line == '\n') {
+    if (line < end && *line == '\n')
       return static_cast<int>(line - buf) + 1;
-    }
-    if (line + 1 < end && line[0] == '\r' && line[1] == '\n') {
+    if (line + 1 < end && line[0] == '\r' && line[1] == '\n')
       return static_cast<int>(line - buf) + 2;
-    }
   }
   return 0;
 }
@@ -143,8 +137,9 @@ static char* cut_token(char** rest, const char* delimiters)
 
 static bool is_method(const char* token)
 {
-  return std::any_of(std::begin(METHODS), std::end(METHODS),
-                     [token](const char* method) { return strcmp(token, method) == 0; });
+  return std::any_of(
+      std::begin(METHODS), std::end(METHODS),
+      [token](const char* method) { return strcmp(token, method) == 0; });
 }
 
 // A line without a colon is a name with an empty value.
@@ -165,9 +160,8 @@ static const char* parse_http_headers(char* lines, struct mg_connection* view)
   while (view->num_headers < capacity) {
     char* line = cut_token(&lines, "\r\n");
     mg_header header = split_header_line(line);
-    if (*header.name == '\0') {
+    if (*header.name == '\0')
       return line;
-    }
     view->http_headers[view->num_headers++] = header;
   }
   return lines;
@@ -201,26 +195,22 @@ static bool has_name(const header_line& line, const char (&name)[Size])
 static int64_t length_of(const header_line& line)
 {
   const char* p = line.begin + sizeof LENGTH_NAME - 1;
-  if (p == line.end || *p != ':') {
+  if (p == line.end || *p != ':')
     return -1;
-  }
   p = std::find_if(p + 1, line.end, [](char c) { return c != ' '; });
   const char* first = p;
   int64_t value = 0;
-  for (; p < line.end && *p >= '0' && *p <= '9' && p - first < 18; p++) {
+  for (; p < line.end && *p >= '0' && *p <= '9' && p - first < 18; p++)
     value = value * 10 + (*p - '0');
-  }
   const bool is_number = p > first && std::all_of(p, line.end, [](char c) { return c == ' '; });
   return is_number ? value : -1;
 }
 
 static bool mentions_end(header_line block)
 {
-  for (; block.begin < block.end; block.begin++) {
-    if (begins_with(block, LENGTH_NAME) || begins_with(block, ENCODING_NAME)) {
+  for (; block.begin < block.end; block.begin++)
+    if (begins_with(block, LENGTH_NAME) || begins_with(block, ENCODING_NAME))
       return true;
-    }
-  }
   return false;
 }
 
@@ -230,14 +220,12 @@ static bool take_header_line(const char** rest, const char* end, header_line* li
   do {
     const size_t left = static_cast<size_t>(end - *rest);
     const void* feed = left > 0 ? memchr(*rest, '\n', left) : nullptr;
-    if (feed == nullptr) {
+    if (feed == nullptr)
       return false;
-    }
     *line = {*rest, static_cast<const char*>(feed)};
     *rest = line->end + 1;
-    while (line->end > line->begin && line->end[-1] == '\r') {
+    while (line->end > line->begin && line->end[-1] == '\r')
       line->end--;
-    }
   } while (line->begin == line->end);
   return true;
 }
@@ -254,15 +242,13 @@ struct told_end {
 static bool read_end(told_end* told, header_line line)
 {
   const bool stops_parser = *line.begin == ' ' || *line.begin == ':';
-  if (stops_parser && told->was_length) {
+  if (stops_parser && told->was_length)
     return false;
-  }
   told->is_parsed = told->is_parsed && !stops_parser && ++told->lines <= MG_MAX_HEADERS;
   line.begin += stops_parser ? strspn(line.begin, " :") : 0;
   told->was_length = has_name(line, LENGTH_NAME);
-  if (!told->was_length) {
+  if (!told->was_length)
     return !has_name(line, ENCODING_NAME);
-  }
   const int64_t length = length_of(line);
   const bool is_same = told->length < 0 || told->length == length;
   told->length = length;
@@ -281,9 +267,8 @@ bool mg_end_is_clear(const char* block, size_t len)
       // Alone, a carriage return ends a line here, but not for everyone.
       return !mentions_end({block, end});
     }
-    if (!is_first && !read_end(&told, line)) {
+    if (!is_first && !read_end(&told, line))
       return false;
-    }
   }
   return true;
 }
@@ -298,32 +283,28 @@ static void split_target(char* target, struct mg_connection* view)
   }
   int len = static_cast<int>(strlen(target));
   mg_url_decode(target, len, target, len + 1, 0);
-  if (*target == '/' || *target == '.') {
+  if (*target == '/' || *target == '.')
     remove_double_dots_and_double_slashes(target);
-  }
 }
 
 int parse_http_message(char* buf, size_t len, struct mg_connection* view, bool* all_parsed)
 {
   view->request_method = view->uri = view->http_version = view->query_string = nullptr;
   view->is_websocket = view->wsbits = view->status_code = view->num_headers = 0;
-  if (len == 0 || len > INT_MAX) {
+  if (len == 0 || len > INT_MAX)
     return -1;
-  }
   const char* end = buf + len - 1;
   buf[len - 1] = '\0';
-  while (isspace(static_cast<unsigned char>(*buf))) {
+  while (isspace(static_cast<unsigned char>(*buf)))
     buf++;
-  }
   char* line = cut_token(&buf, "\r\n");
   const char* method = view->request_method = cut_token(&line, " ");
   char* target = cut_token(&line, " ");
   view->uri = target;
   view->http_version = line;
   if (is_method(method)) {
-    if (strncmp(line, PROTOCOL, PROTOCOL_LEN) != 0) {
+    if (strncmp(line, PROTOCOL, PROTOCOL_LEN) != 0)
       return -1;
-    }
     view->http_version = line + PROTOCOL_LEN;
   } else if (strncmp(method, PROTOCOL, PROTOCOL_LEN) == 0) {
     long status = strtol(target, nullptr, 10);
@@ -332,9 +313,8 @@ int parse_http_message(char* buf, size_t len, struct mg_connection* view, bool* 
     return -1;
   }
   const char* stopped = parse_http_headers(buf, view);
-  if (all_parsed != nullptr) {
+  if (all_parsed != nullptr)
     *all_parsed = stopped == end;
-  }
   split_target(target, view);
   return static_cast<int>(len);
 }
@@ -352,12 +332,10 @@ void remove_double_dots_and_double_slashes(char* s)
   const char* from = s;
   while (*from != '\0') {
     char copied = *s++ = *from++;
-    if (copied != '/' && copied != '\\') {
+    if (copied != '/' && copied != '\\')
       continue;
-    }
-    while (*from == '/' || *from == '\\' || (from[0] == '.' && from[1] == '.')) {
+    while (*from == '/' || *from == '\\' || (from[0] == '.' && from[1] == '.'))
       from += *from == '.' ? 2 : 1;
-    }
   }
   *s = '\0';
 }
@@ -377,16 +355,14 @@ static int match_alternative(const char* pattern, const char* end, const char* s
       const char* rest = pattern + (across_folders ? 2 : 1);
       for (size_t taken = (across_folders ? strlen(s) : strcspn(s, "/")) + 1; taken-- > 0;) {
         int len = match_alternative(rest, end, s + taken);
-        if (len >= 0) {
+        if (len >= 0)
           return static_cast<int>(s - str) + static_cast<int>(taken) + len;
-        }
       }
       return -1;
     }
     if (*pattern == '$') {
-      if (*s != '\0') {
+      if (*s != '\0')
         return -1;
-      }
     } else if (*s != '\0' && (*pattern == '?' || same_letter(*pattern, *s))) {
       s++;
     } else {
@@ -403,18 +379,16 @@ int mg_match_prefix(const char* pattern, int pattern_len, const char* str)
   for (;;) {
     const char* bar = std::find(pattern, end, '|');
     result = std::max(result, match_alternative(pattern, bar, str));
-    if (result > 0 || bar == end) {
+    if (result > 0 || bar == end)
       return result;
-    }
     pattern = bar + 1;
   }
 }
 
 const char* next_option(const char* list, mg_vec* val, mg_vec* eq_val)
 {
-  if (list == nullptr || *list == '\0') {
+  if (list == nullptr || *list == '\0')
     return nullptr;
-  }
   *val = {list, strcspn(list, ",")};
   const char* end = list + val->len;
   if (eq_val != nullptr) {
@@ -430,19 +404,16 @@ const char* next_option(const char* list, mg_vec* val, mg_vec* eq_val)
 
 const char* mg_get_header(const struct mg_connection* c, const char* name)
 {
-  for (int i = 0; i < c->num_headers; i++) {
-    if (strcasecmp(name, c->http_headers[i].name) == 0) {
+  for (int i = 0; i < c->num_headers; i++)
+    if (strcasecmp(name, c->http_headers[i].name) == 0)
       return c->http_headers[i].value;
-    }
-  }
   return nullptr;
 }
 
 static int hex_digit(char c)
 {
-  if (c >= '0' && c <= '9') {
+  if (c >= '0' && c <= '9')
     return c - '0';
-  }
   c = static_cast<char>(c | 0x20);
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
@@ -450,9 +421,8 @@ static int hex_digit(char c)
 // `dst` may be `src`: what is written never overtakes what is read.
 int mg_url_decode(const char* src, int src_len, char* dst, int dst_len, int is_form)
 {
-  if (dst == nullptr || dst_len <= 0) {
+  if (dst == nullptr || dst_len <= 0)
     return -1;
-  }
   int in = 0;
   int out = 0;
   if (src_len < dst_len && src_len > 0 &&
@@ -484,26 +454,22 @@ static const char* next_var(const char* p, const char* end)
 
 static int get_var(const char* data, size_t data_len, const char* name, char* dst, size_t dst_len)
 {
-  if (dst == nullptr || dst_len == 0) {
+  if (dst == nullptr || dst_len == 0)
     return -2;
-  }
   *dst = '\0';
-  if (data == nullptr || name == nullptr || data_len == 0) {
+  if (data == nullptr || name == nullptr || data_len == 0)
     return -1;
-  }
   const size_t name_len = strlen(name);
   const char* end = data + data_len;
   for (const char* p = data; p != nullptr; p = next_var(p, end)) {
     if (static_cast<size_t>(end - p) <= name_len || p[name_len] != '=' ||
-        strncasecmp(p, name, name_len) != 0) {
+        strncasecmp(p, name, name_len) != 0)
       continue;
-    }
     const char* value = p + name_len + 1;
     const char* next = next_var(value, end);
     const ptrdiff_t value_len = (next == nullptr ? end : next - 1) - value;
-    if (value_len > INT_MAX) {
+    if (value_len > INT_MAX)
       return -2;
-    }
     const int dst_size = static_cast<int>(std::min<size_t>(dst_len, INT_MAX));
     const int len = mg_url_decode(value, static_cast<int>(value_len), dst, dst_size, 1);
     return len < 0 ? -2 : len;
@@ -522,12 +488,10 @@ int mg_get_var(const struct mg_connection* c, const char* name, char* dst, size_
 static const char* find_parameter(const char* value, const char* end, const char* name)
 {
   const size_t name_len = strlen(name);
-  for (const char* p = value; static_cast<size_t>(end - p) > name_len; p++) {
+  for (const char* p = value; static_cast<size_t>(end - p) > name_len; p++)
     if ((p == value || p[-1] == ' ' || p[-1] == ',') && p[name_len] == '=' &&
-        memcmp(p, name, name_len) == 0) {
+        memcmp(p, name, name_len) == 0)
       return p + name_len + 1;
-    }
-  }
   return nullptr;
 }
 
@@ -538,15 +502,12 @@ static ptrdiff_t copy_parameter(const char* p, const char* end, char* buf, size_
   const char quote = p < end && (*p == '"' || *p == '\'') ? *p++ : '\0';
   size_t len = 0;
   for (; p < end; p++) {
-    if (quote == '\0' ? *p == ' ' || *p == ',' : *p == quote) {
+    if (quote == '\0' ? *p == ' ' || *p == ',' : *p == quote)
       break;
-    }
-    if (quote != '\0' && *p == '\\' && p + 1 < end && p[1] == quote) {
+    if (quote != '\0' && *p == '\\' && p + 1 < end && p[1] == quote)
       p++;
-    }
-    if (len < buf_size) {
+    if (len < buf_size)
       buf[len] = *p;
-    }
     len++;
   }
   return quote != '\0' && p == end ? -1 : static_cast<ptrdiff_t>(len);
@@ -556,28 +517,23 @@ static ptrdiff_t copy_parameter(const char* p, const char* end, char* buf, size_
 static int parse_parameter(const char* value, const char* end, const char* name, char* buf,
                            size_t buf_size)
 {
-  if (buf == nullptr || buf_size == 0) {
+  if (buf == nullptr || buf_size == 0)
     return 0;
-  }
   *buf = '\0';
   const char* parameter = find_parameter(value, end, name);
-  if (parameter == nullptr) {
+  if (parameter == nullptr)
     return 0;
-  }
   ptrdiff_t copied = copy_parameter(parameter, end, buf, buf_size);
   if (copied < 0) {
     *buf = '\0';
     return 0;
   }
   size_t len = static_cast<size_t>(copied);
-  if (len >= buf_size || len > INT_MAX) {
+  if (len >= buf_size || len > INT_MAX)
     return 0;
-  }
-  for (char separator : {',', ';'}) {
-    if (len > 0 && buf[len - 1] == separator) {
+  for (char separator : {',', ';'})
+    if (len > 0 && buf[len - 1] == separator)
       len--;
-    }
-  }
   buf[len] = '\0';
   return static_cast<int>(len);
 }
@@ -593,14 +549,14 @@ static void parse_disposition(const char* value, const char* end, const char* na
                               int buf_size)
 {
   if (buf != nullptr && buf_size > 0 &&
-      parse_parameter(value, end, name, buf, static_cast<size_t>(buf_size)) == 0) {
+      parse_parameter(value, end, name, buf, static_cast<size_t>(buf_size)) == 0)
     *buf = '\0';
-  }
 }
 
 static const char* find_end_of_line(const char* line, const char* end)
 {
-  return std::find_if(line, end, [](char c) { return c == '\r' || c == '\n'; });
+  return std::find_if(
+      line, end, [](char c) { return c == '\r' || c == '\n'; });
 }
 
 int mg_parse_multipart(const char* buf, int buf_len, char* var_name, int var_name_len,
@@ -612,15 +568,13 @@ int mg_parse_multipart(const char* buf, int buf_len, char* var_name, int var_nam
   parse_disposition(buf, buf, "name", var_name, var_name_len);
   parse_disposition(buf, buf, "filename", file_name, file_name_len);
   const int header_len = buf_len > 0 ? get_request_len(buf, static_cast<size_t>(buf_len)) : 0;
-  if (header_len <= 0) {
+  if (header_len <= 0)
     return 0;
-  }
   const char* body = buf + header_len;
   const char* end_of_line = find_end_of_line(buf, body);
   const size_t boundary_len = static_cast<size_t>(end_of_line - buf);
-  if (boundary_len <= 2 || memcmp(buf, "--", 2) != 0) {
+  if (boundary_len <= 2 || memcmp(buf, "--", 2) != 0)
     return 0;
-  }
   // The block ends with a line feed, so there is an end of line in front of `body` every time.
   for (const char* line = end_of_line + 1; line < body; line = end_of_line + 1) {
     end_of_line = find_end_of_line(line, body);
@@ -632,14 +586,11 @@ int mg_parse_multipart(const char* buf, int buf_len, char* var_name, int var_nam
   }
   const size_t body_len = static_cast<size_t>(buf_len - header_len);
   const char* next = static_cast<const char*>(memmem(body, body_len, buf, boundary_len));
-  if (next == nullptr || next - body < 2) {
+  if (next == nullptr || next - body < 2)
     return 0;
-  }
-  if (data != nullptr) {
+  if (data != nullptr)
     *data = body;
-  }
-  if (data_len != nullptr) {
+  if (data_len != nullptr)
     *data_len = static_cast<int>(next - body) - 2;
-  }
   return static_cast<int>(next - buf);
 }

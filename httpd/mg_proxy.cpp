@@ -173,9 +173,11 @@ static bool names_header(mg_vec list, const mg_vec& name)
 
 static bool is_named(const mg_vec& name, std::initializer_list<const char*> names)
 {
-  return std::any_of(names.begin(), names.end(), [&name](const char* other) {
-    return strlen(other) == name.len && strncasecmp(other, name.ptr, name.len) == 0;
-  });
+  return std::any_of(
+      names.begin(), names.end(),
+      [&name](const char* other) {
+        return strlen(other) == name.len && strncasecmp(other, name.ptr, name.len) == 0;
+      });
 }
 
 // Whether a header concerns the connection to the proxy only: one of those that always do, or one

@@ -524,7 +524,8 @@ static int switchport_list_update(
     OPEN_VLAN_LIST_OPERATION_t operation)
 {
   return switchport_vlan_update(
-      client_handle, conn, verb, "trunk mode vlan", 0, [&](char* list, uint32_t) {
+      client_handle, conn, verb, "trunk mode vlan", 0,
+      [&](char* list, uint32_t) {
         open_buffdesc list_desc = rest_unterminated_desc(list);
         return set(client_handle, path_if_num(conn), operation, &list_desc);
       });

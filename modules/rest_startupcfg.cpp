@@ -85,12 +85,11 @@ RC_t read_startupcfg_info_file(void)
   if (!file)
     return RC_FALSE;
   info_entry_t entry;
-  while (info_entry_next(file.get(), entry)) {
+  while (info_entry_next(file.get(), entry))
     if (strcmp(entry.key, KEY_TIME) == 0)
       time_copy(startupcfgInfo.cfgTime, entry.value);
     else if (strcmp(entry.key, KEY_UPDATE) == 0)
       time_copy(startupcfgInfo.cfgUpdateTime, entry.value);
-  }
   return ferror(file.get()) ? RC_FALSE : RC_TRUE;
 }
 

@@ -5,7 +5,7 @@
 #include "platform/openapi_types.h"
 
 // A script's file name: at most 32 characters and the terminating zero.
-typedef char OPEN_CLI_SCRIPT_FILENAME_t[33];
+using OPEN_CLI_SCRIPT_FILENAME_t = char[33];
 
 constexpr uint32_t OPEN_CLI_SCRIPT_FILES_MAX = 100;
 

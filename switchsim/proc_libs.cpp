@@ -30,9 +30,8 @@ void write_all(int fd, const char* text, size_t length)
 {
   while (length > 0) {
     const ssize_t n = write(fd, text, length);
-    if (n < 0 && errno != EINTR) {
+    if (n < 0 && errno != EINTR)
       return;
-    }
     const size_t written = n > 0 ? static_cast<size_t>(n) : 0;
     text += written;
     length -= written;
@@ -57,15 +56,13 @@ __attribute__((format(printf, 3, 0))) std::string log_text(const char* source, i
   const int length = vasprintf(&formatted, format, args);
   const std::unique_ptr<char, void (*)(void*)> owner(length < 0 ? nullptr : formatted, free);
   std::string text = std::string(source) + ":" + std::to_string(line) + ": ";
-  for (const char* c = owner.get(); c != nullptr && *c != '\0'; c++) {
-    if (*c == '\n') {
+  for (const char* c = owner.get(); c != nullptr && *c != '\0'; c++)
+    if (*c == '\n')
       text += "\\n";
-    } else if (*c == '\r') {
+    else if (*c == '\r')
       text += "\\r";
-    } else {
+    else
       text += *c;
-    }
-  }
   return text;
 }
 
@@ -90,9 +87,8 @@ int build_id_find(struct dl_phdr_info* info, size_t, void*)
 {
   for (size_t i = 0; i < info->dlpi_phnum; i++) {
     const auto& segment = info->dlpi_phdr[i];
-    if (segment.p_type != PT_NOTE) {
+    if (segment.p_type != PT_NOTE)
       continue;
-    }
     const char* note = reinterpret_cast<const char*>(info->dlpi_addr + segment.p_vaddr);
     const char* end = note + segment.p_memsz;
     ElfW(Nhdr) head;
@@ -102,9 +98,8 @@ int build_id_find(struct dl_phdr_info* info, size_t, void*)
       const char* id = name + ((head.n_namesz + 3u) & ~3u);
       if (head.n_type == NT_GNU_BUILD_ID && head.n_namesz == 4 && memcmp(name, "GNU", 4) == 0) {
         const size_t bytes = std::min<size_t>(head.n_descsz, sizeof build_id / 2);
-        for (size_t b = 0; b < bytes; b++) {
+        for (size_t b = 0; b < bytes; b++)
           snprintf(build_id + 2 * b, 3, "%02x", static_cast<unsigned char>(id[b]));
-        }
         return 1;
       }
       note = id + ((head.n_descsz + 3u) & ~3u);
@@ -116,9 +111,8 @@ int build_id_find(struct dl_phdr_info* info, size_t, void*)
 void crashlog_write(size_t signal_index)
 {
   const int fd = open(crashlog_path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) {
+  if (fd < 0)
     return;
-  }
   const auto put = [fd](const char* text) { write_all(fd, text, strlen(text)); };
   put("signal: ");
   put(SIGNAL_NAMES[signal_index]);
@@ -134,17 +128,14 @@ void crash_handler(int signal, siginfo_t* info, void*)
 {
   const size_t index =
       static_cast<size_t>(std::find(std::begin(SIGNALS), std::end(SIGNALS), signal) - SIGNALS);
-  if (index == SIGNAL_COUNT) {
+  if (index == SIGNAL_COUNT)
     return;
-  }
   // all of them: a second crash, while this one is written down, must not take its place
-  for (size_t i = 0; i < SIGNAL_COUNT; i++) {
+  for (size_t i = 0; i < SIGNAL_COUNT; i++)
     sigaction(SIGNALS[i], &earlier_actions[i], nullptr);
-  }
   crashlog_write(index);
-  if (info->si_code <= 0) {
+  if (info->si_code <= 0)
     raise(signal);  // somebody sent it; a faulting instruction faults again by itself
-  }
 }
 }  // namespace
 
@@ -158,9 +149,8 @@ void l7proc_logf(L7PROC_LOG_SEVERITY_t severity, int, const char* source, int li
 
   const int priority = std::clamp<int>(severity, LOG_EMERG, LOG_DEBUG);
   syslog(LOG_USER | priority, "%s", text.c_str());
-  if (const log_tap_t tap = log_tap) {
+  if (const log_tap_t tap = log_tap)
     tap(priority, text.c_str());
-  }
   if (log_to_stderr()) {
     const std::string whole = text + "\n";
     write_all(STDERR_FILENO, whole.data(), whole.size());
@@ -175,9 +165,8 @@ void switchsim_log_tap(log_tap_t tap)
 void l7proc_crashlog_register(void)
 {
   static bool registered;
-  if (registered) {
+  if (registered)
     return;  // the handler must not become its own earlier action
-  }
   registered = true;
 
   const char* path = getenv("L7PROC_CRASHLOG");
@@ -209,7 +198,6 @@ void l7proc_crashlog_register(void)
   action.sa_sigaction = crash_handler;
   action.sa_flags = SA_SIGINFO | SA_ONSTACK;
   sigemptyset(&action.sa_mask);
-  for (size_t i = 0; i < SIGNAL_COUNT; i++) {
+  for (size_t i = 0; i < SIGNAL_COUNT; i++)
     sigaction(SIGNALS[i], &action, &earlier_actions[i]);
-  }
 }

@@ -51,9 +51,8 @@ void plane_reset()
 bool plane_parse([[maybe_unused]] const sim_json_t& json)
 {
 #ifdef SWITCH_PLANE_OVS
-  if (!plane_ovs_parse(json)) {
+  if (!plane_ovs_parse(json))
     return false;
-  }
   sim_plane_use(sim_plane_ovs);
   return true;
 #else
@@ -82,20 +81,17 @@ const std::vector<const sim_area_t*> AREAS = {
 bool key_known(const char* name)
 {
   for (const sim_area_t* area : AREAS) {
-    for (const sim_key_t& key : area->keys) {
-      if (strcmp(key.name, name) == 0) {
+    for (const sim_key_t& key : area->keys)
+      if (strcmp(key.name, name) == 0)
         return true;
-      }
-    }
   }
   return false;
 }
 
 bool keys_known(const sim_json_t& profile)
 {
-  if (profile.value == nullptr) {
+  if (profile.value == nullptr)
     return true;
-  }
   return sim_json_each(profile, [](const char* name, const sim_json_t& value) {
     return key_known(name) || sim_json_refuse(value, "no such key");
   });
@@ -105,15 +101,13 @@ bool keys_known(const sim_json_t& profile)
 bool areas_reset(const sim_json_t& profile)
 {
   for (const sim_area_t* area : AREAS) {
-    if (area->reset != nullptr) {
+    if (area->reset != nullptr)
       area->reset();
-    }
     for (const sim_key_t& key : area->keys) {
       json_object* value = nullptr;
       if (profile.value != nullptr && json_object_object_get_ex(profile.value, key.name, &value) &&
-          !key.parse(sim_json_member(profile, key.name, value))) {
+          !key.parse(sim_json_member(profile, key.name, value)))
         return false;
-      }
     }
   }
   return true;

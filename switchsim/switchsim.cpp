@@ -34,13 +34,11 @@ bool sim_start()
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
-    if (!file.is_open()) {
+    if (!file.is_open())
       return profile_refused(path, std::string("cannot be read: ") + strerror(errno));
-    }
     profile = text.str();
-    if (profile.empty()) {
+    if (profile.empty())
       return profile_refused(path, "not JSON: the file is empty");
-    }
   } else if (started) {
     return true;
   }
@@ -60,12 +58,10 @@ open_error_t openapiClientRegister(const char* name, openapiClientHandle_t* clie
     fprintf(stderr, "switchsim: out of memory\n");
   }
   const auto work = [&] {
-    if (client_handle == nullptr) {
+    if (client_handle == nullptr)
       return OPEN_E_PARAM;
-    }
-    if (ready != OPEN_E_NONE) {
+    if (ready != OPEN_E_NONE)
       return ready;
-    }
     sim_client_mark(*client_handle);
     return OPEN_E_NONE;
   };
@@ -74,7 +70,8 @@ open_error_t openapiClientRegister(const char* name, openapiClientHandle_t* clie
 
 open_error_t rpcclt_openapiConnectivityCheck(openapiClientHandle_t* client_handle)
 {
-  return sim_call(__func__, client_handle, [] { return OPEN_E_NONE; });
+  return sim_call(
+      __func__, client_handle, [] { return OPEN_E_NONE; });
 }
 
 // ---- steering from tests ----
@@ -93,9 +90,8 @@ bool switchsim_fault_set(const char* call, const char* json, std::string* error)
   const auto lock = sim_lock();
   const bool set =
       value != nullptr && sim_fault_parse(call, {value.get(), std::string("faults.") + call, &why});
-  if (error != nullptr) {
+  if (error != nullptr)
     *error = why;
-  }
   return set;
 }
 

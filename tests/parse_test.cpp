@@ -87,9 +87,8 @@ TEST(parse, multipart_bodies)
   EXPECT_EQ(0, parse(part + next + 15, length(body) - next - 15));
 
   for (const string refused : {"", "--b\r\n\r\nx\r\n", "--\r\n\r\nx\r\n--\r\n", "b\n\nx\r\nb\r\n",
-                               "--b\n\n--b\n", "--b\n\n\n--b\n", "--b\nX: y\n--b\n"}) {
+                               "--b\n\n--b\n", "--b\n\n\n--b\n", "--b\nX: y\n--b\n"})
     EXPECT_EQ(0, parse(exact(refused).data(), length(refused))) << refused;
-  }
 }
 
 TEST(parse, patterns_match_prefixes)

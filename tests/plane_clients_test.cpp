@@ -45,9 +45,8 @@ struct fake_daemon_t {
       const fd_guard_t client(accept(listener.fd, nullptr, nullptr));
       char room[65536];
       for (const std::string& piece : pieces) {
-        if (recv(client.fd, room, sizeof room, 0) <= 0) {
+        if (recv(client.fd, room, sizeof room, 0) <= 0)
           return;
-        }
         send(client.fd, piece.data(), piece.size(), MSG_NOSIGNAL);
       }
       while (stays && recv(client.fd, room, sizeof room, 0) > 0) {
@@ -75,7 +74,7 @@ struct bad_answer_t {
 };
 
 // One exchange with a daemon; what it says is wrong, empty when nothing is.
-typedef std::string (*exchange_t)(const std::string& path);
+using exchange_t = std::string (*)(const std::string& path);
 
 std::string ask_ovsdb(const std::string& path)
 {
@@ -214,18 +213,16 @@ struct real_daemons_t {
   }
   ~real_daemons_t()
   {
-    for (const char* pid : {"vs.pid", "db.pid"}) {
+    for (const char* pid : {"vs.pid", "db.pid"})
       run("kill $(cat " + at(pid) + ")");
-    }
   }
 };
 
 TEST(Clients, RealDatabase)
 {
   const real_daemons_t daemons;
-  if (!daemons.running) {
+  if (!daemons.running)
     GTEST_SKIP() << "no Open vSwitch here";
-  }
   ovsdb_t db;
   std::string why;
   ASSERT_TRUE(ovsdb_connect(db, "unix:" + daemons.at("db.sock"), in_ms(LONG_MS), why)) << why;
@@ -247,9 +244,8 @@ TEST(Clients, RealDatabase)
 TEST(Clients, RealBridge)
 {
   const real_daemons_t daemons;
-  if (!daemons.running) {
+  if (!daemons.running)
     GTEST_SKIP() << "no Open vSwitch here";
-  }
   of_t of;
   std::string why;
   ASSERT_TRUE(of_connect(of, daemons.at("t0.mgmt"), in_ms(LONG_MS), why)) << why;

@@ -156,7 +156,7 @@ exit
 end
 )";
 
-typedef std::vector<std::string> lines_t;
+using lines_t = std::vector<std::string>;
 
 TEST(Wish, BgpLines)
 {

@@ -376,8 +376,9 @@ TEST(FormBody, ThatArrivesLateDoesNotSlipPastTheSessionCheck)
   const std::string gone = xml_envelope(1, "Authentication failed.");
   const std::string key = "sessionkey=" + engine_session_key();
   EXPECT_EQ(split_request("PUT /login/RESTTimeout", "value=9&" + key, "x"), gone);
-  EXPECT_EQ(split_request("PUT /login/RESTTimeout?" + key, "value", "=9",
-                          [] { run_script(__LINE__, "DELETE /login"); }),
+  EXPECT_EQ(split_request(
+                "PUT /login/RESTTimeout?" + key, "value", "=9",
+                [] { run_script(__LINE__, "DELETE /login"); }),
             gone);
   engine_do([] { EXPECT_EQ(session_timeout_seconds, 300u); });
 }

@@ -15,11 +15,10 @@ struct sim_out_t {
 template <class T>
 sim_out_t<T> sim_out(T* at)
 {
-  if constexpr (std::is_same_v<T, open_buffdesc>) {
+  if constexpr (std::is_same_v<T, open_buffdesc>)
     return {at, at == nullptr ? 0 : at->size};
-  } else {
+  else
     return {at, 0};
-  }
 }
 
 // A descriptor that is filled with 32-bit numbers instead of text.
@@ -35,13 +34,12 @@ inline sim_out_list_t sim_out_list(open_buffdesc* at)
 template <class T>
 bool sim_usable(const T& argument)
 {
-  if constexpr (std::is_same_v<T, open_buffdesc*>) {
+  if constexpr (std::is_same_v<T, open_buffdesc*>)
     return argument != nullptr && (argument->pstart != nullptr || argument->size == 0);
-  } else if constexpr (std::is_pointer_v<T>) {
+  else if constexpr (std::is_pointer_v<T>)
     return argument != nullptr;
-  } else {
+  else
     return true;
-  }
 }
 template <class T>
 bool sim_usable(const sim_out_t<T>& out)

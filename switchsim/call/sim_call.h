@@ -31,7 +31,7 @@
 template <class Work, class... Args>
 auto sim_run_or_throw(const char* name, Work work, Args... args) -> decltype(work())
 {
-  typedef decltype(work()) result_t;
+  using result_t = decltype(work());
   constexpr bool returns_value = !std::is_same_v<result_t, open_error_t>;
   const sim_turn_t turn = sim_turn_take(name);
   const bool usable = (sim_usable(args) && ...);
@@ -44,18 +44,16 @@ auto sim_run_or_throw(const char* name, Work work, Args... args) -> decltype(wor
     result = static_cast<result_t>(turn.result);
   } else {
     result = work();
-    if (turn.has_result) {
+    if (turn.has_result)
       result = OPEN_E_NONE;
-    }
   }
   if (usable && has_value) {
     bool replaced = false;
     uint32_t place = 0;
-    if constexpr (returns_value) {
+    if constexpr (returns_value)
       replaced = sim_replace(sim_out(&result), turn.value, place);
-    } else {
+    else
       replaced = (sim_replace(args, turn.value, place) || ...);
-    }
     if (!replaced) {
       sim_turn_misfit(name);
       result = static_cast<result_t>(OPEN_E_INTERNAL);

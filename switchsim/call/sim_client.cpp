@@ -22,8 +22,7 @@ bool sim_registered(const openapiClientHandle_t* handle)
 
 open_error_t sim_answerable(const openapiClientHandle_t* handle, open_error_t away)
 {
-  if (!sim_registered(handle)) {
+  if (!sim_registered(handle))
     return OPEN_E_RPC;
-  }
   return sim_ready() ? OPEN_E_NONE : away;
 }

@@ -49,9 +49,8 @@ sim_turn_t sim_turn_take(const char* name)
     if (fault.after > 0) {
       fault.after--;
     } else if (fault.times > 0) {
-      if (fault.times != std::numeric_limits<uint32_t>::max()) {
+      if (fault.times != std::numeric_limits<uint32_t>::max())
         fault.times--;
-      }
       turn.has_result = fault.has_result;
       turn.result = fault.result;
       turn.value = fault.value;

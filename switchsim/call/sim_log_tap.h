@@ -4,7 +4,7 @@
 
 // severity: as syslog counts, 0 is the most urgent one. The text is good for the length of the
 // call, which may come from any thread.
-typedef void (*log_tap_t)(int severity, const char* text);
+using log_tap_t = void (*)(int severity, const char* text);
 
 extern "C" {
 // From now on every line goes there too; null: nowhere.

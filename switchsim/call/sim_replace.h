@@ -18,19 +18,17 @@ std::enable_if_t<std::is_integral_v<T> || std::is_enum_v<T>, bool> sim_number_se
 {
   if constexpr (std::is_enum_v<T>) {
     std::underlying_type_t<T> number;
-    if (!sim_number_set(number, value)) {
+    if (!sim_number_set(number, value))
       return false;
-    }
     out = static_cast<T>(number);
     return true;
   } else {
-    typedef std::numeric_limits<T> limits;
+    using limits = std::numeric_limits<T>;
     const bool fits = value.negative ? limits::is_signed && static_cast<int64_t>(value.bits) >=
                                                                 static_cast<int64_t>(limits::min())
                                      : value.bits <= static_cast<uint64_t>(limits::max());
-    if (fits) {
+    if (fits)
       out = static_cast<T>(value.bits);
-    }
     return fits;
   }
 }
@@ -52,12 +50,10 @@ template <class T>
 bool sim_replace(const sim_out_t<T>& out, const sim_fault_value_t& value, uint32_t& place)
 {
   place++;
-  if (value.output != 0 && value.output != place) {
+  if (value.output != 0 && value.output != place)
     return false;
-  }
-  if constexpr (std::is_same_v<T, open_buffdesc>) {
+  if constexpr (std::is_same_v<T, open_buffdesc>)
     return value.kind == sim_fault_value_t::TEXT && sim_text_set(out, value.text);
-  } else {
+  else
     return value.kind == sim_fault_value_t::NUMBER && sim_number_set(*out.at, value);
-  }
 }

@@ -22,18 +22,16 @@ std::string trace_text;
 bool sim_trace_open()
 {
   const char* path = getenv("SWITCHSIM_TRACE");
-  if (path == nullptr || path[0] == '\0' || trace_fd >= 0) {
+  if (path == nullptr || path[0] == '\0' || trace_fd >= 0)
     return true;
-  }
   constexpr mode_t OWNER_ONLY = S_IRUSR | S_IWUSR;  // accounts' passwords are among the arguments
   const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, OWNER_ONLY);
   struct stat status = {};
   if (fd < 0 || fstat(fd, &status) != 0 ||
       (S_ISREG(status.st_mode) && fchmod(fd, OWNER_ONLY) != 0)) {
     fprintf(stderr, "switchsim: SWITCHSIM_TRACE: cannot write %s: %s\n", path, strerror(errno));
-    if (fd >= 0) {
+    if (fd >= 0)
       close(fd);
-    }
     return false;
   }
   trace_fd = fd;
@@ -48,15 +46,13 @@ bool sim_tracing()
 void sim_trace_line(const std::string& line)
 {
   const std::string whole = line + "\n";
-  if (trace_collected) {
+  if (trace_collected)
     trace_text += whole;
-  }
   size_t written = 0;
   while (trace_fd >= 0 && written < whole.size()) {
     const ssize_t n = write(trace_fd, whole.data() + written, whole.size() - written);
-    if (n < 0 && errno != EINTR) {
+    if (n < 0 && errno != EINTR)
       return;
-    }
     written += n > 0 ? static_cast<size_t>(n) : 0;
   }
 }

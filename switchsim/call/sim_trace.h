@@ -23,11 +23,10 @@ std::string sim_trace_take();
 template <class T>
 std::enable_if_t<std::is_integral_v<T> || std::is_enum_v<T>> sim_put(std::string& line, T value)
 {
-  if constexpr (std::is_enum_v<T>) {
+  if constexpr (std::is_enum_v<T>)
     line += std::to_string(static_cast<std::underlying_type_t<T>>(value));
-  } else {
+  else
     line += std::to_string(value);
-  }
 }
 void sim_put(std::string& line, const char* text);
 void sim_put(std::string& line, open_buffdesc* desc);
@@ -37,11 +36,10 @@ void sim_put(std::string& line, const sim_out_t<open_buffdesc>& out);
 template <class T>
 std::enable_if_t<std::is_class_v<T>> sim_put(std::string& line, const T* record)
 {
-  if (record == nullptr) {
+  if (record == nullptr)
     line += "null";
-  } else {
+  else
     sim_put(line, *record);
-  }
 }
 template <class T>
 void sim_put(std::string& line, const sim_out_t<T>& out)

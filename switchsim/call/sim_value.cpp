@@ -10,9 +10,8 @@ std::string sim_text(const open_buffdesc* desc)
 
 open_error_t sim_text_put(open_buffdesc* desc, std::string_view text)
 {
-  if (text.size() >= desc->size) {
+  if (text.size() >= desc->size)
     return OPEN_E_PARAM;
-  }
   char* room = static_cast<char*>(desc->pstart);
   memcpy(room, text.data(), text.size());
   room[text.size()] = '\0';
@@ -23,14 +22,12 @@ open_error_t sim_text_put(open_buffdesc* desc, std::string_view text)
 std::string sim_one_line(std::string_view text)
 {
   std::string line;
-  for (const char c : text) {
-    if (c == '\n') {
+  for (const char c : text)
+    if (c == '\n')
       line += "\\n";
-    } else if (c == '\r') {
+    else if (c == '\r')
       line += "\\r";
-    } else {
+    else
       line += c;
-    }
-  }
   return line;
 }

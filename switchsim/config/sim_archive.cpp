@@ -36,9 +36,8 @@ void archive_add(std::string& archive, const std::string& name, const std::strin
   put(156, "0");                     // a file
   put(257, std::string("ustar\00000", 8));
   uint64_t sum = 0;
-  for (const char c : header) {
+  for (const char c : header)
     sum += static_cast<unsigned char>(c);
-  }
   put(SUM_AT, octal(sum, 6) + '\0');
   archive += header + content;
   archive.append((BLOCK - content.size() % BLOCK) % BLOCK, '\0');
@@ -51,12 +50,10 @@ bool sim_config_file_text(const std::string& name, std::string& text)
     text = sim_config_text();
     return true;
   }
-  if (sim_store().read(name, text)) {
+  if (sim_store().read(name, text))
     return true;
-  }
-  if (name == SIM_STARTUP_CONFIG) {
+  if (name == SIM_STARTUP_CONFIG)
     return sim_config_file_text(SIM_FACTORY_DEFAULTS, text);
-  }
   if (name == SIM_FACTORY_DEFAULTS) {
     text = sim_config_delivered_text();
     return true;
@@ -71,9 +68,8 @@ std::string sim_archive_text()
   for (const char* name :
        {SIM_STARTUP_CONFIG, SIM_BACKUP_CONFIG, SIM_FACTORY_DEFAULTS, SIM_RUNNING_CONFIG}) {
     std::string content;
-    if (sim_config_file_text(name, content)) {
+    if (sim_config_file_text(name, content))
       archive_add(archive, name, content);
-    }
   }
   return archive.append(END, '\0');
 }

@@ -36,9 +36,8 @@ open_error_t clear_run(const sim_cli_args_t&)
 {
   const auto& areas = sim_areas();
   std::for_each(areas.rbegin(), areas.rend(), [](const sim_area_t* area) {
-    if (area->clear != nullptr) {
+    if (area->clear != nullptr)
       area->clear();
-    }
   });
   sim_replaced();
   return sim_changed(SIM_SYSTEM);
@@ -51,9 +50,8 @@ open_error_t words_run(const std::vector<sim_cli_word_t>& words, std::string& wh
     for (size_t i = 0; i < area->command_count; i++) {
       if (sim_cli_match(area->commands[i].pattern, words, args)) {
         open_error_t result = area->commands[i].run(args);
-        if (result == OPEN_E_EXISTS) {
+        if (result == OPEN_E_EXISTS)
           result = OPEN_E_NONE;  // what is asked for is there
-        }
         why = "refused with " + std::to_string(result);
         return result;
       }
@@ -88,15 +86,12 @@ const sim_area_t sim_config_area =
 sim_restore_t sim_config_keep()
 {
   std::vector<sim_restore_t> kept;
-  for (const sim_area_t* area : sim_areas()) {
-    if (area->keep != nullptr) {
+  for (const sim_area_t* area : sim_areas())
+    if (area->keep != nullptr)
       kept.insert(kept.begin(), area->keep());
-    }
-  }
   return [kept] {
-    for (const sim_restore_t& restore : kept) {
+    for (const sim_restore_t& restore : kept)
       restore();
-    }
     sim_replaced();
   };
 }
@@ -104,11 +99,9 @@ sim_restore_t sim_config_keep()
 std::string sim_config_text()
 {
   std::string script;
-  for (const sim_area_t* area : sim_areas()) {
-    if (area->write != nullptr) {
+  for (const sim_area_t* area : sim_areas())
+    if (area->write != nullptr)
       area->write(script);
-    }
-  }
   return script;
 }
 
@@ -127,17 +120,15 @@ bool sim_config_run(const std::string& script, std::string& error)
     error = "out of memory";
     done = false;
   }
-  if (!done) {
+  if (!done)
     restore();
-  }
   return done;
 }
 
 open_error_t sim_config_save()
 {
-  if (!sim_store().write(SIM_STARTUP_CONFIG, sim_config_text())) {
+  if (!sim_store().write(SIM_STARTUP_CONFIG, sim_config_text()))
     return OPEN_E_FULL;
-  }
   sim_saved();
   return OPEN_E_NONE;
 }
@@ -170,8 +161,7 @@ void sim_config_load()
     name = SIM_FACTORY_DEFAULTS;
     sim_store().read(name, script);
   }
-  if (!sim_config_run(script, error)) {
+  if (!sim_config_run(script, error))
     fprintf(stderr, "switchsim: %s: %s\n", name, error.c_str());
-  }
   sim_saved();
 }

@@ -19,12 +19,10 @@ static_assert(std::size(RELOAD_MS) == SIM_RELOAD_SOFTWARE + 1);
 
 open_error_t sim_reload(uint32_t mode)
 {
-  if (mode < SIM_RELOAD_SWITCH || mode > SIM_RELOAD_SOFTWARE) {
+  if (mode < SIM_RELOAD_SWITCH || mode > SIM_RELOAD_SOFTWARE)
     return OPEN_E_PARAM;
-  }
-  if (mode == SIM_RELOAD_WITHOUT_CONFIG) {
+  if (mode == SIM_RELOAD_WITHOUT_CONFIG)
     sim_store().remove(SIM_STARTUP_CONFIG);
-  }
   sim_config_take_delivered();
   sim_tell_restarted();
   sim_plane().restart();

@@ -18,12 +18,10 @@ open_error_t script_apply(const std::string& name)
 {
   std::string script;
   std::string error;
-  if (!sim_script_name_ok(name)) {
+  if (!sim_script_name_ok(name))
     return OPEN_E_PARAM;
-  }
-  if (!sim_store().read(name, script)) {
+  if (!sim_store().read(name, script))
     return OPEN_E_NOT_FOUND;
-  }
   if (!sim_config_run(script, error)) {
     fprintf(stderr, "switchsim: script %s: %s\n", name.c_str(), error.c_str());
     return OPEN_E_FAIL;
@@ -34,19 +32,16 @@ open_error_t script_apply(const std::string& name)
 open_error_t script_list(OPEN_CLI_SCRIPT_FILE_LIST_t& list)
 {
   list = {};
-  for (const std::string& name : sim_store().names()) {
-    if (sim_script_name_ok(name) && list.count < OPEN_CLI_SCRIPT_FILES_MAX) {
+  for (const std::string& name : sim_store().names())
+    if (sim_script_name_ok(name) && list.count < OPEN_CLI_SCRIPT_FILES_MAX)
       name.copy(list.filelist[list.count++], NAME_MAX_LENGTH);
-    }
-  }
   return OPEN_E_NONE;
 }
 
 open_error_t script_delete(const std::string& name)
 {
-  if (!sim_script_name_ok(name)) {
+  if (!sim_script_name_ok(name))
     return OPEN_E_PARAM;
-  }
   return sim_store().remove(name) ? OPEN_E_NONE : OPEN_E_NOT_FOUND;
 }
 }  // namespace
@@ -55,9 +50,8 @@ open_error_t script_delete(const std::string& name)
 static void sim_put(std::string& line, const OPEN_CLI_SCRIPT_FILE_LIST_t& list)
 {
   line += "{" + std::to_string(list.count);
-  for (uint32_t i = 0; i < std::min(list.count, OPEN_CLI_SCRIPT_FILES_MAX); i++) {
+  for (uint32_t i = 0; i < std::min(list.count, OPEN_CLI_SCRIPT_FILES_MAX); i++)
     line += std::string(",\"") + list.filelist[i] + "\"";
-  }
   line += "}";
 }
 
@@ -74,14 +68,16 @@ bool sim_script_name_ok(const std::string& name)
 
 static bool scripts_parse(const sim_json_t& json)
 {
-  return sim_json_each(json, [](const char* name, const sim_json_t& value) {
-    std::string script;
-    if (!sim_script_name_ok(name)) {
-      return sim_json_refuse(value, "a script's name has at most 32 characters and ends in .scr");
-    }
-    return sim_json_text(value, 0, SCRIPT_MAX_LENGTH, script) &&
-           (sim_store().write(name, script) || sim_json_refuse(value, "cannot be written"));
-  });
+  return sim_json_each(
+      json,
+      [](const char* name, const sim_json_t& value) {
+        std::string script;
+        if (!sim_script_name_ok(name))
+          return sim_json_refuse(value,
+                                 "a script's name has at most 32 characters and ends in .scr");
+        return sim_json_text(value, 0, SCRIPT_MAX_LENGTH, script) &&
+               (sim_store().write(name, script) || sim_json_refuse(value, "cannot be written"));
+      });
 }
 
 constexpr sim_key_t KEYS[] = {

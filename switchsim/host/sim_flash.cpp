@@ -30,13 +30,10 @@ int folder_take(const std::string& path)
   struct stat there = {};
   // who takes a folder for a stale one may have removed it in between
   if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0 && fstat(fd, &taken) == 0 &&
-      stat(path.c_str(), &there) == 0 && taken.st_ino == there.st_ino &&
-      taken.st_uid == geteuid()) {
+      stat(path.c_str(), &there) == 0 && taken.st_ino == there.st_ino && taken.st_uid == geteuid())
     return fd;
-  }
-  if (fd >= 0) {
+  if (fd >= 0)
     close(fd);
-  }
   return -1;
 }
 
@@ -63,9 +60,8 @@ void stale_folders_remove(const fs::path& where)
   std::error_code error;
   for (fs::directory_iterator entry(where, error), end; !error && entry != end;
        entry.increment(error)) {
-    if (!folder_name_ok(entry->path().filename().string())) {
+    if (!folder_name_ok(entry->path().filename().string()))
       continue;
-    }
     const int fd = folder_take(entry->path().string());
     if (fd >= 0) {
       std::error_code ignored;
@@ -126,9 +122,8 @@ void each_file(Visit visit)
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
     std::error_code ignored;
-    if (entry->symlink_status(ignored).type() == fs::file_type::regular) {
+    if (entry->symlink_status(ignored).type() == fs::file_type::regular)
       visit(*entry);
-    }
   }
 }
 
@@ -145,9 +140,8 @@ void parts_remove()
 {
   each_file([](const fs::directory_entry& entry) {
     std::error_code ignored;
-    if (is_part(entry.path().filename().string())) {
+    if (is_part(entry.path().filename().string()))
       fs::remove(entry.path(), ignored);
-    }
   });
 }
 
@@ -156,9 +150,8 @@ std::vector<std::string> names()
   std::vector<std::string> names;
   each_file([&](const fs::directory_entry& entry) {
     const std::string name = entry.path().filename().string();
-    if (sim_file_name_ok(name)) {
+    if (sim_file_name_ok(name))
       names.push_back(name);
-    }
   });
   std::sort(names.begin(), names.end());
   return names;
@@ -168,9 +161,8 @@ bool file_read(const std::string& name, std::string& content)
 {
   uint64_t size = 0;
   const sim_file_t file = sim_flash_open(name, size);
-  if (file == nullptr) {
+  if (file == nullptr)
     return false;
-  }
   content.resize(static_cast<size_t>(size));
   content.resize(fread(content.data(), 1, content.size(), file.get()));
   return ferror(file.get()) == 0;
@@ -194,26 +186,22 @@ void flash_reset()
   folder = temporary_folder();
   flash_size = SIZE_DEFAULT;
   parts_remove();
-  for (const std::string& name : names()) {
+  for (const std::string& name : names())
     file_remove(name);
-  }
 }
 
 bool folder_parse(const sim_json_t& json)
 {
   std::string path;
-  if (!sim_json_text(json, 1, PATH_MAX - 1, path)) {
+  if (!sim_json_text(json, 1, PATH_MAX - 1, path))
     return false;
-  }
   std::error_code error;
   fs::path chosen = fs::absolute(path, error).lexically_normal();
-  if (!chosen.has_filename()) {
+  if (!chosen.has_filename())
     chosen = chosen.parent_path();  // it ended with a slash
-  }
   fs::create_directories(chosen, error);
-  if (!fs::is_directory(chosen, error) || access(chosen.c_str(), R_OK | W_OK | X_OK) != 0) {
+  if (!fs::is_directory(chosen, error) || access(chosen.c_str(), R_OK | W_OK | X_OK) != 0)
     return sim_json_refuse(json, "is no folder that can be written");
-  }
   folder = chosen.string();
   parts_remove();
   return true;
@@ -247,15 +235,13 @@ void sim_file_close_t::operator()(FILE* file) const
 
 sim_file_t sim_flash_open(const std::string& name, uint64_t& size)
 {
-  if (!sim_file_name_ok(name)) {
+  if (!sim_file_name_ok(name))
     return nullptr;
-  }
   const int fd = open(path_of(name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   struct stat status = {};
   if (fd < 0 || fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-    if (fd >= 0) {
+    if (fd >= 0)
       close(fd);
-    }
     return nullptr;
   }
   size = static_cast<uint64_t>(status.st_size);
@@ -282,15 +268,13 @@ sim_flash_part_t::~sim_flash_part_t()
 
 bool sim_flash_part_open(const std::string& name, sim_flash_part_t& part)
 {
-  if (!sim_file_name_ok(name)) {
+  if (!sim_file_name_ok(name))
     return false;
-  }
   part.target = path_of(name);
   part.path = part.target + PART_MARK + std::to_string(parts++);
   part.file.reset(fopen(part.path.c_str(), "wbxe"));
-  if (part.file == nullptr) {
+  if (part.file == nullptr)
     part.path.clear();
-  }
   return part.file != nullptr;
 }
 

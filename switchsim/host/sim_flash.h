@@ -21,7 +21,7 @@ extern const sim_store_t sim_flash_store;
 struct sim_file_close_t {
   void operator()(FILE* file) const;
 };
-typedef std::unique_ptr<FILE, sim_file_close_t> sim_file_t;
+using sim_file_t = std::unique_ptr<FILE, sim_file_close_t>;
 
 // Opens a file for reading and tells its size in bytes; null when there is none.
 sim_file_t sim_flash_open(const std::string& name, uint64_t& size);

@@ -89,9 +89,8 @@ size_t utf8_length(const std::string& text, size_t at)
       is = is &&
            (i == 1 ? within(at + i, form.second_min, form.second_max) : within(at + i, 0x80, 0xbf));
     }
-    if (is) {
+    if (is)
       return form.length;
-    }
   }
   return 0;
 }
@@ -105,13 +104,12 @@ std::string name_cleaned(const std::string& name)
   for (size_t at = 0; at < name.size();) {
     const size_t length = utf8_length(name, at);
     const unsigned char c = static_cast<unsigned char>(name[at]);
-    if (length == 1 && (c == ',' || c == '<' || c == '&' || c < ' ' || c == 0x7f)) {
+    if (length == 1 && (c == ',' || c == '<' || c == '&' || c < ' ' || c == 0x7f))
       cleaned += '_';
-    } else if (length == 0) {
+    else if (length == 0)
       cleaned += NO_CHARACTER;
-    } else {
+    else
       cleaned.append(name, at, length);
-    }
     at += std::max<size_t>(length, 1);
   }
   return cleaned;
@@ -126,19 +124,16 @@ bool task_read(const std::string& path, task_t& task)
   std::getline(file, stat, '\0');  // a name may hold a line's end
   const size_t open = stat.find('(');
   const size_t close = stat.rfind(')');
-  if (open == std::string::npos || close == std::string::npos || close < open) {
+  if (open == std::string::npos || close == std::string::npos || close < open)
     return false;  // it has ended
-  }
   task.name = name_cleaned(stat.substr(open + 1, close - open - 1));
   unsigned long long user = 0;
   unsigned long long system = 0;
   size_t at = close + 1;
-  for (int field = 0; field <= SKIPPED && at != std::string::npos; field++) {
+  for (int field = 0; field <= SKIPPED && at != std::string::npos; field++)
     at = stat.find(' ', at + 1);
-  }
-  if (at == std::string::npos || sscanf(stat.c_str() + at, "%20llu %20llu", &user, &system) != 2) {
+  if (at == std::string::npos || sscanf(stat.c_str() + at, "%20llu %20llu", &user, &system) != 2)
     return false;
-  }
   task.ticks = user + system;
   return true;
 }
@@ -154,9 +149,8 @@ sample_t sample_take()
     const std::string pid = entry->path().filename().string();
     task_t task;
     if (pid.find_first_not_of("0123456789") == std::string::npos &&
-        task_read("/proc/" + pid + "/stat", task)) {
+        task_read("/proc/" + pid + "/stat", task))
       sample.tasks[std::atoi(pid.c_str())] = task;
-    }
   }
   return sample;
 }
@@ -176,9 +170,8 @@ sample_t sample_now()
   const sample_t now = sample_take();
   const sample_t& oldest = sample_before(now.at_ms, std::rbegin(PERIODS)->seconds * 1000ull);
   samples.erase(samples.begin(), samples.begin() + (&oldest - samples.data()));
-  if (samples.size() == 1 || samples.back().at_ms + SAMPLES_APART_MS <= now.at_ms) {
+  if (samples.size() == 1 || samples.back().at_ms + SAMPLES_APART_MS <= now.at_ms)
     samples.push_back(now);
-  }
   return now;
 }
 
@@ -226,9 +219,8 @@ open_error_t task_util(uint32_t& entries, open_buffdesc* util)
 {
   const sample_t now = sample_now();
   std::vector<std::pair<uint64_t, int>> order;
-  for (const auto& [pid, task] : now.tasks) {
+  for (const auto& [pid, task] : now.tasks)
     order.push_back({task.ticks, pid});
-  }
   std::sort(order.rbegin(), order.rend());
   std::string text;
   entries = 0;
@@ -236,9 +228,8 @@ open_error_t task_util(uint32_t& entries, open_buffdesc* util)
     const auto count = [pid = pid](const sample_t& sample) { return task_ticks(sample, pid); };
     const std::string line =
         std::to_string(pid) + "," + now.tasks.at(pid).name + "," + periods_text(now, count) + "\n";
-    if (text.size() + line.size() >= util->size) {
+    if (text.size() + line.size() >= util->size)
       break;
-    }
     text += line;
     entries++;
   }
@@ -250,11 +241,9 @@ uint32_t memory_read(const std::string& label)
 {
   std::ifstream file("/proc/meminfo");
   std::string line;
-  while (std::getline(file, line)) {
-    if (line.compare(0, label.size() + 1, label + ":") == 0) {
+  while (std::getline(file, line))
+    if (line.compare(0, label.size() + 1, label + ":") == 0)
       return static_cast<uint32_t>(std::stoull(line.substr(label.size() + 1)));
-    }
-  }
   return 0;
 }
 

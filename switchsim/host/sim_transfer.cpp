@@ -96,7 +96,7 @@ struct transfer_t {
 
   std::thread thread;
 };
-typedef std::shared_ptr<transfer_t> transfer_ptr_t;
+using transfer_ptr_t = std::shared_ptr<transfer_t>;
 
 uint32_t stall_s;
 transfer_ptr_t latest;
@@ -119,9 +119,8 @@ size_t part_write(char* bytes, size_t size, size_t count, void* transfer)
 {
   transfer_t& t = *static_cast<transfer_t*>(transfer);
   const size_t length = size * count;
-  if (t.part.file == nullptr) {
+  if (t.part.file == nullptr)
     return length;  // what a server answers to an upload
-  }
   t.part_size += length;
   return t.part_size > t.part_size_max ? 0 : fwrite(bytes, 1, length, t.part.file.get());
 }
@@ -170,11 +169,10 @@ int progress_take(void* transfer, curl_off_t download_size, curl_off_t downloade
                   curl_off_t upload_size, curl_off_t uploaded)
 {
   transfer_t& t = *static_cast<transfer_t*>(transfer);
-  if (t.direction == DOWNLOAD) {
+  if (t.direction == DOWNLOAD)
     percent_set(t, static_cast<uint64_t>(downloaded), static_cast<uint64_t>(download_size));
-  } else {
+  else
     percent_set(t, static_cast<uint64_t>(uploaded), static_cast<uint64_t>(upload_size));
-  }
   return t.cut || stall_check(t, static_cast<uint64_t>(downloaded + uploaded)) ? 1 : 0;
 }
 
@@ -209,9 +207,8 @@ using curl_owner_t = std::unique_ptr<T, curl_free_t>;
 std::string url_get(CURLU* url, CURLUPart part, unsigned flags)
 {
   char* text = nullptr;
-  if (curl_url_get(url, part, &text, flags) != CURLUE_OK) {
+  if (curl_url_get(url, part, &text, flags) != CURLUE_OK)
     return "";
-  }
   return curl_owner_t<char>(text).get();
 }
 
@@ -219,13 +216,11 @@ std::string url_get(CURLU* url, CURLUPart part, unsigned flags)
 std::string url_failure(const transfer_t& t, const char* text)
 {
   const curl_owner_t<CURLU> url(curl_url());
-  if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text, 0) != CURLUE_OK) {
+  if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text, 0) != CURLUE_OK)
     return "the URL cannot be read";
-  }
   const std::string path = url_get(url.get(), CURLUPART_PATH, 0);
-  if (path.find(";type=") != path.npos || path.find(";mode=") != path.npos) {
+  if (path.find(";type=") != path.npos || path.find(";mode=") != path.npos)
     return "the URL asks for another form of the file";
-  }
   const std::string decoded = url_get(url.get(), CURLUPART_PATH, CURLU_URLDECODE);
   const bool is_folder = decoded.empty() || decoded.back() == '/';
   return t.direction == DOWNLOAD && is_folder ? "the URL names a folder" : "";
@@ -256,9 +251,8 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
   set(CURLOPT_PROXY, "");
   set(CURLOPT_SSL_VERIFYPEER, 0L);
   set(CURLOPT_SSL_VERIFYHOST, 0L);
-  if (t.protocol->ssh) {  // a library without it does not know the option
+  if (t.protocol->ssh)  // a library without it does not know the option
     set(CURLOPT_SSH_AUTH_TYPES, PASSWORDS);
-  }
   set(CURLOPT_BUFFERSIZE, BUFFER_SIZE);
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_QUICK_EXIT, 1L);  // who stops does not wait for a name server
@@ -284,33 +278,27 @@ CURLcode options_set(CURL* curl, curl_slist* headers, transfer_t& t)
 std::string remote_run(transfer_t& t)
 {
   std::string failure = url_failure(t, t.url.c_str());
-  if (!failure.empty()) {
+  if (!failure.empty())
     return failure;
-  }
   const curl_owner_t<CURL> curl(curl_easy_init());
   const curl_owner_t<curl_slist> headers(curl_slist_append(nullptr, "Expect:"));
-  if (curl == nullptr || headers == nullptr) {
+  if (curl == nullptr || headers == nullptr)
     return "out of memory";
-  }
   CURLcode error = options_set(curl.get(), headers.get(), t);
   error = error == CURLE_OK ? curl_easy_perform(curl.get()) : error;
   long status = 0;
   const char* last_url = nullptr;  // behind redirects
   curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
   curl_easy_getinfo(curl.get(), CURLINFO_EFFECTIVE_URL, &last_url);
-  if (t.stalled) {
+  if (t.stalled)
     return "nothing moved for " + std::to_string(t.stall_s) + " s";
-  }
-  if (error == CURLE_WRITE_ERROR) {
+  if (error == CURLE_WRITE_ERROR)
     return part_failure(t);
-  }
   const bool whole = status / 100 == 2 && status != HTTP_PARTIAL_CONTENT;
-  if (error == CURLE_HTTP_RETURNED_ERROR || (error == CURLE_OK && t.protocol->http && !whole)) {
+  if (error == CURLE_HTTP_RETURNED_ERROR || (error == CURLE_OK && t.protocol->http && !whole))
     return "HTTP status " + std::to_string(status);
-  }
-  if (error != CURLE_OK) {
+  if (error != CURLE_OK)
     return curl_easy_strerror(error);
-  }
   return last_url == nullptr ? "" : url_failure(t, last_url);
 }
 
@@ -319,12 +307,10 @@ std::string local_run(transfer_t& t)
   std::vector<char> bytes(BUFFER_SIZE);
   for (;;) {
     const size_t length = fread(bytes.data(), 1, bytes.size(), t.source.get());
-    if (length == 0 || t.cut) {
+    if (length == 0 || t.cut)
       return ferror(t.source.get()) != 0 ? "the file cannot be read" : "";
-    }
-    if (part_write(bytes.data(), 1, length, &t) != length) {
+    if (part_write(bytes.data(), 1, length, &t) != length)
       return part_failure(t);
-    }
     percent_set(t, t.part_size, t.source_size);
   }
 }
@@ -333,22 +319,20 @@ std::string local_run(transfer_t& t)
 void transfer_end(transfer_t& t, std::string failure)
 {
   const bool to_flash = t.part.file != nullptr;
-  if (t.cut) {
+  if (t.cut)
     failure = "stopped";
-  } else if (failure.empty() && to_flash && t.part_size == 0 && !t.may_be_empty) {
+  else if (failure.empty() && to_flash && t.part_size == 0 && !t.may_be_empty)
     failure = "the file is empty";
-  } else if (failure.empty() && to_flash && !sim_flash_part_keep(t.part)) {
+  else if (failure.empty() && to_flash && !sim_flash_part_keep(t.part))
     failure = part_failure(t);
-  }
   sim_flash_part_drop(t.part);
   t.source.reset();
   t.result = failure.empty() ? OPEN_TRANSFER_RESULT_SUCCESS : RESULT_FAILED;
   t.failure.swap(failure);
   if (t.failure.empty()) {
     t.percent = 100;
-    if (t.restart) {
+    if (t.restart)
       sim_reload(SIM_RELOAD_SWITCH);
-    }
   }
 }
 
@@ -383,12 +367,10 @@ struct threads_t {
 
   ~threads_t()
   {
-    for (const transfer_ptr_t& t : transfers) {
+    for (const transfer_ptr_t& t : transfers)
       t->cut = true;
-    }
-    for (const transfer_ptr_t& t : transfers) {
+    for (const transfer_ptr_t& t : transfers)
       t->thread.join();
-    }
   }
 };
 
@@ -397,9 +379,8 @@ bool thread_start(const transfer_ptr_t& t)
   static threads_t threads;
   std::vector<transfer_ptr_t>& all = threads.transfers;
   const auto over = [](const transfer_ptr_t& other) {
-    if (other->ended) {
+    if (other->ended)
       other->thread.join();
-    }
     return !other->thread.joinable();
   };
   all.erase(std::remove_if(all.begin(), all.end(), over), all.end());
@@ -437,9 +418,8 @@ const file_kind_t* file_kind(const std::string& name)
 {
   const auto found = std::find_if(std::begin(FILE_KINDS), std::end(FILE_KINDS),
                                   [&](const file_kind_t& kind) { return name == kind.name; });
-  if (found != std::end(FILE_KINDS)) {
+  if (found != std::end(FILE_KINDS))
     return found;
-  }
   return sim_script_name_ok(name) ? &SCRIPT_KIND : nullptr;
 }
 
@@ -448,21 +428,18 @@ const file_kind_t* file_kind(const std::string& name)
 bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
 {
   const curl_owner_t<CURLU> url(curl_url());
-  if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
+  if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK)
     return false;
-  }
   const std::string scheme = url_get(url.get(), CURLUPART_SCHEME, 0);
   const auto found = std::find_if(
       std::begin(PROTOCOLS), std::end(PROTOCOLS),
       [&](const protocol_t& protocol) { return strcasecmp(scheme.c_str(), protocol.scheme) == 0; });
-  if (found == std::end(PROTOCOLS)) {
+  if (found == std::end(PROTOCOLS))
     return false;
-  }
   t.url = text;
   t.protocol = found;
-  if (!is_local(t)) {
+  if (!is_local(t))
     return true;
-  }
   const std::string path = url_get(url.get(), CURLUPART_PATH, CURLU_URLDECODE);
   const std::string folder = sim_flash_folder() + "/";
   flash_name = path.substr(0, folder.size()) == folder ? path.substr(folder.size()) : "";
@@ -472,17 +449,14 @@ bool url_take(const std::string& text, transfer_t& t, std::string& flash_name)
 // Where the bytes come from: a file of the flash, or what is written for the purpose.
 bool source_open(transfer_t& t, const std::string& name)
 {
-  if (name == CONFIG_ARCHIVE) {
+  if (name == CONFIG_ARCHIVE)
     t.source_text = sim_archive_text();
-  } else if (name != SIM_RUNNING_CONFIG) {
+  else if (name != SIM_RUNNING_CONFIG)
     t.source = sim_flash_open(name, t.source_size);
-  }
-  if (t.source != nullptr) {
+  if (t.source != nullptr)
     return true;
-  }
-  if (t.source_text.empty() && !sim_config_file_text(name, t.source_text)) {
+  if (t.source_text.empty() && !sim_config_file_text(name, t.source_text))
     return false;
-  }
   t.source_size = t.source_text.size();
   t.source.reset(fmemopen(t.source_text.data(), t.source_text.size(), "rb"));
   return t.source != nullptr;
@@ -501,32 +475,25 @@ open_error_t transfer_start(direction_t direction, const std::string& url, const
   const auto t = std::make_shared<transfer_t>();
   const file_kind_t* kind = file_kind(name);
   std::string url_name;
-  if (kind == nullptr || !url_take(url, *t, url_name)) {
+  if (kind == nullptr || !url_take(url, *t, url_name))
     return OPEN_E_PARAM;
-  }
-  if (direction == UPLOAD && is_local(*t)) {
+  if (direction == UPLOAD && is_local(*t))
     kind = file_kind(url_name) == nullptr ? &OTHER_KIND : file_kind(url_name);
-  }
   const bool to_flash = direction == DOWNLOAD || is_local(*t);
-  if (to_flash && !kind->is_kept) {
+  if (to_flash && !kind->is_kept)
     return OPEN_E_PARAM;
-  }
-  if (running()) {
+  if (running())
     return OPEN_E_UNAVAIL;
-  }
   t->direction = direction;
   t->stall_s = static_cast<long>(stall_s);
   const std::string& from = direction == DOWNLOAD ? url_name : name;
   const std::string& to = direction == DOWNLOAD ? name : url_name;
-  if ((direction == UPLOAD || is_local(*t)) && !source_open(*t, from)) {
+  if ((direction == UPLOAD || is_local(*t)) && !source_open(*t, from))
     return OPEN_E_PARAM;
-  }
-  if (to_flash && !part_open(*t, to, *kind)) {
+  if (to_flash && !part_open(*t, to, *kind))
     return OPEN_E_ERROR;
-  }
-  if (curl_ready != CURLE_OK || !thread_start(t)) {
+  if (curl_ready != CURLE_OK || !thread_start(t))
     return OPEN_E_ERROR;
-  }
   latest = t;
   latest_of[direction] = t;
   return OPEN_E_NONE;
@@ -542,30 +509,26 @@ void end_wait()
 
 std::string status_text(const transfer_ptr_t& t)
 {
-  if (t == nullptr) {
+  if (t == nullptr)
     return "No transfer was started.";
-  }
-  if (t->result == RESULT_RUNNING) {
+  if (t->result == RESULT_RUNNING)
     return "Transfer is in progress.";
-  }
   return t->result == OPEN_TRANSFER_RESULT_SUCCESS ? "Transfer completed successfully."
                                                    : "Transfer failed: " + t->failure + ".";
 }
 
 open_error_t result_get(uint32_t index, uint32_t& result)
 {
-  if (index > 0) {
+  if (index > 0)
     return OPEN_E_NOT_FOUND;  // no older ones are kept
-  }
   return sim_give(result, latest == nullptr ? RESULT_NONE : latest->result);
 }
 
 // A small file may be in place before this is asked for.
 open_error_t restart_ask()
 {
-  if (latest == nullptr) {
+  if (latest == nullptr)
     return OPEN_E_FAIL;
-  }
   const bool due = latest->result == OPEN_TRANSFER_RESULT_SUCCESS && !latest->restart;
   latest->restart = true;
   return due ? sim_reload(SIM_RELOAD_SWITCH) : OPEN_E_NONE;
@@ -574,9 +537,8 @@ open_error_t restart_ask()
 // The switch starts again.
 void transfer_cut()
 {
-  if (running()) {
+  if (running())
     latest->cut = true;
-  }
 }
 
 void transfer_reset()

@@ -7,11 +7,9 @@ std::vector<const sim_area_t*> used;
 template <class... Args>
 void tell(void (*sim_area_t::*event)(Args...), Args... args)
 {
-  for (const sim_area_t* area : used) {
-    if (area->*event != nullptr) {
+  for (const sim_area_t* area : used)
+    if (area->*event != nullptr)
       (area->*event)(args...);
-    }
-  }
 }
 }  // namespace
 

@@ -19,7 +19,7 @@ struct sim_key_t {
 };
 
 // Puts back what was kept.
-typedef std::function<void()> sim_restore_t;
+using sim_restore_t = std::function<void()>;
 
 struct sim_area_t {
   void (*reset)() = nullptr;  // back to the built-in profile

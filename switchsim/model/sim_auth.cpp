@@ -20,9 +20,8 @@ open_error_t authenticate(const std::string& user, const std::string& password,
                           OPEN_LOGIN_ACCESS_LEVELS_t& access)
 {
   const auto account = accounts.find(user);
-  if (account == accounts.end() || account->second.password != password) {
+  if (account == accounts.end() || account->second.password != password)
     return OPEN_E_FAIL;
-  }
   return sim_give(access, account->second.access);
 }
 
@@ -50,9 +49,8 @@ bool account_parse(const sim_json_t& json)
                                                 {"password", true,  parse_password},
                                                 {"access",   false, parse_access  },
   });
-  if (parsed) {
+  if (parsed)
     accounts[user] = account;
-  }
   return parsed;
 }
 

@@ -42,18 +42,16 @@ sim_bgp_address_t key_of(const open_inet_addr_t& address)
 
 open_error_t hold_time_set(uint32_t seconds)
 {
-  if (seconds > TIME_MAX || (seconds > 0 && seconds < HOLD_TIME_MIN)) {
+  if (seconds > TIME_MAX || (seconds > 0 && seconds < HOLD_TIME_MIN))
     return OPEN_E_PARAM;
-  }
   bgp.globals.hold_time = seconds;
   return sim_changed(SIM_BGP);
 }
 
 open_error_t keep_alive_set(uint32_t seconds)
 {
-  if (seconds > TIME_MAX) {
+  if (seconds > TIME_MAX)
     return OPEN_E_PARAM;
-  }
   bgp.globals.keep_alive = seconds;
   return sim_changed(SIM_BGP);
 }
@@ -65,18 +63,16 @@ bool as_valid(uint32_t as)
 
 open_error_t local_as_set(uint32_t as)
 {
-  if (!as_valid(as)) {
+  if (!as_valid(as))
     return OPEN_E_PARAM;
-  }
   bgp.globals.local_as = as;
   return sim_changed(SIM_BGP);
 }
 
 open_error_t router_id_set(uint32_t id)
 {
-  if (!sim_ipv4_is_host(id)) {
+  if (!sim_ipv4_is_host(id))
     return OPEN_E_PARAM;
-  }
   bgp.globals.router_id = id;
   return sim_changed(SIM_BGP);
 }
@@ -118,25 +114,21 @@ open_error_t network_set(bool add, bool use_route_map, const open_inet_addr_t& a
                          uint32_t pfx_len, const std::string& route_map)
 {
   if (!family_valid(address.family) || pfx_len > (address.family == OPEN_AF_INET ? 32 : 128) ||
-      !route_map_valid(use_route_map, route_map)) {
+      !route_map_valid(use_route_map, route_map))
     return OPEN_E_PARAM;
-  }
   const sim_bgp_network_key_t network = network_of(address, pfx_len);
   const auto held = bgp.networks.find(network);
   const std::string wanted = use_route_map ? route_map : "";
   if (!add) {
-    if (held == bgp.networks.end()) {
+    if (held == bgp.networks.end())
       return OPEN_E_NOT_FOUND;
-    }
     bgp.networks.erase(held);
     return sim_changed(SIM_BGP);
   }
-  if (held != bgp.networks.end() && held->second == wanted) {
+  if (held != bgp.networks.end() && held->second == wanted)
     return OPEN_E_EXISTS;
-  }
-  if (held == bgp.networks.end() && bgp.networks.size() == NETWORKS_MAX) {
+  if (held == bgp.networks.end() && bgp.networks.size() == NETWORKS_MAX)
     return OPEN_E_FULL;
-  }
   bgp.networks[network] = wanted;
   return sim_changed(SIM_BGP);
 }
@@ -153,9 +145,8 @@ open_error_t redistribution_set(bool add, OPEN_AF_t family, const std::string& p
   const bool match_valid =
       !match_set || (protocol == PROTOCOL_WITH_MATCH && (wanted.match_bits & ~MATCH_BITS_ALL) == 0);
   if (!family_valid(family) || !protocol_known(protocol) || !match_valid ||
-      wanted.route_map.size() > ROUTE_MAP_NAME_MAX) {
+      wanted.route_map.size() > ROUTE_MAP_NAME_MAX)
     return OPEN_E_PARAM;
-  }
   if (!add) {
     return bgp.redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND
                                                               : sim_changed(SIM_BGP);
@@ -175,22 +166,19 @@ sim_bgp_peer_t* peer_find(const open_inet_addr_t& address, uint32_t scope)
 // Only an IPv6 address can need a scope.
 bool peer_valid(const open_inet_addr_t& address, uint32_t scope)
 {
-  if (address.family == OPEN_AF_INET) {
+  if (address.family == OPEN_AF_INET)
     return scope == 0 && sim_ipv4_is_host(address.addr.ipv4);
-  }
   return address.family == OPEN_AF_INET6 && sim_ipv6_is_host(address.addr.ipv6);
 }
 
 open_error_t peer_as_set(const open_inet_addr_t& address, uint32_t scope, uint32_t as)
 {
-  if (!peer_valid(address, scope) || !as_valid(as)) {
+  if (!peer_valid(address, scope) || !as_valid(as))
     return OPEN_E_PARAM;
-  }
   sim_bgp_peer_t* peer = peer_find(address, scope);
   if (peer == nullptr) {
-    if (bgp.peers.size() == PEERS_MAX) {
+    if (bgp.peers.size() == PEERS_MAX)
       return OPEN_E_FULL;
-    }
     peer = &bgp.peers[{key_of(address), scope}];
     peer->ipv4.active = address.family == OPEN_AF_INET;  // IPv6 routes have to be asked for
   }
@@ -214,9 +202,8 @@ template <class Read>
 open_error_t peer_get(OPEN_BGP_GET_t mode, const open_inet_addr_t& address, uint32_t scope,
                       Read read)
 {
-  if (!get_mode_valid(mode)) {
+  if (!get_mode_valid(mode))
     return OPEN_E_PARAM;
-  }
   sim_bgp_peer_t* peer = peer_find(address, scope);
   return peer == nullptr ? OPEN_E_NOT_FOUND : read(*peer);
 }
@@ -225,12 +212,10 @@ open_error_t peer_active_set(const open_inet_addr_t& address, uint32_t scope, OP
                              bool active)
 {
   sim_bgp_peer_t* peer = peer_find(address, scope);
-  if (peer == nullptr) {
+  if (peer == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!family_valid(family)) {
+  if (!family_valid(family))
     return OPEN_E_PARAM;
-  }
   settings_of(*peer, family).active = active;
   return sim_changed(SIM_BGP);
 }
@@ -239,12 +224,10 @@ open_error_t peer_next_hop_self_set(const open_inet_addr_t& address, uint32_t sc
                                     OPEN_AF_t family, OPEN_CONTROL_t mode)
 {
   sim_bgp_peer_t* peer = peer_find(address, scope);
-  if (peer == nullptr) {
+  if (peer == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!family_valid(family) || !sim_control_ok(mode)) {
+  if (!family_valid(family) || !sim_control_ok(mode))
     return OPEN_E_PARAM;
-  }
   settings_of(*peer, family).next_hop_self = mode;
   return sim_changed(SIM_BGP);
 }
@@ -253,9 +236,8 @@ open_error_t peer_update_source_set(const open_inet_addr_t& address, uint32_t sc
                                     uint32_t number)
 {
   sim_bgp_peer_t* peer = peer_find(address, scope);
-  if (peer == nullptr || (number != 0 && !sim_routing_interface(number))) {
+  if (peer == nullptr || (number != 0 && !sim_routing_interface(number)))
     return OPEN_E_NOT_FOUND;
-  }
   peer->update_source = number;
   return sim_changed(SIM_BGP);
 }
@@ -267,11 +249,9 @@ void bgp_reset()
 // No peer can use its address any more.
 void bgp_if_unrouted(uint32_t number)
 {
-  for (auto& entry : bgp.peers) {
-    if (entry.second.update_source == number) {
+  for (auto& entry : bgp.peers)
+    if (entry.second.update_source == number)
       entry.second.update_source = 0;
-    }
-  }
 }
 
 // ---- configuration ----
@@ -287,9 +267,8 @@ std::string key_text(const sim_bgp_address_t& key)
   open_in6_addr_t ipv6 = {};
   std::copy(bytes.begin(), bytes.end(), ipv6.u.addr8);
   uint32_t ipv4 = 0;
-  for (size_t i = 0; i < sizeof ipv4; i++) {
+  for (size_t i = 0; i < sizeof ipv4; i++)
     ipv4 = ipv4 << 8 | bytes[i];
-  }
   return sim_inet_text(key.first, ipv4, ipv6);
 }
 
@@ -315,34 +294,29 @@ void peer_write(std::string& script, const sim_bgp_peer_key_t& key, const sim_bg
   line("remote-as", peer.remote_as);
   family_lines(OPEN_AF_INET, peer.ipv4);
   family_lines(OPEN_AF_INET6, peer.ipv6);
-  if (peer.update_source != 0) {
+  if (peer.update_source != 0)
     line("update-source", peer.update_source);
-  }
 }
 
 void bgp_write(std::string& script)
 {
-  if (bgp.globals.local_as != 0) {
+  if (bgp.globals.local_as != 0)
     sim_cli_line(script, "bgp local-as", bgp.globals.local_as);
-  }
-  if (bgp.globals.router_id != 0) {
+  if (bgp.globals.router_id != 0)
     sim_cli_line(script, "bgp router-id", sim_ipv4_text(bgp.globals.router_id));
-  }
   sim_cli_line(script, "bgp hold-time", bgp.globals.hold_time);
   sim_cli_line(script, "bgp keep-alive", bgp.globals.keep_alive);
   sim_cli_line(script, "bgp local-preference", bgp.globals.local_pref);
   sim_cli_line(script, "bgp log-neighbor-changes", control_of(bgp.globals.log_neighbor_changes));
-  for (const auto& [key, route_map] : bgp.networks) {
+  for (const auto& [key, route_map] : bgp.networks)
     sim_cli_line(script, "bgp network", key_text(key.first), key.second, "route-map", route_map);
-  }
   for (const auto& [key, wanted] : bgp.redistributions) {
     sim_cli_line(script, "bgp redistribute", family_text(key.first), key.second, "match",
                  wanted.match_bits, "metric", wanted.metric, control_of(wanted.metric_set),
                  "route-map", wanted.route_map);
   }
-  for (const auto& [key, peer] : bgp.peers) {
+  for (const auto& [key, peer] : bgp.peers)
     peer_write(script, key, peer);
-  }
 }
 
 open_error_t cli_router_id_set(const open_inet_addr_t& id)
@@ -512,9 +486,8 @@ open_error_t rpcclt_openapiBgpRedistributionSet(openapiClientHandle_t* client_ha
 {
   const auto work = [&] {
     const std::string route_map = sim_text(routeMapName);
-    if (routeMapSet && route_map.empty()) {
+    if (routeMapSet && route_map.empty())
       return OPEN_E_PARAM;
-    }
     const sim_bgp_redistribution_t wanted = {matchSet ? matchBits : 0, metricSet && metricValueSet,
                                              metricValue, routeMapSet ? route_map : ""};
     return redistribution_set(isAdd, family, sim_text(protoName), wanted, matchSet);

@@ -18,9 +18,9 @@ struct sim_bgp_globals_t {
   bool log_neighbor_changes = false;
 };
 
-typedef std::pair<OPEN_AF_t, sim_address_bytes_t> sim_bgp_address_t;
-typedef std::pair<sim_bgp_address_t, uint32_t> sim_bgp_peer_key_t;     // with the scope id
-typedef std::pair<sim_bgp_address_t, uint32_t> sim_bgp_network_key_t;  // with the prefix length
+using sim_bgp_address_t = std::pair<OPEN_AF_t, sim_address_bytes_t>;
+using sim_bgp_peer_key_t = std::pair<sim_bgp_address_t, uint32_t>;     // with the scope id
+using sim_bgp_network_key_t = std::pair<sim_bgp_address_t, uint32_t>;  // with the prefix length
 
 struct sim_bgp_family_t {
   bool active = false;

@@ -20,14 +20,12 @@ open_error_t item_call(const char* name, const openapiClientHandle_t* handle,
   const auto work = [&] {
     sim_sensors_t sensors;
     sim_plane().sensors(sensors);
-    if (index >= (sensors.*items).size()) {
+    if (index >= (sensors.*items).size())
       return OPEN_E_FAIL;
-    }
-    if constexpr (std::is_same_v<T, open_buffdesc>) {
+    if constexpr (std::is_same_v<T, open_buffdesc>)
       return sim_text_put(out, read((sensors.*items)[index]));
-    } else {
+    else
       return sim_give(*out, read((sensors.*items)[index]));
-    }
   };
   return sim_call(name, handle, work, index, sim_out(out));
 }
@@ -50,14 +48,12 @@ open_error_t sfp_call(const char* name, const openapiClientHandle_t* handle, uin
 {
   const auto work = [&] {
     sim_transceiver_t found;
-    if (!sim_plane().transceiver(port, found)) {
+    if (!sim_plane().transceiver(port, found))
       return OPEN_E_FAIL;
-    }
-    if constexpr (std::is_same_v<T, open_buffdesc>) {
+    if constexpr (std::is_same_v<T, open_buffdesc>)
       return sim_text_put(out, found.*member);
-    } else {
+    else
       return sim_give(*out, found.*member);
-    }
   };
   return sim_call(name, handle, work, port, sim_out(out));
 }

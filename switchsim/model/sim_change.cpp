@@ -38,9 +38,8 @@ const sim_area_t sim_change_area = [] {
 open_error_t sim_changed(sim_kind_t kind, uint32_t number)
 {
   changes.unsaved = true;
-  if (kind == SIM_IF || kind == SIM_VLAN) {
+  if (kind == SIM_IF || kind == SIM_VLAN)
     changes.pending[kind].insert(number);
-  }
   sim_plane().changed(kind, number);
   return OPEN_E_NONE;
 }
@@ -64,8 +63,7 @@ open_error_t sim_pending_next(sim_kind_t kind, uint32_t number, uint32_t& next)
 {
   std::set<uint32_t>& pending = changes.pending[kind];
   auto found = pending.upper_bound(number);
-  while (found != pending.end() && sim_plane().in_force(kind, *found)) {
+  while (found != pending.end() && sim_plane().in_force(kind, *found))
     found = pending.erase(found);
-  }
   return found == pending.end() ? OPEN_E_FAIL : sim_give(next, *found);
 }

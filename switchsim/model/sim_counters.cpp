@@ -41,9 +41,8 @@ uint64_t raw_of(uint32_t number, OPEN_COUNTER_ID_t id)
 open_error_t counter_find(OPEN_COUNTER_ID_t id, uint32_t number, const sim_if_t*& intf)
 {
   intf = sim_if_find(number);
-  if (intf == nullptr || id < 0 || static_cast<size_t>(id) >= COUNTERS) {
+  if (intf == nullptr || id < 0 || static_cast<size_t>(id) >= COUNTERS)
     return OPEN_E_PARAM;
-  }
   return keeps(*intf, id) ? OPEN_E_NONE : OPEN_E_NOT_FOUND;
 }
 
@@ -51,44 +50,38 @@ open_error_t counter_get(OPEN_COUNTER_ID_t id, uint32_t number, uint64_t& value)
 {
   const sim_if_t* intf = nullptr;
   const open_error_t result = counter_find(id, number, intf);
-  if (result != OPEN_E_NONE) {
+  if (result != OPEN_E_NONE)
     return result;
-  }
   value = 0;
-  for (const uint32_t member : counting(*intf)) {
+  for (const uint32_t member : counting(*intf))
     value += raw_of(member, id) - (sim_counter_is_rate(id) ? 0 : cleared[member][id]);
-  }
   return OPEN_E_NONE;
 }
 
 void counter_clear(OPEN_COUNTER_ID_t id, const sim_if_t& intf)
 {
-  for (const uint32_t member : counting(intf)) {
+  for (const uint32_t member : counting(intf))
     cleared[member][id] = raw_of(member, id);
-  }
 }
 
 open_error_t counter_reset(OPEN_COUNTER_ID_t id, uint32_t number)
 {
   const sim_if_t* intf = nullptr;
   const open_error_t result = counter_find(id, number, intf);
-  if (result == OPEN_E_NONE) {
+  if (result == OPEN_E_NONE)
     counter_clear(id, *intf);
-  }
   return result;
 }
 
 open_error_t counters_reset(uint32_t number)
 {
   const sim_if_t* intf = sim_if_find(number);
-  if (intf == nullptr) {
+  if (intf == nullptr)
     return OPEN_E_PARAM;
-  }
   for (size_t id = 0; id < COUNTERS; id++) {
     const auto counter = static_cast<OPEN_COUNTER_ID_t>(id);
-    if (keeps(*intf, counter)) {
+    if (keeps(*intf, counter))
       counter_clear(counter, *intf);
-    }
   }
   return OPEN_E_NONE;
 }

@@ -71,9 +71,8 @@ sim_if_settings_t settings_when_new(const sim_if_t& intf)
 
 OPEN_PORT_AUTO_NEG_t auto_neg_of(const sim_if_t& intf)
 {
-  if (intf.type != OPEN_INTF_TYPE_PHY) {
+  if (intf.type != OPEN_INTF_TYPE_PHY)
     return OPEN_PORT_AUTO_NEG_UNKNOWN;
-  }
   return sim_if_settings(intf).speed == OPEN_PORTCTRL_PORTSPEED_AUTO_NEG
              ? OPEN_PORT_AUTO_NEG_ENABLE
              : OPEN_PORT_AUTO_NEG_DISABLE;
@@ -109,16 +108,13 @@ template <class Check, class Take>
 open_error_t if_set(uint32_t number, Check check, Take take)
 {
   const sim_if_t* intf = sim_if_find(number);
-  if (intf == nullptr) {
+  if (intf == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (intf->type == OPEN_INTF_TYPE_CPU) {
+  if (intf->type == OPEN_INTF_TYPE_CPU)
     return OPEN_E_UNAVAIL;
-  }
   const open_error_t result = check(*intf);
-  if (result != OPEN_E_NONE) {
+  if (result != OPEN_E_NONE)
     return result;
-  }
   take(settings.insert({number, settings_when_new(*intf)}).first->second);
   return sim_changed(SIM_IF, number);
 }
@@ -134,14 +130,12 @@ open_error_t get_call(const char* name, const openapiClientHandle_t* handle, uin
 {
   const auto work = [&] {
     const sim_if_t* intf = sim_if_find(ifNum);
-    if (intf == nullptr) {
+    if (intf == nullptr)
       return OPEN_E_NOT_FOUND;
-    }
-    if constexpr (std::is_same_v<T, open_buffdesc>) {
+    if constexpr (std::is_same_v<T, open_buffdesc>)
       return sim_text_put(out, get(*intf));
-    } else {
+    else
       return sim_give(*out, get(*intf));
-    }
   };
   return sim_call(name, handle, work, ifNum, sim_out(out));
 }
@@ -171,9 +165,8 @@ open_error_t soft_shutdown_set(uint32_t number, OPEN_CONTROL_t state)
 open_error_t auto_neg_set(uint32_t number, OPEN_PORT_AUTO_NEG_t mode)
 {
   const auto check = [&](const sim_if_t& intf) {
-    if (mode != OPEN_PORT_AUTO_NEG_ENABLE && mode != OPEN_PORT_AUTO_NEG_DISABLE) {
+    if (mode != OPEN_PORT_AUTO_NEG_ENABLE && mode != OPEN_PORT_AUTO_NEG_DISABLE)
       return OPEN_E_PARAM;
-    }
     return intf.connector == OPEN_RJ45 ? OPEN_E_NONE : OPEN_E_UNAVAIL;
   };
   return if_set(number, check, [&](sim_if_settings_t& set) {
@@ -189,9 +182,8 @@ open_error_t auto_neg_set(uint32_t number, OPEN_PORT_AUTO_NEG_t mode)
 open_error_t speed_set(uint32_t number, OPEN_PORT_SPEEDS_t speed)
 {
   const auto check = [&](const sim_if_t& intf) {
-    if (!speed_exists(speed)) {
+    if (!speed_exists(speed))
       return OPEN_E_PARAM;
-    }
     return speed_suits(intf.connector, speed) ? OPEN_E_NONE : OPEN_E_UNAVAIL;
   };
   return if_set(number, check, [&](sim_if_settings_t& set) { set.speed = speed; });
@@ -200,9 +192,8 @@ open_error_t speed_set(uint32_t number, OPEN_PORT_SPEEDS_t speed)
 open_error_t mtu_set(uint32_t number, uint32_t mtu)
 {
   const auto check = [&](const sim_if_t& intf) {
-    if (mtu < MTU_MIN || mtu > MTU_MAX) {
+    if (mtu < MTU_MIN || mtu > MTU_MAX)
       return OPEN_E_PARAM;
-    }
     return intf.group == 0 ? OPEN_E_NONE : OPEN_E_UNAVAIL;
   };
   return if_set(number, check, [&](sim_if_settings_t& set) { set.mtu = mtu; });
@@ -235,21 +226,16 @@ void if_write(std::string& script)
 {
   for (const auto& [number, set] : settings) {
     const sim_if_settings_t fresh = settings_when_new(*sim_if_find(number));
-    if (set.speed != fresh.speed) {
+    if (set.speed != fresh.speed)
       sim_cli_line(script, "interface", number, "speed", static_cast<int>(set.speed));
-    }
-    if (set.mtu != fresh.mtu) {
+    if (set.mtu != fresh.mtu)
       sim_cli_line(script, "interface", number, "mtu", set.mtu);
-    }
-    if (set.description != fresh.description) {
+    if (set.description != fresh.description)
       sim_cli_line(script, "interface", number, "description", set.description);
-    }
-    if (set.soft_shutdown != fresh.soft_shutdown) {
+    if (set.soft_shutdown != fresh.soft_shutdown)
       sim_cli_line(script, "interface", number, "soft-shutdown", set.soft_shutdown);
-    }
-    if (set.admin != fresh.admin) {
+    if (set.admin != fresh.admin)
       sim_cli_line(script, "interface", number, "admin", set.admin);
-    }
   }
 }
 

@@ -48,15 +48,12 @@ void lag_add(uint32_t number)
 open_error_t port_add_check(uint32_t number, uint32_t port)
 {
   const sim_if_t* intf = sim_port_find(port);
-  if (intf == nullptr) {
+  if (intf == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (intf->group == number) {
+  if (intf->group == number)
     return OPEN_E_EXISTS;
-  }
-  if (intf->group != 0 || sim_routing_configured(port)) {
+  if (intf->group != 0 || sim_routing_configured(port))
     return OPEN_E_FAIL;
-  }
   return sim_if_members(number).size() < MEMBERS_MAX ? OPEN_E_NONE : OPEN_E_FULL;
 }
 
@@ -78,13 +75,11 @@ open_error_t name_get(uint32_t number, open_buffdesc* name)
 
 open_error_t members_get(uint32_t number, uint32_t& count, open_buffdesc* members)
 {
-  if (lag_find(number) == nullptr) {
+  if (lag_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   const std::vector<uint32_t> ports = sim_if_members(number);
-  if (ports.size() > std::min(count, static_cast<uint32_t>(members->size / sizeof count))) {
+  if (ports.size() > std::min(count, static_cast<uint32_t>(members->size / sizeof count)))
     return OPEN_E_PARAM;
-  }
   char* slot = static_cast<char*>(members->pstart);
   for (const uint32_t port : ports) {
     memcpy(slot, &port, sizeof port);
@@ -115,12 +110,10 @@ void all_remove()
 bool member_parse(const sim_json_t& json, uint32_t number)
 {
   uint32_t port = 0;
-  if (!sim_json_uint(json, 1, sim_numbering().ports, port)) {
+  if (!sim_json_uint(json, 1, sim_numbering().ports, port))
     return false;
-  }
-  if (port_add_check(number, port) != OPEN_E_NONE) {
+  if (port_add_check(number, port) != OPEN_E_NONE)
     return sim_json_refuse(json, "is in a group already, or one too many");
-  }
   sim_port_find(port)->group = number;
   return true;
 }
@@ -130,13 +123,11 @@ bool lag_parse(const sim_json_t& json)
   uint32_t number = 0;
   const auto parse_id = [&](const sim_json_t& j) {
     uint32_t id = 0;
-    if (!sim_json_uint(j, 1, sim_numbering().lag_max, id)) {
+    if (!sim_json_uint(j, 1, sim_numbering().lag_max, id))
       return false;
-    }
     number = sim_lag_if_num(id);
-    if (lag_find(number) != nullptr) {
+    if (lag_find(number) != nullptr)
       return sim_json_refuse(j, "is there twice");
-    }
     lag_add(number);
     return true;
   };
@@ -157,11 +148,9 @@ void lag_reset()
 {
   lags.clear();
   lag_add(sim_lag_if_num(1));
-  for (const uint32_t port : {47, 48}) {
-    if (sim_port_find(port) != nullptr) {
+  for (const uint32_t port : {47, 48})
+    if (sim_port_find(port) != nullptr)
       sim_port_find(port)->group = sim_lag_if_num(1);
-    }
-  }
   lag_add(sim_lag_if_num(2));
 }
 
@@ -183,24 +172,20 @@ uint32_t sim_lag_if_num(uint32_t channel_id)
 open_error_t sim_lag_create(uint32_t number)
 {
   const sim_numbering_t& numbering = sim_numbering();
-  if (number < numbering.lag_first || number >= numbering.lag_first + numbering.lag_max) {
+  if (number < numbering.lag_first || number >= numbering.lag_first + numbering.lag_max)
     return OPEN_E_PARAM;
-  }
-  if (lag_find(number) != nullptr) {
+  if (lag_find(number) != nullptr)
     return OPEN_E_EXISTS;
-  }
   lag_add(number);
   return sim_changed(SIM_IF, number);
 }
 
 open_error_t sim_lag_delete(uint32_t number)
 {
-  if (lag_find(number) == nullptr) {
+  if (lag_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (sim_tcam_redirects_to(number)) {
+  if (sim_tcam_redirects_to(number))
     return OPEN_E_FAIL;
-  }
   members_release(number);
   lags.erase(number);
   sim_if_remove(number);
@@ -209,22 +194,19 @@ open_error_t sim_lag_delete(uint32_t number)
 
 open_error_t sim_lag_port_add(uint32_t number, uint32_t port)
 {
-  if (lag_find(number) == nullptr) {
+  if (lag_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   const open_error_t result = port_add_check(number, port);
-  if (result == OPEN_E_NONE) {
+  if (result == OPEN_E_NONE)
     group_set(port, number);
-  }
   return result;
 }
 
 open_error_t sim_lag_port_delete(uint32_t number, uint32_t port)
 {
   const sim_if_t* intf = sim_port_find(port);
-  if (lag_find(number) == nullptr || intf == nullptr || intf->group != number) {
+  if (lag_find(number) == nullptr || intf == nullptr || intf->group != number)
     return OPEN_E_NOT_FOUND;
-  }
   group_set(port, 0);
   return OPEN_E_NONE;
 }
@@ -243,20 +225,17 @@ void lag_write(std::string& script)
   for (const auto& [number, name] : lags) {
     const uint32_t id = channel_id_of(number);
     sim_cli_line(script, "port-channel", id);
-    if (name != name_when_new(number)) {
+    if (name != name_when_new(number))
       sim_cli_line(script, "port-channel", id, "name", name);
-    }
   }
 }
 
 // Behind the settings of the ports: those that are left to a group can be set before they join it.
 void members_write(std::string& script)
 {
-  for (const auto& entry : lags) {
-    for (const uint32_t port : sim_if_members(entry.first)) {
+  for (const auto& entry : lags)
+    for (const uint32_t port : sim_if_members(entry.first))
       sim_cli_line(script, "port-channel", channel_id_of(entry.first), "member", port);
-    }
-  }
 }
 
 open_error_t cli_create(uint32_t id)
@@ -282,9 +261,8 @@ open_error_t cli_port_delete(uint32_t id, uint32_t port)
 open_error_t cli_name_set(uint32_t id, const std::string& name)
 {
   std::string* held = lag_find(sim_lag_if_num(id));
-  if (held == nullptr) {
+  if (held == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   return name.size() <= NAME_MAX_LENGTH ? sim_assign(SIM_GROUP, *held, name, sim_lag_if_num(id))
                                         : OPEN_E_PARAM;
 }

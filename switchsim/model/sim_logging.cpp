@@ -86,29 +86,26 @@ bool host_is(const std::string& a, const std::string& b)
 {
   open_inet_addr_t x = {};
   open_inet_addr_t y = {};
-  if (sim_inet_parse(a, x) != OPEN_E_NONE || sim_inet_parse(b, y) != OPEN_E_NONE) {
+  if (sim_inet_parse(a, x) != OPEN_E_NONE || sim_inet_parse(b, y) != OPEN_E_NONE)
     return strcasecmp(a.c_str(), b.c_str()) == 0;
-  }
   return x.family == y.family && sim_address_bytes(x) == sim_address_bytes(y);
 }
 
 std::vector<sim_log_host_t>::iterator host_find(const std::string& address)
 {
-  return std::find_if(settings.hosts.begin(), settings.hosts.end(),
-                      [&](const sim_log_host_t& host) { return host_is(host.address, address); });
+  return std::find_if(
+      settings.hosts.begin(), settings.hosts.end(),
+      [&](const sim_log_host_t& host) { return host_is(host.address, address); });
 }
 
 open_error_t host_add(const std::string& address)
 {
-  if (!host_ok(address)) {
+  if (!host_ok(address))
     return OPEN_E_PARAM;
-  }
-  if (host_find(address) != settings.hosts.end()) {
+  if (host_find(address) != settings.hosts.end())
     return OPEN_E_EXISTS;
-  }
-  if (settings.hosts.size() == HOSTS_MAX) {
+  if (settings.hosts.size() == HOSTS_MAX)
     return OPEN_E_FULL;
-  }
   sim_log_host_t host;
   host.address = address;
   settings.hosts.push_back(host);
@@ -126,9 +123,8 @@ open_error_t host_with(const std::string& address, Work work)
 open_error_t host_remove(const std::string& address)
 {
   const auto host = host_find(address);
-  if (host == settings.hosts.end()) {
+  if (host == settings.hosts.end())
     return OPEN_E_NOT_FOUND;
-  }
   settings.hosts.erase(host);
   return sim_changed(SIM_LOGGING);
 }
@@ -140,9 +136,8 @@ open_error_t host_next(open_buffdesc* desc)
   auto next = settings.hosts.begin();
   if (!cursor.empty()) {
     next = host_find(cursor);
-    if (next == settings.hosts.end() || ++next == settings.hosts.end()) {
+    if (next == settings.hosts.end() || ++next == settings.hosts.end())
       return OPEN_E_FAIL;
-    }
   }
   return next == settings.hosts.end() ? OPEN_E_FAIL : sim_text_put(desc, next->address);
 }
@@ -175,13 +170,14 @@ void logging_write(std::string& script)
 
 open_error_t host_port_set(const std::string& address, uint16_t port)
 {
-  return host_with(address, [&](sim_log_host_t& host) { return port_set(host.port, port); });
+  return host_with(
+      address, [&](sim_log_host_t& host) { return port_set(host.port, port); });
 }
 
 open_error_t host_severity_set(const std::string& address, OPEN_LOG_SEVERITY_t severity)
 {
-  return host_with(address,
-                   [&](sim_log_host_t& host) { return severity_set(host.severity, severity); });
+  return host_with(
+      address, [&](sim_log_host_t& host) { return severity_set(host.severity, severity); });
 }
 
 constexpr sim_command_t COMMANDS[] = {

@@ -17,18 +17,16 @@ std::map<uint32_t, sim_pml_port_t> ports;  // those that were ever set up
 
 open_error_t sticky_get(uint32_t number, OPEN_CONTROL_t& sticky)
 {
-  if (sim_port_find(number) == nullptr) {
+  if (sim_port_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   const auto port = ports.find(number);
   return sim_give(sticky, port == ports.end() ? OPEN_DISABLE : port->second.sticky);
 }
 
 open_error_t sticky_set(uint32_t number, OPEN_CONTROL_t sticky)
 {
-  if (sim_port_find(number) == nullptr) {
+  if (sim_port_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   return sim_control_ok(sticky) ? sim_assign(SIM_LOCKING, ports[number].sticky, sticky, number)
                                 : OPEN_E_PARAM;
 }
@@ -43,16 +41,13 @@ bool key_read(const std::string& mac, uint32_t vlan, sim_pml_entry_t& key)
 open_error_t entry_add(uint32_t number, const std::string& mac, uint32_t vlan, bool sticky)
 {
   sim_pml_entry_t key;
-  if (sim_port_find(number) == nullptr) {
+  if (sim_port_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!key_read(mac, vlan, key) || vlan < 1 || vlan > sim_vlan_max()) {
+  if (!key_read(mac, vlan, key) || vlan < 1 || vlan > sim_vlan_max())
     return OPEN_E_PARAM;
-  }
   auto& entries = ports[number].entries;
-  if (entries.count(key) > 0) {
+  if (entries.count(key) > 0)
     return OPEN_E_EXISTS;
-  }
   return entries.size() < ENTRIES_MAX ? sim_assign(SIM_LOCKING, entries[key], sticky, number)
                                       : OPEN_E_FULL;
 }
@@ -60,15 +55,12 @@ open_error_t entry_add(uint32_t number, const std::string& mac, uint32_t vlan, b
 open_error_t entry_delete(uint32_t number, const std::string& mac, uint32_t vlan)
 {
   sim_pml_entry_t key;
-  if (sim_port_find(number) == nullptr) {
+  if (sim_port_find(number) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!key_read(mac, vlan, key)) {
+  if (!key_read(mac, vlan, key))
     return OPEN_E_PARAM;
-  }
-  if (ports[number].entries.erase(key) == 0) {
+  if (ports[number].entries.erase(key) == 0)
     return OPEN_E_NOT_FOUND;
-  }
   return sim_changed(SIM_LOCKING, number);
 }
 
@@ -77,13 +69,11 @@ open_error_t entry_above(uint32_t number, const sim_pml_entry_t& key, open_buffd
                          uint32_t& vlan, bool& sticky)
 {
   const auto port = ports.find(number);
-  if (port == ports.end()) {
+  if (port == ports.end())
     return sim_port_find(number) == nullptr ? OPEN_E_NOT_FOUND : OPEN_E_FAIL;
-  }
   const auto entry = port->second.entries.upper_bound(key);
-  if (entry == port->second.entries.end()) {
+  if (entry == port->second.entries.end())
     return OPEN_E_FAIL;
-  }
   const open_error_t put = sim_text_put(mac, sim_mac_text(entry->first.first));
   if (put == OPEN_E_NONE) {
     vlan = entry->first.second;
@@ -114,9 +104,8 @@ void pml_clear()
 void pml_write(std::string& script)
 {
   for (const auto& [number, port] : ports) {
-    if (port.sticky != OPEN_DISABLE) {
+    if (port.sticky != OPEN_DISABLE)
       sim_cli_line(script, "interface", number, "mac-locking sticky", port.sticky);
-    }
     for (const auto& [key, sticky] : port.entries) {
       sim_cli_line(script, "interface", number, "mac-locking static", sim_mac_text(key.first),
                    "vlan", key.second, sticky ? "sticky" : "fixed");

@@ -7,7 +7,7 @@
 
 #include "platform/openapi_types.h"
 
-typedef std::pair<uint64_t, uint32_t> sim_pml_entry_t;  // MAC address and VLAN
+using sim_pml_entry_t = std::pair<uint64_t, uint32_t>;  // MAC address and VLAN
 
 struct sim_pml_port_t {
   OPEN_CONTROL_t sticky = OPEN_DISABLE;

@@ -47,15 +47,13 @@ sim_restore_t ports_keep()
 open_error_t if_from(std::map<uint32_t, sim_if_t>::const_iterator from, OPEN_INTF_TYPE_t type,
                      uint32_t& number)
 {
-  if (type < OPEN_INTF_TYPE_PHY || type > OPEN_INTF_TYPE_ANY) {
+  if (type < OPEN_INTF_TYPE_PHY || type > OPEN_INTF_TYPE_ANY)
     return OPEN_E_PARAM;
-  }
   const auto found = std::find_if(from, ifs.cend(), [&](const auto& entry) {
     return type == OPEN_INTF_TYPE_ANY || entry.second.type == type;
   });
-  if (found == ifs.cend()) {
+  if (found == ifs.cend())
     return OPEN_E_FAIL;
-  }
   return sim_give(number, found->first);
 }
 
@@ -106,11 +104,9 @@ void sim_if_remove(uint32_t number)
 std::vector<uint32_t> sim_if_members(uint32_t group)
 {
   std::vector<uint32_t> members;
-  for (const auto& [number, intf] : ifs) {
-    if (group != 0 && intf.group == group) {
+  for (const auto& [number, intf] : ifs)
+    if (group != 0 && intf.group == group)
       members.push_back(number);
-    }
-  }
   return members;
 }
 
@@ -145,9 +141,8 @@ open_error_t openapiIfNextChangedGet(openapiClientHandle_t* client_handle, uint3
 {
   const auto work = [&] {
     const open_error_t result = sim_pending_next(SIM_IF, ifNum, *nextIfNum);
-    if (result == OPEN_E_NONE) {
+    if (result == OPEN_E_NONE)
       *delete_pending = sim_if_find(*nextIfNum) == nullptr ? 1 : 0;
-    }
     return result;
   };
   return sim_call(__func__, client_handle, work, ifNum, sim_out(nextIfNum),

@@ -37,9 +37,8 @@ std::map<uint32_t, rtr_if_t> rtr_ifs;
 
 OPEN_CONTROL_t* mode_of(OPEN_AF_t family)
 {
-  if (family == OPEN_AF_INET) {
+  if (family == OPEN_AF_INET)
     return &ipv4_mode;
-  }
   return family == OPEN_AF_INET6 ? &ipv6_mode : nullptr;
 }
 
@@ -66,12 +65,10 @@ const rtr_if_t* rtr_find(uint32_t number)
 open_error_t rtr_configure(uint32_t number, rtr_if_t*& rtr)
 {
   const sim_if_t* intf = sim_if_find(number);
-  if (intf == nullptr) {
+  if (intf == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if ((intf->type != OPEN_INTF_TYPE_PHY && intf->type != OPEN_INTF_TYPE_VLAN) || intf->group != 0) {
+  if ((intf->type != OPEN_INTF_TYPE_PHY && intf->type != OPEN_INTF_TYPE_VLAN) || intf->group != 0)
     return OPEN_E_UNAVAIL;
-  }
   rtr = &rtr_ifs[number];
   return OPEN_E_NONE;
 }
@@ -93,9 +90,8 @@ open_error_t intf_next(uint32_t number, uint32_t& next)
 open_error_t intf_type(uint32_t number, OPEN_INTF_TYPE_t& type)
 {
   const rtr_if_t* rtr = rtr_find(number);
-  if (rtr == nullptr) {
+  if (rtr == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   return sim_give(type, sim_if_find(number)->type);
 }
 
@@ -133,9 +129,8 @@ bool overlap(const open_inet_pfx_t& a, const open_inet_pfx_t& b)
   const sim_address_bytes_t x = sim_address_bytes(a);
   const sim_address_bytes_t y = sim_address_bytes(b);
   const size_t whole = bits / 8;
-  if (!std::equal(x.begin(), x.begin() + whole, y.begin())) {
+  if (!std::equal(x.begin(), x.begin() + whole, y.begin()))
     return false;
-  }
   return bits % 8 == 0 || (x[whole] ^ y[whole]) >> (8 - bits % 8) == 0;
 }
 
@@ -143,9 +138,8 @@ bool overlap(const open_inet_pfx_t& a, const open_inet_pfx_t& b)
 bool overlaps_another(uint32_t number, const open_inet_pfx_t& pfx)
 {
   const bool ipv4 = pfx.family == OPEN_AF_INET;
-  if (!ipv4 && sim_ipv6_is_link_local(pfx.addr.ipv6)) {
+  if (!ipv4 && sim_ipv6_is_link_local(pfx.addr.ipv6))
     return false;
-  }
   return std::any_of(rtr_ifs.begin(), rtr_ifs.end(), [&](const auto& entry) {
     const auto& others = ipv4 ? entry.second.ipv4 : entry.second.ipv6;
     return entry.first != number &&
@@ -158,8 +152,9 @@ bool overlaps_another(uint32_t number, const open_inet_pfx_t& pfx)
 std::vector<open_inet_pfx_t>::const_iterator find_address(const std::vector<open_inet_pfx_t>& list,
                                                           const open_inet_pfx_t& pfx)
 {
-  return std::find_if(list.begin(), list.end(),
-                      [&](const open_inet_pfx_t& held) { return same_address(held, pfx); });
+  return std::find_if(
+      list.begin(), list.end(),
+      [&](const open_inet_pfx_t& held) { return same_address(held, pfx); });
 }
 
 // A host in a network: where a network has room for more than two, the first and the last address
@@ -167,9 +162,8 @@ std::vector<open_inet_pfx_t>::const_iterator find_address(const std::vector<open
 bool ipv4_assignable(const open_inet_pfx_t& pfx)
 {
   if (pfx.family != OPEN_AF_INET || pfx.pfxLen < 1 || pfx.pfxLen > 32 ||
-      !sim_ipv4_is_host(pfx.addr.ipv4)) {
+      !sim_ipv4_is_host(pfx.addr.ipv4))
     return false;
-  }
   const uint32_t host_bits = pfx.pfxLen == 32 ? 0 : UINT32_MAX >> pfx.pfxLen;
   const uint32_t host = pfx.addr.ipv4 & host_bits;
   return pfx.pfxLen >= 31 || (host != 0 && host != host_bits);
@@ -191,24 +185,20 @@ bool eui64_fill(uint32_t number, open_inet_pfx_t& pfx)
   const uint64_t mac = sim_plane().mac(number);
   uint64_t id = mac >> 24 << 40 | EUI64_MIDDLE | (mac & 0xffffff);
   id ^= EUI64_UNIVERSAL;
-  for (size_t i = sizeof pfx.addr.ipv6; i-- > sizeof pfx.addr.ipv6 / 2; id >>= 8) {
+  for (size_t i = sizeof pfx.addr.ipv6; i-- > sizeof pfx.addr.ipv6 / 2; id >>= 8)
     pfx.addr.ipv6.u.addr8[i] = static_cast<uint8_t>(id);
-  }
   return pfx.pfxLen <= 64;
 }
 
 open_error_t primary_add(uint32_t number, rtr_if_t& rtr, const open_inet_pfx_t& pfx)
 {
-  if (!ipv4_assignable(pfx)) {
+  if (!ipv4_assignable(pfx))
     return OPEN_E_PARAM;
-  }
   const auto held = find_address(rtr.ipv4, pfx);
-  if (held != rtr.ipv4.end() && (held != rtr.ipv4.begin() || held->pfxLen == pfx.pfxLen)) {
+  if (held != rtr.ipv4.end() && (held != rtr.ipv4.begin() || held->pfxLen == pfx.pfxLen))
     return OPEN_E_EXISTS;
-  }
-  if (overlaps_another(number, pfx)) {
+  if (overlaps_another(number, pfx))
     return OPEN_E_FAIL;
-  }
   rtr.ipv4.resize(std::max<size_t>(rtr.ipv4.size(), 1));
   rtr.ipv4.front() = pfx;  // a new one takes the place of the old one, and that of DHCP
   rtr.dhcp_ipv4 = false;
@@ -217,45 +207,36 @@ open_error_t primary_add(uint32_t number, rtr_if_t& rtr, const open_inet_pfx_t& 
 
 open_error_t secondary_add(uint32_t number, rtr_if_t& rtr, const open_inet_pfx_t& pfx)
 {
-  if (!ipv4_assignable(pfx)) {
+  if (!ipv4_assignable(pfx))
     return OPEN_E_PARAM;
-  }
-  if (find_address(rtr.ipv4, pfx) != rtr.ipv4.end()) {
+  if (find_address(rtr.ipv4, pfx) != rtr.ipv4.end())
     return OPEN_E_EXISTS;
-  }
-  if (rtr.ipv4.empty() || overlaps_another(number, pfx)) {
+  if (rtr.ipv4.empty() || overlaps_another(number, pfx))
     return OPEN_E_FAIL;
-  }
-  if (rtr.ipv4.size() > SECONDARY_MAX) {
+  if (rtr.ipv4.size() > SECONDARY_MAX)
     return OPEN_E_FULL;
-  }
   rtr.ipv4.push_back(pfx);
   return OPEN_E_NONE;
 }
 
 open_error_t ipv6_add(uint32_t number, rtr_if_t& rtr, open_inet_pfx_t pfx, bool eui64)
 {
-  if (!ipv6_assignable(pfx) || (eui64 && !eui64_fill(number, pfx))) {
+  if (!ipv6_assignable(pfx) || (eui64 && !eui64_fill(number, pfx)))
     return OPEN_E_PARAM;
-  }
-  if (find_address(rtr.ipv6, pfx) != rtr.ipv6.end()) {
+  if (find_address(rtr.ipv6, pfx) != rtr.ipv6.end())
     return OPEN_E_EXISTS;
-  }
-  if (overlaps_another(number, pfx)) {
+  if (overlaps_another(number, pfx))
     return OPEN_E_FAIL;
-  }
-  if (rtr.ipv6.size() == IPV6_MAX) {
+  if (rtr.ipv6.size() == IPV6_MAX)
     return OPEN_E_FULL;
-  }
   rtr.ipv6.push_back(pfx);
   return OPEN_E_NONE;
 }
 
 open_error_t dhcp_set(bool& dhcp, bool on)
 {
-  if (dhcp == on) {
+  if (dhcp == on)
     return on ? OPEN_E_EXISTS : OPEN_E_NOT_FOUND;
-  }
   dhcp = on;
   return OPEN_E_NONE;
 }
@@ -265,9 +246,8 @@ open_error_t dhcp_set(bool& dhcp, bool on)
 open_error_t dhcp_ipv4_set(rtr_if_t& rtr, bool on)
 {
   const open_error_t result = dhcp_set(rtr.dhcp_ipv4, on);
-  if (result == OPEN_E_NONE) {
+  if (result == OPEN_E_NONE)
     rtr.ipv4.clear();
-  }
   return result;
 }
 
@@ -277,27 +257,24 @@ open_error_t address_remove(std::vector<open_inet_pfx_t>& list, size_t first,
 {
   const auto held = find_address(list, pfx);
   if (held == list.end() || held->pfxLen != pfx.pfxLen ||
-      static_cast<size_t>(held - list.begin()) < first) {
+      static_cast<size_t>(held - list.begin()) < first)
     return OPEN_E_NOT_FOUND;
-  }
   list.erase(held);
   return OPEN_E_NONE;
 }
 
 open_error_t primary_remove(rtr_if_t& rtr, const open_inet_pfx_t& pfx)
 {
-  if (rtr.ipv4.empty() || !same_address(rtr.ipv4.front(), pfx)) {
+  if (rtr.ipv4.empty() || !same_address(rtr.ipv4.front(), pfx))
     return OPEN_E_NOT_FOUND;
-  }
   // the secondary addresses have to go first
   return rtr.ipv4.size() > 1 ? OPEN_E_FAIL : address_remove(rtr.ipv4, 0, pfx);
 }
 
 open_error_t ipv6_remove(uint32_t number, rtr_if_t& rtr, open_inet_pfx_t pfx, bool eui64)
 {
-  if (pfx.family != OPEN_AF_INET6 || (eui64 && !eui64_fill(number, pfx))) {
+  if (pfx.family != OPEN_AF_INET6 || (eui64 && !eui64_fill(number, pfx)))
     return OPEN_E_PARAM;
-  }
   return address_remove(rtr.ipv6, 0, pfx);
 }
 
@@ -313,9 +290,8 @@ open_error_t rtr_change(uint32_t number, rtr_if_t& rtr, const sim_address_change
       }
       return change.add ? primary_add(number, rtr, change.pfx) : primary_remove(rtr, change.pfx);
     case OPEN_IP_ADDR_TYPE_STATIC_SECONDARY:
-      if (ipv6) {
+      if (ipv6)
         return OPEN_E_PARAM;
-      }
       return change.add ? secondary_add(number, rtr, change.pfx)
                         : address_remove(rtr.ipv4, 1, change.pfx);
     case OPEN_IP_ADDR_TYPE_DHCP:
@@ -338,19 +314,16 @@ std::vector<open_inet_pfx_t> addresses_of(uint32_t number, OPEN_AF_t family)
 {
   std::vector<open_inet_pfx_t> list = sim_routing_addresses(number, family);
   open_inet_pfx_t leased = {};
-  if (sim_routing_dhcp(number, family) &&
-      sim_plane().lease(number, family, leased) == OPEN_E_NONE) {
+  if (sim_routing_dhcp(number, family) && sim_plane().lease(number, family, leased) == OPEN_E_NONE)
     list.push_back(leased);
-  }
   return list;
 }
 
 open_error_t address_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& pfx)
 {
   const auto list = addresses_of(number, family);
-  if (family == OPEN_AF_INET) {
+  if (family == OPEN_AF_INET)
     return list.empty() ? OPEN_E_NOT_FOUND : sim_give(pfx, list.front());
-  }
   size_t index = 0;
   return address_next(list, 0, pfx, index);
 }
@@ -358,9 +331,8 @@ open_error_t address_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& pfx
 open_error_t secondary_get(OPEN_AF_t family, uint32_t number, open_inet_pfx_t& pfx,
                            uint32_t& position)
 {
-  if (family != OPEN_AF_INET) {
+  if (family != OPEN_AF_INET)
     return OPEN_E_PARAM;
-  }
   size_t index = 0;
   const open_error_t result = address_next(addresses_of(number, family), 1, pfx, index);
   return result == OPEN_E_NONE ? sim_give(position, static_cast<uint32_t>(index)) : result;
@@ -376,9 +348,8 @@ bool sim_number_set(open_inet_pfx_t& address, const sim_fault_value_t& value)
 bool sim_routing_configured(uint32_t number)
 {
   const auto found = rtr_ifs.find(number);
-  if (found == rtr_ifs.end()) {
+  if (found == rtr_ifs.end())
     return false;
-  }
   const rtr_if_t& rtr = found->second;
   return routes(number, rtr) || rtr.dhcp_ipv4 || rtr.dhcp_ipv6 || !rtr.ipv4.empty() ||
          !rtr.ipv6.empty();
@@ -404,18 +375,16 @@ bool sim_routing_dhcp(uint32_t number, OPEN_AF_t family)
 std::vector<open_inet_pfx_t> sim_routing_addresses(uint32_t number, OPEN_AF_t family)
 {
   const auto found = rtr_ifs.find(number);
-  if (found == rtr_ifs.end() || mode_of(family) == nullptr) {
+  if (found == rtr_ifs.end() || mode_of(family) == nullptr)
     return {};
-  }
   return family == OPEN_AF_INET ? found->second.ipv4 : found->second.ipv6;
 }
 
 open_error_t sim_routing_mode_set(OPEN_AF_t family, OPEN_CONTROL_t mode)
 {
   OPEN_CONTROL_t* current = mode_of(family);
-  if (current == nullptr || !sim_control_ok(mode)) {
+  if (current == nullptr || !sim_control_ok(mode))
     return OPEN_E_PARAM;
-  }
   *current = mode;
   return sim_changed(SIM_ROUTING);
 }
@@ -424,44 +393,36 @@ open_error_t sim_routing_intf_mode_set(uint32_t number, OPEN_CONTROL_t mode)
 {
   rtr_if_t* rtr = nullptr;
   const open_error_t result = rtr_configure(number, rtr);
-  if (result != OPEN_E_NONE) {
+  if (result != OPEN_E_NONE)
     return result;
-  }
-  if (!sim_control_ok(mode)) {
+  if (!sim_control_ok(mode))
     return OPEN_E_PARAM;
-  }
-  if (sim_if_vlan(number) != 0) {
+  if (sim_if_vlan(number) != 0)
     return OPEN_E_UNAVAIL;
-  }
   rtr->routing = mode == OPEN_ENABLE;
-  if (!rtr->routing) {
+  if (!rtr->routing)
     sim_tell_if_unrouted(number);
-  }
   return sim_changed(SIM_ROUTING, number);
 }
 
 open_error_t sim_routing_vlan_intf_create(uint32_t vlan)
 {
   uint32_t number = sim_numbering().vlan_first;
-  while (sim_if_find(number) != nullptr) {
+  while (sim_if_find(number) != nullptr)
     number++;
-  }
   return sim_routing_vlan_intf_create_as(vlan, number);
 }
 
 open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number)
 {
   const sim_numbering_t& numbers = sim_numbering();
-  if (!sim_vlan_exists(vlan)) {
+  if (!sim_vlan_exists(vlan))
     return OPEN_E_NOT_FOUND;
-  }
-  if (sim_vlan_routing(vlan) != 0) {
+  if (sim_vlan_routing(vlan) != 0)
     return OPEN_E_EXISTS;
-  }
   if (number < numbers.vlan_first || number >= numbers.vlan_first + numbers.vlan_max ||
-      sim_if_find(number) != nullptr) {
+      sim_if_find(number) != nullptr)
     return OPEN_E_FULL;
-  }
   rtr_ifs[number] = {};
   sim_if_add(number, OPEN_INTF_TYPE_VLAN, "vlan " + std::to_string(vlan)).vlan = vlan;
   sim_vlan_routing_set(vlan, number);
@@ -471,12 +432,10 @@ open_error_t sim_routing_vlan_intf_create_as(uint32_t vlan, uint32_t number)
 open_error_t sim_routing_vlan_intf_delete(uint32_t vlan)
 {
   const uint32_t number = sim_vlan_routing(vlan);
-  if (number == 0) {
+  if (number == 0)
     return OPEN_E_NOT_FOUND;
-  }
-  if (sim_tcam_redirects_to(number)) {
+  if (sim_tcam_redirects_to(number))
     return OPEN_E_FAIL;
-  }
   vlan_intf_remove(number);
   return sim_changed(SIM_IF, number);
 }
@@ -485,12 +444,10 @@ open_error_t sim_routing_address_change(uint32_t number, const sim_address_chang
 {
   rtr_if_t* rtr = nullptr;
   open_error_t result = rtr_configure(number, rtr);
-  if (result != OPEN_E_NONE) {
+  if (result != OPEN_E_NONE)
     return result;
-  }
-  if (mode_of(change.family) == nullptr || !sim_control_ok(change.ext_arg)) {
+  if (mode_of(change.family) == nullptr || !sim_control_ok(change.ext_arg))
     return OPEN_E_PARAM;
-  }
   result = rtr_change(number, *rtr, change);
   return result == OPEN_E_NONE ? sim_changed(SIM_ROUTING, number) : result;
 }
@@ -517,14 +474,11 @@ void routing_reset()
 void routing_clear()
 {
   std::vector<uint32_t> numbers;
-  for (const auto& entry : rtr_ifs) {
+  for (const auto& entry : rtr_ifs)
     numbers.push_back(entry.first);
-  }
-  for (const uint32_t number : numbers) {
-    if (sim_if_vlan(number) != 0) {
+  for (const uint32_t number : numbers)
+    if (sim_if_vlan(number) != 0)
       vlan_intf_remove(number);
-    }
-  }
   routing_reset();
 }
 
@@ -538,22 +492,17 @@ void address_write(std::string& script, uint32_t number, const char* command,
 
 void addresses_write(std::string& script, uint32_t number, const rtr_if_t& rtr)
 {
-  if (rtr.dhcp_ipv4) {
+  if (rtr.dhcp_ipv4)
     sim_cli_line(script, "interface", number, "ip dhcp");
-  }
-  if (rtr.dhcp_ipv6) {
+  if (rtr.dhcp_ipv6)
     sim_cli_line(script, "interface", number, "ipv6 dhcp");
-  }
-  for (const open_inet_pfx_t& pfx : rtr.ipv4) {
-    if (&pfx == &rtr.ipv4.front()) {
+  for (const open_inet_pfx_t& pfx : rtr.ipv4)
+    if (&pfx == &rtr.ipv4.front())
       address_write(script, number, "ip address", pfx);
-    } else {
+    else
       address_write(script, number, "ip address", pfx, "secondary");
-    }
-  }
-  for (const open_inet_pfx_t& pfx : rtr.ipv6) {
+  for (const open_inet_pfx_t& pfx : rtr.ipv6)
     address_write(script, number, "ipv6 address", pfx);
-  }
 }
 
 void routing_write(std::string& script)
@@ -561,12 +510,10 @@ void routing_write(std::string& script)
   sim_cli_line(script, "routing ip", ipv4_mode);
   sim_cli_line(script, "routing ipv6", ipv6_mode);
   for (const auto& [number, rtr] : rtr_ifs) {
-    if (sim_if_vlan(number) != 0) {
+    if (sim_if_vlan(number) != 0)
       sim_cli_line(script, "vlan", sim_if_vlan(number), "routing", number);
-    }
-    if (rtr.routing) {
+    if (rtr.routing)
       sim_cli_line(script, "interface", number, "routing enable");
-    }
     addresses_write(script, number, rtr);
   }
 }
@@ -575,11 +522,10 @@ open_inet_pfx_t prefix_of(const open_inet_addr_t& address, uint32_t length)
 {
   open_inet_pfx_t pfx = {};
   pfx.family = address.family;
-  if (address.family == OPEN_AF_INET) {
+  if (address.family == OPEN_AF_INET)
     pfx.addr.ipv4 = address.addr.ipv4;
-  } else {
+  else
     pfx.addr.ipv6 = address.addr.ipv6;
-  }
   pfx.pfxLen = length;
   return pfx;
 }

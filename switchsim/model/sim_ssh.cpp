@@ -121,7 +121,8 @@ open_error_t rpcclt_openapiSSHMaxSessionsSet(openapiClientHandle_t* client_handl
 
 open_error_t rpcclt_openapiSSHMaxSessionsDefaultSet(openapiClientHandle_t* client_handle)
 {
-  return sim_call(__func__, client_handle, [] { return max_sessions_set(SESSIONS_MAX); });
+  return sim_call(
+      __func__, client_handle, [] { return max_sessions_set(SESSIONS_MAX); });
 }
 
 open_error_t rpcclt_openapiSSHSessionTimeoutGet(openapiClientHandle_t* client_handle,

@@ -53,9 +53,8 @@ open_error_t prompt_set(const std::string& prompt)
 {
   const auto printable = [](unsigned char c) { return c >= ' ' && c < 0x7f; };
   if (prompt.empty() || prompt.size() > NAME_MAX_LENGTH ||
-      !std::all_of(prompt.begin(), prompt.end(), printable)) {
+      !std::all_of(prompt.begin(), prompt.end(), printable))
     return OPEN_E_PARAM;
-  }
   return sim_assign(SIM_SYSTEM, settings.prompt, prompt);
 }
 
@@ -73,9 +72,8 @@ open_error_t telnet_set(OPEN_CONTROL_t mode)
 // Another way to get an address: the one given by hand is gone.
 open_error_t protocol_set(OPEN_PROTOCOL_MODE_t mode)
 {
-  if (mode < OPEN_PROTOCOL_MODE_NONE || mode > OPEN_PROTOCOL_MODE_DHCP) {
+  if (mode < OPEN_PROTOCOL_MODE_NONE || mode > OPEN_PROTOCOL_MODE_DHCP)
     return OPEN_E_PARAM;
-  }
   network_port_t network = settings.network;
   if (mode != network.protocol) {
     network = {};
@@ -88,9 +86,8 @@ open_error_t protocol_set(OPEN_PROTOCOL_MODE_t mode)
 open_error_t network_set(const open_inet_addr_t& ip, const open_inet_addr_t& mask,
                          const open_inet_addr_t& gateway)
 {
-  if (settings.network.protocol != OPEN_PROTOCOL_MODE_NONE) {
+  if (settings.network.protocol != OPEN_PROTOCOL_MODE_NONE)
     return OPEN_E_FAIL;  // the address is not given by hand
-  }
   const bool ipv4 =
       ip.family == OPEN_AF_INET && mask.family == OPEN_AF_INET && gateway.family == OPEN_AF_INET;
   network_port_t network;
@@ -99,9 +96,8 @@ open_error_t network_set(const open_inet_addr_t& ip, const open_inet_addr_t& mas
   network.gateway = gateway.addr.ipv4;
   const bool contiguous = network.mask != 0 && (~network.mask & (~network.mask + 1)) == 0;
   if (!ipv4 || !sim_ipv4_is_host(network.ip) || !contiguous ||
-      (network.gateway != 0 && ((network.gateway ^ network.ip) & network.mask) != 0)) {
+      (network.gateway != 0 && ((network.gateway ^ network.ip) & network.mask) != 0))
     return OPEN_E_PARAM;
-  }
   return sim_assign(SIM_SYSTEM, settings.network, network);
 }
 
@@ -193,8 +189,8 @@ open_error_t rpcclt_openapiSerialTimeoutSet(openapiClientHandle_t* client_handle
 
 open_error_t rpcclt_openapiSerialTimeoutDefaultSet(openapiClientHandle_t* client_handle)
 {
-  return sim_call(__func__, client_handle,
-                  [] { return serial_timeout_set(SERIAL_TIMEOUT_DEFAULT); });
+  return sim_call(
+      __func__, client_handle, [] { return serial_timeout_set(SERIAL_TIMEOUT_DEFAULT); });
 }
 
 open_error_t rpcclt_openapiTelnetServerAdminModeGet(openapiClientHandle_t* client_handle,

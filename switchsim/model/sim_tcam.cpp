@@ -45,9 +45,8 @@ bool policy_valid(const open_tcamApiPolicy_t& policy)
 open_error_t policy_add(uint32_t id, const open_tcamApiPolicy_t& record, uint32_t place)
 {
   const open_error_t result = sim_plane().policy_room(0, record, place);
-  if (result != OPEN_E_NONE) {
+  if (result != OPEN_E_NONE)
     return result;
-  }
   policies[id] = {record, place, {}};
   last_id = std::max(last_id, id);
   return sim_changed(SIM_POLICY, id);
@@ -55,9 +54,8 @@ open_error_t policy_add(uint32_t id, const open_tcamApiPolicy_t& record, uint32_
 
 open_error_t policy_create(const open_tcamApiPolicy_t& record, uint32_t& id)
 {
-  if (!policy_valid(record)) {
+  if (!policy_valid(record))
     return OPEN_E_PARAM;
-  }
   const open_error_t result = policy_add(last_id + 1, record, SIM_PLACE_ANY);
   return result == OPEN_E_NONE ? sim_give(id, last_id) : result;
 }
@@ -92,29 +90,25 @@ open_error_t policy_from(std::map<uint32_t, sim_policy_t>::const_iterator from, 
 open_error_t policy_attach(uint32_t id, uint32_t port)
 {
   const auto found = policies.find(id);
-  if (found == policies.end() || sim_port_find(port) == nullptr) {
+  if (found == policies.end() || sim_port_find(port) == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!found->second.ports.insert(port).second) {
+  if (!found->second.ports.insert(port).second)
     return OPEN_E_EXISTS;
-  }
   return sim_changed(SIM_POLICY, id);
 }
 
 open_error_t policy_detach(uint32_t id, uint32_t port)
 {
   const auto found = policies.find(id);
-  if (found == policies.end() || found->second.ports.erase(port) == 0) {
+  if (found == policies.end() || found->second.ports.erase(port) == 0)
     return OPEN_E_NOT_FOUND;
-  }
   return sim_changed(SIM_POLICY, id);
 }
 
 open_error_t type_name(uint32_t type, open_buffdesc* name)
 {
-  if (type >= std::size(TYPE_NAMES) || TYPE_NAMES[type] == nullptr) {
+  if (type >= std::size(TYPE_NAMES) || TYPE_NAMES[type] == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   return sim_text_put(name, TYPE_NAMES[type]);
 }
 
@@ -130,9 +124,8 @@ open_error_t tcam_call(const char* name, const openapiClientHandle_t* handle, Wo
 uint64_t mac_of(const uint8_t (&bytes)[6])
 {
   uint64_t mac = 0;
-  for (const uint8_t byte : bytes) {
+  for (const uint8_t byte : bytes)
     mac = mac << 8 | byte;
-  }
   return mac;
 }
 }  // namespace
@@ -172,10 +165,12 @@ const std::map<uint32_t, sim_policy_t>& sim_policies()
 
 bool sim_tcam_redirects_to(uint32_t number)
 {
-  return std::any_of(policies.begin(), policies.end(), [&](const auto& entry) {
-    const open_tcamApiPolicy_t& record = entry.second.record;
-    return policy_redirects(record) && record.actionVal.redirIntfNum == number;
-  });
+  return std::any_of(
+      policies.begin(), policies.end(),
+      [&](const auto& entry) {
+        const open_tcamApiPolicy_t& record = entry.second.record;
+        return policy_redirects(record) && record.actionVal.redirIntfNum == number;
+      });
 }
 
 // ---- configuration ----
@@ -328,18 +323,15 @@ bool field_read(const field_t& field, const std::string& text, open_tcamApiPolic
       return sim_inet_parse(text, address) == OPEN_E_NONE && address.family == OPEN_AF_INET &&
              field_store(field, at, address.addr.ipv4);
     case IPV6:
-      if (sim_inet_parse(text, address) != OPEN_E_NONE || address.family != OPEN_AF_INET6) {
+      if (sim_inet_parse(text, address) != OPEN_E_NONE || address.family != OPEN_AF_INET6)
         return false;
-      }
       memcpy(at, &address.addr.ipv6, field.size);
       return true;
     case MAC:
-      if (!sim_mac_parse(text, number)) {
+      if (!sim_mac_parse(text, number))
         return false;
-      }
-      for (size_t i = field.size; i-- > 0; number >>= 8) {
+      for (size_t i = field.size; i-- > 0; number >>= 8)
         at[i] = static_cast<char>(number);
-      }
       return true;
     default:
       return sim_cli_number_read(text, number) && field_store(field, at, number);
@@ -354,13 +346,11 @@ void tcam_write(std::string& script)
                  "slice", policy.place);
     for (const field_t& field : FIELDS) {
       const std::string text = field_text(field, policy.record);
-      if (text != field_text(field, empty)) {
+      if (text != field_text(field, empty))
         sim_cli_line(script, "tcam policy", id, "set", field.name, text);
-      }
     }
-    for (const uint32_t port : policy.ports) {
+    for (const uint32_t port : policy.ports)
       sim_cli_line(script, "tcam policy", id, "interface", port);
-    }
   }
 }
 
@@ -369,12 +359,10 @@ open_error_t cli_policy_create(uint32_t id, OPEN_TCAM_POLICY_TYPE_t type, uint32
 {
   open_tcamApiPolicy_t record = {};
   record.policyType = type;
-  if (id == 0 || !policy_valid(record)) {
+  if (id == 0 || !policy_valid(record))
     return OPEN_E_PARAM;
-  }
-  if (policies.count(id) > 0) {
+  if (policies.count(id) > 0)
     return OPEN_E_EXISTS;
-  }
   return slice == SIM_PLACE_ANY ? OPEN_E_PARAM : policy_add(id, record, slice);
 }
 
@@ -383,13 +371,11 @@ open_error_t cli_policy_set(uint32_t id, const std::string& name, const std::str
   const auto policy = policies.find(id);
   const auto field = std::find_if(std::begin(FIELDS), std::end(FIELDS),
                                   [&](const field_t& row) { return name == row.name; });
-  if (policy == policies.end()) {
+  if (policy == policies.end())
     return OPEN_E_NOT_FOUND;
-  }
   open_tcamApiPolicy_t record = policy->second.record;
-  if (field == std::end(FIELDS) || !field_read(*field, text, record) || !policy_valid(record)) {
+  if (field == std::end(FIELDS) || !field_read(*field, text, record) || !policy_valid(record))
     return OPEN_E_PARAM;
-  }
   const open_error_t result = sim_plane().policy_room(id, record, policy->second.place);
   return result == OPEN_E_NONE ? sim_assign(SIM_POLICY, policy->second.record, record, id) : result;
 }
@@ -412,7 +398,8 @@ const sim_area_t sim_tcam_area = [] {
 
 open_error_t rpcclt_openapiTcamApiInit(openapiClientHandle_t* client_handle)
 {
-  return sim_call(__func__, client_handle, [] { return sim_give(initialised, true); });
+  return sim_call(
+      __func__, client_handle, [] { return sim_give(initialised, true); });
 }
 
 open_error_t rpcclt_openapiTcamPolicyCreate(openapiClientHandle_t* client_handle,
@@ -474,9 +461,8 @@ open_error_t rpcclt_openapiTcamGroupStatsGetZRT(openapiClientHandle_t* client_ha
                                                 open_tcam_group_stats_t* groups)
 {
   const auto work = [&] {
-    if (stage != OPEN_TCAM_POLICY_STAGE_INGRESS && stage != OPEN_TCAM_POLICY_STAGE_EGRESS) {
+    if (stage != OPEN_TCAM_POLICY_STAGE_INGRESS && stage != OPEN_TCAM_POLICY_STAGE_EGRESS)
       return OPEN_E_PARAM;
-    }
     return sim_give(*groups, sim_plane().policy_use(stage == OPEN_TCAM_POLICY_STAGE_EGRESS).groups);
   };
   return tcam_call(__func__, client_handle, work, stage, sim_out(groups));

@@ -108,9 +108,8 @@ uint32_t pvid_of(const switchport_t& port)
 membership_t membership_in_force(const switchport_t& port, const vlan_t& vlan, uint32_t vid,
                                  uint32_t number)
 {
-  if (port.mode == OPEN_VLAN_SWITCHPORT_MODE_GENERAL) {
+  if (port.mode == OPEN_VLAN_SWITCHPORT_MODE_GENERAL)
     return membership_of(vlan, vid, number);
-  }
   const bool is_trunk = port.mode == OPEN_VLAN_SWITCHPORT_MODE_TRUNK;
   const bool untagged = vid == pvid_of(port);
   const bool included = untagged || (is_trunk && port.trunk.count(vid) > 0);
@@ -132,9 +131,8 @@ open_error_t membership_get(uint32_t vid, uint32_t number, T& out, Get get)
   const vlan_t* vlan = vlan_find(vid);
   const uint32_t forwarder = sim_if_forwarder(number);
   const switchport_t* port = switchport_find(forwarder);
-  if (vlan == nullptr || port == nullptr) {
+  if (vlan == nullptr || port == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
   return sim_give(out, get(membership_in_force(*port, *vlan, vid, forwarder)));
 }
 
@@ -143,9 +141,8 @@ open_error_t member_get(uint32_t vid, uint32_t number, uint32_t& status)
   membership_t membership = {};
   const auto get = [](const membership_t& m) { return m; };
   const open_error_t result = membership_get(vid, number, membership, get);
-  if (result == OPEN_E_NONE) {
+  if (result == OPEN_E_NONE)
     status = is_member(membership, vid, number) ? 1 : 0;
-  }
   return result;
 }
 
@@ -160,15 +157,12 @@ open_error_t membership_set(uint32_t vid, uint32_t number, bool right, Take take
 {
   vlan_t* vlan = vlan_find(vid);
   const switchport_t* port = switchport_find(number);
-  if (vlan == nullptr || port == nullptr) {
+  if (vlan == nullptr || port == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!right) {
+  if (!right)
     return OPEN_E_PARAM;
-  }
-  if (!is_own_forwarder(number) || port->mode != OPEN_VLAN_SWITCHPORT_MODE_GENERAL) {
+  if (!is_own_forwarder(number) || port->mode != OPEN_VLAN_SWITCHPORT_MODE_GENERAL)
     return OPEN_E_UNAVAIL;
-  }
   membership_t membership = membership_of(*vlan, vid, number);
   take(membership);
   vlan->memberships[number] = membership;
@@ -186,15 +180,12 @@ template <class Take>
 open_error_t switchport_set(uint32_t number, bool right, Take take)
 {
   switchport_t* port = switchport_find(number);
-  if (port == nullptr) {
+  if (port == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (!right) {
+  if (!right)
     return OPEN_E_PARAM;
-  }
-  if (!is_own_forwarder(number)) {
+  if (!is_own_forwarder(number))
     return OPEN_E_UNAVAIL;
-  }
   take(*port);
   return sim_changed(SIM_IF, number);
 }
@@ -202,9 +193,8 @@ open_error_t switchport_set(uint32_t number, bool right, Take take)
 // Sets one of the VLANs for untagged frames: one that exists.
 open_error_t untagged_set(uint32_t number, uint32_t vid, uint32_t switchport_t::*which)
 {
-  if (vid_in_range(vid) && !sim_vlan_exists(vid)) {
+  if (vid_in_range(vid) && !sim_vlan_exists(vid))
     return OPEN_E_NOT_FOUND;
-  }
   return switchport_set(number, vid_in_range(vid), [&](switchport_t& port) { port.*which = vid; });
 }
 
@@ -228,16 +218,13 @@ bool list_read(std::string_view text, std::set<uint32_t>& list)
 {
   do {
     uint32_t first = 0;
-    if (!list_number_take(text, first)) {
+    if (!list_number_take(text, first))
       return false;
-    }
     uint32_t last = first;
-    if (list_mark_take(text, '-') && (!list_number_take(text, last) || last < first)) {
+    if (list_mark_take(text, '-') && (!list_number_take(text, last) || last < first))
       return false;
-    }
-    for (uint32_t vid = first; vid <= last; vid++) {
+    for (uint32_t vid = first; vid <= last; vid++)
       list.insert(vid);
-    }
   } while (list_mark_take(text, ','));
   return text.empty();
 }
@@ -258,12 +245,10 @@ bool vlan_parse(const sim_json_t& json)
 {
   uint32_t vid = 0;
   const auto parse_id = [&](const sim_json_t& j) {
-    if (!sim_json_uint(j, 1, vlan_max, vid)) {
+    if (!sim_json_uint(j, 1, vlan_max, vid))
       return false;
-    }
-    if (sim_vlan_exists(vid)) {
+    if (sim_vlan_exists(vid))
       return sim_json_refuse(j, "is there twice");
-    }
     vlan_add(vid);
     return true;
   };
@@ -302,18 +287,15 @@ bool vlans_parse(const sim_json_t& json)
   if (json_object_get_type(json.value) == json_type_array) {
     vlans.clear();
     const bool parsed = sim_json_list(json, vlan_parse);
-    if (!sim_vlan_exists(VLAN_DEFAULT)) {
+    if (!sim_vlan_exists(VLAN_DEFAULT))
       vlan_add(VLAN_DEFAULT);
-    }
     return parsed;
   }
   uint32_t count = 0;
-  if (!sim_json_uint(json, 1, vlan_max, count)) {
+  if (!sim_json_uint(json, 1, vlan_max, count))
     return false;
-  }
-  for (uint32_t vid = VLAN_DEFAULT + 1; vid <= count; vid++) {
+  for (uint32_t vid = VLAN_DEFAULT + 1; vid <= count; vid++)
     vlan_add(vid);
-  }
   return true;
 }
 
@@ -339,15 +321,13 @@ bool sim_vlan_forwarding(uint32_t number, sim_forwarding_t& forwarding)
 {
   const uint32_t forwarder = sim_if_forwarder(number);
   const switchport_t* port = switchport_find(forwarder);
-  if (port == nullptr) {
+  if (port == nullptr)
     return false;
-  }
   forwarding = {pvid_of(*port), port->accept, {}, {}};
   for (const auto& [vid, vlan] : vlans) {
     const membership_t membership = membership_in_force(*port, vlan, vid, forwarder);
-    if (is_member(membership, vid, forwarder)) {
+    if (is_member(membership, vid, forwarder))
       (membership.tagged ? forwarding.tagged : forwarding.untagged).insert(vid);
-    }
   }
   return true;
 }
@@ -365,24 +345,20 @@ void sim_vlan_routing_set(uint32_t vid, uint32_t number)
 
 open_error_t sim_vlan_create(uint32_t vid)
 {
-  if (!vid_in_range(vid)) {
+  if (!vid_in_range(vid))
     return OPEN_E_PARAM;
-  }
-  if (sim_vlan_exists(vid)) {
+  if (sim_vlan_exists(vid))
     return OPEN_E_EXISTS;
-  }
   vlan_add(vid);
   return sim_changed(SIM_VLAN, vid);
 }
 
 open_error_t sim_vlan_delete(uint32_t vid)
 {
-  if (!sim_vlan_exists(vid)) {
+  if (!sim_vlan_exists(vid))
     return OPEN_E_NOT_FOUND;
-  }
-  if (vid == VLAN_DEFAULT || vlans[vid].routing != 0) {
+  if (vid == VLAN_DEFAULT || vlans[vid].routing != 0)
     return OPEN_E_FAIL;
-  }
   vlans.erase(vid);
   for (auto& [number, port] : switchports) {
     bool changed = port.trunk.erase(vid) > 0;
@@ -390,9 +366,8 @@ open_error_t sim_vlan_delete(uint32_t vid)
       changed = changed || *untagged == vid;
       *untagged = *untagged == vid ? VLAN_DEFAULT : *untagged;
     }
-    if (changed) {
+    if (changed)
       sim_changed(SIM_IF, number);
-    }
   }
   return sim_changed(SIM_VLAN, vid);
 }
@@ -400,12 +375,10 @@ open_error_t sim_vlan_delete(uint32_t vid)
 open_error_t sim_vlan_name_set(uint32_t vid, const std::string& name)
 {
   vlan_t* vlan = vlan_find(vid);
-  if (vlan == nullptr) {
+  if (vlan == nullptr)
     return OPEN_E_NOT_FOUND;
-  }
-  if (name.size() > NAME_MAX_LENGTH) {
+  if (name.size() > NAME_MAX_LENGTH)
     return OPEN_E_PARAM;
-  }
   vlan->name = name;
   return sim_changed(SIM_VLAN, vid);
 }
@@ -420,8 +393,8 @@ open_error_t sim_vlan_participation_set(uint32_t vid, uint32_t number,
 
 open_error_t sim_vlan_tagging_set(uint32_t vid, uint32_t number, uint32_t tagging)
 {
-  return membership_set(vid, number, tagging <= 1,
-                        [&](membership_t& m) { m.tagged = tagging == 1; });
+  return membership_set(
+      vid, number, tagging <= 1, [&](membership_t& m) { m.tagged = tagging == 1; });
 }
 
 open_error_t sim_vlan_pvid_set(uint32_t number, uint32_t vid)
@@ -448,15 +421,13 @@ open_error_t sim_vlan_trunk_set(uint32_t number, sim_vlan_trunk_change_t change,
   std::set<uint32_t> named;
   const bool right = list_read(list, named);
   return switchport_set(number, right, [&](switchport_t& port) {
-    if (change == SIM_VLAN_TRUNK_REPLACE) {
+    if (change == SIM_VLAN_TRUNK_REPLACE)
       port.trunk = named;
-    } else if (change == SIM_VLAN_TRUNK_ADD) {
+    else if (change == SIM_VLAN_TRUNK_ADD)
       port.trunk.insert(named.begin(), named.end());
-    } else {
-      for (const uint32_t vid : named) {
+    else
+      for (const uint32_t vid : named)
         port.trunk.erase(vid);
-      }
-    }
   });
 }
 
@@ -488,9 +459,8 @@ sim_restore_t vlan_keep()
 void vlan_if_removed(uint32_t number)
 {
   switchports.erase(number);
-  for (auto& entry : vlans) {
+  for (auto& entry : vlans)
     entry.second.memberships.erase(number);
-  }
 }
 
 void vlan_clear()
@@ -507,65 +477,52 @@ constexpr const char* PARTICIPATIONS[] = {"include", "auto", "exclude"};
 std::string list_text(const std::set<uint32_t>& list)
 {
   std::string text;
-  for (const uint32_t vid : list) {
+  for (const uint32_t vid : list)
     text += (text.empty() ? "" : ",") + std::to_string(vid);
-  }
   return text;
 }
 
 void switchport_write(std::string& script, uint32_t number, const switchport_t& port)
 {
   const switchport_t fresh;
-  if (port.access != fresh.access) {
+  if (port.access != fresh.access)
     sim_cli_line(script, "interface", number, "switchport access vlan", port.access);
-  }
-  if (port.native != fresh.native) {
+  if (port.native != fresh.native)
     sim_cli_line(script, "interface", number, "switchport trunk native vlan", port.native);
-  }
-  if (!port.trunk.empty()) {
+  if (!port.trunk.empty())
     sim_cli_line(script, "interface", number, "switchport trunk replace", list_text(port.trunk));
-  }
-  if (port.pvid != fresh.pvid) {
+  if (port.pvid != fresh.pvid)
     sim_cli_line(script, "interface", number, "pvid", port.pvid);
-  }
-  if (port.accept != fresh.accept) {
+  if (port.accept != fresh.accept)
     sim_cli_line(script, "interface", number, "accept", ACCEPTED[port.accept]);
-  }
-  if (port.mode != fresh.mode) {
+  if (port.mode != fresh.mode)
     sim_cli_line(script, "interface", number, "switchport mode", MODES[port.mode]);
-  }
 }
 
 void vlan_write(std::string& script)
 {
   for (const auto& [vid, vlan] : vlans) {
-    if (vid != VLAN_DEFAULT) {
+    if (vid != VLAN_DEFAULT)
       sim_cli_line(script, vlan.is_static ? "vlan" : "vlan learned", vid);
-    }
-    if (vlan.name != name_when_new(vid)) {
+    if (vlan.name != name_when_new(vid))
       sim_cli_line(script, "vlan", vid, "name", vlan.name);
-    }
     const membership_t fresh = membership_when_new(vid);
     for (const auto& [number, membership] : vlan.memberships) {
-      if (membership.mode != fresh.mode) {
+      if (membership.mode != fresh.mode)
         sim_cli_line(script, "interface", number, "vlan", vid, PARTICIPATIONS[membership.mode]);
-      }
-      if (membership.tagged) {
+      if (membership.tagged)
         sim_cli_line(script, "interface", number, "vlan", vid, "tagged");
-      }
     }
   }
-  for (const auto& [number, port] : switchports) {
+  for (const auto& [number, port] : switchports)
     switchport_write(script, number, port);
-  }
 }
 
 open_error_t vlan_learn(uint32_t vid)
 {
   const open_error_t result = sim_vlan_create(vid);
-  if (result == OPEN_E_NONE) {
+  if (result == OPEN_E_NONE)
     vlans[vid].is_static = false;
-  }
   return result;
 }
 
@@ -635,9 +592,8 @@ open_error_t openapiVlanNextChangedGet(openapiClientHandle_t* client_handle, uin
 {
   const auto work = [&] {
     const open_error_t result = sim_pending_next(SIM_VLAN, vid, *nextVid);
-    if (result == OPEN_E_NONE) {
+    if (result == OPEN_E_NONE)
       *delete_pending = sim_vlan_exists(*nextVid) ? 0 : 1;
-    }
     return result;
   };
   return sim_call(__func__, client_handle, work, vid, sim_out(nextVid), sim_out(delete_pending));
@@ -728,9 +684,8 @@ open_error_t openapiVlanIfPvidGet(openapiClientHandle_t* client_handle, uint32_t
 {
   const auto work = [&] {
     const uint32_t routed = sim_if_vlan(ifNum);
-    if (routed == 0) {
+    if (routed == 0)
       return switchport_get(ifNum, *pvid, pvid_of);
-    }
     *pvid = routed;  // the routing interface of a VLAN is in that VLAN and no other
     return OPEN_E_NONE;
   };
@@ -750,9 +705,8 @@ open_error_t rpcclt_openapiVlanIfAcceptFrameTypeGet(openapiClientHandle_t* clien
 {
   const auto get = [](const switchport_t& port) { return port.accept; };
   const auto work = [&] {
-    if (sim_if_vlan(ifNum) == 0) {
+    if (sim_if_vlan(ifNum) == 0)
       return switchport_get(ifNum, *type, get);
-    }
     *type = OPEN_DOT1Q_ADMIT_ALL;
     return OPEN_E_NONE;
   };
@@ -802,9 +756,8 @@ static open_error_t trunk_call(const char* name, const openapiClientHandle_t* ha
                                sim_vlan_trunk_change_t when_adding, open_buffdesc* list)
 {
   const auto work = [&] {
-    if (operation != OPEN_VLAN_LIST_ADD && operation != OPEN_VLAN_LIST_REMOVE) {
+    if (operation != OPEN_VLAN_LIST_ADD && operation != OPEN_VLAN_LIST_REMOVE)
       return OPEN_E_PARAM;
-    }
     return sim_vlan_trunk_set(number,
                               operation == OPEN_VLAN_LIST_ADD ? when_adding : SIM_VLAN_TRUNK_REMOVE,
                               sim_text(list));

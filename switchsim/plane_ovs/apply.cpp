@@ -26,9 +26,8 @@ uint64_t deadline()
 bool rows_step(apply_hands_t& hands, const wish_t& wish, rows_state_t& state, std::string& why)
 {
   if (!stream_connected(hands.db.stream) &&
-      !ovsdb_connect(hands.db, hands.places.ovsdb, deadline(), why)) {
+      !ovsdb_connect(hands.db, hands.places.ovsdb, deadline(), why))
     return false;
-  }
   return rows_apply(hands.db, hands.places.bridge, rows_wanted(hands.places.bridge, wish), state,
                     deadline(), why);
 }
@@ -37,12 +36,10 @@ bool bridge_flows(of_t& of, const std::string& path, const std::set<of_flow_t>& 
                   std::string& why)
 {
   std::vector<of_flow_t> read;
-  if (!stream_connected(of.stream) && !of_connect(of, path, deadline(), why)) {
+  if (!stream_connected(of.stream) && !of_connect(of, path, deadline(), why))
     return false;
-  }
-  if (!of_flows_read(of, FLOWS_COOKIE, FLOWS_COOKIE_MASK, read, deadline(), why)) {
+  if (!of_flows_read(of, FLOWS_COOKIE, FLOWS_COOKIE_MASK, read, deadline(), why))
     return false;
-  }
   const std::set<of_flow_t> held(read.begin(), read.end());
   std::vector<of_flow_t> gone;
   std::vector<of_flow_t> fresh;
@@ -57,9 +54,8 @@ bool flows_step(apply_hands_t& hands, const wish_t& wish, const rows_state_t& st
                 std::string& why)
 {
   const flows_t wanted = flows_wanted(hands.places.bridge, wish, state.port_numbers);
-  for (auto entry = hands.bridges.begin(); entry != hands.bridges.end();) {
+  for (auto entry = hands.bridges.begin(); entry != hands.bridges.end();)
     entry = wanted.count(entry->first) == 0 ? hands.bridges.erase(entry) : std::next(entry);
-  }
   for (const auto& [bridge, flows] : wanted) {
     const std::string path = hands.places.openflow_folder + "/" + bridge + ".mgmt";
     if (!bridge_flows(hands.bridges[bridge], path, flows, why)) {
@@ -80,15 +76,17 @@ bool link_up_step(apply_hands_t& hands, const nl_link_t& link, bool up, std::str
 // Whether a frame of the VLAN could come in or go out anywhere.
 bool vlan_has_link(const wish_t& wish, uint32_t vlan, const nl_links_t& links)
 {
-  return std::any_of(wish.members.begin(), wish.members.end(), [&](const auto& entry) {
-    const wish_member_t& member = entry.second;
-    const auto port_has_link = [&](uint32_t port) {
-      const auto link = links.find(wish.ports.at(port).netdev);
-      return wish.ports.at(port).up && link != links.end() && link->second.carrier;
-    };
-    return member.routed == 0 && member.vlans.count(vlan) > 0 &&
-           std::any_of(member.ports.begin(), member.ports.end(), port_has_link);
-  });
+  return std::any_of(
+      wish.members.begin(), wish.members.end(),
+      [&](const auto& entry) {
+        const wish_member_t& member = entry.second;
+        const auto port_has_link = [&](uint32_t port) {
+          const auto link = links.find(wish.ports.at(port).netdev);
+          return wish.ports.at(port).up && link != links.end() && link->second.carrier;
+        };
+        return member.routed == 0 && member.vlans.count(vlan) > 0 &&
+               std::any_of(member.ports.begin(), member.ports.end(), port_has_link);
+      });
 }
 
 bool port_has_link(const wish_t& wish, uint32_t port, const nl_links_t& links)
@@ -110,9 +108,9 @@ auto address_key(const open_inet_pfx_t& address)
 
 bool among(const std::vector<open_inet_pfx_t>& addresses, const open_inet_pfx_t& wanted)
 {
-  return std::any_of(addresses.begin(), addresses.end(), [&](const open_inet_pfx_t& address) {
-    return address_key(address) == address_key(wanted);
-  });
+  return std::any_of(
+      addresses.begin(), addresses.end(),
+      [&](const open_inet_pfx_t& address) { return address_key(address) == address_key(wanted); });
 }
 
 bool link_local(const open_inet_pfx_t& address)
@@ -125,24 +123,19 @@ bool addresses_step(apply_hands_t& hands, uint32_t index,
                     const std::vector<open_inet_pfx_t>& wanted, std::string& why)
 {
   std::vector<open_inet_pfx_t> held;
-  if (!nl_addresses_read(hands.nl, index, held, deadline(), why)) {
+  if (!nl_addresses_read(hands.nl, index, held, deadline(), why))
     return false;
-  }
-  for (const open_inet_pfx_t& address : held) {
-    if (!among(wanted, address) && !nl_address_remove(hands.nl, index, address, deadline(), why)) {
+  for (const open_inet_pfx_t& address : held)
+    if (!among(wanted, address) && !nl_address_remove(hands.nl, index, address, deadline(), why))
       return false;
-    }
-  }
   // removing a first address takes those of its network along
-  if (!nl_addresses_read(hands.nl, index, held, deadline(), why)) {
+  if (!nl_addresses_read(hands.nl, index, held, deadline(), why))
     return false;
-  }
   for (const open_inet_pfx_t& address : wanted) {
     // link-local addresses that are there are not told, and setting them again does no harm
     if ((link_local(address) || !among(held, address)) &&
-        !nl_address_add(hands.nl, index, address, deadline(), why)) {
+        !nl_address_add(hands.nl, index, address, deadline(), why))
       return false;
-    }
   }
   return true;
 }
@@ -167,9 +160,8 @@ bool router_step(apply_hands_t& hands, const wish_t& wish, uint32_t number,
 
 bool links_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
 {
-  if (!nl_links_read(hands.nl, links, deadline(), why)) {
+  if (!nl_links_read(hands.nl, links, deadline(), why))
     return false;
-  }
   for (const auto& entry : wish.ports) {
     const wish_port_t& port = entry.second;
     const auto link = links.find(port.netdev);
@@ -177,9 +169,8 @@ bool links_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std
       why = port.netdev + ": is not there";
       return false;
     }
-    if (!link_up_step(hands, link->second, port.up, why)) {
+    if (!link_up_step(hands, link->second, port.up, why))
       return false;
-    }
   }
   return std::all_of(wish.routers.begin(), wish.routers.end(), [&](const auto& entry) {
     return router_step(hands, wish, entry.first, entry.second, links, why);
@@ -215,18 +206,17 @@ bool kernel_steps(const wish_t& wish, std::string& why)
   return kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4 ? '1' : '0', why) &&
          kernel_step("/proc/sys/net/ipv6/conf/all/forwarding", wish.forward_ipv6 ? '1' : '0',
                      why) &&
-         std::all_of(wish.ports.begin(), wish.ports.end(), [&](const auto& entry) {
-           return port_kept_from_kernel(entry.second.netdev, why);
-         });
+         std::all_of(
+             wish.ports.begin(), wish.ports.end(),
+             [&](const auto& entry) { return port_kept_from_kernel(entry.second.netdev, why); });
 }
 
 bool frames_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
 {
   rows_state_t state;
   if (!rows_step(hands, wish, state, why) || !flows_step(hands, wish, state, why) ||
-      !links_step(hands, wish, links, why) || !kernel_steps(wish, why)) {
+      !links_step(hands, wish, links, why) || !kernel_steps(wish, why))
     return false;
-  }
   if (!state.errors.empty()) {
     why = state.errors.begin()->first + ": " + state.errors.begin()->second;
     return false;
@@ -236,13 +226,11 @@ bool frames_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, st
 
 bool routing_step(apply_hands_t& hands, const wish_t& wish, std::string& why)
 {
-  if (hands.places.frr.empty()) {
+  if (hands.places.frr.empty())
     return true;
-  }
   if (!stream_connected(hands.bgpd.stream) &&
-      !vty_connect(hands.bgpd, hands.places.frr + "/bgpd.vty", deadline(), why)) {
+      !vty_connect(hands.bgpd, hands.places.frr + "/bgpd.vty", deadline(), why))
     return false;
-  }
   return frr_apply(hands.bgpd, wish.bgp, deadline(), why);
 }
 }  // namespace

@@ -30,7 +30,7 @@ constexpr uint32_t PROTO_UDP = 17;
 constexpr uint32_t PROTO_ICMPV6 = 58;
 constexpr uint32_t PROTO_SCTP = 132;
 
-typedef std::map<std::string, uint32_t> numbers_t;
+using numbers_t = std::map<std::string, uint32_t>;
 
 uint32_t number_of(const numbers_t& numbers, const std::string& name)
 {
@@ -93,9 +93,8 @@ void tag_add(std::set<of_flow_t>& flows, const wish_member_t& member, uint32_t w
 
 void lock_add(std::set<of_flow_t>& flows, const wish_port_t& port, uint32_t wire)
 {
-  if (port.locked.empty()) {
+  if (port.locked.empty())
     return;
-  }
   for (const auto& [mac, vlan] : port.locked) {
     of_flow_t allowed = flow_of(TABLE_LOCK, PRIORITY_VLAN);
     of_match(allowed, OF_IN_PORT, wire);
@@ -133,13 +132,11 @@ void routed_add(std::set<of_flow_t>& flows, const std::string& bridge, const wis
                 const wish_member_t& member, uint32_t wire, const numbers_t& numbers)
 {
   const auto router = wish.routers.find(member.routed);
-  if (router == wish.routers.end()) {
+  if (router == wish.routers.end())
     return;
-  }
   const uint32_t inside = number_of(numbers, rows_router(bridge, member.routed, router->second));
-  if (inside == 0) {
+  if (inside == 0)
     return;
-  }
   of_flow_t in = flow_of(TABLE_TAG, PRIORITY_VLAN);
   of_match(in, OF_IN_PORT, wire);
   of_match(in, OF_VLAN_VID, 0);
@@ -173,9 +170,8 @@ void edge_add(flows_t& all, const std::string& bridge, const wish_t& wish, uint3
       flow_add(flows, inside, actions, NOWHERE);
     }
   }
-  if (patch != 0 && wire != 0) {
+  if (patch != 0 && wire != 0)
     untag_add(flows, member, patch, member.group ? OF_PORT_NORMAL : wire);
-  }
 }
 
 // ---- policies ----
@@ -189,9 +185,8 @@ bool all_zero(const void* bytes, size_t size)
 uint64_t mac_number(const uint8_t (&bytes)[6])
 {
   uint64_t mac = 0;
-  for (const uint8_t byte : bytes) {
+  for (const uint8_t byte : bytes)
     mac = mac << 8 | byte;
-  }
   return mac;
 }
 
@@ -225,12 +220,10 @@ bool asks_for_ip(const open_tcamApiPolicy_t& policy)
 // The Ethernet type that a policy matches, its own or that of the addresses it names; 0: any.
 uint16_t ethertype_of(const open_tcamApiPolicy_t& policy)
 {
-  if (policy.matchEthType != 0) {
+  if (policy.matchEthType != 0)
     return policy.matchEthType;
-  }
-  if (asks_for_ipv6(policy)) {
+  if (asks_for_ipv6(policy))
     return ETHERTYPE_IPV6;
-  }
   return asks_for_ip(policy) ? ETHERTYPE_IPV4 : 0;
 }
 
@@ -282,9 +275,8 @@ bool ip_matchable(const open_tcamApiPolicy_t& policy)
 
 bool ports_matchable(const open_tcamApiPolicy_t& policy)
 {
-  if (!asks_for_ports(policy)) {
+  if (!asks_for_ports(policy))
     return true;
-  }
   const port_fields_t* fields = port_fields_of(policy);
   return fields != nullptr &&
          (fields->masks ||
@@ -332,12 +324,10 @@ void match_ip(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
                   mask_of(policy.matchDstIp, policy.matchDstIpMask));
   match_ipv6(flow, OF_IPV6_SRC, policy.matchSrcIpv6Addr, policy.matchSrcIpv6Mask);
   match_ipv6(flow, OF_IPV6_DST, policy.matchDstIpv6Addr, policy.matchDstIpv6Mask);
-  if (policy.matchIpProto != 0 || policy.matchIpProtoMask != 0) {
+  if (policy.matchIpProto != 0 || policy.matchIpProtoMask != 0)
     of_match(flow, OF_IP_PROTO, policy.matchIpProto);
-  }
-  if (policy.matchIpDscp != 0 || policy.matchIpDscpMask != 0) {
+  if (policy.matchIpDscp != 0 || policy.matchIpDscpMask != 0)
     of_match(flow, OF_IP_DSCP, policy.matchIpDscp);
-  }
   if (const port_fields_t* fields = asks_for_ports(policy) ? port_fields_of(policy) : nullptr) {
     of_match_masked(flow, fields->source, policy.matchSrcPortIcmpType,
                     mask_of(policy.matchSrcPortIcmpType, policy.matchSrcPortIcmpTypeMask));
@@ -366,18 +356,14 @@ void match_policy(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
 std::string rewrites(const open_tcamApiPolicy_t& policy)
 {
   std::string actions;
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_OUTERVLAN)) {
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_OUTERVLAN))
     of_action_set(actions, OF_VLAN_VID, OF_VLAN_PRESENT | policy.actionVal.vlanId);
-  }
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_USERPRIO)) {
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_USERPRIO))
     of_action_set(actions, OF_VLAN_PCP, policy.actionVal.vlanPrio);
-  }
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_SRCMAC_NEW)) {
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_SRCMAC_NEW))
     of_action_set(actions, OF_ETH_SRC, mac_number(policy.actionVal.srcAddr));
-  }
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_DSTMAC_NEW)) {
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_DSTMAC_NEW))
     of_action_set(actions, OF_ETH_DST, mac_number(policy.actionVal.dstMac));
-  }
   return actions;
 }
 
@@ -410,9 +396,8 @@ std::string redirection(const std::string& bridge, const wish_t& wish, uint32_t 
 std::string policy_actions_in(const std::string& bridge, const wish_t& wish,
                               const open_tcamApiPolicy_t& policy, const numbers_t& numbers)
 {
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_DROP)) {
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_DROP))
     return "";
-  }
   if (has_action(policy, OPEN_TCAM_POLICY_ACTION_REDIRECT)) {
     const std::string there = redirection(bridge, wish, policy.actionVal.redirIntfNum, numbers);
     return there.empty() ? "" : rewrites(policy) + there;
@@ -432,9 +417,8 @@ void policy_add(flows_t& all, const std::string& bridge, const wish_t& wish, uin
   for (const uint32_t port : policy.ports) {
     of_flow_t here = flow;
     const uint32_t member = member_of(wish, port);
-    if (member == 0 || wish.members.at(member).routed != 0) {
+    if (member == 0 || wish.members.at(member).routed != 0)
       continue;
-    }
     if (!out) {
       of_match(here, OF_PKT_MARK, port);
       flow_add(all[bridge], here, policy_actions_in(bridge, wish, policy.record, numbers), NOWHERE);
@@ -462,12 +446,10 @@ flows_t flows_wanted(const std::string& bridge, const wish_t& wish, const number
 {
   flows_t all;
   flow_add(all[bridge], flow_of(TABLE_TAG, PRIORITY_DEFAULT), output(OF_PORT_NORMAL), NOWHERE);
-  for (const auto& [number, member] : wish.members) {
+  for (const auto& [number, member] : wish.members)
     edge_add(all, bridge, wish, number, member, numbers);
-  }
-  for (const auto& [id, policy] : wish.policies) {
+  for (const auto& [id, policy] : wish.policies)
     policy_add(all, bridge, wish, id, policy, numbers);
-  }
   // of flows that match the same frames with the same priority there can be one only
   for (auto& entry : all) {
     std::set<of_flow_t>& flows = entry.second;

@@ -19,7 +19,7 @@
 constexpr uint64_t FLOWS_COOKIE = 0x5245535400000000;
 constexpr uint64_t FLOWS_COOKIE_MASK = 0xffffffff00000000;
 
-typedef std::map<std::string, std::set<of_flow_t>> flows_t;  // by bridge
+using flows_t = std::map<std::string, std::set<of_flow_t>>;  // by bridge
 
 // Everything that is to be there, with the OpenFlow numbers that the interfaces have got; what
 // hangs on an interface without one is left out.

@@ -14,7 +14,7 @@ constexpr std::string_view FAMILY = "address-family ";
 constexpr std::string_view NEIGHBOR = "neighbor ";
 constexpr std::string_view NO = "no ";
 
-typedef std::set<std::string> lines_t;
+using lines_t = std::set<std::string>;
 
 bool begins(std::string_view line, std::string_view with)
 {
@@ -25,18 +25,16 @@ bool begins(std::string_view line, std::string_view with)
 std::string words(const std::string& line, int count)
 {
   size_t end = 0;
-  while (count-- > 0 && end != std::string::npos) {
+  while (count-- > 0 && end != std::string::npos)
     end = line.find(' ', end + 1);
-  }
   return line.substr(0, end);
 }
 
 // Two lines with the same key are the same setting with two values.
 std::string key_of(const std::string& line)
 {
-  if (begins(line, NEIGHBOR) || begins(line, "bgp default ")) {
+  if (begins(line, NEIGHBOR) || begins(line, "bgp default "))
     return words(line, 3);
-  }
   return words(line, begins(line, "network ") || begins(line, "bgp ") || begins(line, "timers ") ||
                              begins(line, "redistribute ")
                          ? 2
@@ -59,8 +57,9 @@ lines_t minus(const lines_t& from, const lines_t& what)
 // A neighbour is there where something is said about whom it belongs to.
 bool peer_wanted(const wish_bgp_t& wanted, const std::string& peer)
 {
-  return std::any_of(wanted.lines.begin(), wanted.lines.end(),
-                     [&](const std::string& line) { return begins(line, peer + " remote-as "); });
+  return std::any_of(
+      wanted.lines.begin(), wanted.lines.end(),
+      [&](const std::string& line) { return begins(line, peer + " remote-as "); });
 }
 
 std::string negated(const std::string& line)
@@ -81,25 +80,20 @@ std::vector<std::string> part_change(const lines_t& running, const lines_t& want
     const bool replaced = std::any_of(fresh.begin(), fresh.end(), [&](const std::string& other) {
       return key_of(other) == key_of(line) && !begins(line, "redistribute ");
     });
-    if (!peer.empty() && !peer_wanted(all_wanted, peer)) {
+    if (!peer.empty() && !peer_wanted(all_wanted, peer))
       peers_gone.insert(peer);
-    } else if (!replaced) {
+    else if (!replaced)
       lines.push_back(negated(line));
-    }
   }
-  if (in_family) {
+  if (in_family)
     peers_gone.clear();  // they go with the router's own lines
-  }
-  for (const std::string& peer : peers_gone) {
+  for (const std::string& peer : peers_gone)
     lines.push_back(std::string(NO) + peer);
-  }
   // a neighbour is made by its AS number, before anything else is said about it
   for (const bool makes : {true, false}) {
-    for (const std::string& line : fresh) {
-      if ((line.find(" remote-as ") != std::string::npos) == makes) {
+    for (const std::string& line : fresh)
+      if ((line.find(" remote-as ") != std::string::npos) == makes)
         lines.push_back(line);
-      }
-    }
   }
   return lines;
 }
@@ -151,13 +145,11 @@ std::vector<std::string> frr_change(const frr_running_t& running, const wish_bgp
 {
   std::vector<std::string> lines;
   const lines_t needed = minus(wanted.route_maps, running.foreign_route_maps);
-  for (const std::string& name : minus(needed, running.bgp.route_maps)) {
+  for (const std::string& name : minus(needed, running.bgp.route_maps))
     append(lines, {std::string(ROUTE_MAP) + name + ROUTE_MAP_END, "exit"});
-  }
   const bool again = running.bgp.local_as != wanted.local_as;
-  if (again && running.bgp.local_as != 0) {
+  if (again && running.bgp.local_as != 0)
     lines.push_back("no router bgp " + std::to_string(running.bgp.local_as));
-  }
   const wish_bgp_t before = again ? wish_bgp_t{} : running.bgp;
   if (wanted.local_as != 0) {
     const struct {
@@ -187,9 +179,8 @@ std::vector<std::string> frr_change(const frr_running_t& running, const wish_bgp
       lines.push_back("exit");
     }
   }
-  for (const std::string& name : minus(running.bgp.route_maps, needed)) {
+  for (const std::string& name : minus(running.bgp.route_maps, needed))
     lines.push_back(std::string(NO) + std::string(ROUTE_MAP) + name + ROUTE_MAP_END);
-  }
   return lines;
 }
 
@@ -197,21 +188,17 @@ bool frr_apply(vty_t& bgpd, const wish_bgp_t& wanted, uint64_t deadline_ms, std:
 {
   std::string configuration;
   const auto lines_left = [&](std::vector<std::string>& lines) {
-    if (!vty_run(bgpd, "show running-config", configuration, deadline_ms, why)) {
+    if (!vty_run(bgpd, "show running-config", configuration, deadline_ms, why))
       return false;
-    }
     lines = frr_change(frr_running(configuration), wanted);
     return true;
   };
   std::vector<std::string> lines;
-  if (!lines_left(lines) || lines.empty()) {
+  if (!lines_left(lines) || lines.empty())
     return lines.empty() && stream_connected(bgpd.stream);
-  }
-  if (!vty_configure(bgpd, lines, deadline_ms, why) || !lines_left(lines)) {
+  if (!vty_configure(bgpd, lines, deadline_ms, why) || !lines_left(lines))
     return false;
-  }
-  if (!lines.empty()) {
+  if (!lines.empty())
     why = "does not take \"" + lines[lines.size() > 1 ? 1 : 0] + "\"";
-  }
   return lines.empty();
 }

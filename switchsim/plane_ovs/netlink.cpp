@@ -23,7 +23,7 @@ constexpr size_t MESSAGE_SIZE = 1024;  // of what is sent
 constexpr int EVENTS_ROOM = 1 << 20;
 constexpr uint32_t LINKS_MAX = 100000;
 
-typedef std::function<void(const nlmsghdr&)> take_t;
+using take_t = std::function<void(const nlmsghdr&)>;
 
 // A request under construction.
 struct request_t {
@@ -72,12 +72,10 @@ progress_t datagram_take(const char* bytes, size_t size, uint32_t sequence, cons
   int left = static_cast<int>(size);
   for (const nlmsghdr* header = reinterpret_cast<const nlmsghdr*>(bytes);
        mnl_nlmsg_ok(header, left); header = mnl_nlmsg_next(header, &left)) {
-    if (header->nlmsg_seq != sequence) {
+    if (header->nlmsg_seq != sequence)
       continue;
-    }
-    if (header->nlmsg_type == NLMSG_DONE) {
+    if (header->nlmsg_type == NLMSG_DONE)
       return DONE;
-    }
     if (header->nlmsg_type == NLMSG_ERROR) {
       if (mnl_nlmsg_get_payload_len(header) < sizeof(nlmsgerr)) {
         errno = EBADMSG;
@@ -102,9 +100,8 @@ bool talk(
     // the rest of an earlier answer that nobody waited for
   }
   request.header->nlmsg_seq = ++nl.last_sequence;
-  if (send(nl.requests.fd, request.header, request.header->nlmsg_len, 0) < 0) {
+  if (send(nl.requests.fd, request.header, request.header->nlmsg_len, 0) < 0)
     return failed(why, what);
-  }
   progress_t progress = MORE;
   while (progress == MORE) {
     const uint64_t now = stream_now_ms();
@@ -114,9 +111,8 @@ bool talk(
       return failed(why, what);
     }
     const ssize_t got = recv(nl.requests.fd, room, sizeof room, 0);
-    if (got < 0 && errno != EAGAIN && errno != EINTR) {
+    if (got < 0 && errno != EAGAIN && errno != EINTR)
       return failed(why, what);
-    }
     progress =
         got <= 0 ? MORE : datagram_take(room, static_cast<size_t>(got), nl.last_sequence, take);
   }
@@ -132,11 +128,9 @@ std::array<const nlattr*, N> attributes(const nlmsghdr& header, size_t own_size)
       static_cast<const nlattr*>(mnl_nlmsg_get_payload_offset(&header, own_size));
   const char* end = static_cast<const char*>(mnl_nlmsg_get_payload_tail(&header));
   for (; mnl_attr_ok(attribute, static_cast<int>(end - reinterpret_cast<const char*>(attribute)));
-       attribute = mnl_attr_next(attribute)) {
-    if (mnl_attr_get_type(attribute) < N) {
+       attribute = mnl_attr_next(attribute))
+    if (mnl_attr_get_type(attribute) < N)
       found[mnl_attr_get_type(attribute)] = attribute;
-    }
-  }
   return found;
 }
 
@@ -148,9 +142,8 @@ bool holds(const nlattr* attribute, size_t size)
 void counters_read(const nlattr* attribute, nl_link_t& link)
 {
   rtnl_link_stats64 stats = {};
-  if (attribute == nullptr) {
+  if (attribute == nullptr)
     return;
-  }
   memcpy(&stats, mnl_attr_get_payload(attribute),
          std::min<size_t>(sizeof stats, mnl_attr_get_payload_len(attribute)));
   link.rx = {stats.rx_packets,     stats.rx_bytes,      stats.rx_errors,
@@ -163,14 +156,12 @@ void counters_read(const nlattr* attribute, nl_link_t& link)
 void link_read(const nlmsghdr& header, nl_links_t& links)
 {
   if (header.nlmsg_type != RTM_NEWLINK || mnl_nlmsg_get_payload_len(&header) < sizeof(ifinfomsg) ||
-      links.size() >= LINKS_MAX) {
+      links.size() >= LINKS_MAX)
     return;
-  }
   const auto* info = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&header));
   const auto found = attributes<IFLA_MAX + 1>(header, sizeof *info);
-  if (!holds(found[IFLA_IFNAME], 1)) {
+  if (!holds(found[IFLA_IFNAME], 1))
     return;
-  }
   const char* name = mnl_attr_get_str(found[IFLA_IFNAME]);
   nl_link_t& link =
       links[std::string(name, strnlen(name, mnl_attr_get_payload_len(found[IFLA_IFNAME])))];
@@ -181,9 +172,8 @@ void link_read(const nlmsghdr& header, nl_links_t& links)
   if (holds(found[IFLA_ADDRESS], 6)) {
     const auto* bytes = static_cast<const uint8_t*>(mnl_attr_get_payload(found[IFLA_ADDRESS]));
     link.mac = 0;
-    for (int i = 0; i < 6; i++) {
+    for (int i = 0; i < 6; i++)
       link.mac = link.mac << 8 | bytes[i];
-    }
   }
   counters_read(found[IFLA_STATS64], link);
 }
@@ -197,9 +187,8 @@ size_t address_size(OPEN_AF_t family)
 
 void address_read(const nlmsghdr& header, uint32_t index, std::vector<open_inet_pfx_t>& addresses)
 {
-  if (header.nlmsg_type != RTM_NEWADDR || mnl_nlmsg_get_payload_len(&header) < sizeof(ifaddrmsg)) {
+  if (header.nlmsg_type != RTM_NEWADDR || mnl_nlmsg_get_payload_len(&header) < sizeof(ifaddrmsg))
     return;
-  }
   const auto* info = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(&header));
   const auto found = attributes<IFA_MAX + 1>(header, sizeof *info);
   const nlattr* own = found[IFA_LOCAL] != nullptr ? found[IFA_LOCAL] : found[IFA_ADDRESS];
@@ -207,9 +196,8 @@ void address_read(const nlmsghdr& header, uint32_t index, std::vector<open_inet_
   address.family = info->ifa_family == AF_INET ? OPEN_AF_INET : OPEN_AF_INET6;
   const bool known = info->ifa_family == AF_INET || info->ifa_family == AF_INET6;
   if (info->ifa_index != index || !known || !holds(own, address_size(address.family)) ||
-      info->ifa_scope == RT_SCOPE_LINK) {
+      info->ifa_scope == RT_SCOPE_LINK)
     return;
-  }
   address.pfxLen = info->ifa_prefixlen;
   if (address.family == OPEN_AF_INET) {
     uint32_t ipv4 = 0;
@@ -235,9 +223,8 @@ bool address_change(nl_t& nl, uint16_t type, uint16_t flags, uint32_t index,
   const void* bytes = ipv4 ? static_cast<const void*>(&wire) : address.addr.ipv6.u.addr8;
   mnl_attr_put(&header, IFA_LOCAL, address_size(address.family), bytes);
   mnl_attr_put(&header, IFA_ADDRESS, address_size(address.family), bytes);
-  if (!ipv4) {
+  if (!ipv4)
     mnl_attr_put_u32(&header, IFA_FLAGS, IFA_F_NODAD);  // usable at once
-  }
   return talk(nl, request, "an address", deadline_ms, why);
 }
 }  // namespace
@@ -246,9 +233,8 @@ bool nl_open(nl_t& nl, std::string& why)
 {
   nl.requests.reset(socket_open(0));
   nl.events.reset(socket_open(RTMGRP_LINK));
-  if (nl.requests.fd < 0 || nl.events.fd < 0) {
+  if (nl.requests.fd < 0 || nl.events.fd < 0)
     return failed(why, "a socket");
-  }
   setsockopt(nl.requests.fd, SOL_SOCKET, SO_RCVBUF, &EVENTS_ROOM, sizeof EVENTS_ROOM);
   return true;
 }
@@ -326,15 +312,13 @@ bool nl_speed_read(const nl_t&, const std::string& name, uint32_t& megabits, boo
   const fd_guard_t any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ifreq request = {};
   ethtool_cmd command = {};
-  if (name.size() >= sizeof request.ifr_name) {
+  if (name.size() >= sizeof request.ifr_name)
     return false;
-  }
   memcpy(request.ifr_name, name.data(), name.size());
   command.cmd = ETHTOOL_GSET;
   request.ifr_data = reinterpret_cast<char*>(&command);
-  if (ioctl(any.fd, SIOCETHTOOL, &request) != 0) {
+  if (ioctl(any.fd, SIOCETHTOOL, &request) != 0)
     return false;
-  }
   megabits = ethtool_cmd_speed(&command);
   full = command.duplex == DUPLEX_FULL;
   return megabits != 0 && megabits != static_cast<uint32_t>(SPEED_UNKNOWN);

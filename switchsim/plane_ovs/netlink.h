@@ -24,7 +24,7 @@ struct nl_link_t {
     uint64_t frames, bytes, errors, dropped, collisions, underruns;
   } tx = {};
 };
-typedef std::map<std::string, nl_link_t> nl_links_t;  // by name
+using nl_links_t = std::map<std::string, nl_link_t>;  // by name
 
 struct nl_t {
   fd_guard_t requests;

@@ -56,9 +56,8 @@ struct message_in_t {
 
 void put(std::string& bytes, uint64_t value, size_t size)
 {
-  while (size-- > 0) {
+  while (size-- > 0)
     bytes += static_cast<char>(value >> (8 * size));
-  }
 }
 
 void pad(std::string& bytes)
@@ -70,9 +69,8 @@ void pad(std::string& bytes)
 uint64_t number_at(const std::string& bytes, size_t at, size_t size)
 {
   uint64_t value = 0;
-  for (size_t i = 0; i < size; i++) {
+  for (size_t i = 0; i < size; i++)
     value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
-  }
   return value;
 }
 
@@ -94,13 +92,11 @@ std::string number_bytes(of_field_t field, uint64_t value)
 bool fields_split(const std::string& match, std::vector<std::string>& fields)
 {
   for (size_t at = 0; at < match.size();) {
-    if (match.size() - at < OXM_HEADER_SIZE) {
+    if (match.size() - at < OXM_HEADER_SIZE)
       return false;
-    }
     const size_t size = OXM_HEADER_SIZE + (number_at(match, at, OXM_HEADER_SIZE) & 0xff);
-    if (match.size() - at < size) {
+    if (match.size() - at < size)
       return false;
-    }
     fields.push_back(match.substr(at, size));
     at += size;
   }
@@ -110,14 +106,12 @@ bool fields_split(const std::string& match, std::vector<std::string>& fields)
 bool match_sort(std::string& match)
 {
   std::vector<std::string> fields;
-  if (!fields_split(match, fields)) {
+  if (!fields_split(match, fields))
     return false;
-  }
   std::sort(fields.begin(), fields.end());
   match.clear();
-  for (const std::string& field : fields) {
+  for (const std::string& field : fields)
     match += field;
-  }
   return true;
 }
 
@@ -149,32 +143,27 @@ std::string message(uint8_t type, uint32_t xid, const std::string& body)
 bool message_take(of_t& of, message_in_t& in, uint64_t deadline_ms, std::string& why)
 {
   stream_t& stream = of.stream;
-  if (!stream_receive(stream, HEADER_SIZE, deadline_ms, why)) {
+  if (!stream_receive(stream, HEADER_SIZE, deadline_ms, why))
     return false;
-  }
   const size_t size = number_at(stream.received, 2, 2);
-  if (size < HEADER_SIZE) {
+  if (size < HEADER_SIZE)
     return stream_fail(stream, why, "does not talk OpenFlow");
-  }
-  if (!stream_receive(stream, size, deadline_ms, why)) {
+  if (!stream_receive(stream, size, deadline_ms, why))
     return false;
-  }
   const uint8_t version = static_cast<uint8_t>(stream.received[0]);
   in.type = static_cast<uint8_t>(stream.received[1]);
   in.xid = static_cast<uint32_t>(number_at(stream.received, 4, 4));
   in.body = stream.received.substr(HEADER_SIZE, size - HEADER_SIZE);
   stream.received.erase(0, size);
-  if (in.type == HELLO ? version < VERSION : version != VERSION) {
+  if (in.type == HELLO ? version < VERSION : version != VERSION)
     return stream_fail(stream, why, "does not talk OpenFlow 1.4");
-  }
   return true;
 }
 
 std::string error_text(const message_in_t& in)
 {
-  if (in.body.size() < 4) {
+  if (in.body.size() < 4)
     return "refuses a flow";
-  }
   return "refuses a flow: error " + std::to_string(number_at(in.body, 0, 2)) + "/" +
          std::to_string(number_at(in.body, 2, 2));
 }
@@ -185,13 +174,11 @@ bool answer_take(of_t& of, uint8_t type, uint32_t xid, message_in_t& in, uint64_
                  std::string& why)
 {
   for (;;) {
-    if (!message_take(of, in, deadline_ms, why)) {
+    if (!message_take(of, in, deadline_ms, why))
       return false;
-    }
     if (in.type == ECHO_REQUEST) {
-      if (!stream_send(of.stream, message(ECHO_REPLY, in.xid, in.body), deadline_ms, why)) {
+      if (!stream_send(of.stream, message(ECHO_REPLY, in.xid, in.body), deadline_ms, why))
         return false;
-      }
     } else if (in.type == ERROR) {
       why = error_text(in);
       return false;
@@ -243,17 +230,15 @@ constexpr size_t ENTRY_FIXED = 48;  // bytes before the match
 // One entry of a list of flows.
 bool entry_read(const std::string& entry, of_flow_t& flow)
 {
-  if (entry.size() < ENTRY_FIXED + 4) {
+  if (entry.size() < ENTRY_FIXED + 4)
     return false;
-  }
   flow.table = static_cast<uint8_t>(entry[2]);
   flow.priority = static_cast<uint16_t>(number_at(entry, 12, 2));
   flow.cookie = number_at(entry, 24, 8);
   const size_t match_size = number_at(entry, ENTRY_FIXED + 2, 2);
   const size_t match_end = ENTRY_FIXED + (match_size + 7) / 8 * 8;
-  if (match_size < 4 || match_end > entry.size()) {
+  if (match_size < 4 || match_end > entry.size())
     return false;
-  }
   flow.match = entry.substr(ENTRY_FIXED + 4, match_size - 4);
   flow.instructions = entry.substr(match_end);
   return match_sort(flow.match);
@@ -265,9 +250,8 @@ bool entries_read(const std::string& body, std::vector<of_flow_t>& flows)
     const size_t size = body.size() - at < 2 ? 0 : number_at(body, at, 2);
     flows.emplace_back();
     if (size == 0 || size > body.size() - at || flows.size() > FLOWS_MAX ||
-        !entry_read(body.substr(at, size), flows.back())) {
+        !entry_read(body.substr(at, size), flows.back()))
       return false;
-    }
     at += size;
   }
   return true;
@@ -294,16 +278,14 @@ void of_match_bytes(of_flow_t& flow, of_field_t field, std::string value, const 
   const auto bits = [&](char bit_of_byte) {
     return std::all_of(mask.begin(), mask.end(), [=](char byte) { return byte == bit_of_byte; });
   };
-  if (bits('\0')) {
+  if (bits('\0'))
     return;
-  }
   if (bits('\xff')) {
     put(flow.match, field, OXM_HEADER_SIZE);
     flow.match += value;
   } else {
-    for (size_t i = 0; i < value.size(); i++) {
+    for (size_t i = 0; i < value.size(); i++)
       value[i] = static_cast<char>(value[i] & mask[i]);
-    }
     put(flow.match, (field | OXM_MASKED) + static_cast<uint32_t>(mask.size()), OXM_HEADER_SIZE);
     flow.match += value + mask;
   }
@@ -394,19 +376,16 @@ bool of_flows_read(of_t& of, uint64_t cookie, uint64_t mask, std::vector<of_flow
   put(body, mask, 8);
   body += match_wire("");
   const uint32_t xid = ++of.last_xid;
-  if (!stream_send(of.stream, message(MULTIPART_REQUEST, xid, body), deadline_ms, why)) {
+  if (!stream_send(of.stream, message(MULTIPART_REQUEST, xid, body), deadline_ms, why))
     return false;
-  }
   flows.clear();
   message_in_t in;
   do {
-    if (!answer_take(of, MULTIPART_REPLY, xid, in, deadline_ms, why)) {
+    if (!answer_take(of, MULTIPART_REPLY, xid, in, deadline_ms, why))
       return false;
-    }
     if (in.body.size() < HEADER_SIZE || number_at(in.body, 0, 2) != MULTIPART_FLOW ||
-        !entries_read(in.body, flows)) {
+        !entries_read(in.body, flows))
       return stream_fail(of.stream, why, "tells its flows in a way that is not OpenFlow 1.4");
-    }
   } while ((number_at(in.body, 2, 2) & MULTIPART_MORE) != 0);
   return true;
 }
@@ -423,12 +402,10 @@ bool of_flows_change(of_t& of, const std::vector<of_flow_t>& removed,
     fits = fits && inner.size() + 3 * HEADER_SIZE <= MESSAGE_MAX;
     bytes += bundle_add(xid, bundle, message(FLOW_MOD, xid, inner));
   };
-  for (const of_flow_t& flow : removed) {
+  for (const of_flow_t& flow : removed)
     add(flow, FLOW_DELETE_STRICT);
-  }
-  for (const of_flow_t& flow : added) {
+  for (const of_flow_t& flow : added)
     add(flow, FLOW_ADD);
-  }
   if (!fits) {
     why = "a flow is too long";
     return false;
@@ -447,9 +424,8 @@ bool of_flows_change(of_t& of, const std::vector<of_flow_t>& removed,
   if (stream_send(of.stream, bytes, deadline_ms, why) && told(bundle, BUNDLE_OPENED) &&
       answer_take(of, BARRIER_REPLY, barrier, in, deadline_ms, why) &&
       stream_send(of.stream, bundle_control(commit, bundle, BUNDLE_COMMIT), deadline_ms, why) &&
-      told(commit, BUNDLE_COMMITTED)) {
+      told(commit, BUNDLE_COMMITTED))
     return true;
-  }
   // the bundle goes with the connection, and with it what else there is to say about it
   const std::string reason = why;
   return stream_fail(of.stream, why, reason);

@@ -25,9 +25,8 @@ json_ptr_t value_take(stream_t& stream, uint64_t deadline_ms, std::string& why)
   const std::unique_ptr<json_tokener, tokener_release_t> tokener(json_tokener_new_ex(DEPTH_MAX));
   size_t total = 0;
   for (;;) {
-    if (!stream_receive(stream, 1, deadline_ms, why)) {
+    if (!stream_receive(stream, 1, deadline_ms, why))
       return nullptr;
-    }
     json_ptr_t value(json_tokener_parse_ex(tokener.get(), stream.received.data(),
                                            static_cast<int>(stream.received.size())));
     const json_tokener_error state = json_tokener_get_error(tokener.get());
@@ -59,14 +58,12 @@ json_ptr_t answer_take(ovsdb_t& db, int64_t id, uint64_t deadline_ms, std::strin
 {
   for (;;) {
     json_ptr_t message = value_take(db.stream, deadline_ms, why);
-    if (message == nullptr) {
+    if (message == nullptr)
       return nullptr;
-    }
     const char* method = json_object_get_string(ovsdb_member(message.get(), "method"));
     if (method != nullptr && strcmp(method, "echo") == 0) {
-      if (!echo_answer(db, message.get(), deadline_ms, why)) {
+      if (!echo_answer(db, message.get(), deadline_ms, why))
         return nullptr;
-      }
     } else if (json_object_get_int64(ovsdb_member(message.get(), "id")) == id) {
       return message;
     }
@@ -78,9 +75,8 @@ json_object* first_error(json_object* results)
 {
   for (size_t i = 0; i < json_object_array_length(results); i++) {
     json_object* result = json_object_array_get_idx(results, i);
-    if (ovsdb_member(result, "error") != nullptr) {
+    if (ovsdb_member(result, "error") != nullptr)
       return result;
-    }
   }
   return nullptr;
 }
@@ -106,19 +102,16 @@ json_ptr_t ovsdb_transact(ovsdb_t& db, json_ptr_t operations, uint64_t deadline_
   const json_ptr_t request(json_object_new_object());
   json_object* params = json_object_new_array();
   json_object_array_add(params, json_object_new_string(DATABASE));
-  for (size_t i = 0; i < json_object_array_length(operations.get()); i++) {
+  for (size_t i = 0; i < json_object_array_length(operations.get()); i++)
     json_object_array_add(params, json_object_get(json_object_array_get_idx(operations.get(), i)));
-  }
   json_object_object_add(request.get(), "method", json_object_new_string("transact"));
   json_object_object_add(request.get(), "params", params);
   json_object_object_add(request.get(), "id", json_object_new_int64(++db.last_id));
-  if (!stream_send(db.stream, text_of(request.get()), deadline_ms, why)) {
+  if (!stream_send(db.stream, text_of(request.get()), deadline_ms, why))
     return nullptr;
-  }
   const json_ptr_t answer = answer_take(db, db.last_id, deadline_ms, why);
-  if (answer == nullptr) {
+  if (answer == nullptr)
     return nullptr;
-  }
   json_object* results = ovsdb_member(answer.get(), "result");
   if (!json_object_is_type(results, json_type_array)) {
     why = "refuses the request: " + text_of(ovsdb_member(answer.get(), "error"));

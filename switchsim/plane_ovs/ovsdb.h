@@ -14,7 +14,7 @@ struct json_release_t {
     json_object_put(value);
   }
 };
-typedef std::unique_ptr<json_object, json_release_t> json_ptr_t;
+using json_ptr_t = std::unique_ptr<json_object, json_release_t>;
 
 struct ovsdb_t {
   stream_t stream;

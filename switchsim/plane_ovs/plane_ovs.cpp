@@ -107,9 +107,8 @@ void ports_see(work_t& w, const nl_links_t& links)
     const auto link = links.find(netdev);
     seen_port_t& port = fresh[number];
     const nl_link_t seen = link == links.end() ? nl_link_t{} : link->second;
-    if (passed > LOOK_MS / 2 && w.shared.seen_ms != 0) {
+    if (passed > LOOK_MS / 2 && w.shared.seen_ms != 0)
       rates_take(port, seen, passed);
-    }
     port.link = seen;
     port.speed_known = seen.carrier && nl_speed_read(w.hands.nl, netdev, port.megabits, port.full);
   }
@@ -131,9 +130,8 @@ void sensors_see(work_t& w)
 
 void complain(work_t& w, const std::string& what)
 {
-  if (what != w.told && !what.empty()) {
+  if (what != w.told && !what.empty())
     fprintf(stderr, "switchsim: plane: %s\n", what.c_str());
-  }
   w.told = what;
 }
 
@@ -155,21 +153,18 @@ bool compare(work_t& w)
   uint64_t generation = 0;
   {
     const auto lock = sim_lock();
-    if (w.stop) {
+    if (w.stop)
       return true;
-    }
     generation = w.marked;
     wish = wish_read(w.netdevs, w.hands.places.bridge, w.base_mac);
   }
   syslog_hosts_set(wish.log_hosts, wish.switch_name, w.hands.places.netns);
   nl_links_t links;
   const apply_result_t result = apply_wish(w.hands, wish, links);
-  if (result.frames.empty()) {
+  if (result.frames.empty())
     w.frames_applied = generation;
-  }
-  if (result.routing.empty()) {
+  if (result.routing.empty())
     w.routing_applied = generation;
-  }
   complain(w, result.frames.empty() ? result.routing : result.frames);
   routers_see(w, wish, links);
   return result.done();
@@ -180,11 +175,10 @@ void look(work_t& w)
   nl_links_t links;
   std::string why;
   nl_events_drain(w.hands.nl);
-  if (nl_links_read(w.hands.nl, links, stream_now_ms() + CHECK_MS, why)) {
+  if (nl_links_read(w.hands.nl, links, stream_now_ms() + CHECK_MS, why))
     ports_see(w, links);
-  } else {
+  else
     complain(w, why);
-  }
 }
 
 // Waits for a change of the model or of a link, or until it is time; true when something changed.
@@ -225,9 +219,8 @@ void work_on(work_t& w)
 bool netdevs_check(work_t& w, std::string& why)
 {
   nl_links_t links;
-  if (!nl_links_read(w.hands.nl, links, stream_now_ms() + CHECK_MS, why)) {
+  if (!nl_links_read(w.hands.nl, links, stream_now_ms() + CHECK_MS, why))
     return false;
-  }
   for (const auto& [number, netdev] : w.netdevs) {
     if (links.count(netdev) == 0) {
       why = "plane.ports." + std::to_string(number) + ": there is no " + netdev;
@@ -262,9 +255,8 @@ bool frr_check(work_t& w, std::string& why)
 {
   const std::string& folder = w.hands.places.frr;
   if (folder.empty() ||
-      vty_connect(w.hands.bgpd, folder + "/bgpd.vty", stream_now_ms() + CHECK_MS, why)) {
+      vty_connect(w.hands.bgpd, folder + "/bgpd.vty", stream_now_ms() + CHECK_MS, why))
     return true;
-  }
   why = "plane.frr: " + why;
   return false;
 }
@@ -272,18 +264,16 @@ bool frr_check(work_t& w, std::string& why)
 std::string checks(work_t& w)
 {
   std::string why;
-  if (!apply_begin(w.hands, why)) {
+  if (!apply_begin(w.hands, why))
     return "plane.netns: " + why;
-  }
   return netdevs_check(w, why) && ovs_check(w, why) && frr_check(w, why) ? "" : why;
 }
 
 void wake(work_t& w)
 {
   const uint64_t one = 1;
-  if (write(w.wake.fd, &one, sizeof one) < 0) {
+  if (write(w.wake.fd, &one, sizeof one) < 0)
     return;  // it is awake enough
-  }
 }
 
 void plane_restart()
@@ -304,14 +294,12 @@ bool plane_start(std::string& why)
   std::thread([fresh, &checked] {
     const std::string refusal = checks(*fresh);
     checked.set_value(refusal);
-    if (refusal.empty()) {
+    if (refusal.empty())
       work_on(*fresh);
-    }
   }).detach();
   why = check.get();
-  if (why.empty()) {
+  if (why.empty())
     work = fresh;
-  }
   return why.empty();
 }
 
@@ -321,9 +309,8 @@ void plane_changed(sim_kind_t kind, uint32_t number)
 {
   if (work != nullptr) {
     const uint64_t now = ++work->marked;
-    if (kind == SIM_IF || kind == SIM_VLAN) {
+    if (kind == SIM_IF || kind == SIM_VLAN)
       marks[{kind, number}] = now;
-    }
     wake(*work);
   }
 }
@@ -339,12 +326,10 @@ void plane_replaced()
 bool plane_in_force(sim_kind_t kind, uint32_t number)
 {
   const auto mark = marks.find({kind, number});
-  if (mark == marks.end() || work == nullptr) {
+  if (mark == marks.end() || work == nullptr)
     return true;
-  }
-  if (work->frames_applied < mark->second) {
+  if (work->frames_applied < mark->second)
     return false;
-  }
   marks.erase(mark);
   return true;
 }
@@ -352,9 +337,8 @@ bool plane_in_force(sim_kind_t kind, uint32_t number)
 // What was last seen of a port; nothing of one that is not there.
 seen_port_t port_seen(uint32_t number)
 {
-  if (work == nullptr) {
+  if (work == nullptr)
     return {};
-  }
   const std::lock_guard<std::mutex> lock(work->shared.mutex);
   const auto found = work->shared.ports.find(number);
   return found == work->shared.ports.end() ? seen_port_t{} : found->second;
@@ -363,9 +347,8 @@ seen_port_t port_seen(uint32_t number)
 std::vector<sim_port_t> plane_ports()
 {
   std::vector<sim_port_t> ports;
-  for (const auto& entry : netdevs) {
+  for (const auto& entry : netdevs)
     ports.push_back({entry.first, OPEN_RJ45});
-  }
   return ports;
 }
 
@@ -378,17 +361,14 @@ bool plane_joins(uint32_t, uint32_t)
 // a VLAN, or of a port that routes, where the kernel was told so.
 bool plane_carrier(uint32_t number)
 {
-  if (work == nullptr) {
+  if (work == nullptr)
     return false;
-  }
   const std::lock_guard<std::mutex> lock(work->shared.mutex);
-  if (number == sim_numbering().cpu) {
+  if (number == sim_numbering().cpu)
     return true;
-  }
   const auto router = work->shared.routers.find(number);
-  if (router != work->shared.routers.end()) {
+  if (router != work->shared.routers.end())
     return router->second;
-  }
   return std::any_of(work->shared.ports.begin(), work->shared.ports.end(), [&](const auto& entry) {
     const sim_if_t* port = sim_port_find(entry.first);
     const bool belongs = entry.first == number || (port != nullptr && port->group == number);
@@ -418,9 +398,8 @@ constexpr speed_row_t SPEEDS[] = {
 bool plane_negotiated(uint32_t number, OPEN_PORT_SPEEDS_t& speed, OPEN_PORT_DUPLEX_t& duplex)
 {
   const seen_port_t port = port_seen(number);
-  if (!port.speed_known) {
+  if (!port.speed_known)
     return false;
-  }
   duplex = port.full ? OPEN_PORT_DUPLEX_FULL : OPEN_PORT_DUPLEX_HALF;
   const auto* row = std::find_if(std::begin(SPEEDS), std::end(SPEEDS), [&](const speed_row_t& r) {
     return r.megabits == port.megabits && r.full == port.full;
@@ -458,9 +437,8 @@ bool plane_counter(uint32_t number, OPEN_COUNTER_ID_t id, uint64_t& raw)
   };
   const auto* row = std::find_if(std::begin(rows), std::end(rows),
                                  [&](const auto& entry) { return entry.first == id; });
-  if (row == std::end(rows)) {
+  if (row == std::end(rows))
     return false;
-  }
   raw = row->second;
   return true;
 }
@@ -484,16 +462,14 @@ bool is_egress(const open_tcamApiPolicy_t& policy)
 open_error_t plane_policy_room(uint32_t id, const open_tcamApiPolicy_t& policy, uint32_t& place)
 {
   const uint32_t own = is_egress(policy) ? 0 : static_cast<uint32_t>(policy.policyType);
-  if (place != SIM_PLACE_ANY && place != own) {
+  if (place != SIM_PLACE_ANY && place != own)
     return OPEN_E_PARAM;
-  }
   const auto& policies = sim_policies();
   const auto same_type = [&](const auto& entry) {
     return entry.first != id && entry.second.record.policyType == policy.policyType;
   };
-  if (std::count_if(policies.begin(), policies.end(), same_type) >= POLICIES_MAX) {
+  if (std::count_if(policies.begin(), policies.end(), same_type) >= POLICIES_MAX)
     return OPEN_E_FULL;
-  }
   place = own;
   return flows_policy_room(policy);
 }
@@ -575,9 +551,8 @@ namespace
 bool folder_of_socket(const sim_json_t& json, std::string& folder)
 {
   std::string path;
-  if (!sim_json_text(json, 1, 200, path)) {
+  if (!sim_json_text(json, 1, 200, path))
     return false;
-  }
   const std::string_view prefix = "unix:";
   path.erase(0, path.compare(0, prefix.size(), prefix) == 0 ? prefix.size() : 0);
   const size_t slash = path.rfind('/');
@@ -591,9 +566,8 @@ bool netdev_parse(const char* name, const sim_json_t& json)
   const char* end = name + strlen(name);
   const auto read_number = std::from_chars(name, end, number);
   if (read_number.ec != std::errc() || read_number.ptr != end || number < 1 ||
-      number > PORT_NUMBER_MAX) {
+      number > PORT_NUMBER_MAX)
     return sim_json_refuse(json, "is no number of a port");
-  }
   return sim_json_text(json, 1, 15, netdevs[number]);
 }
 

@@ -33,9 +33,8 @@ std::string collection_json(const char* kind, std::vector<std::string> elements)
 {
   std::sort(elements.begin(), elements.end());
   std::string json = std::string("[\"") + kind + "\",[";
-  for (const std::string& element : elements) {
+  for (const std::string& element : elements)
     json += (&element == &elements.front() ? "" : ",") + element;
-  }
   return json + "]]";
 }
 
@@ -54,9 +53,8 @@ std::string numbers_json(const std::set<uint32_t>& numbers)
 std::string map_json(const std::map<std::string, std::string>& map)
 {
   std::vector<std::string> elements;
-  for (const auto& [key, value] : map) {
+  for (const auto& [key, value] : map)
     elements.push_back("[" + text_json(key) + "," + text_json(value) + "]");
-  }
   return collection_json("map", elements);
 }
 
@@ -69,18 +67,15 @@ std::string plain_json(json_object* value)
 // A value that was read, in the same form.
 std::string canonical_json(json_object* value)
 {
-  if (!json_object_is_type(value, json_type_array) || json_object_array_length(value) != 2) {
+  if (!json_object_is_type(value, json_type_array) || json_object_array_length(value) != 2)
     return plain_json(value);
-  }
   const char* kind = json_object_get_string(json_object_array_get_idx(value, 0));
   json_object* list = json_object_array_get_idx(value, 1);
-  if (kind == nullptr || !json_object_is_type(list, json_type_array)) {
+  if (kind == nullptr || !json_object_is_type(list, json_type_array))
     return plain_json(value);
-  }
   std::vector<std::string> elements;
-  for (size_t i = 0; i < json_object_array_length(list); i++) {
+  for (size_t i = 0; i < json_object_array_length(list); i++)
     elements.push_back(plain_json(json_object_array_get_idx(list, i)));
-  }
   return strcmp(kind, "map") == 0 ? collection_json(kind, elements) : set_json(elements);
 }
 
@@ -123,9 +118,8 @@ void member_add(rows_t& rows, const std::string& bridge, uint32_t number,
   row_port_t wire;
   wire.bridge = edge;
   wire.columns = owned(bridge, {});
-  for (const uint32_t port : member.ports) {
+  for (const uint32_t port : member.ports)
     wire.interfaces[wish.ports.at(port).netdev] = wire_columns(bridge, port, wish.ports.at(port));
-  }
   if (member.group) {
     wire.columns["lacp"] = text_json("active");
     wire.columns["bond_mode"] = text_json("balance-tcp");
@@ -137,13 +131,11 @@ void member_add(rows_t& rows, const std::string& bridge, uint32_t number,
   } else {
     rows.ports[wire.interfaces.begin()->first] = wire;
   }
-  if (member.routed != 0) {
+  if (member.routed != 0)
     return;  // its frames stay at the edge
-  }
   std::set<uint32_t> vlans = member.vlans;
-  if (vlans.empty()) {
+  if (vlans.empty())
     vlans.insert(NO_VLAN);
-  }
   patch_add(rows, bridge, bridge, rows_inner_patch(bridge, number), rows_edge_patch(bridge, number),
             number,
             {
@@ -221,16 +213,13 @@ std::string uuid_of(json_object* row)
 std::set<std::string> references(json_object* value)
 {
   std::set<std::string> found;
-  if (!json_object_is_type(value, json_type_array) || json_object_array_length(value) != 2) {
+  if (!json_object_is_type(value, json_type_array) || json_object_array_length(value) != 2)
     return found;
-  }
   json_object* second = json_object_array_get_idx(value, 1);
-  if (!json_object_is_type(second, json_type_array)) {
+  if (!json_object_is_type(second, json_type_array))
     return {plain_json(value)};
-  }
-  for (size_t i = 0; i < json_object_array_length(second); i++) {
+  for (size_t i = 0; i < json_object_array_length(second); i++)
     found.insert(plain_json(json_object_array_get_idx(second, i)));
-  }
   return found;
 }
 
@@ -241,9 +230,8 @@ void table_read(json_object* result, const std::string& owner, const char* holds
   for (size_t i = 0; list != nullptr && i < json_object_array_length(list); i++) {
     json_object* row = json_object_array_get_idx(list, i);
     const char* name = json_object_get_string(ovsdb_member(row, "name"));
-    if (name == nullptr) {
+    if (name == nullptr)
       continue;
-    }
     held_row_t& held = rows[name];
     held.uuid = uuid_of(row);
     held.holds = references(ovsdb_member(row, holds));
@@ -265,9 +253,8 @@ bool rows_read(ovsdb_t& db, const std::string& owner, held_t& held, uint64_t dea
                                         R"(","columns":)" + columns + "}");
   }
   const json_ptr_t results = ovsdb_transact(db, std::move(operations), deadline_ms, why);
-  if (results == nullptr) {
+  if (results == nullptr)
     return false;
-  }
   held = {};
   json_object* tops = ovsdb_member(json_object_array_get_idx(results.get(), 0), "rows");
   json_object* top = tops == nullptr ? nullptr : json_object_array_get_idx(tops, 0);
@@ -311,9 +298,8 @@ std::string named_uuid(const std::string& name)
 std::string columns_json(const columns_t& columns)
 {
   std::string json;
-  for (const auto& [column, value] : columns) {
+  for (const auto& [column, value] : columns)
     json += (json.empty() ? "\"" : ",\"") + column + "\":" + value;
-  }
   return "{" + json + "}";
 }
 
@@ -340,9 +326,8 @@ void update(change_t& change, const char* table, const held_row_t& held, const c
   columns_t different;
   for (const auto& [column, value] : wanted) {
     const auto found = held.columns.find(column);
-    if (found == held.columns.end() || found->second != value) {
+    if (found == held.columns.end() || found->second != value)
       different[column] = value;
-    }
   }
   if (!different.empty()) {
     add_operation(change.operations.get(), std::string(R"({"op":"update","table":")") + table +
@@ -366,9 +351,8 @@ std::string port_insert(change_t& change, const std::string& name, const columns
                         const std::map<std::string, columns_t>& interfaces)
 {
   std::vector<std::string> uuids;
-  for (const auto& [interface, settings] : interfaces) {
+  for (const auto& [interface, settings] : interfaces)
     uuids.push_back(insert(change, "Interface", with_name(settings, interface)));
-  }
   columns_t all = with_name(columns, name);
   all["interfaces"] = set_json(uuids);
   return insert(change, "Port", all);
@@ -390,9 +374,8 @@ void bridge_insert(change_t& change, const held_t& held, const std::string& owne
   });
   if (name != owner) {
     std::set<uint32_t> vlans;
-    for (uint32_t vlan = 0; vlan < VLANS; vlan++) {
+    for (uint32_t vlan = 0; vlan < VLANS; vlan++)
       vlans.insert(vlan);
-    }
     columns["flood_vlans"] = numbers_json(vlans);
   }
   change.new_bridges[name] = insert(change, "Bridge", with_name(columns, name));
@@ -413,10 +396,12 @@ std::string bridge_of(const held_t& held, const std::string& port_uuid)
 bool port_stays(const held_t& held, const held_row_t& port, const row_port_t& wanted)
 {
   return bridge_of(held, port.uuid) == wanted.bridge &&
-         std::any_of(wanted.interfaces.begin(), wanted.interfaces.end(), [&](const auto& entry) {
-           const auto found = held.interfaces.find(entry.first);
-           return found != held.interfaces.end() && port.holds.count(found->second.uuid) > 0;
-         });
+         std::any_of(
+             wanted.interfaces.begin(), wanted.interfaces.end(),
+             [&](const auto& entry) {
+               const auto found = held.interfaces.find(entry.first);
+               return found != held.interfaces.end() && port.holds.count(found->second.uuid) > 0;
+             });
 }
 
 void port_update(change_t& change, const held_t& held, const held_row_t& port,
@@ -450,20 +435,15 @@ void change_build(change_t& change, const held_t& held, const std::string& owner
     const auto found = wanted.ports.find(name);
     const bool stays = found != wanted.ports.end() && port_stays(held, port, found->second);
     // the port of a bridge's own name goes with the bridge
-    if (port.ours && !bridge.empty() && name != bridge && !stays) {
+    if (port.ours && !bridge.empty() && name != bridge && !stays)
       mutate(change, "Bridge", held.bridges.at(bridge).uuid, "ports", "delete", set_of(port.uuid));
-    }
   }
-  for (const auto& [name, bridge] : held.bridges) {
-    if (bridge.ours && wanted.bridges.count(name) == 0) {
+  for (const auto& [name, bridge] : held.bridges)
+    if (bridge.ours && wanted.bridges.count(name) == 0)
       mutate(change, "Open_vSwitch", held.switch_uuid, "bridges", "delete", set_of(bridge.uuid));
-    }
-  }
-  for (const std::string& name : wanted.bridges) {
-    if (held.bridges.count(name) == 0) {
+  for (const std::string& name : wanted.bridges)
+    if (held.bridges.count(name) == 0)
       bridge_insert(change, held, owner, name);
-    }
-  }
   for (const auto& [name, port] : wanted.ports) {
     const auto found = held.ports.find(name);
     if (found != held.ports.end() && found->second.ours && port_stays(held, found->second, port)) {
@@ -489,9 +469,8 @@ bool taken_over(ovsdb_t& db, const std::string& owner, held_t& held, uint64_t de
                 std::string& why)
 {
   while (rows_read(db, owner, held, deadline_ms, why)) {
-    if (held.cur_cfg >= held.next_cfg) {
+    if (held.cur_cfg >= held.next_cfg)
       return true;
-    }
     if (stream_now_ms() >= deadline_ms) {
       why = "the switch does not take over its configuration";
       return false;
@@ -506,20 +485,16 @@ void state_fill(const held_t& held, const rows_t& wanted, rows_state_t& state)
   for (const auto& [name, port] : wanted.ports) {
     for (const auto& entry : port.interfaces) {
       const auto found = held.interfaces.find(entry.first);
-      if (found == held.interfaces.end()) {
+      if (found == held.interfaces.end())
         continue;
-      }
       const json_ptr_t number = parsed(found->second.columns.at("ofport"));
       const json_ptr_t error = parsed(found->second.columns.at("error"));
-      if (json_object_is_type(error.get(), json_type_string)) {
+      if (json_object_is_type(error.get(), json_type_string))
         state.errors[entry.first] = json_object_get_string(error.get());
-      }
-      if (json_object_is_type(number.get(), json_type_int) &&
-          json_object_get_int(number.get()) > 0) {
+      if (json_object_is_type(number.get(), json_type_int) && json_object_get_int(number.get()) > 0)
         state.port_numbers[entry.first] = static_cast<uint32_t>(json_object_get_int(number.get()));
-      } else if (state.errors.count(entry.first) == 0) {
+      else if (state.errors.count(entry.first) == 0)
         state.errors[entry.first] = "is not there yet";
-      }
     }
   }
 }
@@ -550,12 +525,10 @@ rows_t rows_wanted(const std::string& bridge, const wish_t& wish)
 {
   rows_t rows;
   rows.bridges = {bridge};
-  for (const auto& [number, member] : wish.members) {
+  for (const auto& [number, member] : wish.members)
     member_add(rows, bridge, number, member, wish);
-  }
-  for (const auto& [number, router] : wish.routers) {
+  for (const auto& [number, router] : wish.routers)
     router_add(rows, bridge, number, router);
-  }
   return rows;
 }
 
@@ -565,9 +538,8 @@ static bool change_commit(ovsdb_t& db, const std::string& bridge, change_t& chan
 {
   if (json_object_array_length(change.operations.get()) > 0) {
     mutate(change, "Open_vSwitch", held.switch_uuid, "next_cfg", "+=", "1");
-    if (ovsdb_transact(db, std::move(change.operations), deadline_ms, why) == nullptr) {
+    if (ovsdb_transact(db, std::move(change.operations), deadline_ms, why) == nullptr)
       return false;
-    }
   }
   return taken_over(db, bridge, held, deadline_ms, why);
 }
@@ -578,13 +550,11 @@ bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, ro
   held_t held;
   change_t change;
   state = {};
-  if (!rows_read(db, bridge, held, deadline_ms, why)) {
+  if (!rows_read(db, bridge, held, deadline_ms, why))
     return false;
-  }
   change_build(change, held, bridge, wanted);
-  if (!change_commit(db, bridge, change, held, deadline_ms, why)) {
+  if (!change_commit(db, bridge, change, held, deadline_ms, why))
     return false;
-  }
   state_fill(held, wanted, state);
   return true;
 }
@@ -594,11 +564,9 @@ bool rows_bridge_ensure(ovsdb_t& db, const std::string& bridge, uint64_t deadlin
 {
   held_t held;
   change_t change;
-  if (!rows_read(db, bridge, held, deadline_ms, why)) {
+  if (!rows_read(db, bridge, held, deadline_ms, why))
     return false;
-  }
-  if (held.bridges.count(bridge) == 0) {
+  if (held.bridges.count(bridge) == 0)
     bridge_insert(change, held, bridge, bridge);
-  }
   return change_commit(db, bridge, change, held, deadline_ms, why);
 }

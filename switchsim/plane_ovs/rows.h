@@ -20,7 +20,7 @@ std::string rows_inner_patch(const std::string& bridge, uint32_t member);  // to
 std::string rows_edge_patch(const std::string& bridge, uint32_t member);   // towards the inside
 std::string rows_router(const std::string& bridge, uint32_t router, const wish_router_t& settings);
 
-typedef std::map<std::string, std::string> columns_t;  // to the value as canonical JSON
+using columns_t = std::map<std::string, std::string>;  // to the value as canonical JSON
 
 struct row_port_t {
   std::string bridge;

@@ -12,7 +12,7 @@ constexpr size_t TEXT_MAX = 255;
 constexpr int32_t MILLI = 1000;
 constexpr uint32_t PWM_MAX = 255;
 
-typedef std::filesystem::path path_t;
+using path_t = std::filesystem::path;
 
 std::string line_of(const path_t& file)
 {
@@ -64,9 +64,8 @@ std::vector<path_t> entries_of(const path_t& folder)
 {
   std::vector<path_t> entries;
   std::error_code gone;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, gone)) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder, gone))
     entries.push_back(entry.path());
-  }
   std::sort(entries.begin(), entries.end());
   return entries;
 }
@@ -80,22 +79,18 @@ sim_sensors_t sensors_read(const std::string& folder)
       int32_t reading = 0;
       const std::string temperature = stem_of(file, "temp");
       const std::string fan = stem_of(file, "fan");
-      if ((temperature.empty() && fan.empty()) || !number_of(file, reading)) {
+      if ((temperature.empty() && fan.empty()) || !number_of(file, reading))
         continue;
-      }
-      if (!temperature.empty() && sensors.temp_sensors.size() < SENSORS_MAX) {
+      if (!temperature.empty() && sensors.temp_sensors.size() < SENSORS_MAX)
         temperature_read(monitor, temperature, reading, sensors);
-      } else if (!fan.empty() && sensors.fans.size() < SENSORS_MAX) {
+      else if (!fan.empty() && sensors.fans.size() < SENSORS_MAX)
         fan_read(monitor, fan, reading, sensors);
-      }
     }
   }
-  if (sensors.temp_sensors.empty()) {
+  if (sensors.temp_sensors.empty())
     sensors.temp_sensors.push_back({OPEN_TEMPSENSOR_STATE_NOTPRESENT, 0, ""});
-  }
-  if (sensors.fans.empty()) {
+  if (sensors.fans.empty())
     sensors.fans.push_back({OPEN_ITEMSTATE_NOT_PRESENT, OPEN_TYPE_NONE, 0, 0});
-  }
   sensors.power_supplies.push_back({OPEN_ITEMSTATE_NOT_PRESENT, OPEN_TYPE_NONE});
   return sensors;
 }

@@ -19,18 +19,15 @@ bool wait_for(int fd, short events, uint64_t deadline_ms)
 {
   for (;;) {
     const uint64_t now = stream_now_ms();
-    if (now >= deadline_ms) {
+    if (now >= deadline_ms)
       return false;
-    }
     pollfd waiting = {fd, events, 0};
     const int ready =
         poll(&waiting, 1, static_cast<int>(std::min<uint64_t>(deadline_ms - now, 60000)));
-    if (ready > 0) {
+    if (ready > 0)
       return true;
-    }
-    if (ready < 0 && errno != EINTR) {
+    if (ready < 0 && errno != EINTR)
       return false;
-    }
   }
 }
 
@@ -72,21 +69,17 @@ bool stream_connect(stream_t& stream, const std::string& path, uint64_t deadline
   const std::string bare = prefixed ? path.substr(UNIX_PREFIX.size()) : path;
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  if (bare.empty() || bare.size() >= sizeof address.sun_path) {
+  if (bare.empty() || bare.size() >= sizeof address.sun_path)
     return stream_fail(stream, why, "is no path of a socket: " + bare);
-  }
   memcpy(address.sun_path, bare.data(), bare.size());
   stream_close(stream);
   stream.socket.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   for (;;) {
-    if (connect(stream.socket.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
-        0) {
+    if (connect(stream.socket.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
       return true;
-    }
     // a listener with a full queue is not there to be waited for with poll
-    if (errno != EAGAIN || stream_now_ms() >= deadline_ms) {
+    if (errno != EAGAIN || stream_now_ms() >= deadline_ms)
       return stream_fail(stream, why, bare + ": " + strerror(errno));
-    }
     poll(nullptr, 0, 5);
   }
 }
@@ -95,34 +88,31 @@ bool stream_send(stream_t& stream, std::string_view bytes, uint64_t deadline_ms,
 {
   while (!bytes.empty()) {
     const ssize_t sent = send(stream.socket.fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent > 0) {
+    if (sent > 0)
       bytes.remove_prefix(static_cast<size_t>(sent));
-    } else if (!again(sent)) {
+    else if (!again(sent))
       return stream_fail(stream, why, std::string("cannot send: ") + strerror(errno));
-    } else if (!wait_for(stream.socket.fd, POLLOUT, deadline_ms)) {
+    else if (!wait_for(stream.socket.fd, POLLOUT, deadline_ms))
       return stream_fail(stream, why, "does not take what is sent to it");
-    }
   }
   return true;
 }
 
 bool stream_receive(stream_t& stream, size_t wanted, uint64_t deadline_ms, std::string& why)
 {
-  if (wanted > STREAM_BYTES_MAX) {
+  if (wanted > STREAM_BYTES_MAX)
     return stream_fail(stream, why, "sends too much");
-  }
   while (stream.received.size() < wanted) {
     char chunk[CHUNK];
     const ssize_t got = recv(stream.socket.fd, chunk, sizeof chunk, 0);
-    if (got > 0) {
+    if (got > 0)
       stream.received.append(chunk, static_cast<size_t>(got));
-    } else if (got == 0) {
+    else if (got == 0)
       return stream_fail(stream, why, "has closed the connection");
-    } else if (!again(got)) {
+    else if (!again(got))
       return stream_fail(stream, why, std::string("cannot receive: ") + strerror(errno));
-    } else if (!wait_for(stream.socket.fd, POLLIN, deadline_ms)) {
+    else if (!wait_for(stream.socket.fd, POLLIN, deadline_ms))
       return stream_fail(stream, why, "does not answer");
-    }
   }
   return true;
 }

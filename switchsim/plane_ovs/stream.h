@@ -24,9 +24,8 @@ struct fd_guard_t {
   }
   void reset(int other)
   {
-    if (fd >= 0) {
+    if (fd >= 0)
       close(fd);
-    }
     fd = other;
   }
 };

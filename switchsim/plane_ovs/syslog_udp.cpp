@@ -46,7 +46,7 @@ sender_t& sender()
   return *one;
 }
 
-typedef void (*tap_setter_t)(log_tap_t);
+using tap_setter_t = void (*)(log_tap_t);
 
 void line_take(int severity, const char* text)
 {
@@ -60,10 +60,8 @@ void line_take(int severity, const char* text)
 
 void tap_set(log_tap_t tap)
 {
-  if (const auto setter =
-          reinterpret_cast<tap_setter_t>(dlsym(RTLD_DEFAULT, "switchsim_log_tap"))) {
+  if (const auto setter = reinterpret_cast<tap_setter_t>(dlsym(RTLD_DEFAULT, "switchsim_log_tap")))
     setter(tap);
-  }
 }
 
 std::string datagram(const line_t& line, const std::string& name)
@@ -84,9 +82,8 @@ void datagram_send(const wish_log_host_t& host, const std::string& text)
   hints.ai_socktype = SOCK_DGRAM;
   addrinfo* found = nullptr;
   const std::string port = std::to_string(host.port);
-  if (getaddrinfo(host.address.c_str(), port.c_str(), &hints, &found) != 0) {
+  if (getaddrinfo(host.address.c_str(), port.c_str(), &hints, &found) != 0)
     return;
-  }
   const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner(found, freeaddrinfo);
   const fd_guard_t socket_of_family(
       socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -99,24 +96,20 @@ void send_lines()
   sender_t& s = sender();
   std::unique_lock<std::mutex> lock(s.mutex);
   const fd_guard_t space(s.netns.empty() ? -1 : open(s.netns.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!s.netns.empty() && setns(space.fd, CLONE_NEWNET) != 0) {
+  if (!s.netns.empty() && setns(space.fd, CLONE_NEWNET) != 0)
     return;
-  }
   while (true) {
     s.wake.wait(lock, [&] { return s.stop || !s.lines.empty(); });
-    if (s.stop) {
+    if (s.stop)
       return;
-    }
     const line_t line = s.lines.front();
     s.lines.pop_front();
     const std::vector<wish_log_host_t> hosts = s.hosts;
     const std::string name = s.name;
     lock.unlock();
-    for (const wish_log_host_t& host : hosts) {
-      if (line.severity <= host.severity) {
+    for (const wish_log_host_t& host : hosts)
+      if (line.severity <= host.severity)
         datagram_send(host, datagram(line, name));
-      }
-    }
     lock.lock();
   }
 }
@@ -148,7 +141,6 @@ void syslog_stop()
     s.lines.clear();
     s.wake.notify_one();
   }
-  if (s.thread.joinable()) {
+  if (s.thread.joinable())
     s.thread.join();
-  }
 }

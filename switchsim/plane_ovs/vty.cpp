@@ -25,25 +25,20 @@ bool vty_run(vty_t& vty, const std::string& line, std::string& answer, uint64_t 
 {
   stream_t& stream = vty.stream;
   stream.received.clear();
-  if (!stream_send(stream, std::string_view(line.c_str(), line.size() + 1), deadline_ms, why)) {
+  if (!stream_send(stream, std::string_view(line.c_str(), line.size() + 1), deadline_ms, why))
     return false;
-  }
   size_t end = 0;
   for (size_t searched = 0;; searched = stream.received.size()) {
-    if (!stream_receive(stream, searched + 1, deadline_ms, why)) {
+    if (!stream_receive(stream, searched + 1, deadline_ms, why))
       return false;
-    }
     end = stream.received.find(END, searched < END.size() ? 0 : searched - END.size());
-    if (end != std::string::npos) {
+    if (end != std::string::npos)
       break;
-    }
-    if (stream.received.size() > ANSWER_MAX) {
+    if (stream.received.size() > ANSWER_MAX)
       return stream_fail(stream, why, "sends too much");
-    }
   }
-  if (!stream_receive(stream, end + END.size() + 1, deadline_ms, why)) {
+  if (!stream_receive(stream, end + END.size() + 1, deadline_ms, why))
     return false;
-  }
   answer = stream.received.substr(0, end);
   if (refused(stream.received[end + END.size()])) {
     why = line + ": " + answer.substr(0, answer.find('\n'));
@@ -56,21 +51,18 @@ bool vty_configure(vty_t& vty, const std::vector<std::string>& lines, uint64_t d
                    std::string& why)
 {
   std::string answer;
-  if (lines.empty()) {
+  if (lines.empty())
     return true;
-  }
-  if (!vty_run(vty, "configure terminal", answer, deadline_ms, why)) {
+  if (!vty_run(vty, "configure terminal", answer, deadline_ms, why))
     return false;
-  }
   bool done = true;
   for (const std::string& line : lines) {
     std::string refusal;
     if (!vty_run(vty, line, answer, deadline_ms, refusal)) {
       why = done ? refusal : why;
       done = false;
-      if (!stream_connected(vty.stream)) {
+      if (!stream_connected(vty.stream))
         return false;
-      }
     }
   }
   std::string ignored;

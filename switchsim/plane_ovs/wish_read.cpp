@@ -41,17 +41,14 @@ void ports_read(wish_t& wish, const std::map<uint32_t, std::string>& netdevs)
   for (const auto& [number, netdev] : netdevs) {
     const sim_if_t* intf = sim_port_find(number);
     const sim_if_t* forwarder = sim_if_find(sim_if_forwarder(number));
-    if (intf == nullptr || forwarder == nullptr) {
+    if (intf == nullptr || forwarder == nullptr)
       continue;
-    }
     wish_port_t& port = wish.ports[number];
     port = {netdev, port_enabled(*intf), sim_if_settings(*forwarder).mtu, {}};
     const auto lock = sim_pml_ports().find(number);
-    if (lock != sim_pml_ports().end()) {
-      for (const auto& entry : lock->second.entries) {
+    if (lock != sim_pml_ports().end())
+      for (const auto& entry : lock->second.entries)
         port.locked.insert(entry.first);
-      }
-    }
   }
 }
 
@@ -81,17 +78,15 @@ void routers_read(wish_t& wish, uint64_t base_mac)
   for (const auto& [number, intf] : sim_ifs()) {
     const auto member = wish.members.find(number);
     const uint32_t vlan = sim_if_vlan(number);
-    if (!sim_routing_interface(number) || (vlan == 0 && member == wish.members.end())) {
+    if (!sim_routing_interface(number) || (vlan == 0 && member == wish.members.end()))
       continue;
-    }
     wish_router_t& router = wish.routers[number];
     router = {vlan, enabled(intf), sim_if_settings(intf).mtu, wish_router_mac(base_mac, number),
               sim_routing_addresses(number, OPEN_AF_INET)};
     const std::vector<open_inet_pfx_t> ipv6 = sim_routing_addresses(number, OPEN_AF_INET6);
     router.addresses.insert(router.addresses.end(), ipv6.begin(), ipv6.end());
-    if (vlan == 0) {
+    if (vlan == 0)
       member->second.routed = number;
-    }
   }
   wish.forward_ipv4 = sim_routing_mode(OPEN_AF_INET) == OPEN_ENABLE;
   wish.forward_ipv6 = sim_routing_mode(OPEN_AF_INET6) == OPEN_ENABLE;
@@ -99,9 +94,8 @@ void routers_read(wish_t& wish, uint64_t base_mac)
 
 void policies_read(wish_t& wish)
 {
-  for (const auto& [id, policy] : sim_policies()) {
+  for (const auto& [id, policy] : sim_policies())
     wish.policies[id] = {policy.record, policy.ports};
-  }
 }
 
 // ---- BGP, in the words of its daemon ----
@@ -117,9 +111,8 @@ std::string address_text(const sim_bgp_address_t& address)
   open_in6_addr_t ipv6 = {};
   std::copy(address.second.begin(), address.second.end(), ipv6.u.addr8);
   uint32_t ipv4 = 0;
-  for (size_t i = 0; i < sizeof ipv4; i++) {
+  for (size_t i = 0; i < sizeof ipv4; i++)
     ipv4 = ipv4 << 8 | address.second[i];
-  }
   return sim_inet_text(address.first, ipv4, ipv6);
 }
 
@@ -145,19 +138,16 @@ void peer_read(wish_t& wish, const std::string& bridge, const sim_bgp_peer_key_t
   bgp.lines.insert(name + " remote-as " + std::to_string(peer.remote_as));
   const std::string scope = interface_name(wish, bridge, key.second);
   const std::string source = interface_name(wish, bridge, peer.update_source);
-  if (!scope.empty()) {
+  if (!scope.empty())
     bgp.lines.insert(name + " interface " + scope);
-  }
-  if (!source.empty()) {
+  if (!source.empty())
     bgp.lines.insert(name + " update-source " + source);
-  }
   for (const OPEN_AF_t family : {OPEN_AF_INET, OPEN_AF_INET6}) {
     const sim_bgp_family_t& settings = family == OPEN_AF_INET ? peer.ipv4 : peer.ipv6;
     if (settings.active) {
       lines_of(bgp, family).insert(name + " activate");
-      if (settings.next_hop_self == OPEN_ENABLE) {
+      if (settings.next_hop_self == OPEN_ENABLE)
         lines_of(bgp, family).insert(name + " next-hop-self");
-      }
     }
   }
 }
@@ -165,15 +155,13 @@ void peer_read(wish_t& wish, const std::string& bridge, const sim_bgp_peer_key_t
 void redistribution_read(wish_bgp_t& bgp, OPEN_AF_t family, std::string protocol,
                          const sim_bgp_redistribution_t& settings)
 {
-  if (family == OPEN_AF_INET6 && protocol == "ospf") {
+  if (family == OPEN_AF_INET6 && protocol == "ospf")
     protocol = "ospf6";
-  } else if (family == OPEN_AF_INET6 && protocol == "rip") {
+  else if (family == OPEN_AF_INET6 && protocol == "rip")
     protocol = "ripng";
-  }
   std::string line = "redistribute " + protocol;
-  if (settings.metric_set) {
+  if (settings.metric_set)
     line += " metric " + std::to_string(settings.metric);
-  }
   route_map_add(bgp, line, settings.route_map);
   lines_of(bgp, family).insert(line);
 }
@@ -184,15 +172,12 @@ std::set<std::string> globals_lines(const sim_bgp_globals_t& globals)
   // a network has to be in the routing table, before anything is told
   std::set<std::string> lines = {"no bgp ebgp-requires-policy", "no bgp default ipv4-unicast",
                                  "no bgp network import-check"};
-  if (globals.router_id != 0) {
+  if (globals.router_id != 0)
     lines.insert("bgp router-id " + sim_ipv4_text(globals.router_id));
-  }
-  if (globals.log_neighbor_changes) {
+  if (globals.log_neighbor_changes)
     lines.insert("bgp log-neighbor-changes");
-  }
-  if (globals.local_pref != BGP_LOCAL_PREF_DEFAULT) {
+  if (globals.local_pref != BGP_LOCAL_PREF_DEFAULT)
     lines.insert("bgp default local-preference " + std::to_string(globals.local_pref));
-  }
   if (globals.hold_time != BGP_HOLD_DEFAULT || globals.keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
     lines.insert("timers bgp " + std::to_string(globals.keep_alive) + " " +
                  std::to_string(globals.hold_time));
@@ -205,21 +190,18 @@ void bgp_read(wish_t& wish, const std::string& bridge)
   const sim_bgp_t& model = sim_bgp();
   wish_bgp_t& bgp = wish.bgp;
   bgp.local_as = model.globals.local_as;
-  if (bgp.local_as == 0) {
+  if (bgp.local_as == 0)
     return;
-  }
   bgp.lines = globals_lines(model.globals);
-  for (const auto& [key, peer] : model.peers) {
+  for (const auto& [key, peer] : model.peers)
     peer_read(wish, bridge, key, peer);
-  }
   for (const auto& [key, route_map] : model.networks) {
     std::string line = "network " + address_text(key.first) + "/" + std::to_string(key.second);
     route_map_add(bgp, line, route_map);
     lines_of(bgp, key.first.first).insert(line);
   }
-  for (const auto& [key, settings] : model.redistributions) {
+  for (const auto& [key, settings] : model.redistributions)
     redistribution_read(bgp, key.first, key.second, settings);
-  }
 }
 
 void logging_read(wish_t& wish)

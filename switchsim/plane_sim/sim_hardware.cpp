@@ -104,9 +104,8 @@ bool transceiver_parse(const sim_json_t& json)
                                 {"nominal_signal_rate", false, take(parsed.nominal_signal_rate)},
                                 {"compliance",          false, take(parsed.compliance)         },
   });
-  if (good) {
+  if (good)
     transceivers[port] = parsed;
-  }
   return good;
 }
 
@@ -202,20 +201,17 @@ const sim_area_t sim_hardware_area = sim_area(hardware_reset, KEYS);
 void sim_hardware_sensors(sim_sensors_t& sensors)
 {
   sensors = built_in;
-  for (uint32_t i = 0; i < sensors.fans.size(); i++) {
+  for (uint32_t i = 0; i < sensors.fans.size(); i++)
     sensors.fans[i].speed = fan_speed(sensors.fans[i], i);
-  }
-  for (uint32_t i = 0; i < sensors.temp_sensors.size(); i++) {
+  for (uint32_t i = 0; i < sensors.temp_sensors.size(); i++)
     sensors.temp_sensors[i].temperature = temperature(sensors.temp_sensors[i], i);
-  }
 }
 
 bool sim_hardware_transceiver(uint32_t port, sim_transceiver_t& transceiver)
 {
   const auto found = transceivers.find(port);
-  if (found == transceivers.end()) {
+  if (found == transceivers.end())
     return false;
-  }
   transceiver = found->second;
   return true;
 }

@@ -31,9 +31,8 @@ bool started;  // the model is whole
 
 OPEN_IF_CONNECTOR_TYPE_t connector_of(uint32_t port)
 {
-  if (port >= 49 && port <= 52) {
+  if (port >= 49 && port <= 52)
     return OPEN_SFPPLUS;
-  }
   return port == 53 || port == 54 ? OPEN_QSFP : OPEN_RJ45;
 }
 
@@ -41,11 +40,9 @@ void port_count_set(uint32_t count)
 {
   port_count = count;
   wired_ports.clear();
-  for (const uint32_t port : {1, 2, 3, 4, 5, 6, 7, 8, 49, 53}) {
-    if (port <= count) {
+  for (const uint32_t port : {1, 2, 3, 4, 5, 6, 7, 8, 49, 53})
+    if (port <= count)
       wired_ports.insert(port);
-    }
-  }
 }
 
 void links_reset()
@@ -58,9 +55,8 @@ bool ports_parse(const sim_json_t& json)
 {
   uint32_t count = 0;
   const bool parsed = sim_json_uint(json, 1, PORTS_MAX, count);
-  if (parsed) {
+  if (parsed)
     port_count_set(count);
-  }
   return parsed;
 }
 
@@ -70,9 +66,8 @@ bool link_up_parse(const sim_json_t& json)
   return sim_json_list(json, [](const sim_json_t& item) {
     uint32_t port = 0;
     const bool parsed = sim_json_uint(item, 1, port_count, port);
-    if (parsed) {
+    if (parsed)
       wired_ports.insert(port);
-    }
     return parsed;
   });
 }
@@ -95,9 +90,8 @@ bool wired(const sim_if_t& intf, const link_t& link)
 
 void up_set(link_t& link, bool up)
 {
-  if (up == link.up) {
+  if (up == link.up)
     return;
-  }
   const uint64_t now_ms = sim_uptime_ms();
   link.up_ms += link.up ? now_ms - link.since_ms : 0;
   link.since_ms = now_ms;
@@ -125,17 +119,15 @@ void carry_set(uint32_t number, uint32_t vlan_intf, bool carried)
 void link_remove(uint32_t number)
 {
   const auto found = links.find(number);
-  if (found == links.end()) {
+  if (found == links.end())
     return;
-  }
   const link_t gone = found->second;
   for (const uint32_t vlan_intf : gone.carried) {
     carry_set(number, vlan_intf, false);
     sim_links_changed(vlan_intf);
   }
-  for (const uint32_t carrier : gone.carried_by) {
+  for (const uint32_t carrier : gone.carried_by)
     carry_set(carrier, number, false);
-  }
   links.erase(number);
 }
 
@@ -145,9 +137,8 @@ void carriers_find(uint32_t vlan_intf)
   const std::set<uint32_t> before = links[vlan_intf].carried_by;
   for (const auto& entry : sim_ifs()) {
     const bool carried = carries(entry.second, vlan_intf);
-    if (carried != (before.count(entry.first) > 0)) {
+    if (carried != (before.count(entry.first) > 0))
       carry_set(entry.first, vlan_intf, carried);
-    }
   }
 }
 
@@ -174,9 +165,8 @@ const sim_area_t sim_links_area = sim_area(links_reset, KEYS);
 std::vector<sim_port_t> sim_links_ports()
 {
   std::vector<sim_port_t> ports;
-  for (uint32_t port = 1; port <= port_count; port++) {
+  for (uint32_t port = 1; port <= port_count; port++)
     ports.push_back({port, connector_of(port)});
-  }
   return ports;
 }
 
@@ -194,18 +184,16 @@ bool sim_link_up(uint32_t number)
 uint64_t sim_link_up_ms(uint32_t number)
 {
   const auto found = links.find(number);
-  if (found == links.end()) {
+  if (found == links.end())
     return 0;
-  }
   const link_t& link = found->second;
   return link.up_ms + (link.up ? sim_uptime_ms() - link.since_ms : 0);
 }
 
 void sim_links_changed(uint32_t number)
 {
-  if (!started) {
+  if (!started)
     return;
-  }
   const sim_if_t* intf = sim_if_find(number);
   if (intf == nullptr) {
     link_remove(number);
@@ -213,28 +201,24 @@ void sim_links_changed(uint32_t number)
   }
   const bool is_new = links.count(number) == 0;
   link_t& link = links[number];
-  if (is_new && intf->type == OPEN_INTF_TYPE_VLAN) {
+  if (is_new && intf->type == OPEN_INTF_TYPE_VLAN)
     carriers_find(number);
-  }
   const sim_if_settings_t settings = sim_if_settings(*intf);
   up_set(link, wired(*intf, link) && settings.admin == OPEN_ENABLE &&
                    settings.soft_shutdown == OPEN_DISABLE);
-  if (intf->type == OPEN_INTF_TYPE_VLAN) {
+  if (intf->type == OPEN_INTF_TYPE_VLAN)
     return;
-  }
   carried_find(*intf);
-  if (intf->group != 0) {
+  if (intf->group != 0)
     sim_links_changed(intf->group);
-  }
 }
 
 // The VLAN's interface is carried by others than before, if it has one.
 void sim_links_vlan_changed(uint32_t vid)
 {
   const uint32_t vlan_intf = sim_vlan_routing(vid);
-  if (!started || vlan_intf == 0) {
+  if (!started || vlan_intf == 0)
     return;
-  }
   carriers_find(vlan_intf);
   sim_links_changed(vlan_intf);
 }
@@ -243,18 +227,15 @@ void sim_links_vlan_changed(uint32_t vid)
 void sim_links_replaced()
 {
   std::vector<uint32_t> numbers;
-  for (const auto& entry : links) {
+  for (const auto& entry : links)
     numbers.push_back(entry.first);
-  }
   for (const uint32_t number : numbers) {
     const sim_if_t* intf = sim_if_find(number);
-    if (intf == nullptr || intf->type == OPEN_INTF_TYPE_VLAN) {
+    if (intf == nullptr || intf->type == OPEN_INTF_TYPE_VLAN)
       link_remove(number);
-    }
   }
-  for (const auto& entry : sim_ifs()) {
+  for (const auto& entry : sim_ifs())
     sim_links_changed(entry.first);
-  }
 }
 
 void sim_links_restart()

@@ -36,14 +36,12 @@ bool start(std::string&)
 
 void changed(sim_kind_t kind, uint32_t number)
 {
-  if (pending_ms > 0) {
+  if (pending_ms > 0)
     in_force_ms[{kind, number}] = sim_uptime_ms() + pending_ms;
-  }
-  if (kind == SIM_IF || kind == SIM_GROUP) {
+  if (kind == SIM_IF || kind == SIM_GROUP)
     sim_links_changed(number);
-  } else if (kind == SIM_VLAN) {
+  else if (kind == SIM_VLAN)
     sim_links_vlan_changed(number);
-  }
 }
 
 bool in_force(sim_kind_t kind, uint32_t number)
@@ -55,9 +53,8 @@ bool in_force(sim_kind_t kind, uint32_t number)
 // Everybody speaks what the interface speaks best; the speed that was set says that already.
 bool negotiated(uint32_t number, OPEN_PORT_SPEEDS_t&, OPEN_PORT_DUPLEX_t& duplex)
 {
-  if (!sim_link_up(number)) {
+  if (!sim_link_up(number))
     return false;
-  }
   duplex = OPEN_PORT_DUPLEX_FULL;
   return true;
 }

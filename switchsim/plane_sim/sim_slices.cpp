@@ -68,21 +68,19 @@ open_error_t sim_slices_room(uint32_t id, const open_tcamApiPolicy_t& policy, ui
   const std::vector<slice_t> slices = slices_of(is_egress(policy), id);
   const uint32_t type = static_cast<uint32_t>(policy.policyType);
   if (place != SIM_PLACE_ANY) {
-    if (place >= slices.size()) {
+    if (place >= slices.size())
       return OPEN_E_PARAM;
-    }
     return has_room(slices[place], type) ? OPEN_E_NONE : OPEN_E_FULL;
   }
   auto found = std::find_if(slices.begin(), slices.end(), [&](const slice_t& slice) {
     return slice.entries > 0 && has_room(slice, type);
   });
   if (found == slices.end()) {
-    found = std::find_if(slices.begin(), slices.end(),
-                         [](const slice_t& slice) { return slice.entries == 0; });
+    found = std::find_if(
+        slices.begin(), slices.end(), [](const slice_t& slice) { return slice.entries == 0; });
   }
-  if (found == slices.end()) {
+  if (found == slices.end())
     return OPEN_E_FULL;
-  }
   place = static_cast<uint32_t>(found - slices.begin());
   return OPEN_E_NONE;
 }
@@ -95,9 +93,8 @@ sim_policy_use_t sim_slices_use(bool at_egress)
   use.total = use.slices * slice_size;
   for (uint32_t i = 0; i < use.slices; i++) {
     const slice_t& slice = slices[i];
-    if (slice.entries == 0) {
+    if (slice.entries == 0)
       continue;
-    }
     use.used_slices++;
     use.entries += slice.entries;
     open_tcam_group_t& group = use.groups.group[i];

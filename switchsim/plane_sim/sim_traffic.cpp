@@ -87,9 +87,8 @@ bool needs_shared_copper(OPEN_COUNTER_ID_t id)
 
 bool keeps(const sim_if_t& intf, OPEN_COUNTER_ID_t id)
 {
-  if (id == OPEN_CTR_RESERVED) {
+  if (id == OPEN_CTR_RESERVED)
     return false;
-  }
   switch (intf.type) {
     case OPEN_INTF_TYPE_PHY:
       return intf.connector == OPEN_RJ45 || !needs_shared_copper(id);
@@ -107,9 +106,8 @@ uint64_t round_ms(uint32_t number)
 
 uint64_t rate_of(uint32_t number, OPEN_COUNTER_ID_t id)
 {
-  if (!sim_link_up(number)) {
+  if (!sim_link_up(number))
     return 0;
-  }
   const auto per_second = [&](uint64_t round) { return round * 1000 / round_ms(number); };
   switch (id) {
     case OPEN_CTR_RX_RATE_BITS:
@@ -127,9 +125,8 @@ uint64_t rate_of(uint32_t number, OPEN_COUNTER_ID_t id)
 bool sim_traffic_counter(uint32_t number, OPEN_COUNTER_ID_t id, uint64_t& raw)
 {
   const sim_if_t* intf = sim_if_find(number);
-  if (intf == nullptr || !keeps(*intf, id)) {
+  if (intf == nullptr || !keeps(*intf, id))
     return false;
-  }
   raw = sim_counter_is_rate(id) ? rate_of(number, id)
                                 : sim_link_up_ms(number) / round_ms(number) * ROUND[id];
   return true;

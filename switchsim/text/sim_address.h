@@ -25,7 +25,7 @@ bool sim_ipv6_is_host(const open_in6_addr_t& address);
 bool sim_ipv6_is_link_local(const open_in6_addr_t& address);
 
 // In network order; an IPv4 address is the first four, and the others are zero.
-typedef std::array<uint8_t, 16> sim_address_bytes_t;
+using sim_address_bytes_t = std::array<uint8_t, 16>;
 
 // Of an open_inet_addr_t or open_inet_pfx_t.
 template <class Record>

@@ -24,9 +24,8 @@ bool escape_take(const std::string& line, size_t& at, std::string& text)
   }
   if (escape.size() < 4 || escape[1] != 'x' ||
       isxdigit(static_cast<unsigned char>(escape[2])) == 0 ||
-      isxdigit(static_cast<unsigned char>(escape[3])) == 0) {
+      isxdigit(static_cast<unsigned char>(escape[3])) == 0)
     return false;
-  }
   const unsigned long code = std::stoul(escape.substr(2), nullptr, 16);
   text += static_cast<char>(static_cast<unsigned char>(code));
   at += 4;
@@ -35,13 +34,11 @@ bool escape_take(const std::string& line, size_t& at, std::string& text)
 
 bool quoted_take(const std::string& line, size_t& at, std::string& text)
 {
-  for (at++; at < line.size() && line[at] != '"';) {
-    if (line[at] != '\\') {
+  for (at++; at < line.size() && line[at] != '"';)
+    if (line[at] != '\\')
       text += line[at++];
-    } else if (!escape_take(line, at, text)) {
+    else if (!escape_take(line, at, text))
       return false;
-    }
-  }
   return at++ < line.size() && (at == line.size() || isspace(static_cast<unsigned char>(line[at])));
 }
 
@@ -51,12 +48,10 @@ bool choice_find(std::string_view choices, const std::string& word, uint64_t& po
   choices = choices.substr(1, choices.size() - 2);
   for (position = 0;; position++) {
     const size_t end = choices.find('|');
-    if (choices.substr(0, end) == word) {
+    if (choices.substr(0, end) == word)
       return true;
-    }
-    if (end == std::string_view::npos) {
+    if (end == std::string_view::npos)
       return false;
-    }
     choices.remove_prefix(end + 1);
   }
 }
@@ -64,14 +59,12 @@ bool choice_find(std::string_view choices, const std::string& word, uint64_t& po
 // Whether a word is what a pattern's word asks for; a field is then added to args.
 bool word_match(std::string_view wanted, const sim_cli_word_t& word, sim_cli_args_t& args)
 {
-  if (wanted[0] != '{') {
+  if (wanted[0] != '{')
     return !word.quoted && wanted == word.text;
-  }
   args.push_back({0, word.text});
   uint64_t& number = args.back().number;
-  if (wanted == "{t}") {
+  if (wanted == "{t}")
     return true;
-  }
   if (wanted == "{n}") {
     return !word.quoted && sim_cli_number_read(word.text, number) &&
            number <= std::numeric_limits<uint32_t>::max();
@@ -114,9 +107,8 @@ void sim_cli_word(std::string& line, const std::string& text)
 bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words)
 {
   words.clear();
-  if (line.find('\0') != std::string::npos) {
+  if (line.find('\0') != std::string::npos)
     return false;  // no text can be written with one
-  }
   for (size_t at = 0; at < line.size();) {
     if (isspace(static_cast<unsigned char>(line[at])) != 0) {
       at++;
@@ -124,14 +116,12 @@ bool sim_cli_split(const std::string& line, std::vector<sim_cli_word_t>& words)
       return true;
     } else if (line[at] == '"') {
       words.push_back({"", true});
-      if (!quoted_take(line, at, words.back().text)) {
+      if (!quoted_take(line, at, words.back().text))
         return false;
-      }
     } else {
       const size_t start = at;
-      while (at < line.size() && isspace(static_cast<unsigned char>(line[at])) == 0) {
+      while (at < line.size() && isspace(static_cast<unsigned char>(line[at])) == 0)
         at++;
-      }
       words.push_back({line.substr(start, at - start), false});
     }
   }
@@ -145,9 +135,8 @@ bool sim_cli_match(std::string_view pattern, const std::vector<sim_cli_word_t>& 
   for (const sim_cli_word_t& word : words) {
     const std::string_view wanted = pattern.substr(0, pattern.find(' '));
     pattern.remove_prefix(std::min(wanted.size() + 1, pattern.size()));
-    if (wanted.empty() || !word_match(wanted, word, args)) {
+    if (wanted.empty() || !word_match(wanted, word, args))
       return false;
-    }
   }
   return pattern.empty();
 }

@@ -26,7 +26,7 @@ struct sim_cli_arg_t {
   uint64_t number;   // of {n}, and the position of a chosen word
   std::string text;  // the word itself
 };
-typedef std::vector<sim_cli_arg_t> sim_cli_args_t;
+using sim_cli_args_t = std::vector<sim_cli_arg_t>;
 
 struct sim_command_t {
   const char* pattern;

@@ -30,18 +30,15 @@ bool sim_mac_parse(const std::string& text, uint64_t& mac)
     size_t groups = 0;
     size_t at = 0;
     for (; groups < notation.groups; groups++) {
-      if (groups > 0 && (at >= text.size() || text[at++] != notation.separator)) {
+      if (groups > 0 && (at >= text.size() || text[at++] != notation.separator))
         break;
-      }
       const size_t start = at;
       uint64_t group = 0;
       while (at < text.size() && at - start < notation.digits_max &&
-             isxdigit(static_cast<unsigned char>(text[at])) != 0) {
+             isxdigit(static_cast<unsigned char>(text[at])) != 0)
         group = group << 4 | std::stoul(text.substr(at++, 1), nullptr, 16);
-      }
-      if (at - start < notation.digits_min) {
+      if (at - start < notation.digits_min)
         break;
-      }
       value = value << (48 / notation.groups) | group;
     }
     if (groups == notation.groups && at == text.size()) {

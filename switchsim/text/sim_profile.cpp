@@ -43,9 +43,8 @@ static bool sim_json_is_number(const sim_json_t& json, int64_t min, int64_t max)
 {
   if (json_object_get_type(json.value) == json_type_int) {
     const int64_t number = json_object_get_int64(json.value);
-    if (number >= min && number <= max) {
+    if (number >= min && number <= max)
       return true;
-    }
   }
   return sim_json_refuse(
       json, "must be a number from " + std::to_string(min) + " to " + std::to_string(max));
@@ -53,27 +52,24 @@ static bool sim_json_is_number(const sim_json_t& json, int64_t min, int64_t max)
 
 bool sim_json_uint(const sim_json_t& json, uint32_t min, uint32_t max, uint32_t& out)
 {
-  if (!sim_json_is_number(json, min, max)) {
+  if (!sim_json_is_number(json, min, max))
     return false;
-  }
   out = static_cast<uint32_t>(json_object_get_int64(json.value));
   return true;
 }
 
 bool sim_json_int(const sim_json_t& json, int32_t min, int32_t max, int32_t& out)
 {
-  if (!sim_json_is_number(json, min, max)) {
+  if (!sim_json_is_number(json, min, max))
     return false;
-  }
   out = static_cast<int32_t>(json_object_get_int64(json.value));
   return true;
 }
 
 bool sim_json_bool(const sim_json_t& json, bool& out)
 {
-  if (json_object_get_type(json.value) != json_type_boolean) {
+  if (json_object_get_type(json.value) != json_type_boolean)
     return sim_json_refuse(json, "must be true or false");
-  }
   out = json_object_get_boolean(json.value);
   return true;
 }
@@ -108,29 +104,24 @@ bool sim_json_chosen(const sim_json_t& json, std::initializer_list<sim_choice_t>
 
 bool sim_json_list(const sim_json_t& json, const std::function<bool(const sim_json_t& item)>& parse)
 {
-  if (json_object_get_type(json.value) != json_type_array) {
+  if (json_object_get_type(json.value) != json_type_array)
     return sim_json_refuse(json, "must be a list");
-  }
-  for (size_t i = 0; i < json_object_array_length(json.value); i++) {
+  for (size_t i = 0; i < json_object_array_length(json.value); i++)
     if (!parse({json_object_array_get_idx(json.value, i), json.path + "[" + std::to_string(i) + "]",
-                json.error})) {
+                json.error}))
       return false;
-    }
-  }
   return true;
 }
 
 bool sim_json_each(const sim_json_t& json,
                    const std::function<bool(const char* name, const sim_json_t& value)>& parse)
 {
-  if (json_object_get_type(json.value) != json_type_object) {
+  if (json_object_get_type(json.value) != json_type_object)
     return sim_json_refuse(json, "must be a record");
-  }
   json_object_object_foreach(json.value, name, value)
   {
-    if (!parse(name, sim_json_member(json, name, value))) {
+    if (!parse(name, sim_json_member(json, name, value)))
       return false;
-    }
   }
   return true;
 }
@@ -138,22 +129,18 @@ bool sim_json_each(const sim_json_t& json,
 bool sim_json_record(const sim_json_t& json, std::initializer_list<sim_field_t> fields)
 {
   const auto known = [&](const char* name, const sim_json_t& value) {
-    for (const sim_field_t& field : fields) {
-      if (strcmp(field.name, name) == 0) {
+    for (const sim_field_t& field : fields)
+      if (strcmp(field.name, name) == 0)
         return true;
-      }
-    }
     return sim_json_refuse(value, "no such key");
   };
-  if (!sim_json_each(json, known)) {
+  if (!sim_json_each(json, known))
     return false;
-  }
   for (const sim_field_t& field : fields) {
     json_object* value = nullptr;
     if (json_object_object_get_ex(json.value, field.name, &value)) {
-      if (!field.parse(sim_json_member(json, field.name, value))) {
+      if (!field.parse(sim_json_member(json, field.name, value)))
         return false;
-      }
     } else if (field.required) {
       return sim_json_refuse(sim_json_member(json, field.name, nullptr), "is missing");
     }

@@ -21,7 +21,7 @@ struct sim_json_t {
 struct sim_json_free_t {
   void operator()(json_object* json) const;
 };
-typedef std::unique_ptr<json_object, sim_json_free_t> sim_json_owner_t;
+using sim_json_owner_t = std::unique_ptr<json_object, sim_json_free_t>;
 
 // Null and a complaint in error when the text is not JSON.
 sim_json_owner_t sim_json_read(const std::string& text, std::string& error);
@@ -45,9 +45,8 @@ template <class T>
 bool sim_json_choice(const sim_json_t& json, std::initializer_list<sim_choice_t> choices, T& out)
 {
   int value = 0;
-  if (!sim_json_chosen(json, choices, value)) {
+  if (!sim_json_chosen(json, choices, value))
     return false;
-  }
   out = static_cast<T>(value);
   return true;
 }

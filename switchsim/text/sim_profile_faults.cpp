@@ -18,9 +18,8 @@ static bool fault_value_parse(const sim_json_t& json, sim_fault_value_t& value)
     value.kind = sim_fault_value_t::TEXT;
     return sim_json_text(json, 0, TEXT_MAX, value.text);
   }
-  if (json_object_get_type(json.value) != json_type_int) {
+  if (json_object_get_type(json.value) != json_type_int)
     return sim_json_refuse(json, "must be a number or a text");
-  }
   const int64_t number = json_object_get_int64(json.value);
   value.kind = sim_fault_value_t::NUMBER;
   value.negative = number < 0;
@@ -30,9 +29,8 @@ static bool fault_value_parse(const sim_json_t& json, sim_fault_value_t& value)
 
 bool sim_fault_parse(const char* name, const sim_json_t& json)
 {
-  if (!sim_fault_call_exists(name)) {
+  if (!sim_fault_call_exists(name))
     return sim_json_refuse(json, "no such call");
-  }
   constexpr uint32_t UINT_MAX32 = std::numeric_limits<uint32_t>::max();
   constexpr int32_t INT_MIN32 = std::numeric_limits<int32_t>::min();
   constexpr int32_t INT_MAX32 = std::numeric_limits<int32_t>::max();
@@ -62,9 +60,8 @@ bool sim_fault_parse(const char* name, const sim_json_t& json)
                                                 {"times",    false, parse_times },
                                                 {"delay_ms", false, parse_delay },
   });
-  if (parsed) {
+  if (parsed)
     sim_fault_set(name, fault);
-  }
   return parsed;
 }
 
@@ -77,8 +74,7 @@ bool sim_rpc_delay_parse(const sim_json_t& json)
 {
   uint32_t ms = 0;
   const bool parsed = sim_json_uint(json, 0, DELAY_MAX_MS, ms);
-  if (parsed) {
+  if (parsed)
     sim_rpc_delay_set(ms);
-  }
   return parsed;
 }
