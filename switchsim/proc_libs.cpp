@@ -18,6 +18,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "platform/l7proc.h"
@@ -64,6 +65,17 @@ __attribute__((format(printf, 3, 0))) std::string log_text(const char* source, i
     else
       text += *c;
   return text;
+}
+
+void log_write(int priority, const std::string& text)
+{
+  syslog(LOG_USER | priority, "%s", text.c_str());
+  if (const log_tap_t tap = log_tap)
+    tap(priority, text.c_str());
+  if (log_to_stderr()) {
+    const std::string whole = text + "\n";
+    write_all(STDERR_FILENO, whole.data(), whole.size());
+  }
 }
 
 // ---- crash log ----
@@ -142,19 +154,15 @@ void crash_handler(int signal, siginfo_t* info, void*)
 void l7proc_logf(L7PROC_LOG_SEVERITY_t severity, int, const char* source, int line,
                  const char* format, ...)
 {
+  const int priority = std::clamp<int>(severity, LOG_EMERG, LOG_DEBUG);
   va_list args;
   va_start(args, format);
-  const std::string text = log_text(source, line, format, args);
-  va_end(args);
-
-  const int priority = std::clamp<int>(severity, LOG_EMERG, LOG_DEBUG);
-  syslog(LOG_USER | priority, "%s", text.c_str());
-  if (const log_tap_t tap = log_tap)
-    tap(priority, text.c_str());
-  if (log_to_stderr()) {
-    const std::string whole = text + "\n";
-    write_all(STDERR_FILENO, whole.data(), whole.size());
+  try {
+    log_write(priority, log_text(source, line, format, args));
+  } catch (const std::bad_alloc&) {
+    syslog(LOG_USER | priority, "%s:%d: memory is too short for the text", source, line);
   }
+  va_end(args);
 }
 
 void switchsim_log_tap(log_tap_t tap)

@@ -13,6 +13,7 @@
 #include <limits>
 
 #include "switchsim/config/sim_store.h"
+#include "switchsim/host/sim_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -57,15 +58,13 @@ bool folder_name_ok(const std::string& name)
 // Of processes that were killed and could not clean up.
 void stale_folders_remove(const fs::path& where)
 {
-  std::error_code error;
-  for (fs::directory_iterator entry(where, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (!folder_name_ok(entry->path().filename().string()))
+  for (const std::string& name : sim_folder_names(where.string())) {
+    if (!folder_name_ok(name))
       continue;
-    const int fd = folder_take(entry->path().string());
+    const int fd = folder_take((where / name).string());
     if (fd >= 0) {
       std::error_code ignored;
-      fs::remove_all(entry->path(), ignored);
+      fs::remove_all(where / name, ignored);
       close(fd);
     }
   }
@@ -118,12 +117,11 @@ std::string path_of(const std::string& name)
 template <class Visit>
 void each_file(Visit visit)
 {
-  std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
+  for (const std::string& name : sim_folder_names(folder)) {
     std::error_code ignored;
-    if (entry->symlink_status(ignored).type() == fs::file_type::regular)
-      visit(*entry);
+    const fs::directory_entry entry(path_of(name), ignored);
+    if (entry.symlink_status(ignored).type() == fs::file_type::regular)
+      visit(entry);
   }
 }
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -13,6 +12,7 @@
 #include "platform/openapi_process.h"
 #include "switchsim/call/sim_call.h"
 #include "switchsim/call/sim_clock.h"
+#include "switchsim/host/sim_folder.h"
 #include "switchsim/model/sim_area.h"
 
 namespace
@@ -143,10 +143,7 @@ sample_t sample_take()
   sample_t sample;
   sample.at_ms = sim_uptime_ms();
   totals_read(sample);
-  std::error_code error;
-  for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
-       entry.increment(error)) {
-    const std::string pid = entry->path().filename().string();
+  for (const std::string& pid : sim_folder_names("/proc")) {
     task_t task;
     if (pid.find_first_not_of("0123456789") == std::string::npos &&
         task_read("/proc/" + pid + "/stat", task))

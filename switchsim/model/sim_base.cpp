@@ -16,7 +16,7 @@ constexpr open_revision_data_t API_VERSION = {1, 19, 0, 3};
 constexpr uint32_t EQUAL_COST_ROUTES = 16;
 
 open_error_t text_call(const char* name, const openapiClientHandle_t* handle, open_buffdesc* desc,
-                       const std::string& text)
+                       std::string_view text)
 {
   return sim_call(
       name, handle, [&] { return sim_text_put(desc, text); }, sim_out(desc));
@@ -51,7 +51,8 @@ open_error_t rpcclt_openapiSwDevInfoSerialNumGet(openapiClientHandle_t* client_h
 open_error_t rpcclt_openapiBurnedInMacAddrGet(openapiClientHandle_t* client_handle,
                                               open_buffdesc* macAddr)
 {
-  return text_call(__func__, client_handle, macAddr, sim_mac_text(sim_plane().mac(0)));
+  const auto work = [&] { return sim_text_put(macAddr, sim_mac_text(sim_plane().mac(0))); };
+  return sim_call(__func__, client_handle, work, sim_out(macAddr));
 }
 
 open_error_t rpcclt_openapiMachineModelNameGet(openapiClientHandle_t* client_handle,
