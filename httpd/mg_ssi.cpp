@@ -347,12 +347,18 @@ void mg_send_ssi_file(connection* conn, const mg_target* target)
 {
   mg_connection* c = &conn->mg_conn;
   struct stat st;
-  int fd = mg_open_plain_file(target->path, &st);
-  std::unique_ptr<FILE, mg_close_file> file(fd >= 0 ? fdopen(fd, "r") : nullptr);
-  if (!file) {
+  mg_fd fd;
+  fd.fd = mg_open_plain_file(target->path, &st);
+  if (fd.fd < 0) {
     send_http_error(conn, 404, "%s", "");
     return;
   }
+  std::unique_ptr<FILE, mg_close_file> file(fdopen(fd.fd, "r"));
+  if (!file) {
+    ns_break_conn(conn->ns_conn);
+    return;
+  }
+  fd.fd = -1;
   mg_vec type = mg_mime_type(conn, target->path);
   mg_printf(c, "HTTP/1.1 200 OK\r\nContent-Type: %.*s\r\nConnection: close\r\n",
             static_cast<int>(type.len), type.ptr);
