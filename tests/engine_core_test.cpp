@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "engine/rest_common.h"
 #include "engine/rest_config.h"
@@ -272,6 +274,28 @@ TEST(Routes, FieldsAndOpenMatches)
   for (const auto& c : cases)
     EXPECT_EQ(rest_route_matches(c.pattern, c.uri.c_str(), c.match), c.matches)
         << c.pattern << " and " << c.uri;
+}
+
+// The C library's own scan is the judge of a loose match: one field and nothing behind it.
+TEST(Routes, LooseMatchIsThatOfAScan)
+{
+  const std::string digits(255, '7');
+  std::vector<std::string> paths = {"", "/routing/if/" + digits + "/ip",
+                                    "/routing/if/" + digits + "8/ip"};
+  const char endings[] =
+      "if/5/ip|if/5|if/5/|if/5/i|if/5/ix|if/5/adminMode|if/5x|if/5/ip/|if/5/ipx|if/5/ip |if/5/ip x|"
+      "if/|if|if/x|vlanRtrIf/5/ip|IF/5/ip|/if/5/ip|if//ip|if/5 /ip|if/-5/ip|if/005/ip|if/5//ip|"
+      "if/5/ip/6/ip|if/5/i p|if/5/ip\t";
+  std::stringstream list(endings);
+  for (std::string ending; std::getline(list, ending, '|');)
+    paths.push_back("/routing/" + ending);
+  for (const std::string& path : paths) {
+    char field[256];
+    char rest[256];
+    int fields = sscanf(path.c_str(), "/routing/if/%255[0-9]/ip%255s", field, rest);
+    EXPECT_EQ(rest_route_matches("/routing/if/{n}/ip", path.c_str(), REST_MATCH_LOOSE), fields == 1)
+        << path;
+  }
 }
 
 TEST(Routes, SegmentsOfAPath)

@@ -126,12 +126,3 @@ PUT /if/3/counters/reset?counter=-1  calls InterfaceStatsReset(3) = 0)");
   EXPECT_EQ(get_counter_name_by_id(63, name), RC_TRUE);
   EXPECT_STREQ(name, "");
 }
-
-TEST(Interfaces, SoftShutdownHasNoRoute)
-{
-  engine_reset();
-  EXPECT_EQ(unrouted_answer(api_interface_update_soft_shutdown_state,
-                            "/if/5/softShutdownState?value=1&format=json"),
-            json_envelope(0, "Update soft-shutdown state of Interface 5 successfully."));
-  run_script(__LINE__, R"(GET /if/5  contains "adminState": "enable", "linkState": "down")");
-}

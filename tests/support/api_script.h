@@ -14,6 +14,7 @@
 //
 //   POST /if/3/vlan/10 /vlans/7        each request must succeed
 //   PUT /if/3/pvid?value=7 ?value=10   "?" takes the place of the query of the path before it
+//   POST /vlans/{7..9}                 the same as /vlans/7 /vlans/8 /vlans/9
 //   POST /vlans/1  result 1 VLAN 1 exist.
 //                                      the answer has this code and message and no data; the codes
 //                                      0, 98, 99 and 902 need no message
@@ -37,6 +38,8 @@
 //                                      the calls made, in this order and number: a name, or how the
 //                                      line of the trace begins
 //   PUT /x  no calls
+//   CALL api_lag_delete_specified_id /lag/1
+//                                      a request that no route leads anywhere goes to the operation
 //   sweep GET /if but f g after POST /vlans/9
 //                                      everything that can go wrong with the request's calls does
 //                                      (api_sweep.cpp)
@@ -84,8 +87,3 @@ std::string script_short_name(const std::string& call);
 std::string script_xml(const std::string& json);
 // Puts the switch back as the last step "switch" did.
 void script_switch_again();
-
-// The answer of an operation that is called for this path without any route.
-using unrouted_operation_t = int (*)(openapiClientHandle_t* client_handle,
-                                     struct mg_connection* conn);
-std::string unrouted_answer(unrouted_operation_t operation, const std::string& path);
