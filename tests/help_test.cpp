@@ -1,17 +1,8 @@
 // The help document, its parser, and /help over sockets.
-#include <gtest/gtest.h>
-#include <stdio.h>
-#include <string.h>
-
-#include <regex>
-#include <sstream>
-#include <string>
-
 #include "engine/rest_operation.h"
 #include "help/rest_help_doc.h"
 #include "help/rest_module_help.h"
-#include "tests/support/local_engine.h"
-#include "tests/support/temp_folder.h"
+#include "tests/support/engine_test.h"
 
 // The modules that the document lists. That their APIs are those that are served, with the
 // parameters that are read, is another test's (help_routes_test.cpp).

@@ -1,13 +1,4 @@
 // WebDAV: what changes, with which status, and that it stays under the document root.
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <utime.h>
-
-#include <filesystem>
-#include <map>
-
 #include "tests/httpd_support.h"
 
 // Everybody is "joe": the password file holds what the header below proves for any method.

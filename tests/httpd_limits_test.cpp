@@ -1,12 +1,5 @@
 // What a client may cost when the server's limits are set.
-#include <fcntl.h>
-
-#include <memory>
-#include <vector>
-
 #include "tests/httpd_support.h"
-
-using namespace std::string_literals;
 
 static const string LATE = error_answer("408 Request Timeout");
 static const string TOO_LARGE = error_answer("413 Payload Too Large");

@@ -1,10 +1,5 @@
 // Connection manager: addresses, buffers, closing, tracing, TLS, running out of descriptors.
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <sys/resource.h>
-
-#include <memory>
-#include <vector>
 
 #include "tests/httpd_support.h"
 

@@ -1,17 +1,31 @@
 // A server inside the test program and clients for it, all on one thread: who waits, polls.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
 
+#include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
+#include <map>
+#include <memory>
+#include <regex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "httpd/mg_request.h"
 #include "httpd/mg_response.h"
 #include "tests/support/file_server.h"
 
 using std::string;
+using namespace std::string_literals;
 
 inline const string GET = "GET / HTTP/1.1\r\n\r\n";
 

@@ -1,18 +1,6 @@
 // The "if" module and the switch's interfaces behind it, over sockets.
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <iterator>
-#include <regex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "modules/rest_module_interface.h"
-#include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
-#include "tests/support/temp_folder.h"
+#include "tests/support/engine_test.h"
 
 TEST(Interfaces, Counters)
 {

@@ -1,19 +1,10 @@
 // The "process" module: memory and CPU use, and how the switch's texts about it are split.
-#include <gtest/gtest.h>
 #include <inttypes.h>
-#include <stdio.h>
-#include <string.h>
 #include <sys/prctl.h>
-#include <unistd.h>
-
-#include <memory>
-#include <regex>
-#include <string>
 
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
-#include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
+#include "tests/support/engine_test.h"
 
 static std::string total_json(std::string_view text)
 {

@@ -1,23 +1,5 @@
 // The real executable: start-up, exit status, logging, and the answers of the base module.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <map>
-#include <regex>
-#include <string>
-
-#include "tests/support/api_script.h"
-#include "tests/support/engine_process.h"
-#include "tests/support/http_client.h"
-#include "tests/support/local_engine.h"
-#include "tests/support/raw_client.h"
+#include "tests/support/engine_test.h"
 
 static std::string process_log_in(engine_process& engine, http_client& client,
                                   const std::string& account = "user=admin&password=admin")

@@ -1,23 +1,8 @@
 // The simulated switch's core: profile, faults, trace, interfaces; and the process library. What
 // happens at start-up or ends a process is done by this program run again as a child.
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/auxv.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <regex>
-#include <sstream>
-#include <thread>
-#include <vector>
 
 #include "platform/l7proc.h"
 #include "platform/openapi_base.h"
@@ -27,8 +12,7 @@
 #include "platform/openapi_system.h"
 #include "platform/openapi_tcam.h"
 #include "switchsim/switchsim.h"
-#include "tests/support/api_script.h"
-#include "tests/support/engine_process.h"
+#include "tests/support/engine_test.h"
 
 static std::string folder;
 static openapiClientHandle_t client;

@@ -1,30 +1,12 @@
 // Downloads and uploads against real servers on the loopback address, and the file with the times
 // of the startup configuration.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <netdb.h>
-#include <signal.h>
-#include <string.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
 
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <atomic>
-#include <chrono>
-
-#include <filesystem>
-#include <functional>
 #include <future>
-#include <thread>
 
 #include "modules/rest_startupcfg.h"
-#include "tests/support/api_script.h"
-#include "tests/support/engine_process.h"
-#include "tests/support/local_engine.h"
+#include "tests/support/engine_test.h"
 
 namespace fs = std::filesystem;
 
@@ -427,6 +409,8 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
   EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
   EXPECT_EQ(flash.count(), 1u);
   EXPECT_EQ(get("/script/list", "filename"), "a.scr");
+  file_write(web().folder.path + "/fits", std::string(2987, '#'));
+  EXPECT_EQ(transfer(__LINE__, "/download/image?img=backup&auto=n", web().url + "/fits"), DONE);
 }
 
 // What is written to a file of the flash has to suit that file, wherever it comes from.
