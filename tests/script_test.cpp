@@ -49,12 +49,8 @@ TEST(Script, FilesAreListedAppliedAndDeleted)
       "count_of_files": 2,
       "1": {"filename": "base.scr"},
       "2": {"filename": "$[28-times-s].scr"}}}
-POST /script/apply?scr=base.scr
-  result 0 Apply script successfully.
-  data {}
-POST /script/apply?scr=$[28-times-s].scr
-  result 0 Apply script successfully.
-  data {}
+POST /script/apply?scr=base.scr  done Apply script successfully.
+POST /script/apply?scr=$[28-times-s].scr  done Apply script successfully.
 POST /script/apply ?scr= ?scr=s$[28-times-s].scr ?scr=none.scr ?scr=startup-config ?scr=..%2Fbase.scr
   result 99
 DELETE /script ?scr=s$[28-times-s].scr ?scr=startup-config  result 99

@@ -188,6 +188,12 @@ static void script_result(const script_outcome_t& outcome, const std::string&)
     script_data(outcome, "");
 }
 
+// A success with no data in it, but a place for them.
+static void script_done(const script_outcome_t& outcome, const std::string& message)
+{
+  EXPECT_EQ(outcome.body, json_envelope(0, message, "{}"));
+}
+
 static void script_contains(const script_outcome_t& outcome, const std::string& text)
 {
   EXPECT_NE(outcome.body.find(text), std::string::npos) << outcome.body;
@@ -243,6 +249,7 @@ static const struct script_expectation_t {
 } EXPECTATIONS[] = {
     {"result",     false, script_result    },
     {"data",       false, script_data      },
+    {"done",       false, script_done      },
     {"contains",   false, script_contains  },
     {"until",      false, script_until     },
     {"refused",    true,  script_refused   },

@@ -23,6 +23,8 @@
 //     data {"vlans": {}}               the answer's data, as JSON, or as <xml>; without a result: a
 //                                      success. JSON of a GET is asked for as XML, too, and
 //                                      compared
+//   PUT /ssh/timeout?value=9  done Update SSH session timeout successfully.
+//                                      a success with this message and no data in "rlt_data"
 //   GET /if/3  contains "pvid": 1,     the JSON answer has this text in it
 //   GET /if/3  until "pvid": 1,        the same, asked again until it has
 //
