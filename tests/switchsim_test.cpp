@@ -312,33 +312,6 @@ TEST(Faults, NumberAndResult)
   EXPECT_EQ(error.substr(0, error.find(' ')), "faults.openapiIfLinkStateGet.after:");
 }
 
-TEST(Faults, Text)
-{
-  const struct {
-    std::string text;
-    uint32_t size;
-    open_error_t result;
-  } cases[] = {
-      {"",          1, OPEN_E_NONE    },
-      {"1234567",   8, OPEN_E_NONE    },
-      {"12345678",  9, OPEN_E_NONE    }, // fills the buffer, without a terminating zero
-      {"123456789", 7, OPEN_E_INTERNAL},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    reset();
-    set_fault("MachineModelNameGet", "{'value': '" + c.text + "'}");
-    const std::unique_ptr<char[]> room(new char[8]);  // on the heap, where an overrun is seen
-    open_buffdesc desc = {8, room.get()};
-    EXPECT_EQ(rpcclt_openapiMachineModelNameGet(&client, &desc), c.result);
-    EXPECT_EQ(desc.size, c.size);
-    if (c.result == OPEN_E_NONE) {
-      const std::string bytes = (c.text + '\0').substr(0, 8);
-      EXPECT_EQ(std::string(room.get(), bytes.size()), bytes);
-    }
-  }
-}
-
 TEST(Faults, DelayKeepsNobodyElseWaiting)
 {
   reset("{\"rpc_delay_ms\": 20}");
@@ -363,18 +336,6 @@ TEST(Faults, DelayKeepsNobodyElseWaiting)
 }
 
 // ---- the end of a process, and of the switch ----
-
-TEST(Restart, ForgetsThatTheTcamWasInitialised)
-{
-  reset();
-  uint32_t ready = 0, policy = 0;
-  EXPECT_EQ(rpcclt_openapiTcamApiInit(&client), OPEN_E_NONE);
-  EXPECT_EQ(rpcclt_openapiTcamPolicyGetFirst(&client, &policy), OPEN_E_FAIL);
-  EXPECT_EQ(rpcclt_openapiSystemReloadSet(&client, 3), OPEN_E_NONE);
-  while (ready == 0)
-    openapiSystemReadyStateGet(&client, &ready);
-  EXPECT_EQ(rpcclt_openapiTcamPolicyGetFirst(&client, &policy), OPEN_E_UNAVAIL);
-}
 
 // Of a process that is gone, whoever has its number now; not of one that runs.
 TEST(Restart, RemovesTheTemporaryFlashOfAnEarlierProcess)

@@ -154,23 +154,6 @@ TEST(InformationFile, IsRewrittenWithTheTwoTimesOnly)
   becomes(__LINE__, "cfg_time:T\ncfg_update:U more\nx\xff:\n", "cfg_time:T\ncfg_update:U\n");
 }
 
-TEST(InformationFile, IsWholeWheneverItIsLookedAt)
-{
-  engine_reset();
-  info_start("cfg_time:0\ncfg_update:0\n");
-  std::atomic<bool> stop{false};
-  std::atomic<int> broken{0}, looks{0};
-  std::thread reader([&] {
-    for (; !stop; looks++)
-      broken += file_text(INFO).find("\ncfg_update:") == std::string::npos;
-  });
-  for (int i = 1; i < 60 || looks < 60; i++)
-    EXPECT_EQ(set_startup_config_time(std::to_string(i).c_str()), RC_TRUE);
-  stop = true;
-  reader.join();
-  EXPECT_EQ(broken, 0);
-}
-
 // As if the flash had no more room.
 static void limit_file_size(rlim_t bytes)
 {
@@ -271,38 +254,6 @@ POST /download/config?cfg=2&auto=n&url=x  result 2 Failed to start a transfer.)"
     run_script(__LINE__,
                info + "\n  contains \"cfg_modified\": " + (*restart == 'y' ? "\"no\"" : "\"yes\""));
   }
-}
-
-TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
-{
-  engine_reset();
-  info_start();
-  const char* const cases[][2] = {
-      {"/download/image?auto=n&img=backup",                    R"({7,"backup"})"           },
-      {"/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1", R"({15,"startup-config"})"  },
-      {"/download/config?auto=n&cfg=02",                       R"({14,"backup-config"})"   },
-      {"/download/config?auto=n&cfg=3",                        R"({17,"factory-defaults"})"},
-      {"/upload/config?sn=1&cfg=4",                            R"({15,"running-config"})"  },
-      {"/upload/config?sn=1&cfg=5",                            R"({13,"tarvexia.cfg"})"    },
-      {"/download/script?act=n&scr=$[32-times-a]",             R"({33,"$[32-times-a]"})"   },
-      {"/upload/script?scr=b.scr",                             R"({6,"b.scr"})"            },
-  };
-  for (const auto& [parameters, file] : cases)
-    run_script(__LINE__, R"($request
-  with fault $call {"result": -28}
-  calls $call({1024,"$url"}, $file)
-$request
-  with fault $call {"result": -28}
-  result 1 Another Transfer is in Progress.
-$request
-  with fault $call {"result": -31}
-  result 2 Failed to start a transfer.
-$request
-  with fault $call {"result": -24}
-  result 99)",
-               "$call", parameters[1] == 'd' ? "TransferFileDownload" : "TransferFileUpload",
-               "$request", std::string("POST ") + parameters + "&url=$url", "$file", file, "$url",
-               "http://h/$[1014-times-x]");  // 1023 characters
 }
 
 TEST(Transfer, AsksForTheRestartOnlyWithAuto)
