@@ -28,16 +28,7 @@ def page(tmp_path: Path) -> Iterator[tuple[str, list[Engine]]]:
         prepare(engines[0])
         log = tmp_path / "log"
         environment = os.environ | {"SWITCHCTL_PASSWORD": "admin"}
-        words = [
-            "--port",
-            "0",
-            "--interval",
-            "0.5",
-            "--neighbor",
-            "192.0.2.2",
-            "--neighbor",
-            "192.0.2.3",
-        ]
+        words = "--port 0 --interval 0.5 --neighbor 192.0.2.2 --neighbor 192.0.2.3".split()
         with open(log, "w") as out:
             command = [PROGRAM, "web", *words, engines[0].url, engines[1].tls_url]
             process = subprocess.Popen(command, stdout=out, stderr=out, env=environment)
@@ -101,12 +92,8 @@ def test_the_page(page: tuple[str, list[Engine]], browser: Any) -> None:
 
     wait_for("ports", lambda: classes(54))
     wait_for("rates", lambda: "Port 53" in text("#rates") or None)
-    assert [classes(port) for port in (1, 4, 20, 53)] == [
-        "port up",
-        "port off",
-        "port",
-        "port up fast",
-    ]
+    states = "port up, port off, port, port up fast".split(", ")
+    assert [classes(port) for port in (1, 4, 20, 53)] == states
     assert text("h1") == "TX5454" and "TVX2117A00426" in text("#identity")
     members = "return [...document.querySelectorAll('#vlans tr')].map(r => [...r.cells].map(c => c.innerText).join(' '))"
     rows = browser.execute_script(members)
