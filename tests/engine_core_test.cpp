@@ -156,23 +156,6 @@ TEST(Conversions, MacAddresses)
     EXPECT_EQ(convert_mac_string_to_uchar_ary(refused, mac, sizeof mac), RC_FALSE) << refused;
 }
 
-TEST(Conversions, Addresses)
-{
-  char text[48];
-  EXPECT_EQ(convert_ipv4_with_uint32_to_ip_string(0xC0A80114, text), RC_TRUE);
-  EXPECT_STREQ(text, "192.168.1.20");
-  open_inet_addr_t address = {};
-  openapiClientHandle_t handle = {};
-  EXPECT_EQ(convert_inet_addr_to_ip_string(&handle, &address, text), RC_FALSE);
-  address.family = OPEN_AF_INET6;
-  memset(&address.addr.ipv6, 0xff, sizeof address.addr.ipv6);
-  EXPECT_EQ(convert_inet_addr_to_ip_string(&handle, &address, text), RC_TRUE);
-  EXPECT_STREQ(text, "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff");
-  EXPECT_EQ(rest_ipv4_mask(0), 0u);
-  EXPECT_EQ(rest_ipv4_mask(24), 0xFFFFFF00u);
-  EXPECT_EQ(rest_ipv4_mask(32), 0xFFFFFFFFu);
-}
-
 TEST(Conversions, PasswordsAreMasked)
 {
   static const struct {

@@ -110,10 +110,7 @@ TEST(httpd_limits, what_takes_too_long_is_ended_and_what_goes_on_is_not)
 
 TEST(httpd_limits, a_tls_handshake_must_end)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  test_server s(on_request(tell_length), "ssl://127.0.0.1:0:" + pem);
+  test_server s(on_request(tell_length), "ssl://127.0.0.1:0:" + certificate());
   const mg_limits limits = {0, 0, 100, 0, 0};
   mg_set_limits(s.server, &limits);
   EXPECT_EQ(ask(s, "\x16\x03\x01"), "");

@@ -225,10 +225,7 @@ static int echo(mg_connection* c, mg_event ev)
 
 TEST(httpd_server, curl_keeps_its_connection_over_http_and_https)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  file_server plain("", echo), tls("listening_port=ssl://127.0.0.1:0:" + pem, echo);
+  file_server plain("", echo), tls("listening_port=ssl://127.0.0.1:0:" + certificate(), echo);
   for (const string& url : {plain.url, "https" + tls.url.substr(4)}) {
     http_client client;
     for (size_t size : {1u, 2047u, 2048u, 70000u, 2000000u}) {  // big ones wait for "100 Continue"

@@ -68,6 +68,17 @@ struct test_server {
   }
 };
 
+// The file with a certificate and its key, for all tests of the program.
+inline const string& certificate()
+{
+  static const temp_folder folder;
+  static const string pem = [] {
+    make_certificate(folder.path + "/ssl.pem");
+    return folder.path + "/ssl.pem";
+  }();
+  return pem;
+}
+
 // Answers MG_AUTH with yes and MG_REQUEST through the procedure.
 template <typename Answer>
 auto on_request(Answer answer)

@@ -70,16 +70,6 @@ TEST(Process, SplitsTheTasksUse)
             R"({ "1": { "PID": 1, "name": "init" } })");
 }
 
-// The lengths of the labels and of the text of a task line; what is longer is cut.
-TEST(Process, CutsLongTexts)
-{
-  const std::string x(300, 'x');
-  const std::string cut(255, 'x');
-  EXPECT_EQ(
-      tasks_json("1," + x + "," + x + ":" + x + ";", 1),
-      "{ \"1\": { \"PID\": 1, \"name\": \"" + cut + "\", \"" + cut + "\": \"" + cut + "\" } }");
-}
-
 TEST(Process, TellsTheFiguresOfTheMachine)
 {
   engine_reset();
