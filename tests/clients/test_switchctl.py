@@ -150,7 +150,7 @@ def test_files(engine: Engine, tmp_path: Path) -> None:
 
 
 @contextmanager
-def file_server(address: str = "127.0.0.1") -> Iterator[str]:
+def file_server() -> Iterator[str]:
     class Handler(http.server.BaseHTTPRequestHandler):
         def do_GET(self) -> None:
             text = b"hostname fetched\n"
@@ -162,9 +162,9 @@ def file_server(address: str = "127.0.0.1") -> Iterator[str]:
         def log_message(self, *arguments: object) -> None:
             pass
 
-    with http.server.ThreadingHTTPServer((address, 0), Handler) as server:
+    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
-        yield f"http://{address}:{server.server_port}"
+        yield f"http://127.0.0.1:{server.server_port}"
         server.shutdown()
 
 
