@@ -268,27 +268,6 @@ POST $stall&auto=y  result 98)",
                "$stall", request + url_encode(web().url + "/stall"));
 }
 
-TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
-{
-  engine_reset();
-  const char* const cases[][2] = {
-      {"12345x",     "12345"     },
-      {"4294967296", "4294967295"},
-      {"%2B7",       "7"         },
-      {"-1",         "4294967295"},
-  };
-  for (const auto& [sn, kept] : cases) {
-    transfer(__LINE__, std::string("/upload/config?cfg=4&sn=") + sn, web().url + "/config");
-    run_script(__LINE__, R"(GET /upload/status
-  data {"information": {
-      "status": "Transfer completed successfully.", "progress": "100%", "cfg_upload_sn": "$kept"}})",
-               "$kept", kept);
-  }
-  run_script(__LINE__, R"(GET /download/status
-  with fault TransferDownloadStatusGet {"value": "$[256-times-s]"}
-  contains "status": "$[255-times-s]")");
-}
-
 // --- Real transfers ---
 
 TEST(Download, BringsFilesFromEveryServerByteForByte)

@@ -379,25 +379,35 @@ static void script_request(const char* method, const std::string& path, const sc
     script_contains(outcome, SUCCESS);
 }
 
-static void script_requests(const script_step_t& step, const std::string&)
+static void script_requests_once(const script_step_t& step)
 {
   const std::vector<std::string> words = script_split(step.head.text, " ");
-  const auto request = [&](const char* method, const std::string& path) {
+  script_each(step.head.line, words, [&](const char* method, const std::string& path) {
     script_request(method, path, step);
-  };
+  });
+}
+
+// Once for each fault. What stands behind a fault is expected with it, in the place of what stands
+// below.
+static void script_requests(const script_step_t& step, const std::string&)
+{
   bool once = true;
   for (const script_item_t& item : step.expected)
-    if (const char* fault = script_behind(item.text, "with fault")) {
+    if (script_behind(item.text, "with fault")) {
       SCOPED_TRACE(item.text);
       once = false;
-      script_fault_set(fault);
-      script_each(step.head.line, words, request);
+      const size_t end = std::min(item.text.find("  "), item.text.size());
+      script_step_t own = {step.head, {{item.line, item.text.substr(0, end)}}};
+      if (end < item.text.size())
+        own.expected.push_back({item.line, script_trim(item.text.substr(end))});
+      script_fault_set(script_behind(own.expected[0].text, "with fault"));
+      script_requests_once(end < item.text.size() ? own : step);
       switchsim_faults_clear();
       for (const std::string& stays : script_faults)
         script_fault_set(stays);
     }
   if (once)
-    script_each(step.head.line, words, request);
+    script_requests_once(step);
 }
 
 static void script_switch_set(const script_step_t&, const std::string& profile)

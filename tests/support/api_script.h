@@ -33,7 +33,8 @@
 //   switch {"ports": 3}                a fresh switch with this profile
 //   fault IfNextGet {"result": -25}    from here on the call goes wrong (docs/switchsim.md)
 //   no faults                          and from here on none
-//   GET /if  with fault IfNextGet {}   the call goes wrong for this request; once for each fault
+//   GET /if  with fault IfNextGet {}   the call goes wrong for this request; once for each fault.
+//                                      What must come with one fault alone may stand behind it
 //   POST /vlans/0  refused -29         the last call has this result; the answer's code is 98 for
 //                                      -24 (exists), 99 for any other
 //   PUT /x?value=1  calls A(1) = 0 then B then C(3, ...)
