@@ -1,4 +1,4 @@
-"""The page of switchctl web in Chromium. SCREENSHOTS names a folder to keep pictures in."""
+"""The page of switchctl web in Chromium."""
 
 import os
 import re
@@ -67,13 +67,6 @@ def browser() -> Iterator[Any]:
     held.quit()
 
 
-def picture(browser: Any, name: str) -> None:
-    if folder := os.environ.get("SCREENSHOTS"):
-        height = browser.execute_script("return document.body.scrollHeight")
-        browser.set_window_size(browser.get_window_size()["width"], height + 150)
-        browser.save_screenshot(f"{folder}/{name}.png")
-
-
 def test_the_page(page: tuple[str, list[Engine]], browser: Any) -> None:
     url, engines = page
     browser.set_window_size(1280, 1000)
@@ -110,13 +103,11 @@ def test_the_page(page: tuple[str, list[Engine]], browser: Any) -> None:
     before = text("#state")
     wait_for("an update", lambda: text("#state") != before or None)
     assert browser.execute_script(focus) == ["port-3", 1]
-    picture(browser, "wide")
 
     browser.set_window_size(500, 900)  # the least that Chromium makes; the frame is a phone's
     browser.execute_script("document.body.style.width = '360px'")
     wide = "return Math.max(...[...document.querySelectorAll('body, section, #panel')].map(e => e.getBoundingClientRect().right))"
     assert browser.execute_script(wide) <= 360
-    picture(browser, "phone")
 
     browser.find_element("css selector", "nav a:last-child").click()
     second = engines[1].tls_url
