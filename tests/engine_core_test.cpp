@@ -80,6 +80,16 @@ TEST(ResultTree, CutsNamesAndTextsAt255Characters)
   EXPECT_STREQ(small, "");
 }
 
+// The second one is made of the first one's nodes: what that left behind is lost, and told at the
+// end.
+TEST(ResultTree, IsFreedWithItsLastSubtree)
+{
+  for (int i = 0; i < 2; i++) {
+    tree_ptr tree(new_tree());
+    append_tree_group(tree.get(), "last");
+  }
+}
+
 TEST(ResultTree, AppendsBehindLinksThatWereChangedByHand)
 {
   tree_ptr tree(new_tree());
