@@ -154,6 +154,23 @@ TEST(InformationFile, IsRewrittenWithTheTwoTimesOnly)
   becomes(__LINE__, "cfg_time:T\ncfg_update:U more\nx\xff:\n", "cfg_time:T\ncfg_update:U\n");
 }
 
+TEST(InformationFile, IsWholeWheneverItIsLookedAt)
+{
+  engine_reset();
+  info_start("cfg_time:0\ncfg_update:0\n");
+  std::atomic<bool> stop{false};
+  std::atomic<int> broken{0}, looks{0};
+  std::thread reader([&] {
+    for (; !stop; looks++)
+      broken += file_text(INFO).find("\ncfg_update:") == std::string::npos;
+  });
+  for (int i = 1; i < 60 || looks < 60; i++)
+    EXPECT_EQ(set_startup_config_time(std::to_string(i).c_str()), RC_TRUE);
+  stop = true;
+  reader.join();
+  EXPECT_EQ(broken, 0);
+}
+
 // As if the flash had no more room.
 static void limit_file_size(rlim_t bytes)
 {
