@@ -5,7 +5,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
 # The clients and servers that the tests talk to, and what their scripts need.
-TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils php-cgi perl
+TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils perl
   busybox
   python3-requests python3-click python3-rich python3-yaml python3-prometheus-client
   python3-cryptography python3-pytest mypy black mandoc prometheus

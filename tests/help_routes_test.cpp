@@ -1,23 +1,10 @@
 // The help document against what is served: the routes in the modules' tables, and the variables
 // that the operations read.
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <map>
-#include <regex>
-#include <set>
-#include <string>
-#include <vector>
-
 #include "engine/rest_operation.h"
 #include "engine/rest_route.h"
 #include "help/rest_help_doc.h"
 #include "httpd/httpd.h"
-#include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
-#include "tests/support/temp_folder.h"
+#include "tests/support/engine_test.h"
 
 using names_t = std::set<std::string>;
 

@@ -1,13 +1,8 @@
 // CGI programs: what they are told, what becomes of their output, and how they end.
 #include <errno.h>
-#include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/httpd_support.h"
-
-using namespace std::string_literals;
 
 static const string SHELL = "#!/bin/sh\n";
 static const string PLAIN = SHELL + "printf 'Content-Type: text/x\\n\\n'\n";

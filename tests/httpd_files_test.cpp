@@ -1,8 +1,4 @@
 // Files under the document root: names, parts, conditions, listings, passwords and addresses.
-#include <sys/stat.h>
-#include <unistd.h>
-#include <utime.h>
-
 #include "tests/httpd_support.h"
 
 using named_texts = std::vector<std::pair<string, string>>;

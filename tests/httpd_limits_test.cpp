@@ -1,12 +1,5 @@
 // What a client may cost when the server's limits are set.
-#include <fcntl.h>
-
-#include <memory>
-#include <vector>
-
 #include "tests/httpd_support.h"
-
-using namespace std::string_literals;
 
 static const string LATE = error_answer("408 Request Timeout");
 static const string TOO_LARGE = error_answer("413 Payload Too Large");
@@ -117,10 +110,7 @@ TEST(httpd_limits, what_takes_too_long_is_ended_and_what_goes_on_is_not)
 
 TEST(httpd_limits, a_tls_handshake_must_end)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  test_server s(on_request(tell_length), "ssl://127.0.0.1:0:" + pem);
+  test_server s(on_request(tell_length), "ssl://127.0.0.1:0:" + certificate());
   const mg_limits limits = {0, 0, 100, 0, 0};
   mg_set_limits(s.server, &limits);
   EXPECT_EQ(ask(s, "\x16\x03\x01"), "");

@@ -1,10 +1,5 @@
 // Connection manager: addresses, buffers, closing, tracing, TLS, running out of descriptors.
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <sys/resource.h>
-
-#include <memory>
-#include <vector>
 
 #include "tests/httpd_support.h"
 
@@ -58,9 +53,6 @@ static int count_listeners(mg_server* server)
 
 TEST(httpd_net, listening_port_reads_as_the_last_port_and_keeps_listeners)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
   mg_server* server = mg_create_server(nullptr, nullptr);
   const auto listen = [&](const string& addresses) {
     return mg_set_option(server, "listening_port", addresses.c_str());
@@ -69,7 +61,7 @@ TEST(httpd_net, listening_port_reads_as_the_last_port_and_keeps_listeners)
   string port = mg_get_option(server, "listening_port");
   EXPECT_EQ(listen(port), nullptr);
   EXPECT_EQ(count_listeners(server), 1) << "nothing to do for the port it already has";
-  EXPECT_EQ(listen("127.0.0.1:0,ssl://127.0.0.1:0:" + pem), nullptr);
+  EXPECT_EQ(listen("127.0.0.1:0,ssl://127.0.0.1:0:" + certificate()), nullptr);
   EXPECT_EQ(count_listeners(server), 3) << "earlier ones stay";
   EXPECT_EQ(mg_get_option(server, "listening_port"),
             std::to_string(ntohs(ns_next(&server->mgr, nullptr)->sa.sin.sin_port)));
@@ -140,16 +132,14 @@ static int hello(mg_connection* c, mg_event ev)
 }
 
 struct tls_server {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
   std::unique_ptr<file_server> server;
   string url;
 
   explicit tls_server(bool demands_certificate)
   {
-    make_certificate(pem);
-    server = std::make_unique<file_server>(
-        "listening_port=ssl://127.0.0.1:0:" + pem + (demands_certificate ? ":" + pem : ""), hello);
+    server = std::make_unique<file_server>("listening_port=ssl://127.0.0.1:0:" + certificate() +
+                                               (demands_certificate ? ":" + certificate() : ""),
+                                           hello);
     url = "https" + server->url.substr(4);
     // The library's own idea of what is too old is not what refuses it here.
     SSL_CTX_set_security_level(ns_next(&server->server->mgr, nullptr)->ssl_ctx, 0);
@@ -241,9 +231,6 @@ struct tls_client : client {
 
 TEST(httpd_net, a_tls_client_that_reads_late_is_served_or_closed_and_costs_no_more_than_another)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
   for (size_t size : {2000u, 100000u, 12000000u}) {
     const string answer(size, 'a');
     size_t answered = 0;
@@ -251,7 +238,7 @@ TEST(httpd_net, a_tls_client_that_reads_late_is_served_or_closed_and_costs_no_mo
                     answered += chunked(answer).size();
                     return mg_send_data(c, answer.data(), answer.size()) != 0;
                   }),
-                  "ssl://127.0.0.1:0:" + pem);
+                  "ssl://127.0.0.1:0:" + certificate());
     tls_client c(s);
     for (int i = 0; i < 300 && c.ask(); i++) {
     }
@@ -275,11 +262,11 @@ TEST(httpd_net, a_tls_client_that_reads_late_is_served_or_closed_and_costs_no_mo
 TEST(httpd_net, tls_clients_without_the_demanded_certificate_are_refused)
 {
   tls_server tls(true);
-  http_client without, with(CURLOPT_SSLCERT, tls.pem.c_str());
+  http_client without, with(CURLOPT_SSLCERT, certificate().c_str());
   EXPECT_EQ(tls.get(without), "");
   EXPECT_EQ(tls.get(with), "hello");
   bool connected = false;
-  string listener = "ssl://127.0.0.1:0:" + tls.pem + ":" + tls.pem;
+  string listener = "ssl://127.0.0.1:0:" + certificate() + ":" + certificate();
   test_server s(
       [&](mg_connection* c, mg_event ev) -> int {
         return connected |= ev == MG_CONNECT && c->status_code == 0;

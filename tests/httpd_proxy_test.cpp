@@ -1,6 +1,4 @@
 // The proxy between a client and a second server.
-#include <unistd.h>
-
 #include "tests/httpd_support.h"
 
 static const char ON[] = "enable_proxy=yes";

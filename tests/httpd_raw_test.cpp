@@ -1,8 +1,6 @@
 // Raw requests and their raw answers, over a real socket.
 #include "tests/httpd_support.h"
 
-using namespace std::string_literals;
-
 // Answers with what came: method, target, version, number of headers, body; or one variable, or all
 // headers.
 static int tell_what_came(mg_connection* c)

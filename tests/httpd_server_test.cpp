@@ -1,9 +1,4 @@
 // The HTTP layer: what a handler is called with and what reaches the client.
-#include <atomic>
-#include <regex>
-#include <thread>
-#include <vector>
-
 #include "tests/httpd_support.h"
 
 static string content(const mg_connection* c)
@@ -102,6 +97,7 @@ TEST(httpd_server, responses_are_written_as_asked)
     {__LINE__, [](auto c) { return mg_send_status(c, 299); },                   "HTTP/1.1 299 Server Error\r\n"},
     {__LINE__, [&](auto c) { return mg_printf_data(c, "%s", big.c_str()); },    chunked(big)},
     {__LINE__, [](auto c) { return mg_send_data(c, "a\0b", 3); },               chunked(string("a\0b", 3))},
+    {__LINE__, [](auto c) { return mg_send_line(c, "line"); },                  chunked("line\n")},
     {__LINE__, [](auto c) { return mg_send_data(c, "", 0); },                   chunked("")},
     {__LINE__, [](auto c) { return mg_write(c, "raw", 3), mg_printf(c, "%d", 7); }, "raw7"},
   };
@@ -229,10 +225,7 @@ static int echo(mg_connection* c, mg_event ev)
 
 TEST(httpd_server, curl_keeps_its_connection_over_http_and_https)
 {
-  temp_folder folder;
-  string pem = folder.path + "/ssl.pem";
-  make_certificate(pem);
-  file_server plain("", echo), tls("listening_port=ssl://127.0.0.1:0:" + pem, echo);
+  file_server plain("", echo), tls("listening_port=ssl://127.0.0.1:0:" + certificate(), echo);
   for (const string& url : {plain.url, "https" + tls.url.substr(4)}) {
     http_client client;
     for (size_t size : {1u, 2047u, 2048u, 70000u, 2000000u}) {  // big ones wait for "100 Continue"

@@ -1,17 +1,31 @@
 // A server inside the test program and clients for it, all on one thread: who waits, polls.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
 
+#include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <functional>
+#include <map>
+#include <memory>
+#include <regex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "httpd/mg_request.h"
 #include "httpd/mg_response.h"
 #include "tests/support/file_server.h"
 
 using std::string;
+using namespace std::string_literals;
 
 inline const string GET = "GET / HTTP/1.1\r\n\r\n";
 
@@ -53,6 +67,17 @@ struct test_server {
     until([&] { return newest() && newest()->num_bytes_recv >= static_cast<int64_t>(bytes); });
   }
 };
+
+// The file with a certificate and its key, for all tests of the program.
+inline const string& certificate()
+{
+  static const temp_folder folder;
+  static const string pem = [] {
+    make_certificate(folder.path + "/ssl.pem");
+    return folder.path + "/ssl.pem";
+  }();
+  return pem;
+}
 
 // Answers MG_AUTH with yes and MG_REQUEST through the procedure.
 template <typename Answer>

@@ -2,8 +2,6 @@
 #include "httpd/mg_websocket.h"
 #include "tests/httpd_support.h"
 
-using namespace std::string_literals;
-
 // The example of RFC 6455.
 static const string UPGRADE =
     "GET /chat HTTP/1.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
@@ -82,6 +80,7 @@ TEST(websocket, frames)
       {from_client(0x88, ""),                           CLOSE_1000},
       {from_client(0x88, "\x0f\xa0"),                   from_server(8, "\x0f\xa0")},
       {from_client(0x88, "\x03\xee"),                   CLOSE_1002},  // 1006 is never sent
+      {from_client(0x88, "\x03\xf7"),                   CLOSE_1002},  // nor is 1015
       {from_client(0x88, "x"),                          CLOSE_1002},
       {"\x81\x05Hello",                                 CLOSE_1002},  // unmasked
       {from_client(0xc1, "Hello"),                      CLOSE_1002},  // reserved bit

@@ -1,18 +1,6 @@
 // The "if" module and the switch's interfaces behind it, over sockets.
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <iterator>
-#include <regex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "modules/rest_module_interface.h"
-#include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
-#include "tests/support/temp_folder.h"
+#include "tests/support/engine_test.h"
 
 TEST(Interfaces, Counters)
 {
@@ -125,13 +113,4 @@ PUT /if/3/counters/reset?counter=-1  calls InterfaceStatsReset(3) = 0)");
   char name[INTERFACE_COUNTER_NAME_SIZE] = "x";
   EXPECT_EQ(get_counter_name_by_id(63, name), RC_TRUE);
   EXPECT_STREQ(name, "");
-}
-
-TEST(Interfaces, SoftShutdownHasNoRoute)
-{
-  engine_reset();
-  EXPECT_EQ(unrouted_answer(api_interface_update_soft_shutdown_state,
-                            "/if/5/softShutdownState?value=1&format=json"),
-            json_envelope(0, "Update soft-shutdown state of Interface 5 successfully."));
-  run_script(__LINE__, R"(GET /if/5  contains "adminState": "enable", "linkState": "down")");
 }

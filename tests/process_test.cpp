@@ -1,19 +1,10 @@
 // The "process" module: memory and CPU use, and how the switch's texts about it are split.
-#include <gtest/gtest.h>
 #include <inttypes.h>
-#include <stdio.h>
-#include <string.h>
 #include <sys/prctl.h>
-#include <unistd.h>
-
-#include <memory>
-#include <regex>
-#include <string>
 
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
-#include "tests/support/api_script.h"
-#include "tests/support/local_engine.h"
+#include "tests/support/engine_test.h"
 
 static std::string total_json(std::string_view text)
 {
@@ -77,16 +68,6 @@ TEST(Process, SplitsTheTasksUse)
     EXPECT_EQ(tasks_json(c.text, c.periods), c.json) << c.text;
   EXPECT_EQ(tasks_json(std::string_view("1,init,a:1;\n2,cut", 8), 1),
             R"({ "1": { "PID": 1, "name": "init" } })");
-}
-
-// The lengths of the labels and of the text of a task line; what is longer is cut.
-TEST(Process, CutsLongTexts)
-{
-  const std::string x(300, 'x');
-  const std::string cut(255, 'x');
-  EXPECT_EQ(
-      tasks_json("1," + x + "," + x + ":" + x + ";", 1),
-      "{ \"1\": { \"PID\": 1, \"name\": \"" + cut + "\", \"" + cut + "\": \"" + cut + "\" } }");
 }
 
 TEST(Process, TellsTheFiguresOfTheMachine)

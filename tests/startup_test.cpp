@@ -1,23 +1,5 @@
-// The real executable: start-up, exit status, logging, and the answers of the base module.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <map>
-#include <regex>
-#include <string>
-
-#include "tests/support/api_script.h"
-#include "tests/support/engine_process.h"
-#include "tests/support/http_client.h"
-#include "tests/support/local_engine.h"
-#include "tests/support/raw_client.h"
+// The real executable: start-up, exit status and logging.
+#include "tests/support/engine_test.h"
 
 static std::string process_log_in(engine_process& engine, http_client& client,
                                   const std::string& account = "user=admin&password=admin")
@@ -186,40 +168,4 @@ TEST(StartUp, BoundsWhatAClientCostsAndRaisesItsDescriptorLimit)
     raw_send(client, std::string("POST /login HTTP/1.1\r\n") + header + "\r\n\r\n");
     EXPECT_EQ(raw_receive_all(client).find(answer), 0u) << header;
   }
-}
-
-TEST(Base, AnswersWithWhatTheSwitchReports)
-{
-  engine_reset(R"({"faults": {
-    "rpcclt_openapiNetworkOSVersionGet": {"value": "r"},
-    "rpcclt_openapiSwStorageGet": {"value": "s"},
-    "rpcclt_openapiCpuIntfGet": {"value": 9},
-    "rpcclt_openapiOspfEqualCostRoutesMax": {"value": 7},
-    "openapiSystemReadyStateGet": {"value": 2},
-    "rpcclt_openapiSwDevInfoSerialNumGet": {"value": "SN1"},
-    "rpcclt_openapiBurnedInMacAddrGet": {"value": "00:01:02:03:04:05"},
-    "rpcclt_openapiMachineModelNameGet": {"value": "M"},
-    "rpcclt_openapiSystemDescrGet": {"value": "D <x>"}}})");
-  run_script(__LINE__, R"(GET /base
-  calls NetworkOSVersionGet(>{2,"r"}) = 0 then SwStorageGet(>{2,"s"}) = 0 then ApiVersionGet(>{...)
-      then CpuIntfGet(>9) = 0 then MaxInterfaceCountGet(>...) then OspfEqualCostRoutesMax(>7) = 0
-      then SystemReadyStateGet(>2) = 0)");
-  const std::string call = api_calls("GET", "/base")[2];
-  unsigned release = 0, version = 0, maint = 0, build = 0;
-  ASSERT_EQ(sscanf(call.c_str(), "rpcclt_openapiApiVersionGet(>{%u,%u,%u,%u}) = 0", &release,
-                   &version, &maint, &build),
-            4)
-      << call;
-  run_script(__LINE__, R"(GET /base  data $data
-POST /base?method=GET  data $data
-# a text of the switch is no XML to the engine
-GET /base/idname
-  data <idname><sn>SN1</sn><mac>00:01:02:03:04:05</mac><blade_idx>0</blade_idx>
-      <product_type>M</product_type><sys_desc>D <x></sys_desc></idname>)",
-             "$data", R"({"infomation":{"VEMO_version":"r","software_storage":"s",
-    "RESTful_API_version":"0.0.00.20","OPEN_API_version":{"build_num":$b,"maint_level":$m,
-    "release":$r,"version":$v},"cpu_interface":9,"max_equal_cost_routes":7,
-    "system_is_ready":"No"}})",
-             "$b", std::to_string(build), "$m", std::to_string(maint), "$r",
-             std::to_string(release), "$v", std::to_string(version));
 }

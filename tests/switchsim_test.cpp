@@ -1,23 +1,8 @@
 // The simulated switch's core: profile, faults, trace, interfaces; and the process library. What
 // happens at start-up or ends a process is done by this program run again as a child.
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/auxv.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <regex>
-#include <sstream>
-#include <thread>
-#include <vector>
 
 #include "platform/l7proc.h"
 #include "platform/openapi_base.h"
@@ -27,8 +12,7 @@
 #include "platform/openapi_system.h"
 #include "platform/openapi_tcam.h"
 #include "switchsim/switchsim.h"
-#include "tests/support/api_script.h"
-#include "tests/support/engine_process.h"
+#include "tests/support/engine_test.h"
 
 static std::string folder;
 static openapiClientHandle_t client;
@@ -328,33 +312,6 @@ TEST(Faults, NumberAndResult)
   EXPECT_EQ(error.substr(0, error.find(' ')), "faults.openapiIfLinkStateGet.after:");
 }
 
-TEST(Faults, Text)
-{
-  const struct {
-    std::string text;
-    uint32_t size;
-    open_error_t result;
-  } cases[] = {
-      {"",          1, OPEN_E_NONE    },
-      {"1234567",   8, OPEN_E_NONE    },
-      {"12345678",  9, OPEN_E_NONE    }, // fills the buffer, without a terminating zero
-      {"123456789", 7, OPEN_E_INTERNAL},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    reset();
-    set_fault("MachineModelNameGet", "{'value': '" + c.text + "'}");
-    const std::unique_ptr<char[]> room(new char[8]);  // on the heap, where an overrun is seen
-    open_buffdesc desc = {8, room.get()};
-    EXPECT_EQ(rpcclt_openapiMachineModelNameGet(&client, &desc), c.result);
-    EXPECT_EQ(desc.size, c.size);
-    if (c.result == OPEN_E_NONE) {
-      const std::string bytes = (c.text + '\0').substr(0, 8);
-      EXPECT_EQ(std::string(room.get(), bytes.size()), bytes);
-    }
-  }
-}
-
 TEST(Faults, DelayKeepsNobodyElseWaiting)
 {
   reset("{\"rpc_delay_ms\": 20}");
@@ -379,18 +336,6 @@ TEST(Faults, DelayKeepsNobodyElseWaiting)
 }
 
 // ---- the end of a process, and of the switch ----
-
-TEST(Restart, ForgetsThatTheTcamWasInitialised)
-{
-  reset();
-  uint32_t ready = 0, policy = 0;
-  EXPECT_EQ(rpcclt_openapiTcamApiInit(&client), OPEN_E_NONE);
-  EXPECT_EQ(rpcclt_openapiTcamPolicyGetFirst(&client, &policy), OPEN_E_FAIL);
-  EXPECT_EQ(rpcclt_openapiSystemReloadSet(&client, 3), OPEN_E_NONE);
-  while (ready == 0)
-    openapiSystemReadyStateGet(&client, &ready);
-  EXPECT_EQ(rpcclt_openapiTcamPolicyGetFirst(&client, &policy), OPEN_E_UNAVAIL);
-}
 
 // Of a process that is gone, whoever has its number now; not of one that runs.
 TEST(Restart, RemovesTheTemporaryFlashOfAnEarlierProcess)

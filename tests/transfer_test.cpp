@@ -1,30 +1,12 @@
 // Downloads and uploads against real servers on the loopback address, and the file with the times
 // of the startup configuration.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <netdb.h>
-#include <signal.h>
-#include <string.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
 
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <atomic>
-#include <chrono>
-
-#include <filesystem>
-#include <functional>
 #include <future>
-#include <thread>
 
 #include "modules/rest_startupcfg.h"
-#include "tests/support/api_script.h"
-#include "tests/support/engine_process.h"
-#include "tests/support/local_engine.h"
+#include "tests/support/engine_test.h"
 
 namespace fs = std::filesystem;
 
@@ -291,38 +273,6 @@ POST /download/config?cfg=2&auto=n&url=x  result 2 Failed to start a transfer.)"
   }
 }
 
-TEST(Transfer, HandsOverNamesAndTellsHowTheStartWent)
-{
-  engine_reset();
-  info_start();
-  const char* const cases[][2] = {
-      {"/download/image?auto=n&img=backup",                    R"({7,"backup"})"           },
-      {"/download/config?auto=n&cfg=1&cfgtime=1&updatetime=1", R"({15,"startup-config"})"  },
-      {"/download/config?auto=n&cfg=02",                       R"({14,"backup-config"})"   },
-      {"/download/config?auto=n&cfg=3",                        R"({17,"factory-defaults"})"},
-      {"/upload/config?sn=1&cfg=4",                            R"({15,"running-config"})"  },
-      {"/upload/config?sn=1&cfg=5",                            R"({13,"tarvexia.cfg"})"    },
-      {"/download/script?act=n&scr=$[32-times-a]",             R"({33,"$[32-times-a]"})"   },
-      {"/upload/script?scr=b.scr",                             R"({6,"b.scr"})"            },
-  };
-  for (const auto& [parameters, file] : cases)
-    run_script(__LINE__, R"($request
-  with fault $call {"result": -28}
-  calls $call({1024,"$url"}, $file)
-$request
-  with fault $call {"result": -28}
-  result 1 Another Transfer is in Progress.
-$request
-  with fault $call {"result": -31}
-  result 2 Failed to start a transfer.
-$request
-  with fault $call {"result": -24}
-  result 99)",
-               "$call", parameters[1] == 'd' ? "TransferFileDownload" : "TransferFileUpload",
-               "$request", std::string("POST ") + parameters + "&url=$url", "$file", file, "$url",
-               "http://h/$[1014-times-x]");  // 1023 characters
-}
-
 TEST(Transfer, AsksForTheRestartOnlyWithAuto)
 {
   for (const char* request : {"/download/image?img=active&url=", "/download/config?cfg=2&url="})
@@ -333,27 +283,6 @@ POST $stall&auto=y  calls TransferFileDownload then TransferCompletedRebootSet()
 switch {"faults": {"rpcclt_openapiTransferCompletedRebootSet": {"result": -24}}}
 POST $stall&auto=y  result 98)",
                "$stall", request + url_encode(web().url + "/stall"));
-}
-
-TEST(Transfer, KeepsTheSerialNumberOfAnUpload)
-{
-  engine_reset();
-  const char* const cases[][2] = {
-      {"12345x",     "12345"     },
-      {"4294967296", "4294967295"},
-      {"%2B7",       "7"         },
-      {"-1",         "4294967295"},
-  };
-  for (const auto& [sn, kept] : cases) {
-    transfer(__LINE__, std::string("/upload/config?cfg=4&sn=") + sn, web().url + "/config");
-    run_script(__LINE__, R"(GET /upload/status
-  data {"information": {
-      "status": "Transfer completed successfully.", "progress": "100%", "cfg_upload_sn": "$kept"}})",
-               "$kept", kept);
-  }
-  run_script(__LINE__, R"(GET /download/status
-  with fault TransferDownloadStatusGet {"value": "$[256-times-s]"}
-  contains "status": "$[255-times-s]")");
 }
 
 // --- Real transfers ---
@@ -427,6 +356,8 @@ TEST(Download, LeavesTheFlashAsItWasWhenItFails)
   EXPECT_EQ(file_text(flash.path + "a.scr"), "hostname old\n");
   EXPECT_EQ(flash.count(), 1u);
   EXPECT_EQ(get("/script/list", "filename"), "a.scr");
+  file_write(web().folder.path + "/fits", std::string(2987, '#'));
+  EXPECT_EQ(transfer(__LINE__, "/download/image?img=backup&auto=n", web().url + "/fits"), DONE);
 }
 
 // What is written to a file of the flash has to suit that file, wherever it comes from.

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import subprocess
 import tempfile
 import time
@@ -37,19 +38,9 @@ def make_certificate(folder: Path, names: str = "DNS:localhost,IP:127.0.0.1") ->
 
 def listening_ports(pid: int) -> list[int]:
     """The ports that the process listens on, in the order in which it opened them."""
-    descriptors = {}
-    for entry in Path(f"/proc/{pid}/fd").iterdir():
-        try:
-            descriptors[os.readlink(entry)] = int(entry.name)
-        except OSError:
-            continue  # closed meanwhile
-    found = []
-    for line in Path(f"/proc/{pid}/net/tcp").read_text().splitlines()[1:]:
-        fields = line.split()
-        descriptor = descriptors.get(f"socket:[{fields[9]}]")
-        if fields[3] == "0A" and descriptor is not None:
-            found.append((descriptor, int(fields[1].split(":")[1], 16)))
-    return [port for _, port in sorted(found)]
+    table = subprocess.run(["ss", "-Hltnp"], check=True, capture_output=True, text=True).stdout
+    found = re.findall(rf":(\d+) .*pid={pid},fd=(\d+)\)", table)
+    return [int(port) for port, _ in sorted(found, key=lambda one: int(one[1]))]
 
 
 @dataclass

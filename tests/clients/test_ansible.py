@@ -14,8 +14,7 @@ from typing import Any
 
 import pytest
 import yaml
-from engines import ROOT, wait_for
-from fleet import ENGINE, FleetSwitch, fleet, start, wait_listening
+from engines import ROOT, Engine, running, start_engine, wait_for, wait_listening
 from test_switchctl import file_server
 
 from switch_rest import connect, resources
@@ -23,12 +22,8 @@ from switch_rest import connect, resources
 COLLECTION = ROOT / "clients/ansible"
 SPINES = 2
 SWITCHES = int(os.environ.get("FLEET", "6"))
-IN_NAMESPACE = os.environ.get("FLEET_NAMESPACE") == "1"
-
-needs_namespaces = pytest.mark.skipif(
-    not (IN_NAMESPACE and ENGINE.exists()),
-    reason="needs root, namespaces and the released engine (build/release)",
-)
+LEAVES = SWITCHES - SPINES
+NAMES = [f"spine{n + 1}" for n in range(SPINES)] + [f"leaf{n + 1}" for n in range(LEAVES)]
 
 
 @pytest.fixture
@@ -94,26 +89,25 @@ def play(environment: dict[str, str], inventory: Path, book: Path, *options: str
     return Play([json.loads(line) for line in results.read_text().splitlines()], taken, cpu_taken)
 
 
-def write_inventory(switches: list[FleetSwitch], top: Path) -> Path:
-    place = top / "inventory"
-    shutil.copytree(COLLECTION / "inventory", place)
+def write_inventory(switches: list[Engine], place: Path) -> Path:
+    if not place.exists():
+        shutil.copytree(COLLECTION / "inventory", place)
     children: dict[str, Any] = {"spines": {"hosts": {}}, "leaves": {"hosts": {}}}
-    for switch in switches:
-        kind = "spines" if switch.name.startswith("spine") else "leaves"
-        number = int(re.sub(r"\D", "", switch.name))
-        children[kind]["hosts"][switch.name] = {"ansible_host": switch.address, "number": number}
+    for name, switch in zip(NAMES, switches):
+        kind = "spines" if name.startswith("spine") else "leaves"
+        number = int(re.sub(r"\D", "", name))
+        children[kind]["hosts"][name] = {"switch_url": switch.tls_url, "number": number}
     text = {"all": {"vars": {"ansible_password": "admin"}, "children": children}}
     (place / "hosts.yml").write_text(yaml.safe_dump(text))
     return place / "hosts.yml"
 
 
-def kill_during(switch: FleetSwitch, call: str) -> threading.Thread:
+def kill_during(switch: Engine, call: str) -> threading.Thread:
     """Kills the switch in the middle of the play: once it has made a call."""
 
     def run() -> None:
         trace = switch.folder / "trace"
         wait_for(call, lambda: f"{call}(" in trace.read_text() or None, 250)
-        assert switch.process
         switch.process.kill()
         switch.process.wait()
 
@@ -122,60 +116,57 @@ def kill_during(switch: FleetSwitch, call: str) -> threading.Thread:
     return thread
 
 
-@needs_namespaces
 def test_a_fleet(environment: dict[str, str], tmp_path: Path) -> None:
-    leaves = SWITCHES - SPINES
-    names = [f"spine{n}" for n in (1, 2)] + [f"leaf{n}" for n in range(1, leaves + 1)]
-    with fleet(names, tmp_path) as switches:
-        inventory = write_inventory(switches, tmp_path)
+    with running(SWITCHES) as switches:
+        inventory = write_inventory(switches, tmp_path / "inventory")
         site = COLLECTION / "playbooks/site.yml"
         check = play(environment, inventory, site, "--check", "--diff", "--limit", "leaf1")
         assert check.hosts("changed") == {"leaf1": 7} and not check.hosts("failed")
         assert switches[2].calls("rpcclt_openapiVlanCreate") == 0
         assert "vlan 10: absent" in check.results[0]["diff"]["before"]
 
-        victim = switches[-1]
-        killing = kill_during(victim, "rpcclt_openapiRtrIntfIpAddrAdd")
+        victim = NAMES[-1]
+        killing = kill_during(switches[-1], "rpcclt_openapiRtrIntfIpAddrAdd")
         first = play(environment, inventory, site)
         killing.join()
-        assert set(first.hosts("failed", "unreachable")) == {victim.name}
+        assert set(first.hosts("failed", "unreachable")) == {victim}
         print(f"{SWITCHES} hosts from nothing: {first.seconds:.1f} s, processors {first.cpu:.1f} s")
         print(f"requests: leaf {first.requests('leaf1')}, spine {first.requests('spine1')}")
-        for switch in switches[:-1]:
-            assert switch.calls("AuthenticateUser") == 1 + (switch.name == "leaf1"), switch.name
+        for name, switch in zip(NAMES[:-1], switches):
+            assert switch.calls("AuthenticateUser") == 1 + (name == "leaf1"), name
 
-        (victim.folder / "trace").unlink()
-        start(victim)
-        wait_listening(victim)
+        switches[-1] = start_engine(switches[-1].folder)
+        wait_listening(switches[-1])
+        write_inventory(switches, inventory.parent)
         again = play(environment, inventory, site)
-        assert again.hosts("changed") == {victim.name: 7}
+        assert again.hosts("changed") == {victim: 7}
         assert not again.hosts("failed", "unreachable")
         print(f"again: {again.seconds:.1f} s, processors {again.cpu:.1f} s")
         print(f"requests: leaf {again.requests('leaf1')}, spine {again.requests('spine1')}")
-        last = play(environment, inventory, site, "--limit", f"leaf1,spines,{victim.name}")
+        last = play(environment, inventory, site, "--limit", f"leaf1,spines,{victim}")
         assert not last.hosts("changed", "failed", "unreachable")
-        look_at(switches[0], victim, leaves)
+        look_at(switches[0], switches[-1])
         upgrade(environment, inventory, switches)
 
 
-def look_at(spine: FleetSwitch, leaf: FleetSwitch, leaves: int) -> None:
-    with connect(spine.address, "admin", "admin") as switch:
-        assert resources.interface(switch, leaves).addresses.ipv4 == f"10.1.{leaves}.0/31"
-        assert resources.neighbor(switch, f"10.1.{leaves}.1").asn == 65100 + leaves
+def look_at(spine: Engine, leaf: Engine) -> None:
+    with connect(spine.tls_url, "admin", "admin") as switch:
+        assert resources.interface(switch, LEAVES).addresses.ipv4 == f"10.1.{LEAVES}.0/31"
+        assert resources.neighbor(switch, f"10.1.{LEAVES}.1").asn == 65100 + LEAVES
         sessions = switch.get("/login/RESTSessions")["rest_sessions"]
         assert len(sessions) == 1  # the plays have ended theirs
-    with connect(leaf.address, "admin", "admin") as switch:
+    with connect(leaf.tls_url, "admin", "admin") as switch:
         assert resources.vlan(switch, 10).members == {1: False, 2: False}
         assert set(resources.lag(switch, 2).members) == {47, 48}
         [routed] = resources.vlan_interfaces(switch)
-        assert (routed.vlan, routed.addresses.ipv4) == (10, f"172.16.{leaves}.1/24")
+        assert (routed.vlan, routed.addresses.ipv4) == (10, f"172.16.{LEAVES}.1/24")
         assert len(resources.policies(switch)) == 1
 
 
-def upgrade(environment: dict[str, str], inventory: Path, switches: list[FleetSwitch]) -> None:
+def upgrade(environment: dict[str, str], inventory: Path, switches: list[Engine]) -> None:
     """Two of them: the one whose image cannot be had stops before its restart."""
     book = COLLECTION / "playbooks/upgrade.yml"
-    with file_server("10.255.255.254") as url:
+    with file_server() as url:
         for path, failures in (("image", {}), ("missing", {"spine1": 1})):
             options = ["-e", f"upgrade_image_url={url}/{path}", "-e", "upgrade_pause=1"]
             done = play(environment, inventory, book, *options, "--limit", "spine1")
@@ -183,7 +174,6 @@ def upgrade(environment: dict[str, str], inventory: Path, switches: list[FleetSw
     assert switches[0].calls("rpcclt_openapiSystemReloadSet") == 1
 
 
-@needs_namespaces
 def test_states_and_secrets(environment: dict[str, str], tmp_path: Path) -> None:
     tasks = [
         ({"vlans": {"config": {10: {}, 20: {}}}}, True),
@@ -204,11 +194,11 @@ def test_states_and_secrets(environment: dict[str, str], tmp_path: Path) -> None
         listed.append({"name": "Try", f"tarvexia.switch.{module}": arguments, **check})
     check = {"register": "wrong", "failed_when": "not wrong.failed"}
     listed.append({"name": "Wrong", "tarvexia.switch.vlans": {"config": {5000: {}}}, **check})
-    with fleet(["sw1"], tmp_path) as [switch]:
+    with running(1) as [switch]:
         book = tmp_path / "book.yml"
         book.write_text(yaml.safe_dump([{"hosts": "all", "gather_facts": False, "tasks": listed}]))
         inventory = tmp_path / "hosts.yml"
-        secret = {"ansible_host": switch.address, "ansible_password": "admin"}
+        secret = {"switch_url": switch.tls_url, "ansible_password": "admin"}
         inventory.write_text(yaml.safe_dump({"all": {"hosts": {"sw1": secret}}}))
         done = play(environment, inventory, book)
         assert not done.hosts("failed", "unreachable"), done.results[-1]

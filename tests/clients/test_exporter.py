@@ -142,15 +142,9 @@ def test_prometheus_scrapes_twenty_switches(tmp_path: Path) -> None:
                 "relabel_configs": relabel,
             }
             rules = str(EXPORTER / "rules/alerts.yml")
-            (tmp_path / "prometheus.yml").write_text(
-                yaml.safe_dump(
-                    {
-                        "global": {"evaluation_interval": "1s"},
-                        "rule_files": [rules],
-                        "scrape_configs": [job],
-                    }
-                )
-            )
+            config: dict[str, Any] = {"rule_files": [rules], "scrape_configs": [job]}
+            config["global"] = {"evaluation_interval": "1s"}
+            (tmp_path / "prometheus.yml").write_text(yaml.safe_dump(config))
             ask_all(urls, tmp_path)
             process.send_signal(signal.SIGTERM)
             process.wait(30)

@@ -82,9 +82,8 @@ def test_a_day_of_vlans_and_ports(engine: Engine) -> None:
     ):
         assert (result := switchctl(engine, *words)).exit_code == 0, result.stderr
     table = switchctl(engine, "vlan", "list").stdout
-    assert re.search(r"10 +lab +static +3t 4 ", table) and re.search(
-        r"default +static +1-54", table
-    )
+    for row in (r"10 +lab +static +3t 4 ", r"default +static +1-54"):
+        assert re.search(row, table)
     assert told(engine, "vlan", "show", "10") == {
         **{"id": 10, "name": "lab", "type": "static"},
         "members": {"3": True, "4": False},
@@ -99,12 +98,8 @@ def test_a_day_of_vlans_and_ports(engine: Engine) -> None:
     summary = switchctl(engine, "bgp", "summary", "192.0.2.2", "192.0.2.3").stdout
     assert "65002" in summary and "refused" in summary
     assert re.search(r"OpenFlow policy +drop", switchctl(engine, "policy", "list").stdout)
-    for words in (
-        ["route", "remove", "10"],
-        ["vlan", "delete", "10"],
-        ["lag", "remove", "2", "12"],
-    ):
-        assert switchctl(engine, *words).exit_code == 0
+    for line in ("route remove 10", "vlan delete 10", "lag remove 2 12"):
+        assert switchctl(engine, *line.split()).exit_code == 0
     assert told(engine, "lag", "list")[1]["members"] == []  # type: ignore[index]
     sessions = told(engine, "sessions")
     assert len(sessions["rest_sessions"]) == 1 == engine.calls("AuthenticateUser")  # type: ignore
@@ -130,10 +125,7 @@ def test_exit_statuses(engine: Engine, tmp_path: Path) -> None:
         assert done.returncode == status and error in done.stderr, (words, done)
         assert "Traceback" not in done.stderr
     lines = {"COMP_WORDS": "switchctl vlan c", "COMP_CWORD": "2"}
-    for shell, expected in (
-        ("bash_complete", "plain,create"),
-        ("zsh_source", "#compdef switchctl"),
-    ):
+    for shell, expected in {"bash_complete": "plain,create", "zsh_source": "#compdef"}.items():
         completing = environment | lines | {"_SWITCHCTL_COMPLETE": shell}
         done = subprocess.run([PROGRAM], env=completing, capture_output=True, text=True)
         assert done.stdout.startswith(expected)
@@ -158,7 +150,7 @@ def test_files(engine: Engine, tmp_path: Path) -> None:
 
 
 @contextmanager
-def file_server(address: str = "127.0.0.1") -> Iterator[str]:
+def file_server() -> Iterator[str]:
     class Handler(http.server.BaseHTTPRequestHandler):
         def do_GET(self) -> None:
             text = b"hostname fetched\n"
@@ -170,9 +162,9 @@ def file_server(address: str = "127.0.0.1") -> Iterator[str]:
         def log_message(self, *arguments: object) -> None:
             pass
 
-    with http.server.ThreadingHTTPServer((address, 0), Handler) as server:
+    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
-        yield f"http://{address}:{server.server_port}"
+        yield f"http://127.0.0.1:{server.server_port}"
         server.shutdown()
 
 

@@ -1,4 +1,4 @@
-"""The page of switchctl web in Chromium. SCREENSHOTS names a folder to keep pictures in."""
+"""The page of switchctl web in Chromium."""
 
 import os
 import re
@@ -28,16 +28,7 @@ def page(tmp_path: Path) -> Iterator[tuple[str, list[Engine]]]:
         prepare(engines[0])
         log = tmp_path / "log"
         environment = os.environ | {"SWITCHCTL_PASSWORD": "admin"}
-        words = [
-            "--port",
-            "0",
-            "--interval",
-            "0.5",
-            "--neighbor",
-            "192.0.2.2",
-            "--neighbor",
-            "192.0.2.3",
-        ]
+        words = "--port 0 --interval 0.5 --neighbor 192.0.2.2 --neighbor 192.0.2.3".split()
         with open(log, "w") as out:
             command = [PROGRAM, "web", *words, engines[0].url, engines[1].tls_url]
             process = subprocess.Popen(command, stdout=out, stderr=out, env=environment)
@@ -76,13 +67,6 @@ def browser() -> Iterator[Any]:
     held.quit()
 
 
-def picture(browser: Any, name: str) -> None:
-    if folder := os.environ.get("SCREENSHOTS"):
-        height = browser.execute_script("return document.body.scrollHeight")
-        browser.set_window_size(browser.get_window_size()["width"], height + 150)
-        browser.save_screenshot(f"{folder}/{name}.png")
-
-
 def test_the_page(page: tuple[str, list[Engine]], browser: Any) -> None:
     url, engines = page
     browser.set_window_size(1280, 1000)
@@ -101,12 +85,8 @@ def test_the_page(page: tuple[str, list[Engine]], browser: Any) -> None:
 
     wait_for("ports", lambda: classes(54))
     wait_for("rates", lambda: "Port 53" in text("#rates") or None)
-    assert [classes(port) for port in (1, 4, 20, 53)] == [
-        "port up",
-        "port off",
-        "port",
-        "port up fast",
-    ]
+    states = "port up, port off, port, port up fast".split(", ")
+    assert [classes(port) for port in (1, 4, 20, 53)] == states
     assert text("h1") == "TX5454" and "TVX2117A00426" in text("#identity")
     members = "return [...document.querySelectorAll('#vlans tr')].map(r => [...r.cells].map(c => c.innerText).join(' '))"
     rows = browser.execute_script(members)
@@ -123,13 +103,11 @@ def test_the_page(page: tuple[str, list[Engine]], browser: Any) -> None:
     before = text("#state")
     wait_for("an update", lambda: text("#state") != before or None)
     assert browser.execute_script(focus) == ["port-3", 1]
-    picture(browser, "wide")
 
     browser.set_window_size(500, 900)  # the least that Chromium makes; the frame is a phone's
     browser.execute_script("document.body.style.width = '360px'")
     wide = "return Math.max(...[...document.querySelectorAll('body, section, #panel')].map(e => e.getBoundingClientRect().right))"
     assert browser.execute_script(wide) <= 360
-    picture(browser, "phone")
 
     browser.find_element("css selector", "nav a:last-child").click()
     second = engines[1].tls_url

@@ -16,6 +16,15 @@
 
 #include "httpd/mg_internal.h"
 
+// What a target does with an input; it aborts when something is wrong.
+static void fuzz(const std::string& input);
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+  fuzz(std::string(bytes, bytes + size));
+  return 0;
+}
+
 static inline void require(bool holds)
 {
   if (!holds)
@@ -50,6 +59,12 @@ static inline std::string read_file(const std::string& path)
 }
 
 // --- texts ---
+
+// The text as far as a C string can tell it.
+static inline std::string before_zero(const std::string& text)
+{
+  return text.substr(0, text.find('\0'));
+}
 
 // The parts of a text between these marks.
 static inline std::vector<std::string> split_text(const std::string& text, const std::string& mark)

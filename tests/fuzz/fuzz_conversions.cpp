@@ -58,16 +58,14 @@ static void check_password(const std::string& text)
   require(strlen(upper_case.data()) == text.size());
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
   static openapiClientHandle_t client;
   static const open_error_t registered = openapiClientRegister("fuzz", &client);
   require(registered == OPEN_E_NONE);
-  std::string text(bytes, bytes + size);
-  text.resize(std::min(text.size(), text.find('\0')));
+  const std::string text = before_zero(input);
   check_address(&client, text.c_str());
   check_mac(text.c_str());
   check_numbers(text);
   check_password(text);
-  return 0;
 }

@@ -17,13 +17,12 @@ static void require_list(node_t* head, const char* tagname)
   }
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
-  FuzzedDataProvider fuzz(bytes, size);
-  const uint32_t periods = fuzz.ConsumeBool() ? 3 : fuzz.ConsumeIntegral<uint32_t>();
-  std::string input = fuzz.ConsumeRemainingBytesAsString();
-  input.resize(std::min(input.size(), input.find('\0')));
-  const std::vector<char> copy(input.begin(), input.end());  // without a terminator
+  FuzzedDataProvider data(reinterpret_cast<const uint8_t*>(input.data()), input.size());
+  const uint32_t periods = data.ConsumeBool() ? 3 : data.ConsumeIntegral<uint32_t>();
+  const std::string said = before_zero(data.ConsumeRemainingBytesAsString());
+  const std::vector<char> copy(said.begin(), said.end());  // without a terminator
   const std::string_view text(copy.data(), copy.size());
 
   node_t* tree = new_tree();
@@ -38,12 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   require_list(tree, "process");
   for (node_t* node = get_next_node(tree); node != nullptr; node = get_next_node(node))
     require_list(get_subtree_node1(node), nullptr);
-  char* rendered = nullptr;
-  print_tree_by_xml(tree, &rendered);
-  free(rendered);
-  rendered = nullptr;
-  print_tree_by_json(tree, &rendered);
-  free(rendered);
+  for (const auto print : {print_tree_by_xml, print_tree_by_json}) {
+    char* rendered = nullptr;
+    print(tree, &rendered);
+    free(rendered);
+  }
   free_tree(tree);
-  return 0;
 }

@@ -40,7 +40,7 @@ static void check_answer(const std::string& answer)
   json_object_put(json);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
   static fuzz_folder folder;
   static mg_server* server = mg_create_server(nullptr, evt_handler);
@@ -51,7 +51,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   session_timeout_seconds = REST_SESSION_TIMEOUT_S;
   unsigned char key[33];
   require(create_session("admin", "", 1, key) == RC_TRUE);
-  for (const std::string& request : split_text(std::string(bytes, bytes + size), "\n\n"))
+  for (const std::string& request : split_text(input, "\n\n"))
     check_answer(answer_of(server, bytes_of(request, reinterpret_cast<const char*>(key))));
-  return 0;
 }

@@ -23,14 +23,13 @@ static void read_lines(const std::string& text, int size)
   require(parse_help_doc_text_to_tree_obj_subfunc_get_new_line(line.data(), size) == RC_FALSE);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
   static fuzz_folder folder;
-  std::string text(bytes, bytes + size);
   for (int room : {1, 2, 256, 16384})
-    read_lines(text, room);
+    read_lines(input, room);
 
-  write_file(REST_HELP_DOC_FILE, text);
+  write_file(REST_HELP_DOC_FILE, input);
   node_t* tree = read_help_doc_file_and_parse_to_tree_obj();
   require(tree && get_next_node(tree));
   using print_t = void (*)(node_t*, char**);
@@ -43,5 +42,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     free(rendered);
   }
   free_tree(tree);
-  return 0;
 }

@@ -6,9 +6,9 @@
 #include "switchsim/text/sim_profile.h"
 #include "tests/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
-  std::string profile(bytes, bytes + size), error;
+  std::string profile = input, error;
   // No input chooses a folder of this machine as the flash.
   const sim_json_owner_t json = sim_json_read(profile, error);
   if (json_object_get_type(json.get()) == json_type_object) {
@@ -24,5 +24,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   }
   require(sim_config_run(config, error));
   require(sim_config_text() == config);
-  return 0;
 }

@@ -4,14 +4,14 @@
 #include "switchsim/switchsim.h"
 #include "tests/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
   static const bool is_reset = switchsim_reset("").empty();
   static const sim_restore_t restore = sim_config_keep();
   static const std::string at_first = sim_config_text();
   require(is_reset);
-  std::string script(bytes, bytes + size), error;
-  if (sim_config_run(script, error)) {
+  std::string error;
+  if (sim_config_run(input, error)) {
     const std::string config = sim_config_text();
     require(sim_config_run(config, error));
     require(sim_config_text() == config);
@@ -20,5 +20,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     require(sim_config_text() == at_first);
   }
   restore();
-  return 0;
 }

@@ -3,11 +3,11 @@
 #include "modules/rest_startupcfg.h"
 #include "tests/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
   static fuzz_folder folder;
   std::filesystem::create_directory(std::filesystem::path(REST_STARTUPCFG_FILE).parent_path());
-  write_file(REST_STARTUPCFG_FILE, {reinterpret_cast<const char*>(bytes), size});
+  write_file(REST_STARTUPCFG_FILE, input);
   char time[STARTUPCFG_TIME_SIZE], update[STARTUPCFG_TIME_SIZE], again[STARTUPCFG_TIME_SIZE];
   require(initialize_transfer_variables() == RC_TRUE);
   require(get_startup_config_time(time) == RC_TRUE);
@@ -23,11 +23,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   require(written == read_file(REST_STARTUPCFG_FILE));
 
   // A client's text is stored, cut or refused; the file keeps its first word.
-  std::string text(bytes, bytes + std::min<size_t>(size, sizeof time - 1)), word;
+  std::string text = input.substr(0, sizeof time - 1), word;
   if (set_startup_config_time(text.c_str()) == RC_TRUE) {
     require(get_startup_config_time(again) == RC_TRUE);
     std::istringstream(text.c_str()) >> word;
     require(again == (word.empty() ? std::string(text.c_str()) : word));
   }
-  return 0;
 }

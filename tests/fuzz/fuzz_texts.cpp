@@ -34,11 +34,9 @@ static void check_cgi_output(const std::vector<char>& output)
           !memchr(headers.reason.ptr, '\n', headers.reason.len));
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
-  std::string text(bytes, bytes + size);
-  check_list(text.c_str());
-  check_date(text.c_str());
-  check_cgi_output(std::vector<char>(bytes, bytes + size));
-  return 0;
+  check_list(input.c_str());
+  check_date(input.c_str());
+  check_cgi_output(std::vector<char>(input.begin(), input.end()));
 }

@@ -32,28 +32,27 @@ static void read_multipart(const std::string& input, std::vector<char>& name,
   }
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
-  FuzzedDataProvider fuzz(bytes, size);
-  std::vector<char> dst(fuzz.ConsumeIntegralInRange<size_t>(0, 300), 'x');
-  std::vector<char> file(fuzz.ConsumeIntegralInRange<size_t>(0, 40), 'x');
-  const char* name = fuzz.PickValueInArray<const char*>({"a", "sessionkey", "", "uri", "="});
-  const int is_form = fuzz.ConsumeBool();
-  std::string input = fuzz.ConsumeRemainingBytesAsString();
+  FuzzedDataProvider data(reinterpret_cast<const uint8_t*>(input.data()), input.size());
+  std::vector<char> dst(data.ConsumeIntegralInRange<size_t>(0, 300), 'x');
+  std::vector<char> file(data.ConsumeIntegralInRange<size_t>(0, 40), 'x');
+  const char* name = data.PickValueInArray<const char*>({"a", "sessionkey", "", "uri", "="});
+  const int is_form = data.ConsumeBool();
+  std::string text = data.ConsumeRemainingBytesAsString();
 
   mg_connection view = {};
-  view.query_string = input.c_str();
-  view.content = input.data();
-  view.content_len = input.size();
+  view.query_string = text.c_str();
+  view.content = text.data();
+  view.content_len = text.size();
   require_text(dst, mg_get_var(&view, name, dst.data(), dst.size()));
-  require_text(dst, mg_parse_header(input.c_str(), name, dst.data(), dst.size()));
-  require_text(dst, mg_url_decode(input.data(), static_cast<int>(input.size()), dst.data(),
+  require_text(dst, mg_parse_header(text.c_str(), name, dst.data(), dst.size()));
+  require_text(dst, mg_url_decode(text.data(), static_cast<int>(text.size()), dst.data(),
                                   static_cast<int>(dst.size()), is_form));
-  read_multipart(input, dst, file);
+  read_multipart(text, dst, file);
 
   mg_vec entry = {};
   mg_vec value = {};
-  for (const char* list = input.c_str(); (list = next_option(list, &entry, &value)) != nullptr;)
+  for (const char* list = text.c_str(); (list = next_option(list, &entry, &value)) != nullptr;)
     mg_match_prefix("**.cgi$|/*?", 11, std::string(entry.ptr, entry.len).c_str());
-  return 0;
 }

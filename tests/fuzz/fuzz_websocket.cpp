@@ -19,7 +19,7 @@ static void check_answers(const iobuf& io, bool is_closed)
   require(has_close == is_closed);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+static void fuzz(const std::string& input)
 {
   static mg_server* server = mg_create_server(nullptr, nullptr);
   ns_connection nc = {};
@@ -28,13 +28,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
   conn.ns_conn = &nc;
   conn.server = server;
   conn.mg_conn.is_websocket = 1;
-  size_t step = size > 0 ? bytes[0] % 64 + 1u : 1;
+  const size_t size = input.size(), step = size > 0 ? static_cast<uint8_t>(input[0]) % 64 + 1u : 1;
   for (size_t at = 1; at < size; at += step) {
-    iobuf_append(&nc.recv_iobuf, bytes + at, std::min(step, size - at));
+    iobuf_append(&nc.recv_iobuf, &input[at], std::min(step, size - at));
     mg_deliver_websocket_frames(&conn);
   }
   check_answers(nc.send_iobuf, nc.flags & NSF_CLOSE_WHEN_SENT);
   iobuf_free(&nc.recv_iobuf);
   iobuf_free(&nc.send_iobuf);
-  return 0;
 }

@@ -152,38 +152,3 @@ test("every operation answers as described", async (t) => {
   const xml = await driveAll(t, "xml", checkXml);
   assert.deepEqual(xml, json);
 });
-
-test("every operation but login and help refuses requests without a live session", async (t) => {
-  const engine = await startEngine();
-  t.after(() => engine.stop());
-  for (const entry of operations.filter(({ operation }) => !operation.security)) {
-    for (const [key, code] of [
-      [undefined, 905],
-      ["0".repeat(32), 900],
-    ]) {
-      const name = `${entry.method} ${entry.path}`;
-      assert.equal(
-        checkJson(name, entry, await send(engine, exampleRequest(entry, "json", key))),
-        code,
-        name,
-      );
-    }
-  }
-});
-
-test("a wrong value has the code that is described", async (t) => {
-  const engine = await startEngine();
-  t.after(() => engine.stop());
-  const key = await logIn(engine);
-  for (const [name, field, value, code] of [
-    ["put /login/RESTTimeout", "value", "161", 1],
-    ["put /ssh/maxSessions", "value", "0", 99],
-    ["post /bgp/ipv4/redistribution/{protoName}", "matchExt2", "0", 3],
-    ["post /tcam/policy", "matchSrcMac", "00:11", 2],
-  ]) {
-    const entry = operations.find(({ path, method }) => `${method} ${path}` === name);
-    const request = exampleRequest(entry, "json", key);
-    request.init.body.set(field, value);
-    assert.equal(checkJson(name, entry, await send(engine, request)), code, name);
-  }
-});

@@ -15,33 +15,12 @@ function makeCertificate(folder) {
   fs.writeFileSync(join(folder, "ssl.pem"), pem);
 }
 
-// The descriptor of the process's socket with each inode.
-function sockets(pid) {
-  const found = new Map();
-  const folder = `/proc/${pid}/fd`;
-  for (const fd of fs.readdirSync(folder)) {
-    try {
-      const inode = /^socket:\[(\d+)\]$/.exec(fs.readlinkSync(join(folder, fd)))?.[1];
-      if (inode) found.set(inode, Number(fd));
-    } catch {
-      // closed meanwhile
-    }
-  }
-  return found;
-}
-
 // The port that the process opened first: plain HTTP comes before HTTPS. Undefined before both are.
 function httpPort(pid) {
-  const own = sockets(pid);
-  const listening = fs
-    .readFileSync("/proc/net/tcp", "utf8")
-    .split("\n")
-    .slice(1)
-    .map((line) => line.trim().split(/\s+/))
-    .filter((fields) => fields[3] === "0A" && own.has(fields[9]))
-    .map((fields) => ({ fd: own.get(fields[9]), port: parseInt(fields[1].split(":")[1], 16) }))
-    .sort((a, b) => a.fd - b.fd);
-  return listening.length === 2 ? listening[0].port : undefined;
+  const table = execFileSync("ss", ["-Hltnp"], { encoding: "utf8" });
+  const own = new RegExp(`:(\\d+) .*pid=${pid},fd=(\\d+)\\)`, "g");
+  const ports = [...table.matchAll(own)].sort((a, b) => a[2] - b[2]).map((found) => found[1]);
+  return ports.length === 2 ? ports[0] : undefined;
 }
 
 async function waitFor(what, condition) {

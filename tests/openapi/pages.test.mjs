@@ -1,6 +1,6 @@
 // The help pages and the reference page in a real browser.
 import assert from "node:assert/strict";
-import { existsSync, mkdirSync } from "node:fs";
+import { existsSync } from "node:fs";
 import { test } from "node:test";
 import { chromium } from "playwright-core";
 import { description, operations, startEngine } from "./engine.mjs";
@@ -8,13 +8,6 @@ import { description, operations, startEngine } from "./engine.mjs";
 const executablePath = process.env.CHROMIUM ?? "/usr/bin/chromium";
 const skip = existsSync(executablePath) ? false : `no ${executablePath} here`;
 const referencePage = new URL("../../docs/api.html", import.meta.url).href;
-
-// SCREENSHOTS=FOLDER keeps pictures of the pages.
-async function keepPicture(page, name) {
-  if (!process.env.SCREENSHOTS) return;
-  mkdirSync(process.env.SCREENSHOTS, { recursive: true });
-  await page.screenshot({ path: `${process.env.SCREENSHOTS}/${name}.png` });
-}
 
 // A page whose errors, failed requests and requested addresses are collected.
 async function openBrowser(t) {
@@ -43,7 +36,6 @@ test("the help pages, from the list of modules to each module", { skip }, async 
     links,
     description.tags.map((tag) => tag.name),
   );
-  await keepPicture(page, "help");
 
   for (const { name, description: text } of description.tags) {
     await page.getByRole("link", { name, exact: true }).click();
@@ -59,7 +51,6 @@ test("the help pages, from the list of modules to each module", { skip }, async 
     );
     assert.equal(await page.locator("td.api_param > ul").count(), documented.length);
     assert.equal(await page.locator("td.api_param > ul:not(:has(li))").count(), 0);
-    await keepPicture(page, `help-${name}`);
     await page.goBack();
   }
   assert.deepEqual(trouble, []);
@@ -69,11 +60,9 @@ test("the reference page needs no network and can be searched", { skip }, async 
   const { page, trouble, requested } = await openBrowser(t);
   await page.goto(referencePage);
   assert.equal(await page.locator("article").count(), operations.length);
-  await keepPicture(page, "reference");
   await page.getByLabel("Search").fill("/vlans/{vlanId}/name");
   assert.equal(await page.locator("article:visible").count(), 1);
   assert.equal(await page.locator("article:visible h3").innerText(), "Update VLAN Name");
-  await keepPicture(page, "reference-search");
   await page.getByLabel("Search").fill("");
   await page.getByRole("navigation").getByRole("link", { name: /^tcam/ }).click();
   assert.ok(await page.locator("h2#tcam").isVisible());

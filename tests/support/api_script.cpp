@@ -16,6 +16,9 @@
 #include <vector>
 
 #include "engine/rest_web_request_hdr.h"
+#include "modules/rest_module_interface.h"
+#include "modules/rest_module_lag.h"
+#include "modules/rest_module_system.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/api_sweep.h"
 #include "tests/support/local_engine.h"
@@ -185,6 +188,12 @@ static void script_result(const script_outcome_t& outcome, const std::string&)
     script_data(outcome, "");
 }
 
+// A success with no data in it, but a place for them.
+static void script_done(const script_outcome_t& outcome, const std::string& message)
+{
+  EXPECT_EQ(outcome.body, json_envelope(0, message, "{}"));
+}
+
 static void script_contains(const script_outcome_t& outcome, const std::string& text)
 {
   EXPECT_NE(outcome.body.find(text), std::string::npos) << outcome.body;
@@ -240,6 +249,7 @@ static const struct script_expectation_t {
 } EXPECTATIONS[] = {
     {"result",     false, script_result    },
     {"data",       false, script_data      },
+    {"done",       false, script_done      },
     {"contains",   false, script_contains  },
     {"until",      false, script_until     },
     {"refused",    true,  script_refused   },
@@ -256,7 +266,69 @@ static const script_expectation_t* script_expectation(const std::string& text)
   return nullptr;
 }
 
+// ---- operations that no route leads to ----
+
+using unrouted_operation_t = int (*)(openapiClientHandle_t* client_handle, mg_connection* conn);
+
+static const std::map<std::string, unrouted_operation_t> UNROUTED = {
+#define OPERATION(name) \
+  {                     \
+#name, name         \
+  }
+    OPERATION(api_interface_update_soft_shutdown_state),
+    OPERATION(api_lag_create_specified_id),
+    OPERATION(api_lag_delete_specified_id),
+    OPERATION(api_system_delete_networkport_ipv4_parameters),
+    OPERATION(api_system_get_networkport_ipv4),
+    OPERATION(api_system_update_networkport_ipv4_parameters),
+    OPERATION(api_system_update_networkport_ipv4_protocol_mode),
+    OPERATION(api_system_update_prompt),
+#undef OPERATION
+};
+static unrouted_operation_t unrouted_operation;
+
+static int unrouted_handler(struct mg_connection* conn, enum mg_event ev)
+{
+  if (ev == MG_REQUEST)
+    unrouted_operation(&client_handle, conn);
+  return ev == MG_REQUEST || ev == MG_AUTH ? MG_TRUE : MG_FALSE;
+}
+
+// What the operation answers to a request for the path, on a server of its own.
+static reply_t unrouted_request(unrouted_operation_t operation, const std::string& path)
+{
+  unrouted_operation = operation;
+  struct mg_server* server = mg_create_server(nullptr, unrouted_handler);
+  EXPECT_EQ(mg_set_option(server, "listening_port", "127.0.0.1:0"), nullptr);
+  const std::string address = std::string("127.0.0.1:") + mg_get_option(server, "listening_port");
+  std::atomic<bool> answered{false};
+  std::thread poller([&] {
+    while (!answered)
+      mg_poll_server(server, 5);
+  });
+  http_client client;
+  const std::string format = path.find('?') == path.npos ? "?format=json" : "&format=json";
+  const reply_t reply = http_request(client, "PUT", "http://" + address + path + format);
+  answered = true;
+  poller.join();
+  mg_destroy_server(&server);
+  return reply;
+}
+
 // ---- steps ----
+
+// The path, or each of those that it stands for with "{1..9}" in it.
+static std::vector<std::string> script_paths(const std::string& path)
+{
+  static const std::regex range("\\{(\\d+)\\.\\.(\\d+)\\}");
+  std::smatch found;
+  if (!std::regex_search(path, found, range))
+    return {path};
+  std::vector<std::string> paths;
+  for (int number = std::stoi(found[1]); number <= std::stoi(found[2]); number++)
+    paths.push_back(found.prefix().str() + std::to_string(number) + found.suffix().str());
+  return paths;
+}
 
 void script_each(int line, const std::vector<std::string>& words, const script_request_t& judge)
 {
@@ -264,8 +336,10 @@ void script_each(int line, const std::vector<std::string>& words, const script_r
   for (const std::string& word : words) {
     if (word[0] == '/' || word[0] == '?') {
       path = word[0] == '?' ? path.substr(0, path.find('?')) + word : word;
-      SCOPED_TRACE("line " + std::to_string(line) + ": " + method + " " + path);
-      judge(method.c_str(), path);
+      for (const std::string& one : script_paths(path)) {
+        SCOPED_TRACE("line " + std::to_string(line) + ": " + method + " " + one);
+        judge(method.c_str(), one);
+      }
     } else {
       method = word;
     }
@@ -283,7 +357,9 @@ static void script_request(const char* method, const std::string& path, const sc
   script_outcome_t outcome = {method, path, "", {}, &step};
   const bool xml = script_other(outcome, "data")[0] == '<';
   switchsim_trace_start();
-  const reply_t reply = api_request(method, path, xml ? "xml" : "json");
+  const auto unrouted = UNROUTED.find(method);
+  const reply_t reply = unrouted == UNROUTED.end() ? api_request(method, path, xml ? "xml" : "json")
+                                                   : unrouted_request(unrouted->second, path);
   EXPECT_EQ(reply.status, 200);
   EXPECT_EQ(reply.content_type,
             xml ? "text/xml; charset=utf-8" : "application/json; charset=utf-8");
@@ -303,25 +379,35 @@ static void script_request(const char* method, const std::string& path, const sc
     script_contains(outcome, SUCCESS);
 }
 
-static void script_requests(const script_step_t& step, const std::string&)
+static void script_requests_once(const script_step_t& step)
 {
   const std::vector<std::string> words = script_split(step.head.text, " ");
-  const auto request = [&](const char* method, const std::string& path) {
+  script_each(step.head.line, words, [&](const char* method, const std::string& path) {
     script_request(method, path, step);
-  };
+  });
+}
+
+// Once for each fault. What stands behind a fault is expected with it, in the place of what stands
+// below.
+static void script_requests(const script_step_t& step, const std::string&)
+{
   bool once = true;
   for (const script_item_t& item : step.expected)
-    if (const char* fault = script_behind(item.text, "with fault")) {
+    if (script_behind(item.text, "with fault")) {
       SCOPED_TRACE(item.text);
       once = false;
-      script_fault_set(fault);
-      script_each(step.head.line, words, request);
+      const size_t end = std::min(item.text.find("  "), item.text.size());
+      script_step_t own = {step.head, {{item.line, item.text.substr(0, end)}}};
+      if (end < item.text.size())
+        own.expected.push_back({item.line, script_trim(item.text.substr(end))});
+      script_fault_set(script_behind(own.expected[0].text, "with fault"));
+      script_requests_once(end < item.text.size() ? own : step);
       switchsim_faults_clear();
       for (const std::string& stays : script_faults)
         script_fault_set(stays);
     }
   if (once)
-    script_each(step.head.line, words, request);
+    script_requests_once(step);
 }
 
 static void script_switch_set(const script_step_t&, const std::string& profile)
@@ -363,6 +449,7 @@ static const struct script_kind_t {
     {"PUT",       false, script_requests  },
     {"DELETE",    false, script_requests  },
     {"OPTIONS",   false, script_requests  },
+    {"CALL",      true,  script_requests  },
     {"switch",    true,  script_switch_set},
     {"fault",     true,  script_fault     },
     {"no faults", true,  script_no_faults },
@@ -557,32 +644,4 @@ void script_file_add(const std::string& path)
       tests[0].steps += "\n";
   }
   add();
-}
-
-static unrouted_operation_t unrouted_operation;
-
-static int unrouted_handler(struct mg_connection* conn, enum mg_event ev)
-{
-  if (ev == MG_REQUEST)
-    unrouted_operation(&client_handle, conn);
-  return ev == MG_REQUEST || ev == MG_AUTH ? MG_TRUE : MG_FALSE;
-}
-
-std::string unrouted_answer(unrouted_operation_t operation, const std::string& path)
-{
-  unrouted_operation = operation;
-  struct mg_server* server = mg_create_server(nullptr, unrouted_handler);
-  EXPECT_EQ(mg_set_option(server, "listening_port", "127.0.0.1:0"), nullptr);
-  const std::string address = std::string("127.0.0.1:") + mg_get_option(server, "listening_port");
-  std::atomic<bool> answered{false};
-  std::thread poller([&] {
-    while (!answered)
-      mg_poll_server(server, 5);
-  });
-  http_client client;
-  const reply_t reply = http_request(client, "PUT", "http://" + address + path);
-  answered = true;
-  poller.join();
-  mg_destroy_server(&server);
-  return reply.body;
 }

@@ -14,6 +14,7 @@
 //
 //   POST /if/3/vlan/10 /vlans/7        each request must succeed
 //   PUT /if/3/pvid?value=7 ?value=10   "?" takes the place of the query of the path before it
+//   POST /vlans/{7..9}                 the same as /vlans/7 /vlans/8 /vlans/9
 //   POST /vlans/1  result 1 VLAN 1 exist.
 //                                      the answer has this code and message and no data; the codes
 //                                      0, 98, 99 and 902 need no message
@@ -22,6 +23,8 @@
 //     data {"vlans": {}}               the answer's data, as JSON, or as <xml>; without a result: a
 //                                      success. JSON of a GET is asked for as XML, too, and
 //                                      compared
+//   PUT /ssh/timeout?value=9  done Update SSH session timeout successfully.
+//                                      a success with this message and no data in "rlt_data"
 //   GET /if/3  contains "pvid": 1,     the JSON answer has this text in it
 //   GET /if/3  until "pvid": 1,        the same, asked again until it has
 //
@@ -30,13 +33,16 @@
 //   switch {"ports": 3}                a fresh switch with this profile
 //   fault IfNextGet {"result": -25}    from here on the call goes wrong (docs/switchsim.md)
 //   no faults                          and from here on none
-//   GET /if  with fault IfNextGet {}   the call goes wrong for this request; once for each fault
+//   GET /if  with fault IfNextGet {}   the call goes wrong for this request; once for each fault.
+//                                      What must come with one fault alone may stand behind it
 //   POST /vlans/0  refused -29         the last call has this result; the answer's code is 98 for
 //                                      -24 (exists), 99 for any other
 //   PUT /x?value=1  calls A(1) = 0 then B then C(3, ...)
 //                                      the calls made, in this order and number: a name, or how the
 //                                      line of the trace begins
 //   PUT /x  no calls
+//   CALL api_lag_delete_specified_id /lag/1
+//                                      a request that no route leads anywhere goes to the operation
 //   sweep GET /if but f g after POST /vlans/9
 //                                      everything that can go wrong with the request's calls does
 //                                      (api_sweep.cpp)
@@ -84,8 +90,3 @@ std::string script_short_name(const std::string& call);
 std::string script_xml(const std::string& json);
 // Puts the switch back as the last step "switch" did.
 void script_switch_again();
-
-// The answer of an operation that is called for this path without any route.
-using unrouted_operation_t = int (*)(openapiClientHandle_t* client_handle,
-                                     struct mg_connection* conn);
-std::string unrouted_answer(unrouted_operation_t operation, const std::string& path);

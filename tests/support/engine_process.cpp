@@ -1,7 +1,6 @@
 #include "tests/support/engine_process.h"
 
 #include <fcntl.h>
-#include <inttypes.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -11,8 +10,8 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <thread>
 
@@ -67,35 +66,18 @@ engine_process::~engine_process()
   }
 }
 
-// The descriptors of the process's sockets, by inode.
-static std::map<uint64_t, int> process_sockets(pid_t pid)
-{
-  std::map<uint64_t, int> descriptors;
-  std::error_code gone;
-  for (const auto& entry :
-       std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd", gone)) {
-    const std::string target = std::filesystem::read_symlink(entry, gone);
-    uint64_t inode = 0;
-    if (sscanf(target.c_str(), "socket:[%" SCNu64 "]", &inode) == 1)
-      descriptors[inode] = std::stoi(entry.path().filename());
-  }
-  return descriptors;
-}
-
 // The TCP ports that the process listens on, by descriptor.
 static std::map<int, unsigned> process_ports(pid_t pid)
 {
   std::map<int, unsigned> ports;
-  std::map<uint64_t, int> descriptors = process_sockets(pid);
-  std::ifstream table("/proc/net/tcp");
-  std::string line;
-  while (std::getline(table, line)) {
-    unsigned port = 0, state = 0;
-    uint64_t inode = 0;
-    if (sscanf(line.c_str(), "%*d: %*x:%x %*x:%*x %x %*x:%*x %*x:%*x %*x %*d %*d %" SCNu64, &port,
-               &state, &inode) == 3 &&
-        state == 0x0A && descriptors.count(inode))
-      ports[descriptors[inode]] = port;
+  const std::string own = "pid=" + std::to_string(pid) + ",fd=";
+  const std::unique_ptr<FILE, int (*)(FILE*)> table(popen("ss -Hltnp", "r"), pclose);
+  char line[500];
+  while (fgets(line, sizeof line, table.get())) {
+    unsigned port = 0;
+    const char* const descriptor = strstr(line, own.c_str());
+    if (descriptor && sscanf(line, "LISTEN %*d %*d %*[0-9.]:%u", &port) == 1)
+      ports[atoi(descriptor + own.size())] = port;
   }
   return ports;
 }
