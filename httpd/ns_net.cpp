@@ -1123,30 +1123,30 @@ static int ns_add_read_ahead(ns_mgr* mgr)
   return added;
 }
 
-// Whether none of the set's 64 descriptors from this one on, a multiple of 64, is in it. However
-// the words of a set are laid out, those are in the same eight bytes.
-static bool ns_has_none_of_64(const fd_set* set, int first)
+// A word of the set: its lowest bit is the descriptor of NFDBITS times the index, on any machine.
+static unsigned long ns_word_of(const fd_set& set, int index)
 {
-  static_assert(64 % NFDBITS == 0 && FD_SETSIZE % 64 == 0);
-  static constexpr unsigned char none[64 / 8] = {};
-  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(set);
-  return memcmp(bytes + first / 8, none, sizeof none) == 0;
+  static_assert(sizeof(unsigned long) * 8 == NFDBITS);
+  unsigned long word;
+  memcpy(&word, &set.fds_bits[index], sizeof word);
+  return word;
 }
 
-// Serves so many ready descriptors, the newest first. Serving one may close others.
-static void ns_serve_ready(ns_mgr* mgr, int ready)
+// Serves what is ready, the newest first. Serving one may close others.
+static void ns_serve_ready(ns_mgr* mgr)
 {
+  constexpr int BITS = NFDBITS;
   int64_t deadline_ms = mgr->now_ms + PASS_TIME_MS;
   time_t now = static_cast<time_t>(mgr->now_ms / 1000);
-  for (int first = mgr->last_sock / 64 * 64; first >= 0 && ready > 0; first -= 64) {
-    if (ns_has_none_of_64(&mgr->readable, first) && ns_has_none_of_64(&mgr->writable, first))
-      continue;
-    for (int sock = first + 63; sock >= first && ready > 0; sock--) {
-      bool readable = FD_ISSET(sock, &mgr->readable);
-      bool writable = FD_ISSET(sock, &mgr->writable);
-      ready -= readable + writable;
-      if ((readable || writable) && mgr->by_sock[sock])
-        ns_serve(mgr->by_sock[sock], readable, writable, now, deadline_ms);
+  for (int i = mgr->last_sock / BITS; i >= 0; i--) {
+    unsigned long ready = ns_word_of(mgr->readable, i) | ns_word_of(mgr->writable, i);
+    while (ready != 0) {
+      int bit = BITS - 1 - __builtin_clzl(ready);
+      int sock = i * BITS + bit;
+      ready &= ~(1UL << bit);
+      if (ns_connection* conn = mgr->by_sock[sock])
+        ns_serve(conn, FD_ISSET(sock, &mgr->readable), FD_ISSET(sock, &mgr->writable), now,
+                 deadline_ms);
     }
   }
 }
@@ -1190,12 +1190,9 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
     ready += ns_add_read_ahead(mgr);
   if (ready > 0) {
     mgr->now_ms = ns_clock_ms();
-    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &mgr->readable)) {
-      FD_CLR(mgr->ctl[1], &mgr->readable);
-      ready--;
+    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &mgr->readable))
       ns_take_wakeup(mgr);
-    }
-    ns_serve_ready(mgr, ready);
+    ns_serve_ready(mgr);
   }
   ns_end_pass(mgr);
   return time(nullptr);
