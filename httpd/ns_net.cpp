@@ -887,10 +887,11 @@ static int ns_read_step(ns_connection* conn, char* bytes, size_t size)
 }
 
 // Whether a read took all that was there: the next one would find nothing, or that the client has
-// closed its side behind a request that is to be answered first.
+// closed its side behind a request that is to be answered first. TLS has read ahead.
 static bool ns_is_all(const ns_connection* conn, int got)
 {
-  return !conn->ssl && got > 0 && static_cast<size_t>(got) < READ_STEP;
+  return got > 0 && static_cast<size_t>(got) < READ_STEP &&
+         !(conn->ssl && SSL_has_pending(conn->ssl));
 }
 
 // Whether a connection that has been read so far in this pass is read further. Everyone gets one
