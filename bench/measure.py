@@ -117,10 +117,10 @@ def wrk(url, connections, close):
     return rate, count, float(value) * {"us": 0.001, "ms": 1, "s": 1000}[unit]
 
 
-def handshakes(port, kind):
+def handshakes(port, kind, path):
     """Handshakes a second with openssl's timer; kind is -new or -reuse."""
     command = ["taskset", "-c", "1", "openssl", "s_time", "-connect", f"127.0.0.1:{port}", kind]
-    command += ["-time", str(SECONDS), "-www", "/help/none"]
+    command += ["-time", str(SECONDS), "-www", path]
     began = time.monotonic()
     text = subprocess.run(command, capture_output=True, text=True, check=True).stdout
     count = int(re.search(r"(\d+) connections in \d+ real seconds", text).group(1))
@@ -250,7 +250,7 @@ def measure(servers, path):
             lambda name: wrk(url_of(name, False, path), 16, True))
     for title, kind in (("full TLS handshakes", "-new"), ("resumed TLS handshakes", "-reuse")):
         compare(results, "handshakes", title, with_tls,
-                lambda name: handshakes(PORTS[name][1], kind))
+                lambda name: handshakes(PORTS[name][1], kind, path))
 
     heading("files, 16 connections")
     for tls in (False, True):

@@ -49,8 +49,9 @@ static void start_listening(struct mg_server* server)
 // behind them, so that it never costs a connection.
 static constexpr rlim_t DESCRIPTORS = 1024 + 64;
 
-static const mg_limits LIMITS = {REST_BODY_MAX, REST_BUFFER_TOTAL_MAX, REST_HEADER_TIME_S * 1000,
-                                 REST_BODY_TIME_S * 1000, REST_BODY_MIN};
+static const mg_limits LIMITS = {
+    REST_BODY_MAX,           REST_BUFFER_TOTAL_MAX, REST_HEADER_TIME_S * 1000,
+    REST_BODY_TIME_S * 1000, REST_BODY_MIN,         true};
 
 static void raise_descriptor_limit(void)
 {

@@ -46,8 +46,9 @@ static request_method_t util_method_of_text(const char* text)
 request_method_t parse_request_method(const struct mg_connection* conn)
 {
   char text[VARIABLE_SIZE];
-  rest_get_var(conn, "method", text);
-  request_method_t method = util_method_of_text(text);
+  request_method_t method = REQUEST_METHOD_OTHER;
+  if (rest_get_var(conn, "method", text) != 0)
+    method = util_method_of_text(text);
   return method != REQUEST_METHOD_OTHER ? method : util_method_of_text(conn->request_method);
 }
 

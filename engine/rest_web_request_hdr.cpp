@@ -114,10 +114,12 @@ int auth_session(struct mg_connection* conn)
 {
   clear_expired_session();
   verdict_t verdict;
-  if (request_body_is_complete(conn))
+  if (request_body_is_complete(conn)) {
     verdict = request_judge(conn);
-  else  // it may hold the session key or another method: no refusal yet, and no login
+  } else {  // it may hold the session key or another method: no refusal yet, and no login
     verdict = request_judge_session(conn) >= VERDICT_SESSION ? VERDICT_EARLY : VERDICT_WAIT;
+    output_session_file();  // the answer may be far off
+  }
   conn->connection_param = reinterpret_cast<void*>(verdict);
   return MG_TRUE;
 }

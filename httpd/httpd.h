@@ -95,6 +95,8 @@ struct mg_limits {
   int header_time_ms;
   int body_time_ms;
   int body_min;
+  // MG_POLL comes for a connection without a request not in every pass, but now and then.
+  bool idle_unpolled;
 };
 void mg_set_limits(struct mg_server* server, const struct mg_limits* limits);
 

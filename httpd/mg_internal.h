@@ -95,7 +95,7 @@ struct mg_server {
   char* config_options[NUM_OPTIONS];  // owned
   cgi_child* children;                // CGI programs that have not been waited for
   mg_limits limits;
-  size_t received;  // bytes that wait in the connections' receive buffers, or more
+  size_t received;  // bytes that wait in the connections' receive buffers, or more: see mg_limits
 };
 
 // The record that the handler's view is part of.

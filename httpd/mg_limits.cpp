@@ -54,7 +54,8 @@ bool mg_refuse_large_body(connection* conn, int64_t length)
 }
 
 // Closes those that hold the most until all together hold no more than they may. The count in the
-// server record is never too low: only what came is added to it between two walks over all.
+// server record is never too low: what came is added to it, and what went is seen when it seems too
+// high.
 static void bound_buffers(mg_server* server)
 {
   size_t most = server->limits.buffer_total_max;

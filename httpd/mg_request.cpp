@@ -71,6 +71,13 @@ void release_request(connection* conn)
   c->connection_param = c->callback_param = nullptr;
 }
 
+void mg_mark_idle(connection* conn)
+{
+  const mg_server* server = conn->server;
+  if (!server->event_handler || server->limits.idle_unpolled)
+    conn->ns_conn->flags |= NSF_IDLE;
+}
+
 void close_local_endpoint(connection* conn)
 {
   ns_connection* nc = conn->ns_conn;
@@ -87,6 +94,8 @@ void close_local_endpoint(connection* conn)
   conn->is_over = true;
   nc->flags &=
       ~(NSF_CLOSE_WHEN_SENT | NSF_HOLD_SEND | NSF_CLOSE_NOW | MGF_HEADERS_SENT | MGF_UNNAMED);
-  if (!keep_alive)
+  if (keep_alive)
+    mg_mark_idle(conn);
+  else
     nc->flags |= nc->send_iobuf.len > 0 ? NSF_CLOSE_WHEN_SENT : NSF_CLOSE_NOW;
 }

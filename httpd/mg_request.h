@@ -15,5 +15,8 @@ const char* suggest_connection_header(const mg_connection* conn);
 // Frees what belongs to the request, its endpoint first.
 void release_request(connection* conn);
 
+// Lets a connection that waits for its next request stand aside, where the application agrees.
+void mg_mark_idle(connection* conn);
+
 // Ends the request: logs it, frees what belonged to it, and keeps or closes the connection.
 void close_local_endpoint(connection* conn);

@@ -74,10 +74,12 @@ static void on_accept(ns_connection* nc)
 {
   nc->user_data = nullptr;
   connection* conn = is_let_in(nc) ? new_connection(nc) : nullptr;
-  if (conn)
-    set_addresses(conn);
-  else
+  if (!conn) {
     nc->flags |= NSF_CLOSE_NOW;
+    return;
+  }
+  set_addresses(conn);
+  mg_mark_idle(conn);
 }
 
 static void on_connect(connection* conn, int result)
@@ -427,7 +429,6 @@ static void on_poll(ns_connection* nc, connection* conn, time_t now)
   if (conn) {
     mg_poll_endpoint(conn, now);
     mg_end_hopeless(conn);
-    conn->server->received += nc->recv_iobuf.size;
   }
   if (nc->listener && now - nc->last_io_time > MG_IDLE_TIMEOUT_S) {
     on_close(nc, conn);
@@ -493,7 +494,6 @@ void mg_destroy_server(struct mg_server** server)
 
 int mg_poll_server(struct mg_server* server, int milliseconds)
 {
-  server->received = 0;  // counted again as all are polled
   time_t now = ns_mgr_poll(&server->mgr, milliseconds);
   mg_reap_children(server);
   return static_cast<int>(now);

@@ -26,6 +26,7 @@ static constexpr size_t READ_SHARE = 256 * 1024;
 static constexpr int64_t PASS_TIME_MS = 50;
 static constexpr int64_t FILE_SHARE = 512 * 1024;  // of a file in a pass
 static constexpr int MAX_ACCEPTS = 32;             // in one pass
+static constexpr int64_t SWEEP_TIME_MS = 500;      // between looks at those that stand aside
 // Descriptors that accepted connections leave to whatever else the process opens.
 static constexpr rlim_t KEPT_DESCRIPTORS = 16;
 static constexpr size_t DATAGRAM_SIZE = 2000;
@@ -60,6 +61,63 @@ static int64_t ns_clock_ms(void)
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+// --- the lists ---
+
+static void ns_link(ns_connection* conn)
+{
+  ns_mgr* mgr = conn->mgr;
+  ns_connection*& first =
+      conn->flags & NSF_ASIDE ? mgr->aside_connections : mgr->active_connections;
+  conn->prev = nullptr;
+  conn->next = first;
+  if (first)
+    first->prev = conn;
+  first = conn;
+}
+
+static void ns_unlink(ns_connection* conn)
+{
+  ns_mgr* mgr = conn->mgr;
+  ns_connection*& first =
+      conn->flags & NSF_ASIDE ? mgr->aside_connections : mgr->active_connections;
+  if (conn->prev)
+    conn->prev->next = conn->next;
+  else
+    first = conn->next;
+  if (conn->next)
+    conn->next->prev = conn->prev;
+}
+
+// Moves between the lists.
+static void ns_put_aside(ns_connection* conn, bool is_aside)
+{
+  ns_unlink(conn);
+  conn->flags = is_aside ? conn->flags | NSF_ASIDE : conn->flags & ~NSF_ASIDE;
+  ns_link(conn);
+}
+
+static void ns_wake(ns_connection* conn)
+{
+  if (conn->flags & NSF_ASIDE)
+    ns_put_aside(conn, false);
+  conn->flags &= ~NSF_IDLE;
+}
+
+ns_connection* ns_next(ns_mgr* mgr, ns_connection* conn)
+{
+  ns_connection* next = conn ? conn->next : mgr->active_connections;
+  bool is_aside = conn && (conn->flags & NSF_ASIDE);
+  return next || is_aside ? next : mgr->aside_connections;
+}
+
+// The same among those that are visited in this pass.
+static ns_connection* ns_next_visited(ns_mgr* mgr, ns_connection* conn)
+{
+  if (mgr->sweeps)
+    return ns_next(mgr, conn);
+  return conn ? conn->next : mgr->active_connections;
 }
 
 bool ns_is_error(long result)
@@ -218,6 +276,8 @@ int ns_send(ns_connection* conn, const void* data, size_t len)
   }
   if (conn->flags & NSF_BROKEN)
     return 0;
+  if (conn->flags & NSF_ASIDE)
+    ns_wake(conn);
   size_t queued = iobuf_append(&conn->send_iobuf, data, len);
   if (queued != len)
     ns_break_conn(conn);
@@ -355,10 +415,9 @@ static ns_connection* ns_wrap_sock(ns_mgr* mgr, int sock, ns_callback_t callback
   conn->callback = callback;
   conn->mgr = mgr;
   conn->last_io_time = ns_clock();
-  conn->next = mgr->active_connections;
-  if (conn->next)
-    conn->next->prev = conn;
-  mgr->active_connections = conn;
+  ns_link(conn);
+  mgr->by_sock[sock] = conn;
+  mgr->last_sock = std::max(mgr->last_sock, sock);
   return conn;
 }
 
@@ -388,23 +447,23 @@ static void ns_destroy(ns_connection* conn)
   free(conn);
 }
 
+// Whoever takes the descriptor next is not met in this pass.
+static void ns_forget_sock(const ns_connection* conn)
+{
+  ns_mgr* mgr = conn->mgr;
+  mgr->by_sock[conn->sock] = nullptr;
+  for (fd_set* set : {&mgr->wanted_read, &mgr->wanted_write, &mgr->readable, &mgr->writable})
+    FD_CLR(conn->sock, set);
+  while (mgr->last_sock > 0 && !mgr->by_sock[mgr->last_sock])
+    mgr->last_sock--;
+}
+
 void ns_close_conn(ns_connection* conn)
 {
   ns_call(conn, NS_CLOSE, nullptr);
-  if (conn->prev)
-    conn->prev->next = conn->next;
-  else
-    conn->mgr->active_connections = conn->next;
-  if (conn->next)
-    conn->next->prev = conn->prev;
-  if (conn->mgr->next_served == conn)
-    conn->mgr->next_served = conn->next;
+  ns_unlink(conn);
+  ns_forget_sock(conn);
   ns_destroy(conn);
-}
-
-ns_connection* ns_next(ns_mgr* mgr, ns_connection* conn)
-{
-  return conn ? conn->next : mgr->active_connections;
 }
 
 // --- TLS contexts ---
@@ -647,10 +706,8 @@ void ns_mgr_free(ns_mgr* mgr)
     return;
   ns_mgr_poll(mgr, 0);
   ns_close_pair(mgr->ctl);
-  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
-    next = conn->next;
+  while (ns_connection* conn = ns_next(mgr, nullptr))
     ns_close_conn(conn);
-  }
   if (mgr->spare_fd >= 0)
     close(mgr->spare_fd);
   mgr->spare_fd = -1;
@@ -679,10 +736,11 @@ static void ns_take_wakeup(ns_mgr* mgr)
   if (got < static_cast<ssize_t>(offsetof(ctl_msg, message)) || !msg.callback)
     return;
   msg.message[static_cast<size_t>(got) - offsetof(ctl_msg, message)] = '\0';
-  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
-    next = conn->next;
+  for (ns_connection *conn = ns_next(mgr, nullptr), *next; conn; conn = next) {
+    next = ns_next(mgr, conn);
     msg.callback(conn, NS_POLL, msg.message);
   }
+  mgr->sweeps = true;  // it may have changed any of them
 }
 
 // --- one connection's share of a pass ---
@@ -829,10 +887,11 @@ static int ns_read_step(ns_connection* conn, char* bytes, size_t size)
 }
 
 // Whether a read took all that was there: the next one would find nothing, or that the client has
-// closed its side behind a request that is to be answered first.
+// closed its side behind a request that is to be answered first. TLS has read ahead.
 static bool ns_is_all(const ns_connection* conn, int got)
 {
-  return !conn->ssl && got > 0 && static_cast<size_t>(got) < READ_STEP;
+  return got > 0 && static_cast<size_t>(got) < READ_STEP &&
+         !(conn->ssl && SSL_has_pending(conn->ssl));
 }
 
 // Whether a connection that has been read so far in this pass is read further. Everyone gets one
@@ -958,15 +1017,6 @@ static bool ns_has_output(const ns_connection* conn)
 
 // --- the pass ---
 
-static void ns_add_to_set(int sock, fd_set* set, int* max_fd)
-{
-  if (!ns_fits_select_set(sock))
-    return;
-  FD_SET(sock, set);
-  if (sock > *max_fd)
-    *max_fd = sock;
-}
-
 // Without the spare descriptor a listener that has run out of them could not refuse a client and
 // would keep the loop spinning.
 static bool ns_waits_for_reading(const ns_connection* conn)
@@ -997,6 +1047,7 @@ static void ns_serve(ns_connection* conn, bool readable, bool writable, time_t n
     return;
   }
   if (readable) {
+    ns_wake(conn);
     conn->last_io_time = now;
     ns_read_from_socket(conn, deadline_ms);
   }
@@ -1010,70 +1061,140 @@ static void ns_serve(ns_connection* conn, bool readable, bool writable, time_t n
   }
 }
 
+static void ns_want(int sock, fd_set* set, bool wanted)
+{
+  if (wanted)
+    FD_SET(sock, set);
+  else
+    FD_CLR(sock, set);
+}
+
+// Polls the connections and notes what they wait for; true when one has something to read already.
+static bool ns_poll_connections(ns_mgr* mgr)
+{
+  bool has_read_ahead = false;
+  time_t now = static_cast<time_t>(mgr->now_ms / 1000);
+  for (ns_connection *conn = ns_next_visited(mgr, nullptr), *next; conn; conn = next) {
+    next = ns_next_visited(mgr, conn);
+    if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
+      ns_call(conn, NS_POLL, &now);
+    if (conn->flags & NSF_CLOSE_NOW) {
+      ns_close_conn(conn);
+      continue;
+    }
+    if (conn->send_iobuf.len == 0 && conn->send_iobuf.buf)
+      iobuf_free(&conn->send_iobuf);  // an idle connection keeps no buffer
+    ns_want(conn->sock, &mgr->wanted_read, ns_waits_for_reading(conn));
+    ns_want(conn->sock, &mgr->wanted_write, ns_waits_for_writing(conn));
+    has_read_ahead = has_read_ahead || ns_has_read_ahead(conn);
+  }
+  return has_read_ahead;
+}
+
+// Waits for something to happen; how many descriptors are ready.
+static int ns_select(ns_mgr* mgr, int milliseconds)
+{
+  timeval timeout = {};
+  timeout.tv_sec = milliseconds / 1000;
+  timeout.tv_usec = milliseconds % 1000 * 1000;
+  mgr->readable = mgr->wanted_read;
+  mgr->writable = mgr->wanted_write;
+  int last = mgr->last_sock;
+  if (ns_fits_select_set(mgr->ctl[1])) {
+    FD_SET(mgr->ctl[1], &mgr->readable);
+    last = std::max(last, mgr->ctl[1]);
+  }
+  int ready = select(last + 1, &mgr->readable, &mgr->writable, nullptr, &timeout);
+  if (ready >= 0)
+    return ready;
+  FD_ZERO(&mgr->readable);
+  FD_ZERO(&mgr->writable);
+  return 0;
+}
+
+// What has been read ahead does not make the socket readable.
+static int ns_add_read_ahead(ns_mgr* mgr)
+{
+  int added = 0;
+  for (ns_connection* conn = mgr->active_connections; conn; conn = conn->next)
+    if (ns_has_read_ahead(conn) && !FD_ISSET(conn->sock, &mgr->readable)) {
+      FD_SET(conn->sock, &mgr->readable);
+      added++;
+    }
+  return added;
+}
+
+// A word of the set: its lowest bit is the descriptor of NFDBITS times the index, on any machine.
+static unsigned long ns_word_of(const fd_set& set, int index)
+{
+  static_assert(sizeof(unsigned long) * 8 == NFDBITS);
+  unsigned long word;
+  memcpy(&word, &set.fds_bits[index], sizeof word);
+  return word;
+}
+
+// Serves what is ready, the newest first. Serving one may close others.
+static void ns_serve_ready(ns_mgr* mgr)
+{
+  constexpr int BITS = NFDBITS;
+  int64_t deadline_ms = mgr->now_ms + PASS_TIME_MS;
+  time_t now = static_cast<time_t>(mgr->now_ms / 1000);
+  for (int i = mgr->last_sock / BITS; i >= 0; i--) {
+    unsigned long ready = ns_word_of(mgr->readable, i) | ns_word_of(mgr->writable, i);
+    while (ready != 0) {
+      int bit = BITS - 1 - __builtin_clzl(ready);
+      int sock = i * BITS + bit;
+      ready &= ~(1UL << bit);
+      if (ns_connection* conn = mgr->by_sock[sock])
+        ns_serve(conn, FD_ISSET(sock, &mgr->readable), FD_ISSET(sock, &mgr->writable), now,
+                 deadline_ms);
+    }
+  }
+}
+
+// Whether nothing is to be done for it until it brings bytes.
+static bool ns_may_stand_aside(const ns_connection* conn)
+{
+  constexpr uint32_t ALLOWED = NSF_IDLE | NSF_TLS_READY | NSF_TLS_WANT_READ;
+  return (conn->flags & NSF_IDLE) && !(conn->flags & ~ALLOWED) && conn->send_iobuf.len == 0 &&
+         conn->file_left == 0;
+}
+
+static void ns_end_pass(ns_mgr* mgr)
+{
+  for (ns_connection *conn = ns_next_visited(mgr, nullptr), *next; conn; conn = next) {
+    next = ns_next_visited(mgr, conn);
+    if ((conn->flags & NSF_CLOSE_NOW) ||
+        ((conn->flags & NSF_CLOSE_WHEN_SENT) && conn->send_iobuf.len == 0)) {
+      ns_close_conn(conn);
+    } else if (ns_may_stand_aside(conn)) {
+      iobuf_free(&conn->send_iobuf);
+      ns_want(conn->sock, &mgr->wanted_read, true);
+      ns_want(conn->sock, &mgr->wanted_write, false);
+      ns_put_aside(conn, true);
+    }
+  }
+}
+
 time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds)
 {
-  fd_set read_set, write_set;
-  FD_ZERO(&read_set);
-  FD_ZERO(&write_set);
-  int max_fd = -1;
-  bool must_not_wait = false;
   mgr->now_ms = ns_clock_ms();
-  time_t current_time = static_cast<time_t>(mgr->now_ms / 1000);
-  ns_add_to_set(mgr->ctl[1], &read_set, &max_fd);
+  mgr->sweeps = mgr->now_ms - mgr->swept_ms >= SWEEP_TIME_MS;
+  if (mgr->sweeps)
+    mgr->swept_ms = mgr->now_ms;
   if (mgr->spare_fd < 0)
     mgr->spare_fd = ns_open_spare();
 
-  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
-    next = conn->next;
-    if (!(conn->flags & (NSF_LISTENING | NSF_CONNECTING)))
-      ns_call(conn, NS_POLL, &current_time);
-    if (conn->send_iobuf.len == 0 && conn->send_iobuf.buf)
-      iobuf_free(&conn->send_iobuf);  // an idle connection keeps no buffer
-    if (ns_waits_for_reading(conn))
-      ns_add_to_set(conn->sock, &read_set, &max_fd);
-    if (ns_waits_for_writing(conn))
-      ns_add_to_set(conn->sock, &write_set, &max_fd);
-    must_not_wait = must_not_wait || ns_has_read_ahead(conn);
-    if (conn->flags & NSF_CLOSE_NOW) {
-      FD_CLR(conn->sock, &read_set);
-      FD_CLR(conn->sock, &write_set);
-      ns_close_conn(conn);
-    }
-  }
-
-  timeval timeout = {};
-  if (!must_not_wait) {
-    timeout.tv_sec = milliseconds / 1000;
-    timeout.tv_usec = milliseconds % 1000 * 1000;
-  }
-  int ready = select(max_fd + 1, &read_set, &write_set, nullptr, &timeout);
-  if (ready > 0 || (ready == 0 && must_not_wait)) {
+  bool has_read_ahead = ns_poll_connections(mgr);
+  int ready = ns_select(mgr, has_read_ahead ? 0 : milliseconds);
+  if (has_read_ahead)
+    ready += ns_add_read_ahead(mgr);
+  if (ready > 0) {
     mgr->now_ms = ns_clock_ms();
-    current_time = static_cast<time_t>(mgr->now_ms / 1000);
-    int64_t deadline_ms = mgr->now_ms + PASS_TIME_MS;
-    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &read_set)) {
+    if (ns_fits_select_set(mgr->ctl[1]) && FD_ISSET(mgr->ctl[1], &mgr->readable))
       ns_take_wakeup(mgr);
-      ready--;
-    }
-    // Serving one may close others. A connection that takes a closed one's descriptor is not met in
-    // this pass: it stands in front of those that are still to come.
-    for (ns_connection* conn = mgr->active_connections; conn && (ready > 0 || must_not_wait);
-         conn = mgr->next_served) {
-      mgr->next_served = conn->next;
-      bool readable = FD_ISSET(conn->sock, &read_set);
-      bool writable = FD_ISSET(conn->sock, &write_set);
-      ready -= readable + writable;
-      if (readable || writable || ns_has_read_ahead(conn))
-        ns_serve(conn, readable || ns_has_read_ahead(conn), writable, current_time, deadline_ms);
-    }
-    mgr->next_served = nullptr;
+    ns_serve_ready(mgr);
   }
-
-  for (ns_connection *conn = mgr->active_connections, *next; conn; conn = next) {
-    next = conn->next;
-    if ((conn->flags & NSF_CLOSE_NOW) ||
-        ((conn->flags & NSF_CLOSE_WHEN_SENT) && conn->send_iobuf.len == 0))
-      ns_close_conn(conn);
-  }
+  ns_end_pass(mgr);
   return time(nullptr);
 }

@@ -7,6 +7,7 @@
 #include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <time.h>
 
@@ -38,9 +39,11 @@ constexpr uint32_t NSF_LISTENING = 0x80;         // listening socket
 constexpr uint32_t NSF_UDP = 0x100;              // datagram socket: output is not buffered
 constexpr uint32_t NSF_READ_PAUSED = 0x200;      // do not read: what was read has not gone on yet
 constexpr uint32_t NSF_MORE_FOLLOWS = 0x400;     // output is certain to follow: fill up segments
-constexpr uint32_t NSF_BROKEN = 0x8000;          // see ns_break_conn; never cleared
 constexpr uint32_t NSF_READ_AHEAD = 0x800;       // TLS may hold bytes that were not asked for yet
 constexpr uint32_t NSF_DISCARD_INPUT = 0x1000;   // drop what is left of what has arrived by now
+constexpr uint32_t NSF_IDLE = 0x2000;            // see ns_mgr; cleared when bytes come
+constexpr uint32_t NSF_ASIDE = 0x4000;           // in the second list
+constexpr uint32_t NSF_BROKEN = 0x8000;          // see ns_break_conn; never cleared
 constexpr uint32_t MGF_HEADERS_SENT = 0x100000;  // the chunked response's headers are written
 constexpr uint32_t MGF_UNNAMED = 0x200000;       // cleared with the other request flags
 constexpr uint32_t MGF_CGI_PEER = 0x400000;      // the pipe to a CGI child
@@ -53,7 +56,7 @@ union ns_socket_address {
 };
 
 struct ns_connection {
-  ns_connection *next, *prev;  // the manager's list
+  ns_connection *next, *prev;  // in one of the manager's lists
   ns_connection* listener;     // of an accepted connection: where it came in
   ns_mgr* mgr;
   int sock;
@@ -74,9 +77,20 @@ struct ns_connection {
 // The connection that is to make room for a new one, or null.
 using ns_expendable_t = ns_connection* (*)(ns_mgr* mgr);
 
+// Every connection has its NS_POLL in every pass, but for those whose callback has marked them
+// NSF_IDLE: until they bring bytes, or are to send some, they stand aside, and are polled now and
+// then only. A thousand of them then cost a pass next to nothing.
 struct ns_mgr {
   ns_connection* active_connections;
-  ns_connection* next_served;  // the one behind that which is being served in this pass
+  ns_connection* aside_connections;
+  ns_connection* by_sock[FD_SETSIZE];
+  int last_sock;       // none of the above is higher
+  fd_set wanted_read;  // what they wait for
+  fd_set wanted_write;
+  fd_set readable;  // what select has said in this pass
+  fd_set writable;
+  bool sweeps;                 // those that stand aside are visited in this pass
+  int64_t swept_ms;            // when they were last
   ns_expendable_t expendable;  // asked when the descriptors are full; null: nothing makes room
   int max_sock;                // an accepted connection's descriptor is below this
   int64_t now_ms;              // time of the pass by a clock that does not jump
@@ -135,7 +149,7 @@ int ns_vprintf(ns_connection* conn, const char* format, va_list args)
 int ns_avprintf(char** buf, size_t size, const char* format, va_list args)
     __attribute__((format(printf, 3, 0)));
 
-// The connection after this one; the first one for null.
+// The connection after this one; the first one for null. Those that stand aside come last.
 ns_connection* ns_next(ns_mgr* mgr, ns_connection* conn);
 
 // Text of an address, or of a socket's: what to write and of which end.

@@ -4,8 +4,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/inotify.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -38,10 +36,11 @@ static void session_move_time(uint32_t& time, int64_t seconds)
   time = static_cast<uint32_t>(std::clamp<int64_t>(time + seconds, 0, UINT32_MAX));
 }
 
-// What the time of day is ahead of the time that has passed.
+// What the time of day is ahead of the time that has passed. These clocks go by ticks, and take a
+// fraction of what the exact ones do.
 static int64_t session_day_began_ms(void)
 {
-  return clock_ms(CLOCK_REALTIME) - clock_ms(CLOCK_MONOTONIC);
+  return clock_ms(CLOCK_REALTIME_COARSE) - clock_ms(CLOCK_MONOTONIC_COARSE);
 }
 
 static void session_follow_clock(void)
@@ -63,7 +62,7 @@ static void session_follow_clock(void)
 uint32_t session_now(void)
 {
   session_follow_clock();
-  return static_cast<uint32_t>(clock_ms(CLOCK_REALTIME) / 1000);
+  return static_cast<uint32_t>(time(nullptr));
 }
 
 // --- The table ---
@@ -162,7 +161,7 @@ void clear_expired_session(void)
   for (api_loginsession_t& session : session_table)
     if (session.session_id != 0 && session.last_activity_time + session_timeout_seconds <= now)
       session_free_slot(session);
-  // Every request looks at the file again when it has been answered, so the events will do here.
+  // What others do to the file is looked for when the request has been answered.
   if (!session_text_is_written())
     session_write_file();
 }
@@ -210,9 +209,9 @@ RC_t get_session_timeout(uint32_t* value)
 // --- The status file ---
 //
 // It is due after every change, twice a request, and almost always holds the right bytes already.
-// So the text is kept with the sessions it was made from, and the file is watched: as long as no
-// event says that somebody touched or replaced it, and it looks as it did when it was written, it
-// need not be written again.
+// So the text is kept with the sessions it was made from, and the file stays open: as long as its
+// status was last changed when this process wrote it, it need not be written again. Whatever is
+// done to a file changes that time; taking its name away does, too.
 //
 // It lies where everybody may put files: nothing there is trusted that is not a regular file of
 // this user's own, with one name.
@@ -221,71 +220,55 @@ struct status_file_t {
   api_loginsession_t sessions[REST_SESSION_MAX];  // what text says
   char text[REST_SESSION_MAX * 512];              // a line takes at most 400 characters
   size_t length;
-  bool written;      // the file held the text when the watch began
+  int fd = -1;       // the file, which held the text when it was written; -1: it did not
   struct stat seen;  // what it was then
+  bool settled;      // a change of it would show in its times
 };
 static status_file_t status_file = {};
 
-// The descriptor that brings the file's events (-1: none, so the file is written every time), and
-// which file is watched.
-static int status_events = -1;
-static int status_watch = -1;
-
-// Whether anything happened to the file since its events were last discarded.
-static bool session_file_touched(void)
-{
-  int pending = 0;
-  return ioctl(status_events, FIONREAD, &pending) != 0 || pending > 0;
-}
-
-static void session_discard_events(void)
-{
-  char events[4096];
-  while (read(status_events, events, sizeof events) > 0) {
-  }
-}
-
-static bool session_is_same_file(const struct stat& a, const struct stat& b)
-{
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-// Whether the file in this place looks as it did: a mapping brings no events.
-static bool session_file_changed(void)
-{
-  struct stat now;
-  const struct stat& seen = status_file.seen;
-  return lstat(REST_SESSION_FILE, &now) != 0 || !session_is_same_file(now, seen) ||
-         now.st_size != seen.st_size || now.st_mtim.tv_sec != seen.st_mtim.tv_sec ||
-         now.st_mtim.tv_nsec != seen.st_mtim.tv_nsec || now.st_ctim.tv_sec != seen.st_ctim.tv_sec ||
-         now.st_ctim.tv_nsec != seen.st_ctim.tv_nsec;
-}
-
-static bool session_file_holds_text(int fd)
+static bool session_file_holds_text(void)
 {
   char content[sizeof status_file.text + 1];
-  ssize_t got = pread(fd, content, sizeof content, 0);
+  ssize_t got = pread(status_file.fd, content, sizeof content, 0);
   return got == static_cast<ssize_t>(status_file.length) &&
          memcmp(content, status_file.text, status_file.length) == 0;
 }
 
-// Watches the file just written. Whatever happened to it before the watch began shows in its
-// content, whatever happens later brings an event.
-static bool session_watch_file(int fd)
+static bool session_file_is_in_place(void)
 {
-  if (status_events < 0)
-    status_events = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  int watch =
-      inotify_add_watch(status_events, REST_SESSION_FILE,
-                        IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF | IN_DONT_FOLLOW);
-  if (watch < 0)
+  struct stat st;
+  return lstat(REST_SESSION_FILE, &st) == 0 && st.st_dev == status_file.seen.st_dev &&
+         st.st_ino == status_file.seen.st_ino;
+}
+
+// Times of files go by this clock's ticks, on some file systems by whole seconds. What happens in
+// the tick of the last change does not show: until it is over the text is compared.
+static bool session_is_before(const timespec& time, const timespec& now)
+{
+  return time.tv_nsec != 0 &&
+         (time.tv_sec < now.tv_sec || (time.tv_sec == now.tv_sec && time.tv_nsec < now.tv_nsec));
+}
+
+static bool session_file_is_unchanged(void)
+{
+  timespec now = {};
+  struct stat st;
+  const struct stat& seen = status_file.seen;
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  if (fstat(status_file.fd, &st) != 0 || st.st_ctim.tv_sec != seen.st_ctim.tv_sec ||
+      st.st_ctim.tv_nsec != seen.st_ctim.tv_nsec || st.st_nlink != seen.st_nlink)
     return false;
-  if (status_watch >= 0 && status_watch != watch)
-    inotify_rm_watch(status_events, status_watch);
-  status_watch = watch;
-  session_discard_events();
-  return fstat(fd, &status_file.seen) == 0 && session_file_holds_text(fd) &&
-         !session_file_changed();
+  if (status_file.settled)
+    return true;
+  status_file.settled = session_is_before(seen.st_ctim, now);
+  return session_file_is_in_place() && session_file_holds_text();
+}
+
+static void session_close_file(void)
+{
+  if (status_file.fd >= 0)
+    close(status_file.fd);
+  status_file.fd = -1;
 }
 
 // Opens the file for the text. One that others made, or gave a second name, would be theirs, too.
@@ -319,34 +302,35 @@ static size_t session_status_text(char* text, size_t size)
   return length;
 }
 
-// Brings the text up to date; false when what the file held before is out of date.
+// Brings the text up to date; false when what the file holds is out of date.
 static bool session_text_is_written(void)
 {
   if (memcmp(status_file.sessions, session_table, sizeof session_table) != 0) {
     memcpy(status_file.sessions, session_table, sizeof session_table);
     status_file.length = session_status_text(status_file.text, sizeof status_file.text);
-    status_file.written = false;
+    session_close_file();
   }
-  return status_file.written && !session_file_touched();
+  return status_file.fd >= 0;
 }
 
 static RC_t session_write_file(void)
 {
   // Written over in place and cut to length: a truncation first would have the file system flush
   // the new text to disk at once, which takes milliseconds every second.
-  status_file.written = false;
+  session_close_file();
   int fd = session_open_file();
   if (fd < 0)
     return RC_FALSE;
-  bool complete =
-      write(fd, status_file.text, status_file.length) == static_cast<ssize_t>(status_file.length) &&
-      ftruncate(fd, static_cast<off_t>(status_file.length)) == 0;
-  status_file.written = complete && session_watch_file(fd);
-  close(fd);
+  status_file.fd = fd;
+  status_file.settled = false;
+  if (write(fd, status_file.text, status_file.length) != static_cast<ssize_t>(status_file.length) ||
+      ftruncate(fd, static_cast<off_t>(status_file.length)) != 0 ||
+      fstat(fd, &status_file.seen) != 0 || !session_file_is_unchanged())
+    session_close_file();
   return RC_TRUE;
 }
 
 RC_t output_session_file(void)
 {
-  return session_text_is_written() && !session_file_changed() ? RC_TRUE : session_write_file();
+  return session_text_is_written() && session_file_is_unchanged() ? RC_TRUE : session_write_file();
 }

@@ -374,3 +374,32 @@ TEST(httpd_server, shared_listeners_outlive_their_server_and_need_no_handler)
   mg_destroy_server(&bare);
   EXPECT_EQ(ask(*s, GET), error_answer("404 Not Found"));
 }
+
+TEST(httpd_server, idle_connections_stand_aside_until_there_is_something_for_them)
+{
+  int polls = 0;
+  mg_connection* other = nullptr;
+  test_server s([&](mg_connection* c, mg_event ev) -> int {
+    polls += ev == MG_POLL;
+    if (ev == MG_REQUEST && c->query_string)
+      mg_write(other, "pushed", 6);
+    else if (ev == MG_REQUEST)
+      other = c;
+    return ev == MG_AUTH || (ev == MG_REQUEST && mg_printf_data(c, "%s", "yes") > 0);
+  });
+  mg_limits limits = {};
+  limits.idle_unpolled = true;
+  mg_set_limits(s.server, &limits);
+  client busy(s.port), idle(s.port);
+  const int REQUESTS = 1000;
+  const string answer = chunked("yes");
+  for (int i = 1; i <= REQUESTS; i++) {
+    busy.send(GET);
+    busy.receive(s, i * answer.size());
+  }
+  EXPECT_LT(polls, REQUESTS) << "each takes a pass, which would poll both";
+  idle.send(GET);
+  EXPECT_EQ(idle.receive(s, answer.size()), answer);
+  busy.send("GET /?push HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(idle.receive(s, answer.size() + 6), answer + "pushed");
+}

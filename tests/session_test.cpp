@@ -204,7 +204,7 @@ time_t __wrap_time(time_t* now);
 int __wrap_clock_gettime(clockid_t clock, timespec* now)
 {
   int result = __real_clock_gettime(clock, now);
-  if (clock == CLOCK_REALTIME)
+  if (clock == CLOCK_REALTIME_COARSE)
     now->tv_sec += day_shift;
   return result;
 }
