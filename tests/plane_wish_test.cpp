@@ -6,6 +6,7 @@
 
 #include "switchsim/plane_ovs/flows.h"
 #include "switchsim/plane_ovs/frr.h"
+#include "switchsim/switchsim.h"
 
 namespace
 {
@@ -113,6 +114,44 @@ TEST(Wish, PolicyRoom)
   for (const room_case_t& test : cases) {
     EXPECT_EQ(flows_policy_room(policy_with(test.fill)), test.room ? OPEN_E_NONE : OPEN_E_UNAVAIL)
         << test.name;
+  }
+}
+
+// A start that must be refused, and where the fault is.
+TEST(Wish, BadProfiles)
+{
+  const std::string good[][2] = {
+      {"type",     "\"ovs\""                   },
+      {"ovsdb",    "\"unix:/nowhere/db.sock\"" },
+      {"bridge",   "\"br0\""                   },
+      {"openflow", "\"unix:/nowhere/br0.mgmt\""},
+      {"ports",    R"({"1": "lo"})"            }
+  };
+  const struct {
+    const char *key, *value, *fault;
+  } cases[] = {
+      {"type",     "\"other\"",                     "plane.type"                        },
+      {"bridge",   "\"BR 0\"",                      "plane.bridge"                      },
+      {"bridge",   "\"longbridge\"",                "plane.bridge"                      },
+      {"openflow", "\"unix:/nowhere/br1.mgmt\"",    "plane.openflow"                    },
+      {"ports",    "{}",                            "plane.ports"                       },
+      {"ports",    R"({"0": "lo"})",                "plane.ports.0"                     },
+      {"ports",    R"({"x": "lo"})",                "plane.ports.x"                     },
+      {"ports",    R"({"1": "lo", "01": "other"})", "plane.ports.01"                    },
+      {"ports",    R"({"1": "lo", "2": "lo"})",     "plane.ports.2"                     },
+      {"ports",    R"({"1": "br0-e"})",             "plane.ports.1"                     },
+      {"ports",    R"({"1": "nosuch0"})",           "plane.ports.1: there is no nosuch0"},
+      {"netns",    "\"/nowhere/netns\"",            "plane.netns: /nowhere/netns"       },
+      {"colour",   "1",                             "plane.colour"                      },
+      {"ovsdb",    "\"unix:/nowhere/other.sock\"",  "plane.ovsdb: /nowhere/other.sock"  },
+  };
+  for (const auto& test : cases) {
+    std::string profile = std::string("\"") + test.key + "\": " + test.value;
+    for (const auto& [key, value] : good)
+      if (key != test.key)
+        profile += ", \"" + key + "\": " + value;
+    const std::string error = switchsim_reset(("{\"plane\": {" + profile + "}}").c_str());
+    EXPECT_NE(error.find(test.fault), std::string::npos) << profile << ": " << error;
   }
 }
 

@@ -194,8 +194,10 @@ bool frr_apply(vty_t& bgpd, const wish_bgp_t& wanted, uint64_t deadline_ms, std:
     return true;
   };
   std::vector<std::string> lines;
-  if (!lines_left(lines) || lines.empty())
-    return lines.empty() && stream_connected(bgpd.stream);
+  if (!lines_left(lines))
+    return false;
+  if (lines.empty())
+    return true;
   if (!vty_configure(bgpd, lines, deadline_ms, why) || !lines_left(lines))
     return false;
   if (!lines.empty())

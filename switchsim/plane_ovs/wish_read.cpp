@@ -135,6 +135,10 @@ void peer_read(wish_t& wish, const std::string& bridge, const sim_bgp_peer_key_t
 {
   wish_bgp_t& bgp = wish.bgp;
   const std::string name = "neighbor " + address_text(key.first);
+  if (std::any_of(bgp.lines.begin(), bgp.lines.end(), [&](const std::string& line) {
+        return line.compare(0, name.size() + 1, name + " ") == 0;
+      }))
+    return;  // the daemon knows a neighbour by its address alone: the lowest scope counts
   bgp.lines.insert(name + " remote-as " + std::to_string(peer.remote_as));
   const std::string scope = interface_name(wish, bridge, key.second);
   const std::string source = interface_name(wish, bridge, peer.update_source);
