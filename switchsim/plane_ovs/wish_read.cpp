@@ -182,8 +182,10 @@ std::set<std::string> globals_lines(const sim_bgp_globals_t& globals)
     lines.insert("bgp log-neighbor-changes");
   if (globals.local_pref != BGP_LOCAL_PREF_DEFAULT)
     lines.insert("bgp default local-preference " + std::to_string(globals.local_pref));
-  if (globals.hold_time != BGP_HOLD_DEFAULT || globals.keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
-    lines.insert("timers bgp " + std::to_string(globals.keep_alive) + " " +
+  // it never waits longer than a third of the hold time
+  const uint32_t keep_alive = std::min(globals.keep_alive, globals.hold_time / 3);
+  if (globals.hold_time != BGP_HOLD_DEFAULT || keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
+    lines.insert("timers bgp " + std::to_string(keep_alive) + " " +
                  std::to_string(globals.hold_time));
   }
   return lines;
