@@ -287,6 +287,11 @@ def make_certificate(lab: Laboratory) -> None:
 def start_engine(lab: Laboratory, engine: str) -> int:
     """Starts the engine before the switch; the port where it answers HTTP."""
     (lab.folder / "profile.json").write_text(json.dumps(profile(lab)))
+    return start_engine_in(lab, engine)
+
+
+def start_engine_in(lab: Laboratory, engine: str) -> int:
+    """The same, with the profile that is in the folder."""
     spawn(
         lab,
         "engine",
