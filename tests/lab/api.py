@@ -1,6 +1,7 @@
 """The engine's API as the laboratory's tests use it, and packets beside it."""
 
 import json
+import re
 import subprocess
 import sys
 import urllib.parse
@@ -91,27 +92,26 @@ def inside(lab: Laboratory, host: str, *command: str) -> subprocess.CompletedPro
     return subprocess.run(words, capture_output=True, text=True, check=False)
 
 
-def pings(lab: Laboratory, host: str, target: str, count: int = 1, *more: str) -> bool:
-    """Whether all of so many pings are answered."""
-    done = inside(lab, host, "ping", "-c", str(count), "-i", "0.2", "-W", "1", *more, target)
-    return f" {count} received" in done.stdout
+def pings(lab: Laboratory, host: str, target: str, *more: str, count: int = 1) -> int:
+    """How many of so many pings are answered."""
+    done = inside(lab, host, "ping", "-c", str(count), "-i", "0.2", "-W", "0.5", *more, target)
+    found = re.search(r" (\d+) received", done.stdout)
+    return int(found[1]) if found else 0
 
 
 def ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
     """Sooner or later there is an answer."""
-    laboratory.wait_for(f"{host} to reach {target}", lambda: pings(lab, host, target, 1, *more), 10)
+    laboratory.wait_for(
+        f"{host} to reach {target}", lambda: pings(lab, host, target, *more) > 0, 10
+    )
 
 
 def no_ping(lab: Laboratory, host: str, target: str, *more: str) -> None:
     """Sooner or later there is no answer, and none comes any more."""
-    wait_s = 5
     laboratory.wait_for(
-        f"{host} not to reach {target}",
-        lambda: not pings(lab, host, target, 1, "-W", "0.3", *more),
-        wait_s,
+        f"{host} not to reach {target}", lambda: pings(lab, host, target, *more) == 0, 5
     )
-    done = inside(lab, host, "ping", "-c", "3", "-i", "0.2", "-W", "0.3", *more, target)
-    assert " 0 received" in done.stdout, f"{host} reaches {target}: {done.stdout}{done.stderr}"
+    assert pings(lab, host, target, *more, count=3) == 0, f"{host} reaches {target}"
 
 
 def capture(
@@ -119,17 +119,7 @@ def capture(
 ) -> str:
     """The first frame on a host's interface that the filter lets through, while its cause happens
     again and again; empty when none comes."""
-    words = [
-        "timeout",
-        str(seconds),
-        "tcpdump",
-        "-lnneA",
-        "-c",
-        "1",
-        "-i",
-        "eth0",
-        *filter_.split(),
-    ]
+    words = f"timeout {seconds} tcpdump -lnneA -c 1 -i eth0 {filter_}".split()
     with subprocess.Popen(
         laboratory.host_command(lab, host, words),
         stdout=subprocess.PIPE,
@@ -147,18 +137,16 @@ def capture(
 
 FRAME = """
 import socket, struct, sys
-vlan, count = sys.argv[1], int(sys.argv[2])
 link = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
-link.bind((sys.argv[3], 0))
-tag = b"" if vlan == "-" else struct.pack("!HH", 0x8100, int(vlan))
-for _ in range(count):
-    link.send(bytes([0xff]) * 6 + link.getsockname()[4] + tag + bytes([0x88, 0xb5]) + bytes(46))
+link.bind(("eth0", 0))
+tag = struct.pack("!HH", 0x8100, int(sys.argv[1])) if sys.argv[1:] else b""
+link.send(bytes([0xff]) * 6 + link.getsockname()[4] + tag + bytes([0x88, 0xb5]) + bytes(46))
 """
 
 
-def frame(tci: int | None = None, count: int = 1, interface: str = "eth0") -> list[str]:
-    """The command that sends frames to everybody, with this tag or none."""
-    return ["python3", "-c", FRAME, "-" if tci is None else str(tci), str(count), interface]
+def frame(tag: str | None) -> list[str]:
+    """The command that sends a frame to everybody."""
+    return ["python3", "-c", FRAME, *([tag] if tag else [])]
 
 
 FRAMES = "ether proto 0x88b5"

@@ -5,7 +5,11 @@ import json
 import os
 import random
 import re
+import signal
+import subprocess
+import tempfile
 import time
+from pathlib import Path
 from typing import Callable
 
 import transcript
@@ -207,9 +211,56 @@ def many(api: Api) -> None:
         assert re.search(wanted, held), wanted
 
 
+KEEPER = """
+import sys; sys.path.insert(0, sys.argv[2])
+import laboratory, pathlib
+laboratory.NAME, laboratory.RUNNING = sys.argv[3], pathlib.Path("/run", sys.argv[3])
+laboratory.keep(sys.argv[4], 2) if len(sys.argv) == 5 else laboratory.execute("h1", sys.argv[5:])
+"""
+
+
+def kept(api: Api) -> None:
+    """What scripts/lab builds goes away with Ctrl-C, or when the next one starts after it was killed."""
+    name = f"{api.lab.name}k"
+    command = [
+        "python3",
+        "-c",
+        KEEPER,
+        "laboratory.py",
+        str(Path(laboratory.__file__).parent),
+        name,
+    ]
+    command += [str(api.lab.folder / "engine-here")]
+    (api.lab.folder / "engine-here").write_text(
+        f"#!/bin/sh\ncp {api.lab.folder}/ssl.pem .\nexec {os.environ['ENGINE']}\n"
+    )
+    (api.lab.folder / "engine-here").chmod(0o755)
+
+    def begun() -> subprocess.Popen[str]:
+        keeper = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
+        assert keeper.stdout is not None and "2 ports" in keeper.stdout.readline()
+        return keeper
+
+    def left() -> list[str]:
+        folders = [str(folder) for folder in Path(tempfile.gettempdir()).glob(f"{name}-*")]
+        return folders + re.findall(rf"{name}-\w+", run("ip", "netns"))
+
+    begun().kill()
+    assert left()
+    keeper = begun()
+    wait_for(
+        "a ping",
+        lambda: not subprocess.run([*command, "ping", "-c1", "h2"], check=False).returncode,
+    )
+    keeper.send_signal(signal.SIGINT)
+    keeper.communicate()
+    assert not left() and not Path("/run", name).exists(), left()
+
+
 TESTS: dict[str, Callable[[Api], None]] = {
     "readme": transcript.repeat,  # the first: its policy has the first number
     "counters": counters,
+    "kept": kept,
     "many": many,
     "walk": walk,
 }

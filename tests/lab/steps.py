@@ -31,20 +31,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Callable
 
-from api import (
-    FRAMES,
-    Api,
-    answer,
-    capture,
-    frame,
-    inside,
-    laboratory,
-    log_in,
-    no_ping,
-    ping,
-    script,
-    settle,
-)
+from api import FRAMES, Api, answer, capture, frame, inside, laboratory
+from api import log_in, no_ping, ping, script, settle
 from laboratory import ovs_command, run, wait_for
 
 EXPECTATION = re.compile(r" +(result|contains|lacks|until no|until|while) (.*)")
@@ -113,30 +101,26 @@ def request(api: Api, method: str, paths: str, below: list[str]) -> None:
             settle(api)
 
 
-def arguments(text: str) -> tuple[list[str], str, str]:
-    """Of "frames": the command that sends them, who does, and who receives."""
+def frames_of(api: Api, text: str, filter_: str, seconds: float) -> str:
+    """The first of the frames of a step that the filter lets through at the receiver."""
     found = re.match(r"(\S+)(?: tag (\d+))? to (\S+)", text)
     assert found, text
-    return frame(int(found[2]) if found[2] else None), found[1], found[3]
+    sender, tag, receiver = found.groups()
+    cause = frame(tag)
+    return capture(api.lab, receiver, filter_, lambda: inside(api.lab, sender, *cause), seconds)
 
 
 def frames(api: Api, text: str, below: list[str]) -> None:
-    cause, sender, receiver = arguments(text)
     tag = re.search(r" (vlan \d+)$", text)
     filter_ = f"{tag[1]} and {FRAMES}" if tag else FRAMES
-    seen = capture(api.lab, receiver, filter_, lambda: inside(api.lab, sender, *cause))
+    seen = frames_of(api, text, filter_, 5)
     assert seen, f"no frame {filter_!r}"
     judge(lambda: seen, below)
 
 
 def no_frames(api: Api, text: str, _: list[str]) -> None:
-    cause, sender, receiver = arguments(text)
     filter_ = f"{FRAMES} or (vlan and {FRAMES})"
-
-    def away() -> bool:
-        return not capture(api.lab, receiver, filter_, lambda: inside(api.lab, sender, *cause), 0.7)
-
-    wait_for("no frames", away, 5)
+    wait_for("no frames", lambda: not frames_of(api, text, filter_, 0.7), 5)
 
 
 def each(act: "Act") -> "Act":
@@ -151,19 +135,18 @@ def each(act: "Act") -> "Act":
 
 def captured(api: Api, text: str, below: list[str]) -> str:
     host, filter_ = text.split(" ", 1)
-    method, path = next(line.split()[1:] for line in below if line.startswith("while "))
+    _, method, path = next(line.split() for line in below if line.startswith("while "))
     return capture(api.lab, host, filter_, lambda: answer(api, method, path), 2)
 
 
 def captures(api: Api, text: str, below: list[str]) -> None:
     seen = captured(api, text, below)
-    judge(lambda: seen, [line for line in below if not line.startswith("while ")])
     assert seen, "nothing came"
+    judge(lambda: seen, [line for line in below if not line.startswith("while ")])
 
 
 def no_captures(api: Api, text: str, below: list[str]) -> None:
-    seen = captured(api, text, below)
-    assert not seen, seen
+    assert not (seen := captured(api, text, below)), seen
 
 
 def command(api: Api, text: str, below: list[str]) -> None:
@@ -178,17 +161,13 @@ def ovs_tool(tool: str) -> "Act":
 def vty(api: Api, text: str, below: list[str]) -> None:
     host, lines = text.split(" ", 1)
     words = ["vtysh", "--vty_socket", f"{api.lab.folder}/frr-{api.lab.space(host)}", "-d", "bgpd"]
-    for line in lines.split("|"):
-        words += ["-c", line.strip()]
+    words += [word for line in lines.split("|") for word in ("-c", line.strip())]
     judge(lambda: run(*words), below)
 
 
-def process_of(api: Api, name: str) -> str:
-    return f"{name}-{api.lab.switch}" if name in ("bgpd", "zebra", "staticd") else name
-
-
 def kill(api: Api, name: str, _: list[str]) -> None:
-    laboratory.stop(api.lab, process_of(api, name), signal.SIGKILL)
+    own = name in api.lab.processes
+    laboratory.stop(api.lab, name if own else f"{name}-{api.lab.switch}", signal.SIGKILL)
 
 
 def start(api: Api, name: str, below: list[str]) -> None:
@@ -228,8 +207,7 @@ def second_router(api: Api, host: str, below: list[str]) -> None:
 
 def traffic_begins(api: Api, text: str, _: list[str]) -> None:
     host, target = text.split()
-    words = ["ping", "-c", "60", "-i", "0.05", "-q", target]
-    words = laboratory.host_command(api.lab, host, words)
+    words = laboratory.host_command(api.lab, host, ["ping", "-c", "60", "-i", "0.05", "-q", target])
     traffic.append(subprocess.Popen(words, stdout=subprocess.PIPE, text=True))
 
 
