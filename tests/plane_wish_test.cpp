@@ -30,6 +30,7 @@ TEST(Wish, PolicyRoom)
   const room_case_t cases[] = {
       {"highest priority", true, [](auto& p) { p.policyPrio = 65435; }},
       {"priority too high", false, [](auto& p) { p.policyPrio = 65436; }},
+      {"priority of a rule", false, [](auto& p) { p.rulePrio = 1; }},
       {"last VLAN", true, [](auto& p) { p.matchVlanVal = 4094; }},
       {"VLAN too high", false, [](auto& p) { p.matchVlanVal = 4095; }},
       {"VLAN priority too high", false, [](auto& p) { p.matchVlanPrio = 8; }},

@@ -336,7 +336,8 @@ void match_ip(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
   }
 }
 
-void match_policy(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
+// What a policy matches beside the tag.
+void match_frame(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
 {
   const uint64_t source = mac_number(policy.matchSrcMac);
   const uint64_t destination = mac_number(policy.matchDstMac);
@@ -344,12 +345,26 @@ void match_policy(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
   of_match_masked(flow, OF_ETH_DST, destination, mask_of(destination, uint64_t{0}));
   of_match_masked(flow, OF_ETH_TYPE, ethertype_of(policy),
                   mask_of(ethertype_of(policy), uint16_t{0}));
-  // every frame has a tag by now, but one that is to be matched or rewritten has to be asked for
+  match_ip(flow, policy);
+}
+
+// Every frame has a tag by now, but one that is to be matched or rewritten has to be asked for.
+void match_tag(of_flow_t& flow, const open_tcamApiPolicy_t& policy)
+{
   of_match_masked(flow, OF_VLAN_VID, OF_VLAN_PRESENT | policy.matchVlanVal,
                   policy.matchVlanVal != 0 ? UINT64_MAX : OF_VLAN_PRESENT);
   of_match_masked(flow, OF_VLAN_PCP, policy.matchVlanPrio,
                   mask_of(policy.matchVlanPrio, uint8_t{0}));
-  match_ip(flow, policy);
+}
+
+std::string mac_rewrites(const open_tcamApiPolicy_t& policy)
+{
+  std::string actions;
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_SRCMAC_NEW))
+    of_action_set(actions, OF_ETH_SRC, mac_number(policy.actionVal.srcAddr));
+  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_DSTMAC_NEW))
+    of_action_set(actions, OF_ETH_DST, mac_number(policy.actionVal.dstMac));
+  return actions;
 }
 
 // What is rewritten in a frame, before it goes anywhere.
@@ -360,11 +375,7 @@ std::string rewrites(const open_tcamApiPolicy_t& policy)
     of_action_set(actions, OF_VLAN_VID, OF_VLAN_PRESENT | policy.actionVal.vlanId);
   if (has_action(policy, OPEN_TCAM_POLICY_ACTION_USERPRIO))
     of_action_set(actions, OF_VLAN_PCP, policy.actionVal.vlanPrio);
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_SRCMAC_NEW))
-    of_action_set(actions, OF_ETH_SRC, mac_number(policy.actionVal.srcAddr));
-  if (has_action(policy, OPEN_TCAM_POLICY_ACTION_DSTMAC_NEW))
-    of_action_set(actions, OF_ETH_DST, mac_number(policy.actionVal.dstMac));
-  return actions;
+  return actions + mac_rewrites(policy);
 }
 
 // The member that a port is, or is in; 0: none.
@@ -405,6 +416,21 @@ std::string policy_actions_in(const std::string& bridge, const wish_t& wish,
   return rewrites(policy) + output(OF_PORT_NORMAL);
 }
 
+// At a port that routes frames have no tag, and one way in and out: a policy that asks for a tag
+// matches nothing there, and what would send frames elsewhere drops them.
+void policy_add_routed(std::set<of_flow_t>& flows, of_flow_t flow,
+                       const open_tcamApiPolicy_t& policy, uint32_t from, uint32_t to)
+{
+  if (policy.matchVlanVal != 0 || policy.matchVlanPrio != 0 || from == 0 || to == 0)
+    return;
+  const bool passes = !has_action(policy, OPEN_TCAM_POLICY_ACTION_DROP) &&
+                      !has_action(policy, OPEN_TCAM_POLICY_ACTION_REDIRECT);
+  flow.table = TABLE_TAG;
+  of_match(flow, OF_IN_PORT, from);
+  of_match(flow, OF_VLAN_VID, 0);
+  flow_add(flows, flow, passes ? mac_rewrites(policy) + output(to) : "", NOWHERE);
+}
+
 void policy_add(flows_t& all, const std::string& bridge, const wish_t& wish, uint32_t id,
                 const wish_policy_t& policy, const numbers_t& numbers)
 {
@@ -413,22 +439,31 @@ void policy_add(flows_t& all, const std::string& bridge, const wish_t& wish, uin
   of_flow_t flow = flow_of(out ? TABLE_POLICIES_OUT : TABLE_TAG,
                            static_cast<uint16_t>(PRIORITY_POLICY + policy.record.policyPrio));
   flow.cookie |= id;
-  match_policy(flow, policy.record);
+  match_frame(flow, policy.record);
   for (const uint32_t port : policy.ports) {
     of_flow_t here = flow;
-    const uint32_t member = member_of(wish, port);
-    if (member == 0 || wish.members.at(member).routed != 0)
+    const uint32_t number = member_of(wish, port);
+    if (number == 0)
       continue;
+    const wish_member_t& member = wish.members.at(number);
+    std::set<of_flow_t>& edge = all[rows_edge(bridge, number, member.group)];
+    const auto router = wish.routers.find(member.routed);
+    if (router != wish.routers.end()) {
+      const uint32_t wire = number_of(numbers, wish.ports.at(port).netdev);
+      const uint32_t inside = number_of(numbers, rows_router(bridge, number, router->second));
+      policy_add_routed(edge, here, policy.record, out ? inside : wire, out ? wire : inside);
+      continue;
+    }
+    match_tag(here, policy.record);
     if (!out) {
       of_match(here, OF_PKT_MARK, port);
       flow_add(all[bridge], here, policy_actions_in(bridge, wish, policy.record, numbers), NOWHERE);
       continue;
     }
-    const uint32_t patch = number_of(numbers, rows_edge_patch(bridge, member));
+    const uint32_t patch = number_of(numbers, rows_edge_patch(bridge, number));
     if (patch != 0) {
       of_match(here, OF_IN_PORT, patch);
-      flow_add(all[rows_edge(bridge, member, wish.members.at(member).group)], here,
-               drops ? "" : rewrites(policy.record), drops ? NOWHERE : TABLE_UNTAG);
+      flow_add(edge, here, drops ? "" : rewrites(policy.record), drops ? NOWHERE : TABLE_UNTAG);
     }
   }
 }
@@ -436,9 +471,9 @@ void policy_add(flows_t& all, const std::string& bridge, const wish_t& wish, uin
 
 open_error_t flows_policy_room(const open_tcamApiPolicy_t& policy)
 {
-  const bool possible = policy.policyPrio <= POLICY_PRIORITY_MAX && policy.matchVlanVal <= 4094 &&
-                        policy.matchVlanPrio <= 7 && ip_matchable(policy) &&
-                        ports_matchable(policy) && actions_possible(policy);
+  const bool possible = policy.policyPrio <= POLICY_PRIORITY_MAX && policy.rulePrio == 0 &&
+                        policy.matchVlanVal <= 4094 && policy.matchVlanPrio <= 7 &&
+                        ip_matchable(policy) && ports_matchable(policy) && actions_possible(policy);
   return possible ? OPEN_E_NONE : OPEN_E_UNAVAIL;
 }
 
