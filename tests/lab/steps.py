@@ -10,8 +10,8 @@ made last. What such a script has besides:
   frames h1 to h2 vlan 10       broadcasts without a tag from h1 come to h2 with this one
   frames h1 tag 20 to h2        those with this tag come without one
   no frames h1 tag 20 to h2     sooner or later they do not come in any form
-  capture h2 udp port 514       what this filter of tcpdump sees at h2 ("no capture": nothing) ...
-    while PUT /x                ... while this is asked for
+  capture h2 udp port 514       what this filter of tcpdump sees at h2, nothing if nothing is expected,
+    while PUT /x                while this is asked for
   in h1 COMMAND                 a command in a host, or in the switch (sw)
   ovs-ofctl ARGUMENTS           a tool of Open vSwitch, about the switch
   vty h4 LINE | LINE            lines for bgpd in a host, or in the switch
@@ -59,8 +59,7 @@ def read(path: Path) -> dict[str, list[Step]]:
             continue
         if line.startswith("    "):
             steps[-1].text += line.removeprefix("   ")
-            continue
-        if line.startswith("let "):
+        elif line.startswith("let "):
             _, name, names[name] = line.split(" ", 2)
         elif line.startswith("test "):
             steps = tests[f"{path.stem}: {line.removeprefix('test ')}"] = []
@@ -73,30 +72,30 @@ def read(path: Path) -> dict[str, list[Step]]:
     return tests
 
 
-def judge(said: Callable[[], str], expectations: list[str]) -> None:
-    for expectation in expectations or ["contains "]:
-        found = EXPECTATION.fullmatch(f" {expectation} ")
-        word, text = (found[1], found[2].strip()) if found else ("contains", "")
-
-        def seen() -> bool:
-            return re.search(text, said(), re.S) is not None
-
+def judge(said: Callable[[], str], expectations: list[str]) -> str:
+    """What was said, held against what is expected; said again until it is."""
+    heard = said()
+    for expectation in expectations:
+        found = EXPECTATION.fullmatch(f" {expectation}")
+        assert found, f"no such word: {expectation}"
+        word, text = found.groups()
         if word.startswith("until"):
-            wait_for(expectation, lambda: seen() != (word == "until no"))
-        elif seen() != (word == "contains"):
-            raise AssertionError(f"{expectation}: {said()}")
+            wanted = word == "until"
+            wait_for(expectation, lambda: bool(re.search(text, said(), re.S)) == wanted)
+        else:
+            assert bool(re.search(text, heard, re.S)) == (word == "contains"), (expectation, heard)
+    return heard
 
 
 def request(api: Api, method: str, paths: str, below: list[str]) -> None:
+    expected = [line for line in below if not line.startswith("result ")]
+    if len(expected) < len(below) or not below:
+        code = next((line.split()[1] for line in below if line.startswith("result ")), "0")
+        expected.append(f'contains "rlt_code": {code},')
     for path in paths.split():
-        expected = [line for line in below if not line.startswith("result ")]
-        codes = [int(line.split()[1]) for line in below if line.startswith("result ")]
-        if codes or not expected:
-            expected.append(f'contains "rlt_code": {codes[0] if codes else 0},')
-        first = [answer(api, method, path)]
-        if found := re.search(r"Policy ID is (\d+)", first[0]):
+        said = judge(lambda: answer(api, method, path), expected)
+        if found := re.search(r"Policy ID is (\d+)", said):
             api.policy = found[1]
-        judge(lambda: first.pop() if first else answer(api, method, path), expected)
         if method != "GET":
             settle(api)
 
@@ -120,7 +119,7 @@ def frames(api: Api, text: str, below: list[str]) -> None:
 
 def no_frames(api: Api, text: str, _: list[str]) -> None:
     filter_ = f"{FRAMES} or (vlan and {FRAMES})"
-    wait_for("no frames", lambda: not frames_of(api, text, filter_, 0.7), 5)
+    wait_for("no frames", lambda: not frames_of(api, text, filter_, 0.5), 5)
 
 
 def each(act: "Act") -> "Act":
@@ -133,20 +132,13 @@ def each(act: "Act") -> "Act":
     return act_each
 
 
-def captured(api: Api, text: str, below: list[str]) -> str:
-    host, filter_ = text.split(" ", 1)
-    _, method, path = next(line.split() for line in below if line.startswith("while "))
-    return capture(api.lab, host, filter_, lambda: answer(api, method, path), 2)
-
-
 def captures(api: Api, text: str, below: list[str]) -> None:
-    seen = captured(api, text, below)
-    assert seen, "nothing came"
-    judge(lambda: seen, [line for line in below if not line.startswith("while ")])
-
-
-def no_captures(api: Api, text: str, below: list[str]) -> None:
-    assert not (seen := captured(api, text, below)), seen
+    """The step below the first one says what is to be seen; without it, nothing is."""
+    host, filter_ = text.split(" ", 1)
+    _, method, path = below[0].split()
+    seen = capture(api.lab, host, filter_, lambda: answer(api, method, path), 2)
+    assert bool(seen) == bool(below[1:]), seen or "nothing came"
+    judge(lambda: seen, below[1:])
 
 
 def command(api: Api, text: str, below: list[str]) -> None:
@@ -216,7 +208,7 @@ def traffic_arrives(*_: object) -> None:
     assert " 60 received" in said, said
 
 
-Act = Callable[[Api, str, list[str]], None]
+Act = Callable[[Api, str, list[str]], object]
 STEPS: dict[str, Act] = {
     "config": lambda api, text, _: script(api, *text.split("; ")),
     "ping": each(lambda api, text, _: ping(api.lab, *text.split())),
@@ -225,7 +217,6 @@ STEPS: dict[str, Act] = {
     "no frames": each(no_frames),
     "addresses": lambda api, text, _: laboratory.set_addresses(api.lab, text, int(text[1:])),
     "capture": captures,
-    "no capture": no_captures,
     "in": command,
     "vty": vty,
     "kill": kill,
@@ -244,16 +235,17 @@ def mac_of(api: Api, host: str) -> str:
 
 
 def perform(api: Api, step: Step) -> None:
-    if step.act:
-        return step.act(api)
     text = re.sub(r"\$mac(\d)", lambda found: mac_of(api, f"h{found[1]}"), step.text)
     text = text.replace("$policy", api.policy)
-    for word, act in STEPS.items():
-        if text == word or text.startswith(f"{word} "):
-            return act(api, text.removeprefix(word).strip(), step.below)
     method, _, paths = text.partition(" ")
-    assert method in ("GET", "POST", "PUT", "DELETE"), f"no such step: {text}"
-    return request(api, method, paths, step.below)
+    if step.act:
+        step.act(api)
+    elif method in ("GET", "POST", "PUT", "DELETE"):
+        request(api, method, paths, step.below)
+    else:
+        word = next((word for word in STEPS if f"{text} ".startswith(f"{word} ")), "")
+        assert word, f"no such step: {text}"
+        STEPS[word](api, text.removeprefix(word).strip(), step.below)
 
 
 def run_test(api: Api, steps: list[Step]) -> None:
