@@ -10,6 +10,7 @@
 #include <functional>
 #include <thread>
 
+#include "switchsim/plane_ovs/flow_policies.h"
 #include "switchsim/plane_ovs/flows.h"
 #include "switchsim/plane_ovs/netlink.h"
 #include "switchsim/plane_ovs/rows_apply.h"
@@ -323,7 +324,7 @@ wish_t rich_wish()
       fill(policy.record);
       const bool redirects_out =
           type == OPEN_TCAM_POLICY_TYPE_EGRESS && policy.record.actionType == 2;
-      EXPECT_EQ(flows_policy_room(policy.record) == OPEN_E_NONE, !redirects_out) << id;
+      EXPECT_EQ(flow_policy_room(policy.record) == OPEN_E_NONE, !redirects_out) << id;
       policy.ports = {1, 2, 4};
     }
   }

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "switchsim/plane_ovs/flows.h"
+#include "switchsim/plane_ovs/flow_policies.h"
 #include "switchsim/plane_ovs/frr.h"
 #include "switchsim/switchsim.h"
 
@@ -50,7 +50,7 @@ TEST(Wish, PolicyRoom)
   };
   // clang-format on
   for (const room_case_t& test : cases) {
-    EXPECT_EQ(flows_policy_room(policy_with(test.fill)), test.room ? OPEN_E_NONE : OPEN_E_UNAVAIL)
+    EXPECT_EQ(flow_policy_room(policy_with(test.fill)), test.room ? OPEN_E_NONE : OPEN_E_UNAVAIL)
         << test.name;
   }
 }

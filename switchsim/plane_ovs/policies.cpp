@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "switchsim/model/sim_tcam.h"
-#include "switchsim/plane_ovs/flows.h"
+#include "switchsim/plane_ovs/flow_policies.h"
 
 namespace
 {
@@ -28,7 +28,7 @@ open_error_t policies_room(uint32_t id, const open_tcamApiPolicy_t& policy, uint
   if (std::count_if(policies.begin(), policies.end(), same_type) >= POLICIES_MAX)
     return OPEN_E_FULL;
   place = own;
-  return flows_policy_room(policy);
+  return flow_policy_room(policy);
 }
 
 sim_policy_use_t policies_use(bool at_egress)
