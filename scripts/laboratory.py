@@ -45,7 +45,6 @@ class Laboratory:
     hosts: dict[str, list[int]]
     folder: Path
     processes: dict[str, subprocess.Popen[bytes]] = field(default_factory=dict)
-    namespaces: list[str] = field(default_factory=list)
 
     @property
     def switch(self) -> str:
@@ -53,6 +52,10 @@ class Laboratory:
 
     def space(self, host: str) -> str:
         return f"{self.name}-{host}"
+
+    @property
+    def spaces(self) -> list[str]:
+        return [self.switch, *map(self.space, self.hosts)]
 
 
 def missing() -> str:
@@ -125,9 +128,8 @@ def last_words(lab: Laboratory, name: str) -> str:
 # ---- namespaces and wires ----
 
 
-def add_space(lab: Laboratory, space: str) -> None:
+def add_space(space: str) -> None:
     run("ip", "netns", "add", space)
-    lab.namespaces.append(space)
     run("ip", "-n", space, "link", "set", "lo", "up")
 
 
@@ -157,12 +159,12 @@ def set_addresses(lab: Laboratory, host: str, number: int) -> None:
     run("ip", "-n", space, "route", "replace", "default", "via", f"fd00:{number}::1")
 
 
-def build(lab: Laboratory) -> None:
+def wire(lab: Laboratory) -> None:
     lab.folder.chmod(0o711)
-    add_space(lab, lab.switch)
+    add_space(lab.switch)
     names = ["127.0.0.1 localhost", "::1 localhost"]
     for number, (host, ports) in enumerate(lab.hosts.items(), start=1):
-        add_space(lab, lab.space(host))
+        add_space(lab.space(host))
         for index, port in enumerate(ports):
             add_wire(lab, port, host, f"eth{index}")
         set_addresses(lab, host, number)
@@ -287,6 +289,11 @@ def make_certificate(lab: Laboratory) -> None:
 def start_engine(lab: Laboratory, engine: str) -> int:
     """Starts the engine before the switch; the port where it answers HTTP."""
     (lab.folder / "profile.json").write_text(json.dumps(profile(lab)))
+    return start_engine_in(lab, engine)
+
+
+def start_engine_in(lab: Laboratory, engine: str) -> int:
+    """The same, with the profile that is in the folder."""
     spawn(
         lab,
         "engine",
@@ -308,14 +315,44 @@ def start_engine(lab: Laboratory, engine: str) -> int:
     return found[0]
 
 
+def living(lab: Laboratory) -> list[int]:
+    """Processes in its namespaces, whoever has started them, and its engine."""
+    found = [
+        int(pid)
+        for space in lab.spaces
+        for pid in subprocess.run(
+            ["ip", "netns", "pids", space], capture_output=True, text=True, check=False
+        ).stdout.split()
+    ]
+    profiled = f"SWITCHSIM_PROFILE={lab.folder}/profile.json".encode()
+    for process in Path("/proc").glob("[0-9]*"):
+        try:
+            if profiled in (process / "environ").read_bytes().split(b"\0"):
+                found.append(int(process.name))
+        except OSError:
+            pass  # it has ended
+    return found
+
+
 def destroy(lab: Laboratory) -> None:
     """Takes everything away, whatever state it is in."""
     for name in reversed(list(lab.processes)):
         stop(lab, name)
-    for space in lab.namespaces:
+    for pid in living(lab):
+        try:
+            os.kill(pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+    wait_for("its processes to end", lambda: not living(lab))
+    for space in lab.spaces:
         subprocess.run(["ip", "netns", "del", space], capture_output=True, check=False)
-    lab.namespaces.clear()
     shutil.rmtree(lab.folder, ignore_errors=True)
+
+
+def build(lab: Laboratory) -> None:
+    """All but its engine."""
+    wire(lab)
+    start_daemons(lab)
 
 
 def create(name: str, hosts: dict[str, list[int]]) -> Laboratory:
@@ -323,7 +360,6 @@ def create(name: str, hosts: dict[str, list[int]]) -> Laboratory:
     lab = Laboratory(name, hosts, Path(tempfile.mkdtemp(prefix=f"{name}-")))
     try:
         build(lab)
-        start_daemons(lab)
     except BaseException:
         destroy(lab)
         raise
@@ -333,45 +369,44 @@ def create(name: str, hosts: dict[str, list[int]]) -> Laboratory:
 # ---- what scripts/lab does ----
 
 
-def command_line(pid: int) -> str:
-    """Empty when there is no such process, or one that has ended."""
-    try:
-        return Path(f"/proc/{pid}/cmdline").read_text(errors="replace")
-    except OSError:
-        return ""
+def remember(lab: Laboratory) -> None:
+    """Before there is anything to be taken away; whole or not at all."""
+    fresh = RUNNING.with_suffix(".new")
+    fresh.write_text(
+        json.dumps({"pid": os.getpid(), "folder": str(lab.folder), "hosts": lab.hosts})
+    )
+    fresh.rename(RUNNING)
 
 
-def clear_left_over() -> None:
-    """What a laboratory left that was killed."""
+def remembered() -> tuple[Laboratory, int] | None:
+    """The laboratory that there is, or was until it was killed, and the process that keeps it: 0
+    when that has ended."""
     if not RUNNING.exists():
-        return
-    left = json.loads(RUNNING.read_text())
-    if Path(__file__).name in command_line(left["pid"]):
-        raise LaboratoryError(f"one is running already (process {left['pid']})")
-    for pid in left["processes"]:
-        if left["folder"] in command_line(pid) or "restful_api_engine" in command_line(pid):
-            os.kill(pid, signal.SIGTERM)
-    for space in left["namespaces"]:
-        subprocess.run(["ip", "netns", "del", space], capture_output=True, check=False)
-    shutil.rmtree(left["folder"], ignore_errors=True)
-    RUNNING.unlink()
+        return None
+    held = json.loads(RUNNING.read_text())
+    try:
+        command = Path(f"/proc/{held['pid']}/cmdline").read_text(errors="replace")
+    except OSError:
+        command = ""
+    keeper = held["pid"] if Path(__file__).name in command else 0
+    return Laboratory(NAME, held["hosts"], Path(held["folder"])), keeper
 
 
 def keep(engine: str, ports: int) -> None:
-    clear_left_over()
-    for sign in (signal.SIGINT, signal.SIGTERM):
+    if before := remembered():
+        left, keeper = before
+        if keeper:
+            raise LaboratoryError(f"one is running already (process {keeper})")
+        destroy(left)
+    signs = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+    for sign in signs:
         signal.signal(sign, signal.default_int_handler)
-    lab = create(NAME, {f"h{port}": [port] for port in range(1, ports + 1)})
+    hosts = {f"h{port}": [port] for port in range(1, ports + 1)}
+    lab = Laboratory(NAME, hosts, Path(tempfile.mkdtemp(prefix=f"{NAME}-")))
     try:
+        remember(lab)
+        build(lab)
         http = start_engine(lab, engine)
-        record = {
-            "pid": os.getpid(),
-            "folder": str(lab.folder),
-            "hosts": lab.hosts,
-            "namespaces": lab.namespaces,
-            "processes": [process.pid for process in lab.processes.values()],
-        }
-        RUNNING.write_text(json.dumps(record))
         print(f"A switch with {ports} ports and a host on each: h1 to h{ports}")
         print(f"  HTTP   http://127.0.0.1:{http}")
         print("  Login  admin / admin")
@@ -384,19 +419,19 @@ def keep(engine: str, ports: int) -> None:
     except KeyboardInterrupt:
         print()
     finally:
-        for sign in (signal.SIGINT, signal.SIGTERM):
+        for sign in signs:
             signal.signal(sign, signal.SIG_IGN)
         destroy(lab)
         RUNNING.unlink(missing_ok=True)
 
 
 def execute(host: str, command: list[str]) -> None:
-    if not RUNNING.exists():
+    there = remembered()
+    if there is None or not there[1]:
         raise LaboratoryError("none is running")
-    running = json.loads(RUNNING.read_text())
-    if host not in running["hosts"]:
-        raise LaboratoryError(f"no host {host}; there are {', '.join(running['hosts'])}")
-    lab = Laboratory(NAME, running["hosts"], Path(running["folder"]))
+    lab, _ = there
+    if host not in lab.hosts:
+        raise LaboratoryError(f"no host {host}; there are {', '.join(lab.hosts)}")
     words = host_command(lab, host, command)
     os.execvp(words[0], words)
 

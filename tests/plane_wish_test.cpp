@@ -4,8 +4,9 @@
 
 #include <functional>
 
-#include "switchsim/plane_ovs/flows.h"
+#include "switchsim/plane_ovs/flow_policies.h"
 #include "switchsim/plane_ovs/frr.h"
+#include "switchsim/switchsim.h"
 
 namespace
 {
@@ -25,94 +26,70 @@ struct room_case_t {
 
 TEST(Wish, PolicyRoom)
 {
+  // clang-format off
   const room_case_t cases[] = {
-      {"nothing",                    true,  [](auto&) {}                                },
-      {"highest priority",           true,  [](auto& p) { p.policyPrio = 65435; }       },
-      {"priority too high",          false, [](auto& p) { p.policyPrio = 65436; }       },
-      {"last VLAN",                  true,  [](auto& p) { p.matchVlanVal = 4094; }      },
-      {"VLAN too high",              false, [](auto& p) { p.matchVlanVal = 4095; }      },
-      {"VLAN priority too high",     false, [](auto& p) { p.matchVlanPrio = 8; }        },
-      {"IPv4 network",               true,
-       [](auto& p) {
-         p.matchDstIp = 0x0a000000;
-         p.matchDstIpMask = 0xff00ff00;
-       }                                                                                },
-      {"IPv4 and IPv6",              false,
-       [](auto& p) {
-         p.matchDstIp = 0x0a000000;
-         p.matchSrcIpv6Addr.u.addr8[0] = 0x20;
-       }                                                                                },
-      {"IPv4 in IPv6 frames",        false,
-       [](auto& p) {
-         p.matchDstIp = 0x0a000000;
-         p.matchEthType = 0x86dd;
-       }                                                                                },
-      {"protocol in ARP frames",     false,
-       [](auto& p) {
-         p.matchIpProto = 6;
-         p.matchEthType = 0x0806;
-       }                                                                                },
-      {"part of a protocol",         false,
-       [](auto& p) {
-         p.matchIpProto = 6;
-         p.matchIpProtoMask = 0x0f;
-       }                                                                                },
-      {"part of a DSCP",             false,
-       [](auto& p) {
-         p.matchIpDscp = 46;
-         p.matchIpDscpMask = 0x30;
-       }                                                                                },
-      {"DSCP",                       true,
-       [](auto& p) {
-         p.matchIpDscp = 46;
-         p.matchIpDscpMask = 0x3f;
-       }                                                                                },
-      {"ports of TCP, some bits",    true,
-       [](auto& p) {
-         p.matchIpProto = 6;
-         p.matchDstPortIcmpCode = 1024;
-         p.matchDstPortIcmpCodeMask = 0xfc00;
-       }                                                                                },
-      {"ports of no protocol",       false, [](auto& p) { p.matchDstPortIcmpCode = 80; }},
-      {"type of ICMP",               true,
-       [](auto& p) {
-         p.matchIpProto = 1;
-         p.matchSrcPortIcmpType = 8;
-       }                                                                                },
-      {"part of a type of ICMP",     false,
-       [](auto& p) {
-         p.matchIpProto = 1;
-         p.matchSrcPortIcmpType = 8;
-         p.matchSrcPortIcmpTypeMask = 0x0c;
-       }                                                                                },
-      {"ICMP of IPv6 in IPv4",       false,
-       [](auto& p) {
-         p.matchIpProto = 58;
-         p.matchSrcPortIcmpType = 128;
-         p.matchEthType = 0x0800;
-       }                                                                                },
-      {"drop, redirect and rewrite", true,
-       [](auto& p) {
-         p.actionType = 1 | 2 | 8 | 16 | 32;
-         p.actionVal.vlanPrio = 7;
-       }                                                                                },
-      {"VLAN 0 to be written",       false, [](auto& p) { p.actionType = 4; }           },
-      {"priority 8 to be written",   false,
-       [](auto& p) {
-         p.actionType = 32;
-         p.actionVal.vlanPrio = 8;
-       }                                                                                },
-      {"TPID to be written",         false, [](auto& p) { p.actionType = 64; }          },
-      {"to the CPU",                 false, [](auto& p) { p.actionType = 128; }         },
-      {"redirect what goes out",     false,
-       [](auto& p) {
-         p.policyType = OPEN_TCAM_POLICY_TYPE_EGRESS;
-         p.actionType = 2;
-       }                                                                                },
+      {"highest priority", true, [](auto& p) { p.policyPrio = 65435; }},
+      {"priority too high", false, [](auto& p) { p.policyPrio = 65436; }},
+      {"priority of a rule", false, [](auto& p) { p.rulePrio = 1; }},
+      {"last VLAN", true, [](auto& p) { p.matchVlanVal = 4094; }},
+      {"VLAN too high", false, [](auto& p) { p.matchVlanVal = 4095; }},
+      {"VLAN priority too high", false, [](auto& p) { p.matchVlanPrio = 8; }},
+      {"IPv4 and IPv6", false, [](auto& p) { p.matchDstIp = 0x0a000000, p.matchSrcIpv6Addr.u.addr8[0] = 0x20; }},
+      {"IPv4 in IPv6 frames", false, [](auto& p) { p.matchDstIp = 0x0a000000, p.matchEthType = 0x86dd; }},
+      {"protocol in ARP frames", false, [](auto& p) { p.matchIpProto = 6, p.matchEthType = 0x0806; }},
+      {"part of a protocol", false, [](auto& p) { p.matchIpProto = 6, p.matchIpProtoMask = 0x0f; }},
+      {"part of a DSCP", false, [](auto& p) { p.matchIpDscp = 46, p.matchIpDscpMask = 0x30; }},
+      {"ports of no protocol", false, [](auto& p) { p.matchDstPortIcmpCode = 80; }},
+      {"part of a type of ICMP", false, [](auto& p) { p.matchIpProto = 1, p.matchSrcPortIcmpType = 8, p.matchSrcPortIcmpTypeMask = 0x0c; }},
+      {"ICMP of IPv6 in IPv4", false, [](auto& p) { p.matchIpProto = 58, p.matchSrcPortIcmpType = 128, p.matchEthType = 0x0800; }},
+      {"VLAN 0 to be written", false, [](auto& p) { p.actionType = 4; }},
+      {"priority 8 to be written", false, [](auto& p) { p.actionType = 32, p.actionVal.vlanPrio = 8; }},
+      {"TPID to be written", false, [](auto& p) { p.actionType = 64; }},
+      {"to the CPU", false, [](auto& p) { p.actionType = 128; }},
+      {"redirect what goes out", false, [](auto& p) { p.policyType = OPEN_TCAM_POLICY_TYPE_EGRESS, p.actionType = 2; }},
   };
+  // clang-format on
   for (const room_case_t& test : cases) {
-    EXPECT_EQ(flows_policy_room(policy_with(test.fill)), test.room ? OPEN_E_NONE : OPEN_E_UNAVAIL)
+    EXPECT_EQ(flow_policy_room(policy_with(test.fill)), test.room ? OPEN_E_NONE : OPEN_E_UNAVAIL)
         << test.name;
+  }
+}
+
+// A start that must be refused, and where the fault is.
+TEST(Wish, BadProfiles)
+{
+  const std::string good[][2] = {
+      {"type",     "\"ovs\""                   },
+      {"ovsdb",    "\"unix:/nowhere/db.sock\"" },
+      {"bridge",   "\"br0\""                   },
+      {"openflow", "\"unix:/nowhere/br0.mgmt\""},
+      {"ports",    R"({"1": "lo"})"            }
+  };
+  const struct {
+    const char *key, *value, *fault;
+  } cases[] = {
+      {"type",     "\"other\"",                     "plane.type"                        },
+      {"bridge",   "\"BR 0\"",                      "plane.bridge"                      },
+      {"bridge",   "\"longbridge\"",                "plane.bridge"                      },
+      {"openflow", "\"unix:/nowhere/br1.mgmt\"",    "plane.openflow"                    },
+      {"ports",    "{}",                            "plane.ports"                       },
+      {"ports",    R"({"0": "lo"})",                "plane.ports.0"                     },
+      {"ports",    R"({"x": "lo"})",                "plane.ports.x"                     },
+      {"ports",    R"({"1": "lo", "01": "other"})", "plane.ports.01"                    },
+      {"ports",    R"({"1": "lo", "2": "lo"})",     "plane.ports.2"                     },
+      {"ports",    R"({"1": "br0-e"})",             "plane.ports.1"                     },
+      {"ports",    R"({"1": "nosuch0"})",           "plane.ports.1: there is no nosuch0"},
+      {"netns",    "\"/nowhere/netns\"",            "plane.netns: /nowhere/netns"       },
+      {"colour",   "1",                             "plane.colour"                      },
+      {"ovsdb",    "\"unix:/nowhere/other.sock\"",  "plane.ovsdb: /nowhere/other.sock"  },
+  };
+  for (const auto& test : cases) {
+    std::string profile = std::string("\"") + test.key + "\": " + test.value;
+    for (const auto& [key, value] : good)
+      if (key != test.key)
+        profile += ", \"" + key + "\": " + value;
+    const std::string error = switchsim_reset(("{\"plane\": {" + profile + "}}").c_str());
+    EXPECT_NE(error.find(test.fault), std::string::npos) << profile << ": " << error;
   }
 }
 
@@ -178,8 +155,8 @@ TEST(Wish, BgpLines)
   other.route_maps = {"ALL", "THEIRS", "NEW"};
   EXPECT_EQ(frr_change(running, other),
             (lines_t{"route-map NEW permit 65535", "exit", "router bgp 65001",
-                     "no neighbor 10.0.0.3", "neighbor 10.0.0.4 remote-as 65004",
-                     "neighbor 10.0.0.4 description x", "timers bgp 20 60",
+                     "no neighbor 10.0.0.3", "timers bgp 20 60",
+                     "neighbor 10.0.0.4 remote-as 65004", "neighbor 10.0.0.4 description x",
                      "address-family ipv4 unicast", "no network 10.1.0.0/16 route-map ALL",
                      "no redistribute connected metric 5", "redistribute connected",
                      "exit-address-family", "exit", "no route-map OLD permit 65535"}));

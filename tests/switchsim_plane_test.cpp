@@ -1,6 +1,5 @@
 // The seam between the model of the switch and the world behind it: another world than the
-// simulated one is told of every change, reads the model for what is wanted, and decides what it
-// decides.
+// simulated one is told of every change, and decides what it decides.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -15,14 +14,7 @@
 #include "platform/openapi_vlan.h"
 #include "switchsim/call/sim_clock.h"
 #include "switchsim/config/sim_config.h"
-#include "switchsim/model/sim_bgp.h"
-#include "switchsim/model/sim_if.h"
-#include "switchsim/model/sim_logging.h"
 #include "switchsim/model/sim_plane.h"
-#include "switchsim/model/sim_pml.h"
-#include "switchsim/model/sim_routing.h"
-#include "switchsim/model/sim_tcam.h"
-#include "switchsim/model/sim_vlan.h"
 #include "switchsim/plane_sim/sim_plane_sim.h"
 #include "switchsim/switchsim.h"
 
@@ -104,42 +96,6 @@ TEST(Plane, IsToldOfEveryChange)
   EXPECT_EQ(replaced, 0);
   EXPECT_FALSE(run("clear config\nwrong\n", error));
   EXPECT_EQ(replaced, 2);  // cleared, and put back
-}
-
-TEST(Plane, ReadsTheModelForWhatIsWanted)
-{
-  start();
-  std::string error;
-  ASSERT_TRUE(
-      run("interface 3 mtu 9000\ninterface 3 pvid 5\ninterface 3 vlan 5 include\n"
-          "interface 3 vlan 6 include\ninterface 3 vlan 6 tagged\nport-channel 2 member 4\n"
-          "interface 57 switchport mode access\ninterface 57 switchport access vlan 7\n"
-          "routing ipv6 enable\nvlan 5 routing\ninterface 226 ip address 10.5.0.1 24\n"
-          "interface 5 ipv6 dhcp\nbgp neighbor 10.5.0.2 scope 0 remote-as 65002\n"
-          "interface 3 mac-locking static 0:1:2:3:4:5 vlan 5 sticky\n"
-          "logging host 10.0.0.1\ntcam policy 7 type 1 slice 0\ntcam policy 7 interface 3\n",
-          error))
-      << error;
-  const auto lock = sim_lock();
-  EXPECT_EQ(sim_if_settings(*sim_if_find(3)).mtu, 9000u);
-  EXPECT_EQ(sim_if_members(57), std::vector<uint32_t>{4});
-  EXPECT_EQ(sim_if_vlan(226), 5u);
-  EXPECT_EQ(sim_vlan_routing(5), 226u);
-  sim_forwarding_t forwarding;
-  ASSERT_TRUE(sim_vlan_forwarding(3, forwarding));
-  EXPECT_EQ(forwarding.pvid, 5u);
-  EXPECT_EQ(forwarding.untagged, (std::set<uint32_t>{1, 5}));
-  EXPECT_EQ(forwarding.tagged, std::set<uint32_t>{6});
-  ASSERT_TRUE(sim_vlan_forwarding(4, forwarding));  // its group's
-  EXPECT_EQ(forwarding.untagged, std::set<uint32_t>{7});
-  EXPECT_FALSE(sim_vlan_forwarding(226, forwarding));
-  EXPECT_EQ(sim_routing_mode(OPEN_AF_INET6), OPEN_ENABLE);
-  EXPECT_EQ(sim_routing_addresses(226, OPEN_AF_INET).size(), 1u);
-  EXPECT_TRUE(sim_routing_dhcp(5, OPEN_AF_INET6));
-  EXPECT_EQ(sim_bgp().peers.begin()->second.remote_as, 65002u);
-  EXPECT_EQ(sim_pml_ports().at(3).entries.begin()->second, true);
-  EXPECT_EQ(sim_logging().hosts.at(0).address, "10.0.0.1");
-  EXPECT_EQ(sim_policies().at(7).ports, std::set<uint32_t>{3});
 }
 
 TEST(Plane, DecidesWhatTheWorldIs)

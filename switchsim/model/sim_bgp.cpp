@@ -8,6 +8,7 @@
 #include "switchsim/call/sim_call.h"
 #include "switchsim/model/sim_area.h"
 #include "switchsim/model/sim_change.h"
+#include "switchsim/model/sim_plane.h"
 #include "switchsim/model/sim_routing.h"
 #include "switchsim/text/sim_address.h"
 
@@ -151,6 +152,9 @@ open_error_t redistribution_set(bool add, OPEN_AF_t family, const std::string& p
     return bgp.redistributions.erase({family, protocol}) == 0 ? OPEN_E_NOT_FOUND
                                                               : sim_changed(SIM_BGP);
   }
+  const open_error_t room = sim_plane().match_bits_room(wanted.match_bits);
+  if (room != OPEN_E_NONE)
+    return room;
   bgp.redistributions[{family, protocol}] = wanted;
   return sim_changed(SIM_BGP);
 }

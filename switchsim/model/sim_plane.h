@@ -104,6 +104,8 @@ struct sim_plane_t {
   // OPEN_E_PARAM: no such place; OPEN_E_UNAVAIL: this world cannot do what it asks.
   open_error_t (*policy_room)(uint32_t id, const open_tcamApiPolicy_t& policy, uint32_t& place);
   sim_policy_use_t (*policy_use)(bool at_egress);
+  // Whether routes to be redistributed can be told apart by these bits of OSPF; OPEN_E_UNAVAIL.
+  open_error_t (*match_bits_room)(uint32_t match_bits);
 
   void (*sensors)(sim_sensors_t& sensors);
   // What is in a port; false where nothing is.

@@ -10,7 +10,7 @@
 #include <iterator>
 
 #include "switchsim/plane_ovs/flows.h"
-#include "switchsim/plane_ovs/rows.h"
+#include "switchsim/plane_ovs/rows_apply.h"
 
 namespace
 {
@@ -19,6 +19,24 @@ constexpr uint64_t STEP_MS = 4000;  // the longest that one exchange may take
 uint64_t deadline()
 {
   return stream_now_ms() + STEP_MS;
+}
+
+// The first complaint is the one that counts.
+void complain(std::string& why, const std::string& refusal)
+{
+  if (why.empty())
+    why = refusal;
+}
+
+// Does a step for each entry of a map, whatever became of those before it.
+template <class map_t, class step_t>
+void each(const map_t& map, std::string& why, const step_t& step)
+{
+  for (const auto& [key, value] : map) {
+    std::string refusal;
+    if (!step(key, value, refusal))
+      complain(why, refusal);
+  }
 }
 
 // ---- frames ----
@@ -50,20 +68,19 @@ bool bridge_flows(of_t& of, const std::string& path, const std::set<of_flow_t>& 
   return (gone.empty() && fresh.empty()) || of_flows_change(of, gone, fresh, deadline(), why);
 }
 
-bool flows_step(apply_hands_t& hands, const wish_t& wish, const rows_state_t& state,
+void flows_step(apply_hands_t& hands, const wish_t& wish, const rows_state_t& state,
                 std::string& why)
 {
   const flows_t wanted = flows_wanted(hands.places.bridge, wish, state.port_numbers);
   for (auto entry = hands.bridges.begin(); entry != hands.bridges.end();)
     entry = wanted.count(entry->first) == 0 ? hands.bridges.erase(entry) : std::next(entry);
-  for (const auto& [bridge, flows] : wanted) {
+  each(wanted, why, [&](const std::string& bridge, const auto& flows, std::string& refusal) {
     const std::string path = hands.places.openflow_folder + "/" + bridge + ".mgmt";
-    if (!bridge_flows(hands.bridges[bridge], path, flows, why)) {
-      why = bridge + ": " + why;
-      return false;
-    }
-  }
-  return true;
+    if (bridge_flows(hands.bridges[bridge], path, flows, refusal))
+      return true;
+    refusal = bridge + ": " + refusal;
+    return false;
+  });
 }
 
 // ---- links and addresses ----
@@ -73,6 +90,14 @@ bool link_up_step(apply_hands_t& hands, const nl_link_t& link, bool up, std::str
   return link.up == up || nl_up_set(hands.nl, link.index, up, deadline(), why);
 }
 
+bool port_has_link(const wish_t& wish, uint32_t port, const nl_links_t& links)
+{
+  const auto settings = wish.ports.find(port);
+  const auto link =
+      settings == wish.ports.end() ? links.end() : links.find(settings->second.netdev);
+  return link != links.end() && settings->second.up && link->second.carrier;
+}
+
 // Whether a frame of the VLAN could come in or go out anywhere.
 bool vlan_has_link(const wish_t& wish, uint32_t vlan, const nl_links_t& links)
 {
@@ -80,21 +105,11 @@ bool vlan_has_link(const wish_t& wish, uint32_t vlan, const nl_links_t& links)
       wish.members.begin(), wish.members.end(),
       [&](const auto& entry) {
         const wish_member_t& member = entry.second;
-        const auto port_has_link = [&](uint32_t port) {
-          const auto link = links.find(wish.ports.at(port).netdev);
-          return wish.ports.at(port).up && link != links.end() && link->second.carrier;
-        };
         return member.routed == 0 && member.vlans.count(vlan) > 0 &&
-               std::any_of(member.ports.begin(), member.ports.end(), port_has_link);
+               std::any_of(
+                   member.ports.begin(), member.ports.end(),
+                   [&](uint32_t port) { return port_has_link(wish, port, links); });
       });
-}
-
-bool port_has_link(const wish_t& wish, uint32_t port, const nl_links_t& links)
-{
-  const auto settings = wish.ports.find(port);
-  const auto link =
-      settings == wish.ports.end() ? links.end() : links.find(settings->second.netdev);
-  return link != links.end() && settings->second.up && link->second.carrier;
 }
 
 auto address_key(const open_inet_pfx_t& address)
@@ -113,12 +128,6 @@ bool among(const std::vector<open_inet_pfx_t>& addresses, const open_inet_pfx_t&
       [&](const open_inet_pfx_t& address) { return address_key(address) == address_key(wanted); });
 }
 
-bool link_local(const open_inet_pfx_t& address)
-{
-  return address.family == OPEN_AF_INET6 && address.addr.ipv6.u.addr8[0] == 0xfe &&
-         (address.addr.ipv6.u.addr8[1] & 0xc0) == 0x80;
-}
-
 bool addresses_step(apply_hands_t& hands, uint32_t index,
                     const std::vector<open_inet_pfx_t>& wanted, std::string& why)
 {
@@ -131,12 +140,9 @@ bool addresses_step(apply_hands_t& hands, uint32_t index,
   // removing a first address takes those of its network along
   if (!nl_addresses_read(hands.nl, index, held, deadline(), why))
     return false;
-  for (const open_inet_pfx_t& address : wanted) {
-    // link-local addresses that are there are not told, and setting them again does no harm
-    if ((link_local(address) || !among(held, address)) &&
-        !nl_address_add(hands.nl, index, address, deadline(), why))
+  for (const open_inet_pfx_t& address : wanted)
+    if (!among(held, address) && !nl_address_add(hands.nl, index, address, deadline(), why))
       return false;
-  }
   return true;
 }
 
@@ -158,22 +164,25 @@ bool router_step(apply_hands_t& hands, const wish_t& wish, uint32_t number,
          (!router.up || addresses_step(hands, index, router.addresses, why));
 }
 
-bool links_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
+void links_step(apply_hands_t& hands, const wish_t& wish, std::string& why)
 {
-  if (!nl_links_read(hands.nl, links, deadline(), why))
-    return false;
-  for (const auto& entry : wish.ports) {
-    const wish_port_t& port = entry.second;
-    const auto link = links.find(port.netdev);
-    if (link == links.end()) {
-      why = port.netdev + ": is not there";
-      return false;
-    }
-    if (!link_up_step(hands, link->second, port.up, why))
-      return false;
+  nl_links_t links;
+  std::string unread;
+  if (!nl_links_read(hands.nl, links, deadline(), unread)) {
+    complain(why, unread);
+    return;
   }
-  return std::all_of(wish.routers.begin(), wish.routers.end(), [&](const auto& entry) {
-    return router_step(hands, wish, entry.first, entry.second, links, why);
+  each(
+      wish.ports, why,
+      [&](uint32_t, const wish_port_t& port, std::string& refusal) {
+        const auto link = links.find(port.netdev);
+        if (link != links.end())
+          return link_up_step(hands, link->second, port.up, refusal);
+        refusal = port.netdev + ": is not there";
+        return false;
+      });
+  each(wish.routers, why, [&](uint32_t number, const wish_router_t& router, std::string& refusal) {
+    return router_step(hands, wish, number, router, links, refusal);
   });
 }
 
@@ -200,28 +209,34 @@ bool port_kept_from_kernel(const std::string& netdev, std::string& why)
          (access(ipv6.c_str(), F_OK) != 0 || kernel_step(ipv6, '1', why));
 }
 
-// Routing of the whole machine comes first: it sets every interface as it is set itself.
-bool kernel_steps(const wish_t& wish, std::string& why)
+// Routing of the whole machine comes first: it sets every interface as it is set itself. A kernel
+// without IPv6 has nothing to switch off.
+void kernel_steps(const wish_t& wish, std::string& why)
 {
-  return kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4 ? '1' : '0', why) &&
-         kernel_step("/proc/sys/net/ipv6/conf/all/forwarding", wish.forward_ipv6 ? '1' : '0',
-                     why) &&
-         std::all_of(
-             wish.ports.begin(), wish.ports.end(),
-             [&](const auto& entry) { return port_kept_from_kernel(entry.second.netdev, why); });
+  const char* const all_ipv6 = "/proc/sys/net/ipv6/conf/all/forwarding";
+  std::string refusal;
+  if (!kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4 ? '1' : '0', refusal) ||
+      ((wish.forward_ipv6 || access(all_ipv6, F_OK) == 0) &&
+       !kernel_step(all_ipv6, wish.forward_ipv6 ? '1' : '0', refusal)))
+    complain(why, refusal);
+  each(wish.ports, why, [](uint32_t, const wish_port_t& port, std::string& unset) {
+    return port_kept_from_kernel(port.netdev, unset);
+  });
 }
 
-bool frames_step(apply_hands_t& hands, const wish_t& wish, nl_links_t& links, std::string& why)
+void frames_step(apply_hands_t& hands, const wish_t& wish, std::string& why)
 {
   rows_state_t state;
-  if (!rows_step(hands, wish, state, why) || !flows_step(hands, wish, state, why) ||
-      !links_step(hands, wish, links, why) || !kernel_steps(wish, why))
-    return false;
-  if (!state.errors.empty()) {
-    why = state.errors.begin()->first + ": " + state.errors.begin()->second;
-    return false;
-  }
-  return true;
+  if (!rows_step(hands, wish, state, why))
+    return;
+  flows_step(hands, wish, state, why);
+  links_step(hands, wish, why);
+  kernel_steps(wish, why);
+  each(state.errors, why,
+       [](const std::string& interface, const std::string& error, auto& refusal) {
+         refusal = interface + ": " + error;
+         return false;
+       });
 }
 
 bool routing_step(apply_hands_t& hands, const wish_t& wish, std::string& why)
@@ -248,10 +263,10 @@ bool apply_begin(apply_hands_t& hands, std::string& why)
   return nl_open(hands.nl, why);
 }
 
-apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish, nl_links_t& links)
+apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish)
 {
   apply_result_t result;
-  frames_step(hands, wish, links, result.frames);
+  frames_step(hands, wish, result.frames);
   routing_step(hands, wish, result.routing);
   return result;
 }

@@ -1,5 +1,5 @@
-// Puts what the settings mean in force, and looks at what the ports do. All of it is slow and none
-// of it is the engine's: one thread of its own calls everything here.
+// Puts what the settings mean in force. All of it is slow and none of it is the engine's: one
+// thread of its own calls everything here.
 #pragma once
 
 #include <map>
@@ -42,6 +42,5 @@ struct apply_result_t {
   }
 };
 
-// Makes everything as it is wished, starting from what is there. links are those of all interfaces
-// as they were before.
-apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish, nl_links_t& links);
+// Makes everything as it is wished, starting from what is there.
+apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish);

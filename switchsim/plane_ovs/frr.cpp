@@ -62,6 +62,14 @@ bool peer_wanted(const wish_bgp_t& wanted, const std::string& peer)
       [&](const std::string& line) { return begins(line, peer + " remote-as "); });
 }
 
+constexpr int RANK_LAST = 2;
+int rank_of(const std::string& line)
+{
+  if (!begins(line, NEIGHBOR))
+    return 0;
+  return line.find(" remote-as ") != std::string::npos ? 1 : RANK_LAST;
+}
+
 std::string negated(const std::string& line)
 {
   return begins(line, NO) ? line.substr(NO.size()) : std::string(NO) + line;
@@ -89,12 +97,11 @@ std::vector<std::string> part_change(const lines_t& running, const lines_t& want
     peers_gone.clear();  // they go with the router's own lines
   for (const std::string& peer : peers_gone)
     lines.push_back(std::string(NO) + peer);
-  // a neighbour is made by its AS number, before anything else is said about it
-  for (const bool makes : {true, false}) {
-    for (const std::string& line : fresh)
-      if ((line.find(" remote-as ") != std::string::npos) == makes)
-        lines.push_back(line);
-  }
+  // what neighbours begin with comes before them, and a neighbour is made by its AS number, before
+  // anything else is said about it
+  for (int rank = 0; rank <= RANK_LAST; rank++)
+    std::copy_if(fresh.begin(), fresh.end(), std::back_inserter(lines),
+                 [=](const std::string& line) { return rank_of(line) == rank; });
   return lines;
 }
 
@@ -194,11 +201,17 @@ bool frr_apply(vty_t& bgpd, const wish_bgp_t& wanted, uint64_t deadline_ms, std:
     return true;
   };
   std::vector<std::string> lines;
-  if (!lines_left(lines) || lines.empty())
-    return lines.empty() && stream_connected(bgpd.stream);
+  if (!lines_left(lines))
+    return false;
+  if (lines.empty())
+    return true;
   if (!vty_configure(bgpd, lines, deadline_ms, why) || !lines_left(lines))
     return false;
-  if (!lines.empty())
-    why = "does not take \"" + lines[lines.size() > 1 ? 1 : 0] + "\"";
-  return lines.empty();
+  if (lines.empty())
+    return true;
+  const auto setting = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
+    return !begins(line, ROUTER) && !begins(line, FAMILY);
+  });
+  why = "does not take \"" + (setting == lines.end() ? lines.front() : *setting) + "\"";
+  return false;
 }

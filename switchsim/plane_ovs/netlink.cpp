@@ -20,8 +20,9 @@
 namespace
 {
 constexpr size_t MESSAGE_SIZE = 1024;  // of what is sent
-constexpr int EVENTS_ROOM = 1 << 20;
+constexpr int RECEIVE_ROOM = 1 << 20;
 constexpr uint32_t LINKS_MAX = 100000;
+constexpr uint32_t OWN_METRIC = 256;  // the kernel's usual one; its own addresses tell none
 
 using take_t = std::function<void(const nlmsghdr&)>;
 
@@ -96,21 +97,21 @@ bool talk(
     const take_t& take = [](const nlmsghdr&) {})
 {
   alignas(nlmsghdr) char room[65536];
-  while (recv(nl.requests.fd, room, sizeof room, MSG_DONTWAIT) > 0) {
+  while (recv(nl.socket.fd, room, sizeof room, MSG_DONTWAIT) > 0) {
     // the rest of an earlier answer that nobody waited for
   }
   request.header->nlmsg_seq = ++nl.last_sequence;
-  if (send(nl.requests.fd, request.header, request.header->nlmsg_len, 0) < 0)
+  if (send(nl.socket.fd, request.header, request.header->nlmsg_len, 0) < 0)
     return failed(why, what);
   progress_t progress = MORE;
   while (progress == MORE) {
     const uint64_t now = stream_now_ms();
-    pollfd waiting = {nl.requests.fd, POLLIN, 0};
+    pollfd waiting = {nl.socket.fd, POLLIN, 0};
     if (now >= deadline_ms || poll(&waiting, 1, static_cast<int>(deadline_ms - now)) == 0) {
       errno = ETIMEDOUT;
       return failed(why, what);
     }
-    const ssize_t got = recv(nl.requests.fd, room, sizeof room, 0);
+    const ssize_t got = recv(nl.socket.fd, room, sizeof room, 0);
     if (got < 0 && errno != EAGAIN && errno != EINTR)
       return failed(why, what);
     progress =
@@ -196,7 +197,7 @@ void address_read(const nlmsghdr& header, uint32_t index, std::vector<open_inet_
   address.family = info->ifa_family == AF_INET ? OPEN_AF_INET : OPEN_AF_INET6;
   const bool known = info->ifa_family == AF_INET || info->ifa_family == AF_INET6;
   if (info->ifa_index != index || !known || !holds(own, address_size(address.family)) ||
-      info->ifa_scope == RT_SCOPE_LINK)
+      (info->ifa_scope == RT_SCOPE_LINK && found[IFA_RT_PRIORITY] == nullptr))
     return;
   address.pfxLen = info->ifa_prefixlen;
   if (address.family == OPEN_AF_INET) {
@@ -223,20 +224,25 @@ bool address_change(nl_t& nl, uint16_t type, uint16_t flags, uint32_t index,
   const void* bytes = ipv4 ? static_cast<const void*>(&wire) : address.addr.ipv6.u.addr8;
   mnl_attr_put(&header, IFA_LOCAL, address_size(address.family), bytes);
   mnl_attr_put(&header, IFA_ADDRESS, address_size(address.family), bytes);
-  if (!ipv4)
+  if (!ipv4) {
     mnl_attr_put_u32(&header, IFA_FLAGS, IFA_F_NODAD);  // usable at once
+    mnl_attr_put_u32(&header, IFA_RT_PRIORITY, OWN_METRIC);
+  }
   return talk(nl, request, "an address", deadline_ms, why);
 }
 }  // namespace
 
 bool nl_open(nl_t& nl, std::string& why)
 {
-  nl.requests.reset(socket_open(0));
-  nl.events.reset(socket_open(RTMGRP_LINK));
-  if (nl.requests.fd < 0 || nl.events.fd < 0)
-    return failed(why, "a socket");
-  setsockopt(nl.requests.fd, SOL_SOCKET, SO_RCVBUF, &EVENTS_ROOM, sizeof EVENTS_ROOM);
-  return true;
+  nl.socket.reset(socket_open(0));
+  setsockopt(nl.socket.fd, SOL_SOCKET, SO_RCVBUF, &RECEIVE_ROOM, sizeof RECEIVE_ROOM);
+  return nl.socket.fd >= 0 || failed(why, "a socket");
+}
+
+bool nl_events_open(fd_guard_t& events, std::string& why)
+{
+  events.reset(socket_open(RTMGRP_LINK));
+  return events.fd >= 0 || failed(why, "a socket");
 }
 
 bool nl_links_read(nl_t& nl, nl_links_t& links, uint64_t deadline_ms, std::string& why)
@@ -298,18 +304,17 @@ bool nl_address_remove(nl_t& nl, uint32_t index, const open_inet_pfx_t& address,
   return address_change(nl, RTM_DELADDR, 0, index, address, deadline_ms, why);
 }
 
-void nl_events_drain(nl_t& nl)
+void nl_events_drain(const fd_guard_t& events)
 {
   char room[65536];
   ssize_t got = 0;
   do {
-    got = recv(nl.events.fd, room, sizeof room, MSG_DONTWAIT);
+    got = recv(events.fd, room, sizeof room, MSG_DONTWAIT);
   } while (got > 0 || (got < 0 && (errno == EINTR || errno == ENOBUFS)));
 }
 
-bool nl_speed_read(const nl_t&, const std::string& name, uint32_t& megabits, bool& full)
+bool nl_speed_read(const nl_t& nl, const std::string& name, uint32_t& megabits, bool& full)
 {
-  const fd_guard_t any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ifreq request = {};
   ethtool_cmd command = {};
   if (name.size() >= sizeof request.ifr_name)
@@ -317,7 +322,7 @@ bool nl_speed_read(const nl_t&, const std::string& name, uint32_t& megabits, boo
   memcpy(request.ifr_name, name.data(), name.size());
   command.cmd = ETHTOOL_GSET;
   request.ifr_data = reinterpret_cast<char*>(&command);
-  if (ioctl(any.fd, SIOCETHTOOL, &request) != 0)
+  if (ioctl(nl.socket.fd, SIOCETHTOOL, &request) != 0)
     return false;
   megabits = ethtool_cmd_speed(&command);
   full = command.duplex == DUPLEX_FULL;

@@ -27,16 +27,20 @@ struct nl_link_t {
 using nl_links_t = std::map<std::string, nl_link_t>;  // by name
 
 struct nl_t {
-  fd_guard_t requests;
-  fd_guard_t events;  // readable when a link has changed
+  fd_guard_t socket;
   uint32_t last_sequence = 0;
 };
 
 bool nl_open(nl_t& nl, std::string& why);
+// A descriptor that is readable when a link has changed.
+bool nl_events_open(fd_guard_t& events, std::string& why);
+// Forgets the events that have come.
+void nl_events_drain(const fd_guard_t& events);
 
 bool nl_links_read(nl_t& nl, nl_links_t& links, uint64_t deadline_ms, std::string& why);
 
-// Addresses that were set, without those that the kernel gives itself (link-local ones of IPv6).
+// Addresses that were set, without those that the kernel gives itself: link-local ones of IPv6 that
+// nl_address_add has not set.
 bool nl_addresses_read(nl_t& nl, uint32_t index, std::vector<open_inet_pfx_t>& addresses,
                        uint64_t deadline_ms, std::string& why);
 
@@ -47,9 +51,6 @@ bool nl_address_add(nl_t& nl, uint32_t index, const open_inet_pfx_t& address, ui
                     std::string& why);
 bool nl_address_remove(nl_t& nl, uint32_t index, const open_inet_pfx_t& address,
                        uint64_t deadline_ms, std::string& why);
-
-// Forgets the events that have come.
-void nl_events_drain(nl_t& nl);
 
 // What the interface has negotiated: megabits a second and whether in full duplex; false when it
 // does not say.

@@ -8,7 +8,7 @@ namespace
 constexpr uint8_t VERSION = 5;  // 1.4
 constexpr size_t HEADER_SIZE = 8;
 constexpr size_t MESSAGE_MAX = 65535;
-constexpr size_t FLOWS_MAX = 1000000;
+constexpr size_t FLOWS_MAX = 500000;
 
 enum message_t : uint8_t {
   HELLO = 0,
@@ -358,7 +358,8 @@ bool of_connect(of_t& of, const std::string& path, uint64_t deadline_ms, std::st
   message_in_t hello;
   return stream_connect(of.stream, path, deadline_ms, why) &&
          stream_send(of.stream, message(HELLO, ++of.last_xid, ""), deadline_ms, why) &&
-         answer_take(of, HELLO, 0, hello, deadline_ms, why);
+         (answer_take(of, HELLO, 0, hello, deadline_ms, why) ||
+          stream_fail(of.stream, why, std::string(why)));
 }
 
 bool of_flows_read(of_t& of, uint64_t cookie, uint64_t mask, std::vector<of_flow_t>& flows,
@@ -427,6 +428,5 @@ bool of_flows_change(of_t& of, const std::vector<of_flow_t>& removed,
       told(commit, BUNDLE_COMMITTED))
     return true;
   // the bundle goes with the connection, and with it what else there is to say about it
-  const std::string reason = why;
-  return stream_fail(of.stream, why, reason);
+  return stream_fail(of.stream, why, std::string(why));
 }

@@ -19,7 +19,7 @@ std::string text_of(json_object* value)
   return json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN);
 }
 
-// Takes one JSON value off the stream; null: the other end is gone, too slow or talks nonsense.
+// Takes one JSON object off the stream; null: the other end is gone, too slow or talks nonsense.
 json_ptr_t value_take(stream_t& stream, uint64_t deadline_ms, std::string& why)
 {
   const std::unique_ptr<json_tokener, tokener_release_t> tokener(json_tokener_new_ex(DEPTH_MAX));
@@ -30,7 +30,7 @@ json_ptr_t value_take(stream_t& stream, uint64_t deadline_ms, std::string& why)
     json_ptr_t value(json_tokener_parse_ex(tokener.get(), stream.received.data(),
                                            static_cast<int>(stream.received.size())));
     const json_tokener_error state = json_tokener_get_error(tokener.get());
-    if (state == json_tokener_success) {
+    if (json_object_is_type(value.get(), json_type_object)) {
       stream.received.erase(0, json_tokener_get_parse_end(tokener.get()));
       return value;
     }
@@ -99,10 +99,11 @@ bool ovsdb_connect(ovsdb_t& db, const std::string& path, uint64_t deadline_ms, s
 json_ptr_t ovsdb_transact(ovsdb_t& db, json_ptr_t operations, uint64_t deadline_ms,
                           std::string& why)
 {
+  const size_t wanted = json_object_array_length(operations.get());
   const json_ptr_t request(json_object_new_object());
   json_object* params = json_object_new_array();
   json_object_array_add(params, json_object_new_string(DATABASE));
-  for (size_t i = 0; i < json_object_array_length(operations.get()); i++)
+  for (size_t i = 0; i < wanted; i++)
     json_object_array_add(params, json_object_get(json_object_array_get_idx(operations.get(), i)));
   json_object_object_add(request.get(), "method", json_object_new_string("transact"));
   json_object_object_add(request.get(), "params", params);
@@ -119,6 +120,10 @@ json_ptr_t ovsdb_transact(ovsdb_t& db, json_ptr_t operations, uint64_t deadline_
   }
   if (json_object* error = first_error(results)) {
     why = "refuses the change: " + text_of(error);
+    return nullptr;
+  }
+  if (json_object_array_length(results) < wanted) {
+    stream_fail(db.stream, why, "leaves an operation without a result");
     return nullptr;
   }
   return json_ptr_t(json_object_get(results));

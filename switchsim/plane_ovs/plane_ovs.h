@@ -1,6 +1,5 @@
-// Real ports behind the switch: Open vSwitch and FRR of this machine do what the model says. One
-// thread brings both together: it compares, applies the difference, and looks at the ports; calls
-// of the management API never wait for it.
+// Real ports behind the switch: Open vSwitch and FRR of this machine do what the model says.
+// Threads of its own bring both together; calls of the management API never wait for them.
 #pragma once
 
 #include "switchsim/model/sim_plane.h"
@@ -8,8 +7,7 @@
 
 extern const sim_plane_t sim_plane_ovs;
 
-// Reads the profile's key: {"type": "ovs", "ovsdb": "unix:...", "bridge": "br0",
-// "openflow": "unix:...", "frr": "/run/frr", "netns": "/run/netns/...", "ports": {"1": "eth1"}}.
+// Reads the profile's key (plane_profile.h).
 bool plane_ovs_parse(const sim_json_t& json);
 
 // Another plane takes over: this one leaves everything as it is. The caller holds the switch's

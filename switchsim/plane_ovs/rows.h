@@ -11,7 +11,6 @@
 #include <set>
 #include <string>
 
-#include "switchsim/plane_ovs/ovsdb.h"
 #include "switchsim/plane_ovs/wish.h"
 
 // The names that belong to the bridge of this name.
@@ -35,17 +34,6 @@ struct rows_t {
 // Everything that is to be there.
 rows_t rows_wanted(const std::string& bridge, const wish_t& wish);
 
-// What the database says of the running switch.
-struct rows_state_t {
-  std::map<std::string, uint32_t> port_numbers;  // of OpenFlow, by interface name
-  std::map<std::string, std::string> errors;     // by interface name
-};
-
-// Makes the rows what they are to be, in one transaction, waits until the switch has taken them,
-// and reads the result. Rows without the mark of this bridge's owner stay as they are.
-bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, rows_state_t& state,
-                uint64_t deadline_ms, std::string& why);
-
-// Makes the bridge itself where there is none of this name.
-bool rows_bridge_ensure(ovsdb_t& db, const std::string& bridge, uint64_t deadline_ms,
-                        std::string& why);
+// Columns of a row that belongs to the bridge's owner: with its mark.
+constexpr char ROWS_OWNER[] = "rest-engine";
+columns_t rows_owned(const std::string& bridge, columns_t columns);

@@ -102,6 +102,8 @@ bool stream_receive(stream_t& stream, size_t wanted, uint64_t deadline_ms, std::
 {
   if (wanted > STREAM_BYTES_MAX)
     return stream_fail(stream, why, "sends too much");
+  if (stream_now_ms() >= deadline_ms)
+    return stream_fail(stream, why, "does not answer in time");
   while (stream.received.size() < wanted) {
     char chunk[CHUNK];
     const ssize_t got = recv(stream.socket.fd, chunk, sizeof chunk, 0);

@@ -49,8 +49,9 @@ void stream_close(stream_t& stream);
 bool stream_send(stream_t& stream, std::string_view bytes, uint64_t deadline_ms, std::string& why);
 
 // Waits until at least so many bytes are in received. False, and the stream closed: the other end
-// is gone or too slow, or wanted is more than bytes_max.
-constexpr size_t STREAM_BYTES_MAX = 64 << 20;
+// is gone, wanted is more than STREAM_BYTES_MAX, or the deadline is over, even if there is more to
+// receive: whoever talks without an end is not listened to for longer than that.
+constexpr size_t STREAM_BYTES_MAX = 16 << 20;
 bool stream_receive(stream_t& stream, size_t wanted, uint64_t deadline_ms, std::string& why);
 
 // Closes the stream and says why; for replies that are not what they should be. Always false.

@@ -3,7 +3,6 @@
 namespace
 {
 constexpr std::string_view END("\0\0\0", 3);  // and the status behind it
-constexpr size_t ANSWER_MAX = 16 << 20;
 constexpr char STATUS_DONE = 0;
 constexpr char STATUS_WARNING = 1;
 
@@ -17,7 +16,8 @@ bool vty_connect(vty_t& vty, const std::string& path, uint64_t deadline_ms, std:
 {
   std::string answer;
   return stream_connect(vty.stream, path, deadline_ms, why) &&
-         vty_run(vty, "enable", answer, deadline_ms, why);
+         (vty_run(vty, "enable", answer, deadline_ms, why) ||
+          stream_fail(vty.stream, why, std::string(why)));
 }
 
 bool vty_run(vty_t& vty, const std::string& line, std::string& answer, uint64_t deadline_ms,
@@ -34,8 +34,6 @@ bool vty_run(vty_t& vty, const std::string& line, std::string& answer, uint64_t 
     end = stream.received.find(END, searched < END.size() ? 0 : searched - END.size());
     if (end != std::string::npos)
       break;
-    if (stream.received.size() > ANSWER_MAX)
-      return stream_fail(stream, why, "sends too much");
   }
   if (!stream_receive(stream, end + END.size() + 1, deadline_ms, why))
     return false;

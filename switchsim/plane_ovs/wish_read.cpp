@@ -135,6 +135,10 @@ void peer_read(wish_t& wish, const std::string& bridge, const sim_bgp_peer_key_t
 {
   wish_bgp_t& bgp = wish.bgp;
   const std::string name = "neighbor " + address_text(key.first);
+  if (std::any_of(bgp.lines.begin(), bgp.lines.end(), [&](const std::string& line) {
+        return line.compare(0, name.size() + 1, name + " ") == 0;
+      }))
+    return;  // the daemon knows a neighbour by its address alone: the lowest scope counts
   bgp.lines.insert(name + " remote-as " + std::to_string(peer.remote_as));
   const std::string scope = interface_name(wish, bridge, key.second);
   const std::string source = interface_name(wish, bridge, peer.update_source);
@@ -178,8 +182,10 @@ std::set<std::string> globals_lines(const sim_bgp_globals_t& globals)
     lines.insert("bgp log-neighbor-changes");
   if (globals.local_pref != BGP_LOCAL_PREF_DEFAULT)
     lines.insert("bgp default local-preference " + std::to_string(globals.local_pref));
-  if (globals.hold_time != BGP_HOLD_DEFAULT || globals.keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
-    lines.insert("timers bgp " + std::to_string(globals.keep_alive) + " " +
+  // it never waits longer than a third of the hold time
+  const uint32_t keep_alive = std::min(globals.keep_alive, globals.hold_time / 3);
+  if (globals.hold_time != BGP_HOLD_DEFAULT || keep_alive != BGP_KEEP_ALIVE_DEFAULT) {
+    lines.insert("timers bgp " + std::to_string(keep_alive) + " " +
                  std::to_string(globals.hold_time));
   }
   return lines;

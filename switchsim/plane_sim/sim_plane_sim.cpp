@@ -73,6 +73,11 @@ open_error_t lease(uint32_t, OPEN_AF_t, open_inet_pfx_t&)
 {
   return OPEN_E_NOT_FOUND;
 }
+
+open_error_t match_bits_room(uint32_t)
+{
+  return OPEN_E_NONE;
+}
 }  // namespace
 
 constexpr sim_key_t KEYS[] = {
@@ -96,6 +101,7 @@ const sim_plane_t sim_plane_sim = {
     lease,
     sim_slices_room,
     sim_slices_use,
+    match_bits_room,
     sim_hardware_sensors,
     sim_hardware_transceiver,
 };
