@@ -5,6 +5,8 @@
 #include <fstream>
 #include <vector>
 
+#include "switchsim/host/sim_folder.h"
+
 namespace
 {
 constexpr size_t SENSORS_MAX = 64;
@@ -63,9 +65,8 @@ void fan_read(const path_t& folder, const std::string& stem, int32_t reading,
 std::vector<path_t> entries_of(const path_t& folder)
 {
   std::vector<path_t> entries;
-  std::error_code gone;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, gone))
-    entries.push_back(entry.path());
+  for (const std::string& name : sim_folder_names(folder.string()))
+    entries.push_back(folder / name);
   std::sort(entries.begin(), entries.end());
   return entries;
 }

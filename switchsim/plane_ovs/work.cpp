@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 
 #include <cstdio>
+#include <exception>
 #include <future>
 #include <thread>
 
@@ -22,6 +23,17 @@ constexpr int LOOK_MS = 500;             // between two looks at the ports
 constexpr int LOOK_PAUSE_MS = 20;        // at least, whatever the links do
 constexpr uint64_t SENSORS_MS = 5000;
 constexpr uint64_t CHECK_MS = 5000;  // for each check at the start
+
+// Memory that is short ends no process: what was not done now is done the next time.
+template <class Pass>
+bool try_pass(Pass pass)
+{
+  try {
+    return pass();
+  } catch (const std::exception&) {
+    return false;
+  }
+}
 
 // ---- the thread that looks ----
 
@@ -82,8 +94,10 @@ void look_on(work_t& w)
     pollfd events = {w.link_events.fd, POLLIN, 0};
     const bool changed = poll(&events, 1, LOOK_MS) > 0;
     nl_events_drain(w.link_events);
-    std::string ignored;  // by the other thread it is told
-    look(w, ignored);
+    try_pass([&] {
+      std::string ignored;  // by the other thread it is told
+      return look(w, ignored);
+    });
     if (changed)
       work_wake(w);
     poll(nullptr, 0, LOOK_PAUSE_MS);
@@ -116,9 +130,9 @@ void wish_take(work_t& w)
   const auto lock = sim_lock();
   if (w.stop || w.wish_marked == w.marked)
     return;
-  w.wish_marked = w.marked;
   w.wish = wish_read(w.netdevs, w.hands.places.bridge, w.base_mac);
   syslog_hosts_set(w.wish.log_hosts, w.wish.switch_name, w.hands.places.netns);
+  w.wish_marked = w.marked;
 }
 
 void router_netdevs_tell(work_t& w)
@@ -157,9 +171,12 @@ void work_on(work_t& w)
 {
   uint64_t retry_ms = RETRY_FIRST_MS;
   while (!w.stop) {
-    const bool done = compare(w);
+    const bool done = try_pass([&] { return compare(w); });
     retry_ms = done ? RETRY_FIRST_MS : std::min(2 * retry_ms, COMPARE_MS);
-    sensors_see(w);
+    try_pass([&] {
+      sensors_see(w);
+      return true;
+    });
     poll(nullptr, 0, PAUSE_MS);
     wait_for_change(w, done ? COMPARE_MS : retry_ms);
   }
@@ -227,15 +244,26 @@ std::shared_ptr<work_t> work_start(const apply_places_t& places,
   w->wake.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   std::promise<std::string> checked;
   std::future<std::string> check = checked.get_future();
+  why = "plane: no thread, or no memory";
   // the thread goes into the ports' namespace, and stays there
-  std::thread([w, checked = std::move(checked)]() mutable {
-    const std::string refusal = checks(*w);
-    if (refusal.empty())
-      std::thread([w] { look_on(*w); }).detach();
-    checked.set_value(refusal);
-    if (refusal.empty())
+  const auto run = [w, refusal = why](std::promise<std::string> told) mutable {
+    try_pass([&] {
+      std::string found = checks(*w);
+      if (found.empty())
+        std::thread([w] { look_on(*w); }).detach();
+      refusal = std::move(found);
+      return true;
+    });
+    const bool is_ready = refusal.empty();
+    told.set_value(std::move(refusal));
+    if (is_ready)
       work_on(*w);
-  }).detach();
+  };
+  if (!try_pass([&] {
+        std::thread(run, std::move(checked)).detach();
+        return true;
+      }))
+    return nullptr;
   why = check.get();
   return why.empty() ? w : nullptr;
 }
