@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "engine/rest_config.h"
+#include "engine/rest_service.h"
 #include "engine/rest_web_request_hdr.h"
 #include "httpd/httpd.h"
 #include "modules/rest_startupcfg.h"
@@ -38,7 +39,8 @@ static void start_listening(struct mg_server* server)
                                  : "the address is invalid, or its certificate and key cannot be "
                                    "used: " REST_SSL_CERTIFICATE;
   // A port in the place of the addresses is that of the first one.
-  if (strcmp(mg_get_option(server, "listening_port"), REST_LISTENING_PORT) == 0) {
+  if (REST_HTTP != REST_HTTP_OFF &&
+      strcmp(mg_get_option(server, "listening_port"), REST_LISTENING_PORT) == 0) {
     start_complain(REST_HTTP_ADDRESS, cause);
     cause = "it comes behind that one";
   }
@@ -66,17 +68,22 @@ static void raise_descriptor_limit(void)
 static int print_help(void)
 {
   printf(
-      "usage: restful_api_engine [--help | --version]\n\n"
+      "usage: restful_api_engine [--help | --version | --check]\n\n"
       "Serves the REST API of this switch until it is killed:\n"
       "  HTTP   %s\n  HTTPS  %s\n  files  %s\n"
-      "Ports, paths and limits are fixed when the engine is built.\n",
-      REST_HTTP_ADDRESS, REST_HTTPS_LISTENER, REST_DOCUMENT_ROOT);
+      "Ports, paths and limits are fixed when the engine is built.\n\n"
+      "  --check  tells whether the engine that runs here answers: exit status 0 or 1\n"
+      "  SIGHUP   has a running engine read its certificate again\n",
+      REST_HTTP == REST_HTTP_OFF ? "off" : REST_HTTP_ADDRESS, REST_HTTPS_LISTENER,
+      REST_DOCUMENT_ROOT);
   return 0;
 }
 
 static int print_version(void)
 {
   printf("restful_api_engine %s\n", REST_VERSION);
+  if (strcmp(service_hardened_points(), "none") != 0)
+    printf("hardened: %s\n", service_hardened_points());
   return 0;
 }
 
@@ -86,12 +93,15 @@ int main(int argc, char** argv)
     return print_help();
   if (argc == 2 && strcmp(argv[1], "--version") == 0)
     return print_version();
+  if (argc == 2 && strcmp(argv[1], "--check") == 0)
+    return service_check();
   if (argc > 1) {
     fprintf(stderr, "restful_api_engine: unknown argument %s (--help tells more)\n", argv[1]);
     return EXIT_WRONG_ARGUMENT;
   }
   static char name[] = "restful_api_engine";
   l7proc_crashlog_register();
+  service_catch_signals();
   mallopt(M_TRIM_THRESHOLD, MEMORY_KEPT);
 
   open_error_t result = openapiClientRegister(name, &client_handle);
@@ -115,6 +125,7 @@ int main(int argc, char** argv)
   mg_set_limits(server, &LIMITS);
   start_listening(server);
   mg_set_option(server, "document_root", REST_DOCUMENT_ROOT);
+  service_begin(server, REST_VERSION);
   for (;;)
-    mg_poll_server(server, REST_POLL_TIMEOUT_MS);
+    service_poll(server);
 }

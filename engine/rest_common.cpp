@@ -82,8 +82,8 @@ static void common_audit(const struct mg_connection* conn, uint16_t result_code,
   common_log_line(line);
 }
 
-void send_response(struct mg_connection* conn, uint16_t result_code, const char* result_mesg,
-                   node_t* dataN1_ptr)
+void send_unlogged_response(struct mg_connection* conn, uint16_t result_code,
+                            const char* result_mesg, node_t* dataN1_ptr)
 {
   if (!conn) {
     free_tree(dataN1_ptr);
@@ -116,8 +116,14 @@ void send_response(struct mg_connection* conn, uint16_t result_code, const char*
     mg_break_connection(conn);  // an answer with something missing would be taken for a whole one
   else
     mg_send_line(conn, document.get());
+}
 
-  common_audit(conn, result_code, result_mesg);
+void send_response(struct mg_connection* conn, uint16_t result_code, const char* result_mesg,
+                   node_t* dataN1_ptr)
+{
+  send_unlogged_response(conn, result_code, result_mesg, dataN1_ptr);
+  if (conn)
+    common_audit(conn, result_code, result_mesg);
 }
 
 void send_exception_error(struct mg_connection* conn, node_t* dataN1_ptr)

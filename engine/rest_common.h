@@ -21,6 +21,7 @@ enum : uint16_t {
   REST_CODE_BAD_REQUEST = 902,
   REST_CODE_NO_HELP = 903,
   REST_CODE_NULL_SESSION_KEY = 905,
+  REST_CODE_READ_ONLY = 906,  // with REST_READ_ONLY_ACCOUNTS only
   REST_CODE_GENERAL_ERROR = 909
 };
 
@@ -30,6 +31,10 @@ enum : uint16_t {
 // nothing.
 void send_response(struct mg_connection* conn, uint16_t result_code, const char* result_mesg,
                    node_t* dataN1_ptr);
+
+// The same without the audit line.
+void send_unlogged_response(struct mg_connection* conn, uint16_t result_code,
+                            const char* result_mesg, node_t* dataN1_ptr);
 
 // These answer without data; the tree is freed, not shown. May be null.
 void send_exception_error(struct mg_connection* conn, node_t* dataN1_ptr);      // 909

@@ -3,9 +3,47 @@
 // to what the switch uses.
 #pragma once
 
+// What a build for a machine with strangers around it is stricter in. REST_HARDENED is the default
+// of each of the points below: docs/hardening.md tells what they change.
+#ifndef REST_HARDENED
+#define REST_HARDENED 0
+#endif
+
+// Session keys come from the kernel's random source, not from address and time.
+#ifndef REST_RANDOM_KEYS
+#define REST_RANDOM_KEYS REST_HARDENED
+#endif
+
+// Accounts that may only read do only that.
+#ifndef REST_READ_ONLY_ACCOUNTS
+#define REST_READ_ONLY_ACCOUNTS REST_HARDENED
+#endif
+
+// An address whose log-ins keep failing has to wait.
+#ifndef REST_LOGIN_LIMIT
+#define REST_LOGIN_LIMIT REST_HARDENED
+#endif
+
+// Answers forbid to keep and to guess at them.
+#ifndef REST_SAFE_HEADERS
+#define REST_SAFE_HEADERS REST_HARDENED
+#endif
+
+// Who is served over plain HTTP: nobody, this machine, all.
+#define REST_HTTP_OFF   0
+#define REST_HTTP_LOCAL 1
+#define REST_HTTP_ALL   2
+#ifndef REST_HTTP
+#define REST_HTTP (REST_HARDENED ? REST_HTTP_LOCAL : REST_HTTP_ALL)
+#endif
+
 // Where the server listens: "port" for all IPv4 addresses or "address:port".
 #ifndef REST_HTTP_ADDRESS
+#if REST_HTTP == REST_HTTP_LOCAL
+#define REST_HTTP_ADDRESS "127.0.0.1:8080"
+#else
 #define REST_HTTP_ADDRESS "8080"
+#endif
 #endif
 #ifndef REST_HTTPS_ADDRESS
 #define REST_HTTPS_ADDRESS "8446"
@@ -51,6 +89,16 @@
 #define REST_CONNECT_RETRY_S 1
 #endif
 
+// How long --check waits for an answer, in seconds.
+#ifndef REST_CHECK_TIME_S
+#define REST_CHECK_TIME_S 5
+#endif
+
+// How often the engine looks at how long its certificate still holds, in seconds.
+#ifndef REST_CERTIFICATE_CHECK_S
+#define REST_CERTIFICATE_CHECK_S (24 * 60 * 60)
+#endif
+
 // Login sessions that can be live at the same time.
 #ifndef REST_SESSION_MAX
 #define REST_SESSION_MAX 5
@@ -59,6 +107,25 @@
 // Idle time after which a session expires unless changed at run time, in seconds.
 #ifndef REST_SESSION_TIMEOUT_S
 #define REST_SESSION_TIMEOUT_S 300
+#endif
+
+// With REST_LOGIN_LIMIT: so many failed log-ins of an address in so many seconds, and those that
+// follow are refused for the first pause, which doubles with each repetition up to the longest. The
+// addresses that are remembered, some 120 bytes each; the one that failed longest ago makes room.
+#ifndef REST_LOGIN_TRIES
+#define REST_LOGIN_TRIES 5
+#endif
+#ifndef REST_LOGIN_WINDOW_S
+#define REST_LOGIN_WINDOW_S 60
+#endif
+#ifndef REST_LOGIN_PAUSE_S
+#define REST_LOGIN_PAUSE_S 30
+#endif
+#ifndef REST_LOGIN_PAUSE_MAX_S
+#define REST_LOGIN_PAUSE_MAX_S (15 * 60)
+#endif
+#ifndef REST_LOGIN_ADDRESSES
+#define REST_LOGIN_ADDRESSES 1024
 #endif
 
 // Bytes of the longest request body, or WebSocket frame, that is read; more is answered with 413.
@@ -87,4 +154,8 @@
 
 // The server option "listening_port": plain HTTP and HTTPS.
 #define REST_HTTPS_LISTENER "ssl://" REST_HTTPS_ADDRESS ":" REST_SSL_CERTIFICATE
+#if REST_HTTP == REST_HTTP_OFF
+#define REST_LISTENING_PORT REST_HTTPS_LISTENER
+#else
 #define REST_LISTENING_PORT REST_HTTP_ADDRESS "," REST_HTTPS_LISTENER
+#endif

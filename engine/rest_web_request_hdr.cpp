@@ -144,6 +144,21 @@ static void answer_without_module(struct mg_connection* conn, uint16_t code, con
   send_response(conn, code, message, nullptr);
 }
 
+// With the key of an account that may only read, everything but reading and its own log-out is
+// refused.
+static bool request_is_forbidden(const struct mg_connection* conn, verdict_t verdict)
+{
+  api_loginsession_t session;
+  if (!REST_READ_ONLY_ACCOUNTS || verdict < VERDICT_SESSION ||
+      get_the_session_by_id(static_cast<uint32_t>(verdict - VERDICT_SESSION), &session) !=
+          RC_TRUE ||
+      !session.is_read_only)
+    return false;
+  request_method_t method = parse_request_method(conn);
+  return method != REQUEST_METHOD_GET &&
+         !(method == REQUEST_METHOD_DELETE && strcmp(conn->uri, "/login") == 0);
+}
+
 static void call_module(struct mg_connection* conn)
 {
   for (const auto& module : api_modules)
@@ -170,7 +185,10 @@ int api_access_handler(struct mg_connection* conn)
       answer_without_module(conn, 1, "Authentication failed.");
       break;
     default:
-      call_module(conn);
+      if (request_is_forbidden(conn, verdict))
+        answer_without_module(conn, REST_CODE_READ_ONLY, "The account is read-only.");
+      else
+        call_module(conn);
       if (verdict >= VERDICT_SESSION)
         ssid = static_cast<uint32_t>(verdict - VERDICT_SESSION);
   }

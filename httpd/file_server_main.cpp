@@ -7,10 +7,24 @@
 #include "httpd/mg_internal.h"
 
 static volatile sig_atomic_t is_stopped = 0;
+static volatile sig_atomic_t is_renewal_wanted = 0;
 
 static void stop(int)
 {
   is_stopped = 1;
+}
+
+static void renew(int)
+{
+  is_renewal_wanted = 1;
+}
+
+// New connections get the certificates that are in the files now.
+static void renew_certificates(mg_server* server)
+{
+  is_renewal_wanted = 0;
+  if (const char* unusable = mg_renew_certificates(server))
+    fprintf(stderr, "%s cannot be used; what there was is kept\n", unusable);
 }
 
 static void print_help(void)
@@ -59,6 +73,7 @@ int main(int argc, char** argv)
   }
   signal(SIGINT, stop);
   signal(SIGTERM, stop);
+  signal(SIGHUP, renew);
   mg_server* server = mg_create_server(nullptr, nullptr);
   if (!server)
     return EXIT_FAILURE;
@@ -72,8 +87,11 @@ int main(int argc, char** argv)
   }
   putchar('\n');
   fflush(stdout);
-  while (!is_stopped)
+  while (!is_stopped) {
     mg_poll_server(server, 1000);
+    if (is_renewal_wanted)
+      renew_certificates(server);
+  }
   mg_destroy_server(&server);
   return EXIT_SUCCESS;
 }

@@ -100,6 +100,29 @@ struct mg_limits {
 };
 void mg_set_limits(struct mg_server* server, const struct mg_limits* limits);
 
+// Header lines, each with its line end, that come behind the status line of the handler's answers,
+// of errors and of files. The texts stay the caller's; null: none.
+struct mg_answer_headers {
+  const char* all;
+  const char* documents;  // not with files: who may keep a copy of one is told by what serves it
+  const char* tls;        // only over TLS
+};
+void mg_set_answer_headers(struct mg_server* server, const struct mg_answer_headers* headers);
+
+// Reads the certificates of the TLS listeners and what belongs to them anew. Connections that are
+// open go on with the old ones. Returns null, or the path of a certificate that cannot be used: its
+// listener keeps what it has.
+const char* mg_renew_certificates(struct mg_server* server);
+
+// The certificate that a TLS listener shows to new connections; false when there is none.
+struct mg_certificate {
+  char subject[256];     // "CN=localhost"
+  char end[32];          // "2026-11-21 12:00:00 UTC"
+  int64_t seconds_left;  // until then; negative when that has passed
+  bool is_self_signed;
+};
+bool mg_get_certificate(struct mg_server* server, struct mg_certificate* certificate);
+
 // The option's value, "" when it is unset, null for an unknown name.
 const char* mg_get_option(const struct mg_server* server, const char* name);
 

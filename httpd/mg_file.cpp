@@ -204,13 +204,15 @@ static void send_file(connection* conn, const char* path, const char* extra_head
   mg_format_http_date(modified, st.st_mtime);
   format_etag(etag, &st);
   mg_vec type = mg_mime_type(conn, path);
+  mg_printf(c, "HTTP/1.1 %d %s\r\n", c->status_code, status_code_to_str(c->status_code));
+  write_server_headers(conn, true);
   mg_printf(c,
-            "HTTP/1.1 %d %s\r\nDate: %s\r\nLast-Modified: %s\r\nEtag: %s\r\n"
+            "Date: %s\r\nLast-Modified: %s\r\nEtag: %s\r\n"
             "Content-Type: %.*s\r\nContent-Length: %lld\r\nConnection: %s\r\n"
             "Accept-Ranges: bytes\r\n%s%s\r\n",
-            c->status_code, status_code_to_str(c->status_code), date, modified, etag,
-            static_cast<int>(type.len), type.ptr, static_cast<long long>(conn->cl),
-            suggest_connection_header(c), content_range, extra_headers);
+            date, modified, etag, static_cast<int>(type.len), type.ptr,
+            static_cast<long long>(conn->cl), suggest_connection_header(c), content_range,
+            extra_headers);
   if (strcmp(c->request_method, "HEAD") == 0) {
     close_local_endpoint(conn);
     return;

@@ -95,6 +95,7 @@ struct mg_server {
   char* config_options[NUM_OPTIONS];  // owned
   cgi_child* children;                // CGI programs that have not been waited for
   mg_limits limits;
+  mg_answer_headers headers;
   size_t received;  // bytes that wait in the connections' receive buffers, or more: see mg_limits
 };
 

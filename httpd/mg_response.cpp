@@ -49,6 +49,15 @@ static void write_texts(connection* conn, std::initializer_list<std::string_view
     ns_send(conn->ns_conn, text.data(), text.size());
 }
 
+void write_server_headers(connection* conn, bool is_file)
+{
+  const mg_answer_headers& headers = conn->server->headers;
+  for (const char* lines : {headers.all, is_file ? nullptr : headers.documents,
+                            conn->ns_conn->ssl ? headers.tls : nullptr})
+    if (lines)
+      write_texts(conn, {lines});
+}
+
 // Makes room once for what is about to be queued piece by piece.
 static void reserve(connection* conn, size_t len)
 {
@@ -70,6 +79,7 @@ size_t mg_send_status(struct mg_connection* c, int status)
                           "HTTP/1.1 ", {digits, length},
                            " ", status_code_to_str(status), "\r\n"
     });
+    write_server_headers(conn, false);
   }
   return mg_queued(conn);
 }
@@ -176,8 +186,10 @@ __attribute__((format(printf, 4, 0))) static void send_error(connection* conn, i
   mg_vec target;
   if (error_redirect_of(conn->server, code, &target)) {
     c->status_code = 302;
-    mg_printf(c, "HTTP/1.1 %d Moved\r\nLocation: %.*s?code=%d&orig_uri=", 302,
-              static_cast<int>(target.len), target.ptr, code);
+    mg_printf(c, "HTTP/1.1 %d Moved\r\n", 302);
+    write_server_headers(conn, false);
+    mg_printf(c, "Location: %.*s?code=%d&orig_uri=", static_cast<int>(target.len), target.ptr,
+              code);
     escape_controls(c->uri ? c->uri : "",
                     [c](const char* text, size_t len) { mg_write(c, text, len); });
     mg_printf(c, "&query_string=%s\r\n\r\n", c->query_string ? c->query_string : "");
@@ -191,8 +203,10 @@ __attribute__((format(printf, 4, 0))) static void send_error(connection* conn, i
     int used = snprintf(body, sizeof body, "%d %s\n", code, reason);
     vsnprintf(body + used, sizeof body - static_cast<size_t>(used), format, args);
   }
-  mg_printf(c, "HTTP/1.1 %d %s\r\nContent-Length: %d\r\nContent-Type: text/plain\r\n%s\r\n%s", code,
-            reason, static_cast<int>(strlen(body)), headers, is_head(c) ? "" : body);
+  mg_printf(c, "HTTP/1.1 %d %s\r\n", code, reason);
+  write_server_headers(conn, false);
+  mg_printf(c, "Content-Length: %d\r\nContent-Type: text/plain\r\n%s\r\n%s",
+            static_cast<int>(strlen(body)), headers, is_head(c) ? "" : body);
   close_local_endpoint(conn);
 }
 
@@ -217,9 +231,9 @@ void mg_send_digest_auth_request(connection* conn)
   mg_connection* c = &conn->mg_conn;
   c->status_code = 401;
   const char* realm = mg_option_value(conn->server, AUTH_DOMAIN);
-  mg_printf(c,
-            "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest qop=\"auth\", realm=\"%s\", "
-            "nonce=\"%lu\"\r\n\r\n",
+  mg_printf(c, "HTTP/1.1 401 Unauthorized\r\n");
+  write_server_headers(conn, false);
+  mg_printf(c, "WWW-Authenticate: Digest qop=\"auth\", realm=\"%s\", nonce=\"%lu\"\r\n\r\n",
             realm ? realm : "", static_cast<unsigned long>(time(nullptr)));
   close_local_endpoint(conn);
 }
@@ -227,7 +241,8 @@ void mg_send_digest_auth_request(connection* conn)
 void mg_send_empty(connection* conn, int status, const char* headers)
 {
   conn->mg_conn.status_code = status;
-  mg_printf(&conn->mg_conn, "HTTP/1.1 %d %s\r\n%s\r\n", status, status_code_to_str(status),
-            headers);
+  mg_printf(&conn->mg_conn, "HTTP/1.1 %d %s\r\n", status, status_code_to_str(status));
+  write_server_headers(conn, false);
+  mg_printf(&conn->mg_conn, "%s\r\n", headers);
   close_local_endpoint(conn);
 }

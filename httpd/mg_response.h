@@ -7,6 +7,9 @@
 void terminate_headers(connection* conn);
 void write_terminating_chunk(connection* conn);
 
+// What the server's settings put behind a status line.
+void write_server_headers(connection* conn, bool is_file);
+
 // Sends an error (through the handler, as a redirect, or as plain text) and ends the request. The
 // text behind the status is cut to what 200 bytes of body hold.
 void send_http_error(connection* conn, int code, const char* format, ...)

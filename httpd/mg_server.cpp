@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "httpd/mg_acl.h"
@@ -538,10 +539,65 @@ void mg_copy_listeners(struct mg_server* from, struct mg_server* to)
     copy->sa = nc->sa;
     copy->flags = nc->flags;
     copy->proto_data = nc->proto_data;
-    copy->ssl_ctx = nc->ssl_ctx;
+    copy->ssl_ctx = nc->ssl_ctx;  // and no files: it keeps this certificate
     if (copy->ssl_ctx)
       SSL_CTX_up_ref(copy->ssl_ctx);
   }
+}
+
+void mg_set_answer_headers(struct mg_server* server, const struct mg_answer_headers* headers)
+{
+  server->headers = *headers;
+}
+
+// --- certificates ---
+
+// The TLS listener behind this one in the list; the first one for null.
+static ns_connection* next_tls_listener(mg_server* server, ns_connection* nc)
+{
+  do {
+    nc = ns_next(&server->mgr, nc);
+  } while (nc && !((nc->flags & NSF_LISTENING) && nc->files));
+  return nc;
+}
+
+const char* mg_renew_certificates(struct mg_server* server)
+{
+  const char* unusable = nullptr;
+  for (ns_connection* nc = nullptr; (nc = next_tls_listener(server, nc)) != nullptr;)
+    if (!ns_renew_tls(nc))
+      unusable = nc->files->cert;
+  return unusable;
+}
+
+// The subject on one line: its control characters are escaped.
+static void write_subject(const X509* certificate, char* text, size_t size)
+{
+  BIO* memory = BIO_new(BIO_s_mem());
+  int length = 0;
+  if (memory &&
+      X509_NAME_print_ex(memory, X509_get_subject_name(certificate), 0, XN_FLAG_RFC2253) >= 0)
+    length = BIO_read(memory, text, static_cast<int>(size - 1));
+  text[length > 0 ? length : 0] = '\0';
+  BIO_free(memory);
+}
+
+bool mg_get_certificate(struct mg_server* server, struct mg_certificate* certificate)
+{
+  *certificate = {};
+  const ns_connection* nc = next_tls_listener(server, nullptr);
+  X509* served = nc ? SSL_CTX_get0_certificate(nc->ssl_ctx) : nullptr;
+  int days = 0;
+  int seconds = 0;
+  tm end = {};
+  if (!served || ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(served)) != 1 ||
+      ASN1_TIME_to_tm(X509_get0_notAfter(served), &end) != 1)
+    return false;
+  write_subject(served, certificate->subject, sizeof certificate->subject);
+  strftime(certificate->end, sizeof certificate->end, "%Y-%m-%d %H:%M:%S UTC", &end);
+  certificate->seconds_left = int64_t{days} * 24 * 60 * 60 + seconds;
+  certificate->is_self_signed = X509_self_signed(served, 0) == 1;
+  return true;
 }
 
 // --- wake-up ---

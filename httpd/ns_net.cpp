@@ -32,7 +32,7 @@ static constexpr rlim_t KEPT_DESCRIPTORS = 16;
 static constexpr size_t DATAGRAM_SIZE = 2000;
 static constexpr int LISTEN_BACKLOG = 128;
 static constexpr size_t WAKEUP_DATA_SIZE = 8192;
-static constexpr size_t TLS_PATH_SIZE = 100;
+static constexpr size_t TLS_PATH_SIZE = sizeof ns_tls_files::cert;
 
 struct ctl_msg {
   ns_callback_t callback;
@@ -444,6 +444,7 @@ static void ns_destroy(ns_connection* conn)
   iobuf_free(&conn->send_iobuf);
   SSL_free(conn->ssl);
   SSL_CTX_free(conn->ssl_ctx);
+  free(conn->files);
   free(conn);
 }
 
@@ -525,6 +526,31 @@ static bool ns_make_ssl_ctx(ns_connection* conn, const SSL_METHOD* method, const
   return usable;
 }
 
+// Keeps the paths, so that the files can be read anew; false when memory is short.
+static bool ns_keep_files(ns_connection* listener, const char* cert, const char* ca)
+{
+  listener->files = static_cast<ns_tls_files*>(calloc(1, sizeof *listener->files));
+  if (!listener->files)
+    return false;
+  snprintf(listener->files->cert, sizeof listener->files->cert, "%s", cert);
+  snprintf(listener->files->ca, sizeof listener->files->ca, "%s", ca);
+  return true;
+}
+
+bool ns_renew_tls(ns_connection* listener)
+{
+  SSL_CTX* old = listener->ssl_ctx;
+  // A context of its own: a certificate with another kind of key would not replace the old one.
+  bool usable =
+      ns_make_ssl_ctx(listener, TLS_server_method(), listener->files->cert, listener->files->ca) &&
+      SSL_CTX_check_private_key(listener->ssl_ctx) == 1;
+  ERR_clear_error();
+  if (!usable)
+    std::swap(old, listener->ssl_ctx);
+  SSL_CTX_free(old);  // connections that came from it hold it themselves
+  return usable;
+}
+
 static bool ns_attach_ssl(ns_connection* conn, SSL_CTX* ctx)
 {
   conn->ssl = SSL_new(ctx);
@@ -570,7 +596,8 @@ ns_connection* ns_bind(ns_mgr* mgr, const char* address, ns_callback_t callback,
   }
   conn->sa = sa;
   conn->flags |= NSF_LISTENING | (protocol == SOCK_DGRAM ? NSF_UDP : 0);
-  if (use_ssl && !ns_make_ssl_ctx(conn, TLS_server_method(), cert, ca)) {
+  if (use_ssl &&
+      (!ns_make_ssl_ctx(conn, TLS_server_method(), cert, ca) || !ns_keep_files(conn, cert, ca))) {
     ns_close_conn(conn);
     errno = 0;
     return nullptr;

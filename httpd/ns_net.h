@@ -49,6 +49,12 @@ constexpr uint32_t MGF_UNNAMED = 0x200000;       // cleared with the other reque
 constexpr uint32_t MGF_CGI_PEER = 0x400000;      // the pipe to a CGI child
 constexpr uint32_t MGF_PROXY_PEER = 0x800000;    // the upstream side of a proxied request
 
+// The files of a TLS listener: certificate with key and chain, and the CA of client certificates.
+struct ns_tls_files {
+  char cert[100];
+  char ca[100];
+};
+
 union ns_socket_address {
   sockaddr sa;
   sockaddr_in sin;
@@ -67,6 +73,7 @@ struct ns_connection {
   int64_t file_left;     // so many bytes of it
   SSL* ssl;
   SSL_CTX* ssl_ctx;     // owned; null on accepted connections
+  ns_tls_files* files;  // owned; what a listener's ssl_ctx was made from
   void* user_data;      // the callback's
   void* proto_data;     // copied from the listener
   time_t last_io_time;  // by ns_clock()
@@ -111,6 +118,10 @@ time_t ns_mgr_poll(ns_mgr* mgr, int milliseconds);
 // "IPV4:PORT" or "HOST:PORT", for TLS followed by
 // ":CERTIFICATE" and, to demand client certificates, ":CA".
 ns_connection* ns_bind(ns_mgr* mgr, const char* address, ns_callback_t callback, void* user_data);
+
+// Reads the files of a TLS listener anew, for the handshakes that begin from now on. False, and the
+// listener stays as it is, when they cannot be used.
+bool ns_renew_tls(ns_connection* listener);
 
 // Starts an outbound connection; NS_CONNECT tells how it ended. Null when it cannot be started.
 ns_connection* ns_connect(ns_mgr* mgr, const char* address, ns_callback_t callback,

@@ -3,7 +3,8 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev openssl)
+BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev libcurl4-openssl-dev
+  libsystemd-dev openssl)
 # The clients and servers that the tests talk to, and what their scripts need.
 TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils perl
   busybox
@@ -16,7 +17,7 @@ LAB_PACKAGES=(libmnl-dev openvswitch-switch frr iproute2 iputils-ping ethtool tc
 command -v node >/dev/null || TEST_PACKAGES+=(nodejs)
 command -v npm >/dev/null || TEST_PACKAGES+=(npm)
 # What builds and checks the Debian packages, and what runs them in a container.
-PACKAGE_PACKAGES=(debhelper dpkg-dev git lintian mandoc procps python3 systemd systemd-container)
+PACKAGE_PACKAGES=(debhelper dpkg-dev git libmnl-dev lintian mandoc procps python3 systemd systemd-container)
 
 die() {
   echo "$(basename "$0"): $*" >&2
@@ -47,13 +48,13 @@ need_packages() {
 }
 
 # configured PRESET ARGUMENT...: configures the preset unless it already is, as it stands now, with
-# these arguments and with what the machine has for real ports. Nothing of an earlier configuration
-# stays: not its compiler, either.
+# these arguments and with what the machine has for real ports and for a service. Nothing of an
+# earlier configuration stays: not its compiler, either.
 configured() {
   local preset=$1
   shift
   local stamp=build/$preset/.configured wanted
-  wanted="$* $(pkg-config --modversion libmnl 2>/dev/null || true)"
+  wanted="$* $(for name in libmnl libsystemd; do pkg-config --modversion $name 2>/dev/null || true; done)"
   if [ ! -f "$stamp" ] || [ CMakePresets.json -nt "$stamp" ] || [ "$(cat "$stamp")" != "$wanted" ]; then
     cmake --fresh --preset "$preset" "$@" >/dev/null
     printf '%s' "$wanted" >"$stamp"

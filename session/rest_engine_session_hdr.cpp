@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -85,30 +86,61 @@ static void session_free_slot(api_loginsession_t& session)
   memset(session.session_key, 0, sizeof session.session_key);
 }
 
-// The key is the MD5 of address and login second, in lower-case hexadecimal.
-static void session_derive_key(const char* ip, uint32_t now, char (&key)[33])
+static constexpr size_t KEY_BYTES = 16;
+
+// In lower-case hexadecimal.
+static void session_write_key(const unsigned char (&bytes)[KEY_BYTES], char (&key)[33])
+{
+  for (size_t i = 0; i < sizeof bytes; i++)
+    snprintf(key + 2 * i, sizeof key - 2 * i, "%02x", unsigned{bytes[i]});
+}
+
+#if REST_RANDOM_KEYS
+// Not even at the start of a machine is it waited for: everybody else would wait, too.
+static bool session_derive_key(const char*, uint32_t, char (&key)[33])
+{
+  unsigned char bytes[KEY_BYTES];
+  if (getrandom(bytes, sizeof bytes, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof bytes))
+    return false;
+  session_write_key(bytes, key);
+  return true;
+}
+#else
+// The key is the MD5 of address and login second.
+static bool session_derive_key(const char* ip, uint32_t now, char (&key)[33])
 {
   char text[33];
   snprintf(text, sizeof text, "%s%lu", ip, static_cast<unsigned long>(now));
-  unsigned char digest[16];
+  unsigned char digest[KEY_BYTES];
   MD5_CTX md5;
   MD5Init(&md5);
   MD5Update(&md5, reinterpret_cast<const unsigned char*>(text), strlen(text));
   MD5Final(digest, &md5);
-  for (size_t i = 0; i < sizeof digest; i++)
-    snprintf(key + 2 * i, sizeof key - 2 * i, "%02x", unsigned{digest[i]});
+  session_write_key(digest, key);
+  return true;
+}
+#endif
+
+static api_loginsession_t* session_find_free_slot(void)
+{
+  for (api_loginsession_t& session : session_table)
+    if (session.session_id == 0)
+      return &session;
+  return nullptr;
 }
 
-RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned char* sessionKey)
+bool session_table_is_full(void)
+{
+  return !session_find_free_slot();
+}
+
+RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned char* sessionKey,
+                    bool is_read_only)
 {
   clear_expired_session();
-  api_loginsession_t* slot = nullptr;
-  for (api_loginsession_t& session : session_table)
-    if (session.session_id == 0) {
-      slot = &session;
-      break;
-    }
-  if (!slot)
+  api_loginsession_t* slot = session_find_free_slot();
+  uint32_t now = session_now();
+  if (!slot || !session_derive_key(ip, now, slot->session_key))
     return RC_FALSE;
 
   slot->session_id = next_ssid++;
@@ -117,8 +149,8 @@ RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned ch
   snprintf(slot->user_name, sizeof slot->user_name, "%s", user);
   snprintf(slot->remote_ip, sizeof slot->remote_ip, "%s", ip);
   slot->remote_port = port;
-  slot->login_time = slot->last_activity_time = session_now();
-  session_derive_key(slot->remote_ip, slot->login_time, slot->session_key);
+  slot->is_read_only = is_read_only;
+  slot->login_time = slot->last_activity_time = now;
   memcpy(sessionKey, slot->session_key, sizeof slot->session_key);
   output_session_file();
   return RC_TRUE;

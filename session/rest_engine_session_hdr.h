@@ -16,6 +16,7 @@ struct api_loginsession_t {
   uint16_t remote_port;         // client port at login
   uint32_t login_time;          // seconds since the epoch
   uint32_t last_activity_time;  // seconds since the epoch of the last answered request
+  bool is_read_only;            // its account may only read, and this build sees to that
 };
 
 // The slots in order of creation into free ones, the next id to hand out, and the idle time after
@@ -28,8 +29,13 @@ extern uint32_t session_timeout_seconds;
 // times are moved by as much first: a clock that is set ends nothing.
 uint32_t session_now(void);
 
-// Opens a session and writes its key into sessionKey (33 bytes). RC_FALSE when no slot is free.
-RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned char* sessionKey);
+// Opens a session and writes its key into sessionKey (33 bytes). RC_FALSE when no slot is free, or
+// there is no key for it.
+RC_t create_session(const char* user, const char* ip, uint16_t port, unsigned char* sessionKey,
+                    bool is_read_only = false);
+
+// Whether no slot is free.
+bool session_table_is_full(void);
 
 // The id of the session with this key and address, or 0. Expiry is not checked here.
 uint32_t get_session_id(const char* ip, const char* sessionKey);

@@ -7,11 +7,15 @@
 #include "engine/rest_operation.h"
 #include "engine/rest_route.h"
 #include "engine/rest_util.h"
+#include "platform/l7proc.h"
 #include "platform/openapi_auth.h"
 #include "session/rest_engine_session_hdr.h"
+#include "session/rest_login_limit.h"
 
 static constexpr int32_t TIMEOUT_DEFAULT = -1;
 static constexpr int32_t TIMEOUT_MAX_MINUTES = 160;
+
+static constexpr char AUTHENTICATION_FAILED[] = "Authentication failed.";
 
 static constexpr rest_route_t login_routes[] = {
     {REQUEST_METHOD_POST,   "/login",              api_login                            },
@@ -27,7 +31,7 @@ int login_api_handler(openapiClientHandle_t* client_handle, struct mg_connection
 }
 
 RC_t authenticate_user(openapiClientHandle_t* client_handle, const char* userName,
-                       const char* password)
+                       const char* password, OPEN_LOGIN_ACCESS_LEVELS_t* access)
 {
   char user[256] = "";
   char secret[256] = "";
@@ -35,12 +39,12 @@ RC_t authenticate_user(openapiClientHandle_t* client_handle, const char* userNam
   snprintf(secret, sizeof secret, "%s", password);
   open_buffdesc user_desc = rest_text_desc(user);
   open_buffdesc secret_desc = rest_text_desc(secret);
-  OPEN_LOGIN_ACCESS_LEVELS_t access_level =
-      OPEN_LOGIN_ACCESS_NONE;  // every user gets the whole API
-  return rpcclt_openapiAuthenticateUser(client_handle, &user_desc, &secret_desc, &access_level) ==
-                 OPEN_E_NONE
-             ? RC_TRUE
-             : RC_FALSE;
+  OPEN_LOGIN_ACCESS_LEVELS_t access_level = OPEN_LOGIN_ACCESS_NONE;
+  open_error_t result =
+      rpcclt_openapiAuthenticateUser(client_handle, &user_desc, &secret_desc, &access_level);
+  if (access)
+    *access = access_level;
+  return result == OPEN_E_NONE ? RC_TRUE : RC_FALSE;
 }
 
 // The id of the live session that the request names by key and address, or 0.
@@ -51,22 +55,49 @@ static uint32_t login_own_session(const struct mg_connection* conn)
   return get_session_id(conn->remote_ip, key);
 }
 
+// Notes that a log-in failed, and logs it when no further one is tried for a while.
+static void login_note_failure(const struct mg_connection* conn)
+{
+  if (int pause = login_limit_note_failure(conn->remote_ip))
+    l7proc_logf(L7PROC_LOG_SEVERITY_WARNING, 0, "rest_module_login.cpp", __LINE__,
+                "RESTful API Engine: Log-ins from [%s] are refused for %d seconds: %d have failed",
+                conn->remote_ip, pause, REST_LOGIN_TRIES);
+}
+
+static int login_answer_no_session(struct mg_connection* conn)
+{
+  if (session_table_is_full())
+    return answer_failure(conn, 2,
+                          "The Number of sessions has reached the upper limit. Please try later.");
+  send_exception_error(conn, nullptr);  // there is no key for it
+  return 0;
+}
+
 int api_login(openapiClientHandle_t* client_handle, struct mg_connection* conn)
 {
   char user[256];
   char password[256];
   rest_get_var(conn, "user", user);
   rest_get_var(conn, "password", password);
-  if (authenticate_user(client_handle, user, password) != RC_TRUE)
-    return answer_failure(conn, 1, "Authentication failed.");
+  if (login_limit_refuses(conn->remote_ip)) {
+    // Not told from a wrong password, and no line in the log: there may be any number of these.
+    send_unlogged_response(conn, 1, AUTHENTICATION_FAILED, nullptr);
+    return 0;
+  }
+  OPEN_LOGIN_ACCESS_LEVELS_t access;
+  if (authenticate_user(client_handle, user, password, &access) != RC_TRUE) {
+    login_note_failure(conn);
+    return answer_failure(conn, 1, AUTHENTICATION_FAILED);
+  }
+  login_limit_forget(conn->remote_ip);
   if (login_own_session(conn) != 0)
     return answer_success(conn, "You already logged in.");
 
   char key[REST_SESSION_KEY_SIZE] = "";
   if (create_session(user, conn->remote_ip, conn->remote_port,
-                     reinterpret_cast<unsigned char*>(key)) != RC_TRUE)
-    return answer_failure(conn, 2,
-                          "The Number of sessions has reached the upper limit. Please try later.");
+                     reinterpret_cast<unsigned char*>(key),
+                     REST_READ_ONLY_ACCOUNTS && access != OPEN_LOGIN_ACCESS_READ_WRITE) != RC_TRUE)
+    return login_answer_no_session(conn);
   tree_ptr tree(new_tree());
   append_tree_field(tree.get(), "sessionKey", key);
   return answer_success_with(conn, std::move(tree), "Log in successfully.");

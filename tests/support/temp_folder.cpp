@@ -35,12 +35,10 @@ void file_write(const std::string& path, const std::string& text)
   file << text;
 }
 
-void make_certificate(const std::string& path)
+void make_certificate(const std::string& path, const std::string& options)
 {
-  std::string command =
-      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=localhost "
-      "-keyout /dev/stdout 2>/dev/null | cat >" +
-      path;
+  std::string command = "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes " +
+                        options + " -keyout /dev/stdout 2>/dev/null | cat >" + path;
   EXPECT_EQ(system(command.c_str()), 0);
   EXPECT_NE(file_text(path), "");
 }

@@ -16,5 +16,6 @@ std::string file_text(const std::string& path);
 
 void file_write(const std::string& path, const std::string& text);
 
-// Makes a self-signed ECDSA certificate with its key in one PEM file.
-void make_certificate(const std::string& path);
+// Makes an ECDSA certificate with its key in one PEM file, with these options of "openssl req
+// -x509". Without others it is self-signed, for 30 days.
+void make_certificate(const std::string& path, const std::string& options = "-subj /CN=localhost");
