@@ -411,7 +411,8 @@ def keep(engine: str, ports: int) -> None:
         print(f"  HTTP   http://127.0.0.1:{http}")
         print("  Login  admin / admin")
         print(f"  Files  {lab.folder}\n")
-        print("Try: scripts/lab exec h1 ping -c 3 h2        (Ctrl-C here takes everything away)")
+        program = os.environ.get("LAB_PROGRAM", "scripts/lab")
+        print(f"Try: {program} exec h1 ping -c 3 h2        (Ctrl-C here takes everything away)")
         sys.stdout.flush()
         while lab.processes["engine"].poll() is None:
             time.sleep(0.2)
