@@ -5,6 +5,7 @@
 #include "engine/rest_operation.h"
 #include "modules/rest_cpu_text.h"
 #include "tests/support/engine_test.h"
+#include "tests/support/temp_folder.h"
 
 static std::string total_json(std::string_view text)
 {
@@ -86,13 +87,14 @@ TEST(Process, TellsTheFiguresOfTheMachine)
   EXPECT_EQ(number("total_memory"), pages * (sysconf(_SC_PAGESIZE) / 1024)) << memory;
   EXPECT_EQ(number("total_memory"), number("alloc_memory") + number("free_memory")) << memory;
 
-  // Names are any bytes, also of the middle of a character.
+  // Names are any bytes, also of the middle of a character. An emulator may show one of its own.
   char name[16] = "";
   prctl(PR_GET_NAME, name);
   prctl(PR_SET_NAME, "\xc3\xa9,\xff\xe2\x82\xe2\x82\xac\xed\xa0\x80");
-  EXPECT_NE(api_request("GET", "/process/cpu", "xml")
-                .body.find("<name>\u00e9_\ufffd\ufffd\ufffd\u20ac\ufffd\ufffd\ufffd</name>"),
-            std::string::npos);
+  if (file_text("/proc/self/stat").find("\xc3\xa9,") != std::string::npos)
+    EXPECT_NE(api_request("GET", "/process/cpu", "xml")
+                  .body.find("<name>\u00e9_\ufffd\ufffd\ufffd\u20ac\ufffd\ufffd\ufffd</name>"),
+              std::string::npos);
   prctl(PR_SET_NAME, name);
 
   // Each of three periods has a use of 0 to 100 percent, also this process's.

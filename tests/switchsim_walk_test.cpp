@@ -60,11 +60,15 @@ static std::string text(uint32_t longest)
   return made;
 }
 
-// Good for one call.
+// Good for one call, which may have some of these.
 static open_buffdesc* desc(const std::string& value, bool with_zero = true, size_t size = 0)
 {
-  static std::string kept;
-  static open_buffdesc described;
+  static std::string texts[4];
+  static open_buffdesc descs[4];
+  static unsigned last;
+  last = (last + 1) % 4;
+  std::string& kept = texts[last];
+  open_buffdesc& described = descs[last];
   kept = value;
   kept.resize(std::max(size, value.size() + 1));
   described = {static_cast<uint32_t>(size > 0 ? size : value.size() + with_zero), kept.data()};
