@@ -91,10 +91,12 @@ TEST(Process, TellsTheFiguresOfTheMachine)
   char name[16] = "";
   prctl(PR_GET_NAME, name);
   prctl(PR_SET_NAME, "\xc3\xa9,\xff\xe2\x82\xe2\x82\xac\xed\xa0\x80");
-  if (file_text("/proc/self/stat").find("\xc3\xa9,") != std::string::npos)
-    EXPECT_NE(api_request("GET", "/process/cpu", "xml")
-                  .body.find("<name>\u00e9_\ufffd\ufffd\ufffd\u20ac\ufffd\ufffd\ufffd</name>"),
-              std::string::npos);
+  const bool is_shown = file_text("/proc/self/stat").find("\xc3\xa9,") != std::string::npos;
+  const std::string tasks = api_request("GET", "/process/cpu", "xml").body;
+  EXPECT_EQ(tasks.find("<name>\u00e9_\ufffd\ufffd\ufffd\u20ac\ufffd\ufffd\ufffd</name>") !=
+                std::string::npos,
+            is_shown)
+      << tasks;
   prctl(PR_SET_NAME, name);
 
   // Each of three periods has a use of 0 to 100 percent, also this process's.
