@@ -72,8 +72,11 @@ mg_vec mg_mime_type(const connection* conn, const char* path)
   while ((list = next_option(list, &extension, &type)) != nullptr)
     if (type.ptr && ends_with(path, path_len, extension.ptr, extension.len))
       return type;
+  // These extensions have one dot each, their first letter.
+  const char* dot = strrchr(path, '.');
+  size_t ext_len = dot && dot > path ? strlen(dot) : 0;
   for (const mime_type* row = static_builtin_mime_types; row->extension; row++)
-    if (ends_with(path, path_len, row->extension, row->ext_len))
+    if (row->ext_len == ext_len && strcasecmp(row->extension, dot) == 0)
       return {row->type, strlen(row->type)};
   return {"text/plain", strlen("text/plain")};
 }

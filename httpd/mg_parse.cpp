@@ -345,6 +345,12 @@ static bool same_letter(char a, char b)
   return tolower(static_cast<unsigned char>(a)) == tolower(static_cast<unsigned char>(b));
 }
 
+// Whether what a pattern goes on with cannot begin at this letter.
+static bool starts_otherwise(const char* pattern, const char* end, char letter)
+{
+  return pattern < end && !strchr("*?$", *pattern) && !same_letter(*pattern, letter);
+}
+
 // Matches one alternative; wildcards take as much as they can.
 static int match_alternative(const char* pattern, const char* end, const char* str)
 {
@@ -354,6 +360,8 @@ static int match_alternative(const char* pattern, const char* end, const char* s
       const bool across_folders = pattern + 1 < end && pattern[1] == '*';
       const char* rest = pattern + (across_folders ? 2 : 1);
       for (size_t taken = (across_folders ? strlen(s) : strcspn(s, "/")) + 1; taken-- > 0;) {
+        if (starts_otherwise(rest, end, s[taken]))
+          continue;
         int len = match_alternative(rest, end, s + taken);
         if (len >= 0)
           return static_cast<int>(s - str) + static_cast<int>(taken) + len;
