@@ -13,6 +13,7 @@
 #include "modules/rest_startupcfg.h"
 #include "platform/l7proc.h"
 #include "platform/openapi_client.h"
+#include "session/rest_engine_session_hdr.h"
 
 static constexpr int EXIT_WRONG_ARGUMENT = 1;
 static constexpr int EXIT_NOT_REGISTERED = 2;
@@ -126,6 +127,8 @@ int main(int argc, char** argv)
   start_listening(server);
   mg_set_option(server, "document_root", REST_DOCUMENT_ROOT);
   service_begin(server, REST_VERSION);
-  for (;;)
+  for (;;) {
+    session_begin_pass();
     service_poll(server);
+  }
 }

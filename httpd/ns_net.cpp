@@ -29,7 +29,7 @@ static constexpr int MAX_ACCEPTS = 32;             // in one pass
 static constexpr int64_t SWEEP_TIME_MS = 500;      // between looks at those that stand aside
 // Descriptors that accepted connections leave to whatever else the process opens.
 static constexpr rlim_t KEPT_DESCRIPTORS = 16;
-// So many at least are busy, and of so many open ones at most one, when only the busy are looked at.
+// Only the busy sockets are looked at when they are so many at least, and of so many at most one.
 static constexpr int BUSY_AT_LEAST = 4;
 static constexpr int BUSY_SHARE = 4;
 static constexpr size_t DATAGRAM_SIZE = 2000;

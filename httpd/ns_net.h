@@ -98,8 +98,8 @@ struct ns_mgr {
   fd_set writable;
   fd_set busy;  // what was ready since the last look at all of them
   fd_set busy_before;
-  bool few_were_busy;  // in the last pass
-  int64_t looked_ms;   // when select was last asked about all
+  bool few_were_busy;          // in the last pass
+  int64_t looked_ms;           // when select was last asked about all
   bool sweeps;                 // those that stand aside are visited in this pass
   int64_t swept_ms;            // when they were last
   ns_expendable_t expendable;  // asked when the descriptors are full; null: nothing makes room

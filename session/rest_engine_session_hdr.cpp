@@ -362,7 +362,21 @@ static RC_t session_write_file(void)
   return RC_TRUE;
 }
 
+enum look_t { LOOK_ALWAYS, LOOK_ONCE, LOOK_NO_MORE };
+static look_t status_look = LOOK_ALWAYS;
+
+void session_begin_pass(void)
+{
+  status_look = LOOK_ONCE;
+}
+
 RC_t output_session_file(void)
 {
-  return session_text_is_written() && session_file_is_unchanged() ? RC_TRUE : session_write_file();
+  if (!session_text_is_written())
+    return session_write_file();
+  if (status_look == LOOK_NO_MORE)
+    return RC_TRUE;
+  if (status_look == LOOK_ONCE)
+    status_look = LOOK_NO_MORE;
+  return session_file_is_unchanged() ? RC_TRUE : session_write_file();
 }

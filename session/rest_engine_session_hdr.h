@@ -66,3 +66,8 @@ RC_t get_session_timeout(uint32_t* value);
 // Makes the status file hold one line for each session, whoever has touched it. What is no file of
 // this user's own in its place is replaced, not followed. RC_FALSE if it cannot be opened.
 RC_t output_session_file(void);
+
+// Before requests are waited for, which are then served one after the other: the status file is
+// looked at with the first of them only, since all were sent before. Where this is never called, it
+// is looked at each time.
+void session_begin_pass(void);

@@ -403,3 +403,34 @@ TEST(httpd_server, idle_connections_stand_aside_until_there_is_something_for_the
   busy.send("GET /?push HTTP/1.1\r\n\r\n");
   EXPECT_EQ(idle.receive(s, answer.size() + 6), answer + "pushed");
 }
+
+TEST(httpd_server, few_busy_clients_do_not_keep_idle_and_new_ones_waiting)
+{
+  test_server s(on_request([](mg_connection* c) { return mg_printf_data(c, "%s", "yes") > 0; }));
+  const string answer = chunked("yes");
+  std::vector<std::unique_ptr<client>> clients;
+  for (int i = 0; i < 60; i++) {
+    clients.push_back(std::make_unique<client>(s.port));
+    clients.back()->send(GET);
+    clients.back()->receive(s, answer.size());
+  }
+  size_t rounds = 0;
+  auto keep_six_busy = [&] {
+    rounds++;
+    for (int i = 0; i < 6; i++)
+      clients[i]->send(GET);
+    for (int i = 0; i < 6; i++)
+      clients[i]->receive(s, (rounds + 1) * answer.size());
+  };
+  keep_six_busy();
+  client& idle = *clients.back();
+  client late(s.port);
+  idle.send(GET);
+  late.send(GET);
+  while (idle.received != answer + answer || late.received != answer) {
+    ASSERT_LT(rounds, 20000u) << "every pass has something for the busy ones";
+    keep_six_busy();
+    idle.read();
+    late.read();
+  }
+}
