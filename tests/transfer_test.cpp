@@ -125,7 +125,7 @@ TEST(InformationFile, IsReadLineByLineAndRewrittenWithTheTwoTimesOnly)
       {__LINE__, "cfg_time\ncfg_time:\n:5\n cfg_time:6\ncfg_timed:7\n", "T U", plain},
       {__LINE__, "cfg_update:" + cut + "8\ncfg_time:" + std::string(999, '7'), cut + " " + cut, turned},
       {__LINE__, std::string(999, 'x') + "\ncfg_time:9\n", "9 U", plain},
-      {__LINE__, std::string("\0cfg_time:1\n\xff\xfe:\x01\ncfg_update:\t2\0 3\n", 34), "T 2", ""},
+      {__LINE__, std::string("\0cfg_time:1\n\xff\xfe:\x01\ncfg_update:\t2\0 3\n", 34), "T 2", turned},
       {__LINE__, "cfg_update:old\n", "T old", turned},
       {__LINE__, "cfg_time:old\ncfg_update:T\n", "old T", "cfg_time:T\ncfg_update:T\n"},
       {__LINE__, "cfg_time:T\ncfg_update:U more\nx\xff:\n", "T U", plain}};
