@@ -27,10 +27,7 @@ static string behind_upgrade(const string& received)
 TEST(httpd_limits, a_body_or_frame_that_is_too_long_is_refused_and_the_connection_closed)
 {
   // clang-format off
-  const struct {
-    string request, answer;
-    bool closed;
-  } rows[] = {
+  const std::tuple<string, string, bool> rows[] = {
       {post(1000, 1000), chunked("1000"), false}, {post(1001, 0), TOO_LARGE, true},
       {"PUT / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 9999999999999999999999\r\n\r\n",
        TOO_LARGE, true},
@@ -42,14 +39,14 @@ TEST(httpd_limits, a_body_or_frame_that_is_too_long_is_refused_and_the_connectio
   });
   const mg_limits limits = {1000, 0, 0, 0, 0};
   mg_set_limits(s.server, &limits);
-  for (const auto& row : rows) {
+  for (const auto& [request, answer, closed] : rows) {
     client c(s.port);
-    c.send(row.request);
+    c.send(request);
     s.until([&] { return c.read() || behind_upgrade(c.received) != ""; });
-    bool is_websocket = row.request.find("WebSocket") != string::npos;
-    c.receive(s, row.closed ? SIZE_MAX : row.answer.size());
-    EXPECT_EQ(is_websocket ? behind_upgrade(c.received) : c.received, row.answer) << row.request;
-    EXPECT_EQ(c.closed, row.closed) << row.request;
+    bool is_websocket = request.find("WebSocket") != string::npos;
+    c.receive(s, closed ? SIZE_MAX : answer.size());
+    EXPECT_EQ(is_websocket ? behind_upgrade(c.received) : c.received, answer) << request;
+    EXPECT_EQ(c.closed, closed) << request;
   }
 }
 

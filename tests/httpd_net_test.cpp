@@ -298,20 +298,15 @@ TEST(httpd_net, beyond_the_descriptors_a_newcomer_is_served_instead_of_the_longe
   const auto answer = [](mg_connection* c) {
     return strcmp(c->uri, "/more") == 0 ? MG_MORE : say_hello(c) ? MG_TRUE : MG_FALSE;
   };
-  const struct {
-    int limit, bound;  // of the process when the server starts, of its connections
-    size_t clients;
-  } rows[] = {
-      {64,              48,         80  },
-      {FD_SETSIZE + 64, FD_SETSIZE, 1050}
-  };
-  for (const auto& row : rows) {
-    auto small = std::make_unique<descriptor_limit>(row.limit);
+  // Limits of the process when the server starts, and the bounds of its connections.
+  for (const auto& [few, bound, count] :
+       {std::tuple(64, 48, 80u), std::tuple(FD_SETSIZE + 64, FD_SETSIZE, 1050u)}) {
+    auto small = std::make_unique<descriptor_limit>(few);
     test_server s(on_request(answer));
     small.reset();
     descriptor_limit limit(FD_SETSIZE + 1200);
     std::vector<std::unique_ptr<client>> clients;
-    while (clients.size() < row.clients) {
+    while (clients.size() < count) {
       auto c = std::make_unique<client>(s.port);
       int high = fcntl(c->fd, F_DUPFD_CLOEXEC, FD_SETSIZE + 64);  // the low ones are the server's
       close(c->fd);
@@ -328,15 +323,15 @@ TEST(httpd_net, beyond_the_descriptors_a_newcomer_is_served_instead_of_the_longe
       } else {
         c->send(GET);
         EXPECT_EQ(c->receive(s, chunked("hello").size()), chunked("hello"));
-        EXPECT_LT(s.newest()->ns_conn->sock, row.bound);
+        EXPECT_LT(s.newest()->ns_conn->sock, bound);
       }
       clients.push_back(std::move(c));
     }
     size_t closed = 0;
     while (closed + 1 < clients.size() && clients[closed + 1]->read())
       closed++;
-    EXPECT_GT(closed, row.clients - static_cast<size_t>(row.bound));
-    EXPECT_LT(closed, row.clients - static_cast<size_t>(row.bound) + 30) << "not more than needed";
+    EXPECT_GT(closed, count - static_cast<size_t>(bound));
+    EXPECT_LT(closed, count - static_cast<size_t>(bound) + 30) << "not more than needed";
     EXPECT_FALSE(clients[0]->read()) << "a request in progress";
     for (size_t i = closed + 1; i < clients.size(); i++)
       EXPECT_FALSE(clients[i]->read()) << i;

@@ -9,11 +9,7 @@ TEST(Process, SplitsTheUseOfAllAndOfEachTask)
 {
   static const uint32_t ALL = 99, MOST = UINT32_MAX;  // the use of all, in place of periods
   // clang-format off
-  const struct {
-    uint32_t periods;
-    std::string_view text;
-    const char* json;
-  } rows[] = {
+  const std::tuple<uint32_t, std::string_view, const char*> rows[] = {
       {ALL, "", "{ }"},
       {ALL, "5 Secs:12.3456%;60 Secs:9%;", R"({ "5 Secs": ":12.3456%", "60 Secs": ":9%" })"},
       {ALL, "a:1:2;b:", R"({ "a": ":1:2", "b": ":" })"},
@@ -38,13 +34,13 @@ TEST(Process, SplitsTheUseOfAllAndOfEachTask)
       {1, std::string_view("1,init,a:1;\n2,cut", 8), R"({ "1": { "PID": 1, "name": "init" } })"},
   };
   // clang-format on
-  for (const auto& row : rows) {
+  for (const auto& [periods, text, json] : rows) {
     tree_ptr tree(new_tree());
-    if (row.periods == ALL)
-      process_append_total(tree.get(), row.text);
+    if (periods == ALL)
+      process_append_total(tree.get(), text);
     else
-      process_append_tasks(tree.get(), row.text, row.periods);
-    EXPECT_EQ(tree_text(print_tree_by_json, tree.get()), row.json) << row.text;
+      process_append_tasks(tree.get(), text, periods);
+    EXPECT_EQ(tree_text(print_tree_by_json, tree.get()), json) << text;
   }
 }
 

@@ -115,30 +115,26 @@ TEST(InformationFile, IsReadLineByLineAndRewrittenWithTheTwoTimesOnly)
   const std::string cut(23, '7'), plain = "cfg_time:T\ncfg_update:U\n",
                                   turned = "cfg_update:U\ncfg_time:T\n";
   // clang-format off
-  const struct {
-    int line;
-    std::string text, times, rewritten;
-  } rows[] = {
-      {__LINE__, "", "T U", plain},
-      {__LINE__, "cfg_time:1\ncfg_update:2\n", "1 2", plain},
-      {__LINE__, "cfg_update:2\n\nother:3\ncfg_time:10:20:30 x", "10:20:30 2", turned},
-      {__LINE__, "cfg_time\ncfg_time:\n:5\n cfg_time:6\ncfg_timed:7\n", "T U", plain},
-      {__LINE__, "cfg_update:" + cut + "8\ncfg_time:" + std::string(999, '7'), cut + " " + cut, turned},
-      {__LINE__, std::string(999, 'x') + "\ncfg_time:9\n", "9 U", plain},
-      {__LINE__, std::string("\0cfg_time:1\n\xff\xfe:\x01\ncfg_update:\t2\0 3\n", 34), "T 2", turned},
-      {__LINE__, "cfg_update:old\n", "T old", turned},
-      {__LINE__, "cfg_time:old\ncfg_update:T\n", "old T", "cfg_time:T\ncfg_update:T\n"},
-      {__LINE__, "cfg_time:T\ncfg_update:U more\nx\xff:\n", "T U", plain}};
+  const std::string rows[][3] = {
+      {"", "T U", plain}, {"cfg_time:1\ncfg_update:2\n", "1 2", plain},
+      {"cfg_update:2\n\nother:3\ncfg_time:10:20:30 x", "10:20:30 2", turned},
+      {"cfg_time\ncfg_time:\n:5\n cfg_time:6\ncfg_timed:7\n", "T U", plain},
+      {"cfg_update:" + cut + "8\ncfg_time:" + std::string(999, '7'), cut + " " + cut, turned},
+      {std::string(999, 'x') + "\ncfg_time:9\n", "9 U", plain},
+      {std::string("\0cfg_time:1\n\xff\xfe:\x01\ncfg_update:\t2\0 3\n", 34), "T 2", turned},
+      {"cfg_update:old\n", "T old", turned},
+      {"cfg_time:old\ncfg_update:T\n", "old T", "cfg_time:T\ncfg_update:T\n"},
+      {"cfg_time:T\ncfg_update:U more\nx\xff:\n", "T U", plain}};
   // clang-format on
-  for (const auto& row : rows) {
-    info_start(row.text, "T", "U");
-    EXPECT_EQ(read_startupcfg_info_file(), RC_TRUE) << row.line;
-    EXPECT_EQ(std::string(startupcfgInfo.cfgTime) + " " + startupcfgInfo.cfgUpdateTime, row.times)
-        << row.line;
-    info_start(row.text, "T", "U");
-    EXPECT_EQ(write_startupcfg_info_file(), RC_TRUE) << row.line;
-    EXPECT_EQ(file_text(INFO), row.rewritten) << row.line;
-    EXPECT_FALSE(fs::exists(INFO_TEMP)) << row.line;
+  for (const auto& [text, times, rewritten] : rows) {
+    info_start(text, "T", "U");
+    EXPECT_EQ(read_startupcfg_info_file(), RC_TRUE) << text;
+    EXPECT_EQ(std::string(startupcfgInfo.cfgTime) + " " + startupcfgInfo.cfgUpdateTime, times)
+        << text;
+    info_start(text, "T", "U");
+    EXPECT_EQ(write_startupcfg_info_file(), RC_TRUE) << text;
+    EXPECT_EQ(file_text(INFO), rewritten) << text;
+    EXPECT_FALSE(fs::exists(INFO_TEMP)) << text;
   }
 }
 
@@ -520,13 +516,7 @@ TEST(Download, NeedsNoMoreMemoryForALargeFile)
   engine_process engine(R"({"flash": ")" + flash.path + "\"}");
   ASSERT_TRUE(engine_process_wait_listening(engine));
   EXPECT_EQ(file_text(engine.folder.path + "/" + INFO), "cfg_time:\ncfg_update:\n");
-#ifdef __SANITIZE_ADDRESS__  // whose own memory leaves no room for a limit
   const long resident_max = engine_process_resident_kib(engine) + (32L << 10);
-#else
-  const rlimit limit = {64u << 20, 64u << 20};
-  ASSERT_EQ(prlimit(engine.pid, RLIMIT_DATA, &limit, nullptr), 0);
-  const long resident_max = 64L << 10;
-#endif
   http_client client;
   auto post = [&](const std::string& path) {
     return http_request(client, "POST", engine.url + path).body;
