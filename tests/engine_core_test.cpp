@@ -85,18 +85,24 @@ TEST(ResultTree, IsFreedWithItsLastSubtree)
 
 // Other numbers and addresses are those of requests (tests/api) and of
 // tests/fuzz/fuzz_conversions.cpp.
-TEST(Conversions, NumbersOutOfRangeBecomeTheNearestOne)
+TEST(Conversions, NumbersOutOfRangeAreTheNearestOneOrNone)
 {
   int32_t number = 0;
   EXPECT_EQ(check_string_is_number("5000000000", &number), RC_TRUE);
   EXPECT_EQ(number, INT32_MAX);
   EXPECT_EQ(check_string_is_number("-5000000000", &number), RC_TRUE);
   EXPECT_EQ(number, INT32_MIN);
+  uint32_t wide = 0;
+  for (const char* refused : {"-1", "12a", "4294967296", "5000000000", "00000000001"})
+    EXPECT_EQ(convert_to_32bit_uint(refused, &wide), RC_FALSE) << refused;
 }
 
-TEST(Conversions, MacAddressesAreWhole)
+TEST(Conversions, MacAddresses)
 {
-  unsigned char mac[6];
+  unsigned char mac[6] = {0, 10, 17, 1, 2, 3};
+  char text[18];
+  EXPECT_EQ(convert_uchar_ary_to_mac_string(mac, text, 0, 0), RC_TRUE);
+  EXPECT_STREQ(text, "0a11123");
   for (const char* refused : {"", "00:11:22:33:44:", "001122aabbccd"})
     EXPECT_EQ(convert_mac_string_to_uchar_ary(refused, mac, sizeof mac), RC_FALSE) << refused;
 }
@@ -142,4 +148,11 @@ TEST(Routes, FieldsAndLooseMatches)
     EXPECT_EQ(rest_route_matches("/if/{n}/ip", path.c_str(), REST_MATCH_LOOSE), fields == 1)
         << path;
   }
+}
+
+TEST(Routes, SegmentsAreCutAndMayBeMissing)
+{
+  char segment[256];
+  EXPECT_EQ(rest_path_segment("/if/5", 2, segment), 0u);
+  EXPECT_EQ(rest_path_segment(("/" + std::string(300, 'a')).c_str(), 0, segment), 255u);
 }

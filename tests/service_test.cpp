@@ -19,6 +19,7 @@
 #include "tests/support/engine_process.h"
 #include "tests/support/eventually.h"
 #include "tests/support/http_client.h"
+#include "tests/support/local_engine.h"
 
 using std::string;
 using namespace std::string_literals;
@@ -118,12 +119,10 @@ TEST(Service, TellsThatItIsReadyAndAliveUnlessACallHangs)
   }
   auto hanging = std::async(std::launch::async, [&] { return engine.ask("GET", "/base?"); });
   steady::duration silence = {};
-  auto last = steady::now();
-  for (bool over = false; !over;) {
-    over = hanging.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  while (hanging.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+    const auto last = steady::now();
     EXPECT_EQ(notify.next(), "WATCHDOG=1");
     silence = std::max(silence, steady::now() - last);
-    last = steady::now();
   }
   EXPECT_GT(silence, std::chrono::seconds(2)) << "longer than the service manager waits";
 }
@@ -249,18 +248,17 @@ TEST(Hardened, ReadOnlyAccountsOnlyRead)
             string::npos);
   for (const bool is_guest : {false, true}) {
     engine.log_in(is_guest ? "guest" : "admin");
-    const string refused = is_guest ? "906</rlt_code><rlt_mesg>The account is read-only." : "0<";
+    const string refused =
+        is_guest ? xml_envelope(906, "The account is read-only.") : "<result><rlt_code>0<";
     for (const auto& [method, path] :
          {std::pair("POST", "/vlans/10?"), std::pair("PUT", "/login/RESTTimeout?value=5&"),
           std::pair("GET", "/vlans/10?method=DELETE&")})
-      EXPECT_EQ(engine.ask(method, path).find("<result><rlt_code>" + refused), 0u) << path;
+      EXPECT_EQ(engine.ask(method, path).find(refused), 0u) << path;
     EXPECT_EQ(engine.ask("POST", "/vlans?method=GET&").find("<result><rlt_code>0<"), 0u);
     EXPECT_EQ(engine.ask("POST", "/help/login?").find("<result><rlt_code>902<"), 0u);
     EXPECT_EQ(engine.ask("DELETE", "/login/?format=json&"),
-              is_guest ? "{ \"result\": { \"rlt_code\": 906, \"rlt_mesg\": \"The account is "
-                         "read-only.\" } }\n"
-                       : "{ \"result\": { \"rlt_code\": 902, \"rlt_mesg\": \"Bad Request. Please "
-                         "check your method and URI.\" } }\n");
+              is_guest ? json_envelope(906, "The account is read-only.")
+                       : json_envelope(902, "Bad Request. Please check your method and URI."));
     EXPECT_NE(engine.ask("DELETE", "/login?").find("Log out successfully."), string::npos);
   }
 }
@@ -268,8 +266,7 @@ TEST(Hardened, ReadOnlyAccountsOnlyRead)
 TEST(Hardened, AnAddressWhoseLogInsFailHasToWait)
 {
   service engine;
-  const string failed =
-      "<result><rlt_code>1</rlt_code><rlt_mesg>Authentication failed.</rlt_mesg></result>\n";
+  const string failed = xml_envelope(1, "Authentication failed.");
   const auto audited = [&] { return engine.logged("POST /login?]: Authentication failed. (1)"); };
   const auto fail = [&](int times) {
     for (int i = 0; i < times; i++)
@@ -280,7 +277,7 @@ TEST(Hardened, AnAddressWhoseLogInsFailHasToWait)
     EXPECT_NE(engine.log_in("admin"), failed) << "which makes good for what failed";
   }
   fail(1);
-  for (const char* pause : {"2", "3", "3"}) {
+  for (const int pause : {2, 3, 3}) {
     fail(3);
     const auto begin = steady::now();
     fail(1);
@@ -295,7 +292,7 @@ TEST(Hardened, AnAddressWhoseLogInsFailHasToWait)
       fail(1);
       return audited() > lines;
     }));
-    EXPECT_GE(steady::now() - begin, std::chrono::seconds(atoi(pause)));
+    EXPECT_GE(steady::now() - begin, std::chrono::seconds(pause));
   }
   EXPECT_EQ(engine.logged("Log-ins from [127.0.0.1] are refused for 2 seconds: 5 have failed"), 1);
   EXPECT_EQ(engine.logged("Log-ins from [127.0.0.1] are refused for 3 seconds: 5 have failed"), 2);

@@ -134,20 +134,13 @@ TEST(StatusFile, HoldsOneLineForEachSessionWhoeverChangedItInBetween)
   ASSERT_EQ(status_file(), expected());
   ASSERT_EQ(status_file().substr(0, 2), "1;");
   setenv("F", "restsessionstatus", 1);
-  const std::string changes[] = {": >$F",
-                                 "rm $F",
-                                 "echo more >>$F",
-                                 "printf '1;#' | dd of=$F conv=notrunc status=none",
-                                 "mv $F $F.old",
-                                 "truncate -s 5 $F",
-                                 "rm $F; mkfifo -m 666 $F",
-                                 "rm $F; ln -s victim $F",
-                                 "rm $F; ln -s nowhere $F",
-                                 "rm $F; mkdir $F",
-                                 "rm $F; ln victim $F",
-                                 "ln $F $F.second",
-                                 "chmod 666 $F",
-                                 "a write through a mapping"};
+  // clang-format off
+  const std::string changes[] = {
+      ": >$F", "rm $F", "echo more >>$F", "printf '1;#' | dd of=$F conv=notrunc status=none",
+      "mv $F $F.old", "truncate -s 5 $F", "rm $F; mkfifo -m 666 $F", "rm $F; ln -s victim $F",
+      "rm $F; ln -s nowhere $F", "rm $F; mkdir $F", "rm $F; ln victim $F", "ln $F $F.second",
+      "chmod 666 $F", "a write through a mapping"};
+  // clang-format on
   for (size_t round = 0; round < 3 * std::size(changes); round++) {
     const auto change = [&, command = changes[round / 3]] {
       if (command[0] == 'a')
@@ -263,20 +256,17 @@ TEST(FormBody, WorksHoweverTheBytesAreSplit)
 TEST(FormBody, ThatArrivesLateDoesNotSlipPastTheSessionCheck)
 {
   engine_reset();
-  const std::string refusal = xml_envelope(905, NULL_KEY);
+  const std::string refusal = xml_envelope(905, NULL_KEY), request = "PUT /login/RESTTimeout";
   EXPECT_EQ(split_request("POST /login", "user=admin&", "method=GET"), refusal);
   // nor is it let in by another client's check
-  EXPECT_EQ(split_request("PUT /login/RESTTimeout", "value", "=9",
-                          [] { run_script(__LINE__, "GET /login"); }),
-            refusal);
+  const auto get = [] { run_script(__LINE__, "GET /login"); };
+  EXPECT_EQ(split_request(request, "value", "=9", get), refusal);
   // nor by a session that is gone, or by the beginning of a longer key
   const std::string gone = xml_envelope(1, "Authentication failed.");
   const std::string key = "sessionkey=" + engine_session_key();
-  EXPECT_EQ(split_request("PUT /login/RESTTimeout", "value=9&" + key, "x"), gone);
-  EXPECT_EQ(split_request(
-                "PUT /login/RESTTimeout?" + key, "value", "=9",
-                [] { run_script(__LINE__, "DELETE /login"); }),
-            gone);
+  const auto log_out = [] { run_script(__LINE__, "DELETE /login"); };
+  EXPECT_EQ(split_request(request, "value=9&" + key, "x"), gone);
+  EXPECT_EQ(split_request(request + "?" + key, "value", "=9", log_out), gone);
   engine_do([] { EXPECT_EQ(session_timeout_seconds, 300u); });
 }
 
