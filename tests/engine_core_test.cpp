@@ -20,18 +20,13 @@ TEST(ResultTree, RendersEveryKindOfNode)
   append_tree_string(tree.get(), "s", "text", "a<b&\"c\"");
   append_tree_object(tree.get(), "o", "object");
   append_tree_object(tree.get(), "n", "null")->val_type = VAL_TYPE_NULL;
-  node_t* list = append_tree_group(tree.get(), "sessions");
-  append_tree_string(list, "1", "rest_session", "x");
-  append_tree_string(list, "2", "rest_session", "y");
+  append_tree_string(append_tree_group(tree.get(), "group"), "1", "entry", "x");
   EXPECT_EQ(tree_text(print_tree_by_xml, tree.get()),
             "<int>-7</int><float>1.500000</float><text>a<b&\"c\"</text><object>0</object>"
-            "<null></null><sessions><rest_session>x</rest_session><rest_session>y</rest_session>"
-            "</sessions>");
+            "<null></null><group><entry>x</entry></group>");
+  append_tree_int(tree.get(), "i", "int", 8);  // takes the place of the first
   EXPECT_EQ(tree_text(print_tree_by_json, tree.get()),
-            "{ \"i\": -7, \"f\": 1.5, \"s\": \"a<b&\\\"c\\\"\", \"o\": 0, \"sessions\": "
-            "{ \"1\": \"x\", \"2\": \"y\" } }");
-  append_tree_int(tree.get(), "i", "int", 8);
-  EXPECT_EQ(tree_text(print_tree_by_json, tree.get()).substr(0, 9), "{ \"i\": 8,");
+            R"({ "i": 8, "f": 1.5, "s": "a<b&\"c\"", "o": 0, "group": { "1": "x" } })");
 }
 
 TEST(ResultTree, IsUtf8InJsonWhateverTheSwitchHolds)

@@ -127,32 +127,6 @@ static bool is_served(const api_t& api)
   return api.uri.rfind("/vxlan/", 0) != 0 && !NOT_SERVED.count(shape(api.method, api.uri));
 }
 
-// Each route that makes calls of the switch stands in the script that lets them all go wrong.
-TEST(Routes, AreAllSwept)
-{
-  const std::string script =
-      std::regex_replace(file_text(getenv("SOURCE_DIR") + std::string("/tests/api/sweep.script")),
-                         std::regex("\n {3,}"), " ");
-  std::map<std::string, std::regex> left;
-  for (const std::string& route : served())
-    left[route] = std::regex_replace(route, std::regex(R"(\{\})"), std::string("[^/]+"));
-  static const std::regex sweep("\nsweep ([^\n]*)");
-  for (std::sregex_iterator at(script.begin(), script.end(), sweep), end; at != end; ++at) {
-    const std::string requests =
-        std::regex_replace((*at)[1].str(), std::regex(" (but|after) .*"), "");
-    script_each(0, script_split(requests, " "), [&](const char* method, const std::string& path) {
-      const std::string request = method + (" " + path.substr(0, path.find('?')));
-      for (auto route = left.begin(); route != left.end();)
-        route = std::regex_match(request, route->second) ? left.erase(route) : std::next(route);
-    });
-  }
-  names_t without_calls;
-  for (const auto& [route, shape] : left)
-    if (!std::regex_search(route, std::regex(" /(help|login)")))
-      without_calls.insert(route);
-  EXPECT_EQ(without_calls, names_t{"GET /download/startupCfgInfo"});  // where its file is made
-}
-
 TEST(Routes, DocumentedOnesAreServedAndTheOtherWayRoundAndNothingElse)
 {
   names_t expected = NOT_DOCUMENTED;

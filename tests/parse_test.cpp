@@ -1,19 +1,9 @@
 // Parameters of headers, parts of a body, patterns and digests, byte by byte.
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
-#include <string.h>
 
-#include <algorithm>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "httpd/httpd.h"
 #include "httpd/mg_digest.h"
 #include "httpd/mg_parse.h"
-
-using std::string;
-using namespace std::string_literals;
+#include "tests/httpd_support.h"
 
 // A heap block of exactly the text's size without a terminator: one byte too far is a finding.
 static std::vector<char> exact(const string& text)

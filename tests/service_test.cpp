@@ -1,25 +1,11 @@
 // The engine as a service, in the hardened build: readiness, watchdog, SIGHUP, --check, and what it
 // is stricter in.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <stdlib.h>
-#include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <regex>
-#include <set>
-#include <string>
 
-#include "tests/support/engine_process.h"
+#include "tests/support/engine_test.h"
 #include "tests/support/eventually.h"
-#include "tests/support/http_client.h"
-#include "tests/support/local_engine.h"
 
 using std::string;
 using namespace std::string_literals;
