@@ -4,8 +4,6 @@
 #include "help/rest_module_help.h"
 #include "tests/support/engine_test.h"
 
-using namespace std::string_literals;
-
 // --- The parser ---
 
 // Parses a document from the file that the parser's file variant reads.
@@ -23,22 +21,17 @@ TEST(Parser, ReadsWhatIsThereAndSkipsTheRest)
   const std::string M = "===MODULE-START\n", A = "==API-START\n", P = "=API-PARAM-START\n";
   const std::string toy = M + " module_name=toy\n module_desc=Toys\n";
   const std::string get = toy + A + " api_name=n\n api_desc=d\n  api_uri=u\n    api_method=m\n";
-  const std::string v230(230, 'v');
   // What is read: each element as its name, without what is in front of "_", and its content in
   // brackets.
   const std::string got = "name(toy)desc(Toys)apis(api(name(n)desc(d)uri(u)method(m)parameters(";
   // clang-format off
   const std::pair<std::string, std::string> cases[] = {
       {"########\n module_name=toy\n\n===MODULE-END\n", ""}, {" " + M + "===MODULE-START \n", ""},
-      {M + "module_name=toy\n module_desc=T\n", "module(desc(T)apis())"},
       {M + " module_desc=Toys\n module_name=toy\n", "module(apis())"},
       {M + "\tmodule_name=toy\n module_desc=\n", "module(apis())"},
-      {M + " module_name= a=b@c \n module_desc=" + v230 + "\n",
-       "module(name( a=b@c )desc(" + v230 + ")apis())"},
+      {M + " module_name= a=b@c \n module_desc=T\n", "module(name( a=b@c )desc(T)apis())"},
       // A start mark where a key is due is used up like any other line.
       {M + M + " module_name=toy\n", "module(apis())"}, {get, "module(" + got + "))))"},
-      {toy + A + " api_desc=d\n api_name=n\n api_uri=u\n api_method=m\n",
-       "module(name(toy)desc(Toys)apis(api(uri(u)method(m)parameters())))"},
       {A + " api_name=n\n" + P + " param=a@b\n=API-PARAM-END\n" + toy,
        "module(name(toy)desc(Toys)apis())"},
       {get + P + "   param=a@b@c\nother\nparam=x@y\n param=@z\n param=q@\n param=q\n" +
@@ -128,25 +121,21 @@ TEST(Html, PagesByteForByte)
   EXPECT_EQ(tree_text(print_help_doc_html_for_specified_module_name, nullptr), "");
 }
 
-TEST(Html, CutsAParameterCellAt16383CharactersAndSurvivesAMissingLine)
+TEST(Html, CutsAParameterCellAt16383Characters)
 {
   std::string params, cell = "<ul>";
   for (int i = 0; i < 200; i++) {
     params += " param=name@" + std::string(200, 'x') + "\n";
     cell += "<li>name: " + std::string(200, 'x') + "</li>";
   }
-  // Where the line with the method is lost, the parameters stand in its place.
-  for (const auto& [method_line, expected] :
-       {std::pair(" api_method=m\n", cell.substr(0, 16383)), std::pair(" lost\n", "<ul></ul>"s)}) {
-    tree_ptr tree = parse_file(
-        "===MODULE-START\n module_name=toy\n module_desc=Toys\n==API-START\n api_name=n\n"
-        " api_desc=d\n api_uri=u\n" +
-        std::string(method_line) + "=API-PARAM-START\n" + params);
-    std::string page = tree_text(print_help_doc_html_for_specified_module_name,
-                                 get_subtree_node1(get_next_node(tree.get())));
-    EXPECT_EQ(page.substr(page.rfind("<td class='api_param'/>")),
-              "<td class='api_param'/>" + expected + "</table></body></html>");
-  }
+  const tree_ptr tree = parse_file(
+      "===MODULE-START\n module_name=toy\n module_desc=Toys\n==API-START\n api_name=n\n"
+      " api_desc=d\n api_uri=u\n api_method=m\n=API-PARAM-START\n" +
+      params);
+  const std::string page = tree_text(print_help_doc_html_for_specified_module_name,
+                                     get_subtree_node1(get_next_node(tree.get())));
+  EXPECT_EQ(page.substr(page.rfind("<td class='api_param'/>")),
+            "<td class='api_param'/>" + cell.substr(0, 16383) + "</table></body></html>");
 }
 
 // What it says in XML and JSON is recorded (tests/recorded), and its pages are read in a browser

@@ -172,7 +172,8 @@ TEST(httpd_raw, each_request_gets_its_answer_and_the_next_client_too)
   }
 }
 
-// As it stands in the request and as the handler sees it, "" for one that is refused.
+// As it stands in the request and as the handler sees it, "" for one that is refused. More of them
+// lead to files (httpd_files_test.cpp).
 TEST(httpd_raw, targets)
 {
   test_server s(on_request(tell_what_came));
@@ -180,12 +181,11 @@ TEST(httpd_raw, targets)
   // clang-format off
   const std::pair<string, string> targets[] = {
       {"http://h/p", "http://h/p"}, {"HTTPS:", "HTTPS:"}, {"h:1/x", "h:1/x"}, {"%2Fx", "/x"},
-      {"/%41%zz%4", "/A%zz%4"}, {"/a%00b", "/a"}, {"/a+b", "/a+b"}, {"/\xc3\xa4", "/\xc3\xa4"},
-      {"/a//b", "/a/b"}, {"/../etc", "/etc"}, {"/a/%2e%2e/b", "/a/b"}, {"/a/../b", "/a/b"},
-      {"/....//..\\..x", "/x"}, {"/\\a\\..\\b", "/a\\b"}, {"/a../b..", "/a../b.."}, {"/...", "/."},
-      {"/%2e%2E/%2f%5C..%2fetc", "/etc"}, {"/%%41", "/%A"}, {"/%3fa%3Fb?c", "/?a?b?c"},
-      {"/a?b?%41", "/a?b?%41"}, {"**", ""}, {"host:", ""}, {"a%20b:80", ""}, {"x", ""},
-      {"./x", ""}, {"host:x", ""}, {":80", ""}, {"%00/x", ""}, {longest, longest}};
+      {"/%41%zz%4", "/A%zz%4"}, {"/a%00b", "/a"}, {"/a+b", "/a+b"}, {"/....//..\\..x", "/x"},
+      {"/\\a\\..\\b", "/a\\b"}, {"/a../b..", "/a../b.."}, {"/...", "/."}, {"/%%41", "/%A"},
+      {"/%2e%2E/%2f%5C..%2fetc", "/etc"}, {"/%3fa%3Fb?c", "/?a?b?c"}, {"/a?b?%41", "/a?b?%41"},
+      {"**", ""}, {"host:", ""}, {"a%20b:80", ""}, {"x", ""}, {"./x", ""}, {"host:x", ""},
+      {":80", ""}, {"%00/x", ""}, {longest, longest}};
   // clang-format on
   for (const auto& [target, seen] : targets)
     EXPECT_EQ(ask(s, "GET " + target + " HTTP/1.0\r\n\r\n"),
