@@ -149,5 +149,6 @@ TEST(Routes, SegmentsAreCutAndMayBeMissing)
 {
   char segment[256];
   EXPECT_EQ(rest_path_segment("/if/5", 2, segment), 0u);
+  EXPECT_FALSE(rest_path_module_is("*", "login"));
   EXPECT_EQ(rest_path_segment(("/" + std::string(300, 'a')).c_str(), 0, segment), 255u);
 }

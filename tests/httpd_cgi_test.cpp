@@ -52,7 +52,7 @@ TEST(cgi, output_becomes_the_response)
     string script, start, body;
   } rows[] = {
   // clang-format off
-      {PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
+      {PLAIN + "echo hi", "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
       {PLAIN + "{ (yes; echo $? >&3) | :; } 3>&1", "HTTP/1.1 200 OK\r\n", "141\n"},
       {SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
                  "HTTP/1.1 404 Gone Away\r\nX-A: b\r\n", "x"},

@@ -86,18 +86,19 @@ TEST(httpd_server, a_long_running_request_is_ended_by_a_poll)
 TEST(httpd_server, responses_are_written_as_asked)
 {
   const string big(10000, 'b');
+  // clang-format off
   const std::pair<std::function<size_t(mg_connection*)>, string> rows[] = {
       {[](auto c) { return mg_send_status(c, 201), mg_send_header(c, "A", "b"); },
-       "HTTP/1.1 201 Created\r\nA: b\r\n"                                                                         },
+       "HTTP/1.1 201 Created\r\nA: b\r\n"},
       {[](auto c) { return mg_send_header(c, "A", "b"), mg_send_status(c, 404); },
-       "HTTP/1.1 200 OK\r\nA: b\r\n"                                                                              },
-      {[](auto c) { return mg_send_status(c, 299); },                              "HTTP/1.1 299 Server Error\r\n"},
-      {[&](auto c) { return mg_printf_data(c, "%s", big.c_str()); },               chunked(big)                   },
-      {[](auto c) { return mg_send_data(c, "a\0b", 3); },                          chunked("a\0b"s)               },
-      {[](auto c) { return mg_send_line(c, "line"); },                             chunked("line\n")              },
-      {[](auto c) { return mg_send_data(c, "", 0); },                              chunked("")                    },
-      {[](auto c) { return mg_write(c, "raw", 3), mg_printf(c, "%d", 7); },        "raw7"                         }
-  };
+       "HTTP/1.1 200 OK\r\nA: b\r\n"},
+      {[](auto c) { return mg_send_status(c, 299); }, "HTTP/1.1 299 Server Error\r\n"},
+      {[&](auto c) { return mg_printf_data(c, "%s", big.c_str()); }, chunked(big)},
+      {[](auto c) { return mg_send_data(c, "a\0b", 3); }, chunked("a\0b"s)},
+      {[](auto c) { return mg_send_line(c, "line"); }, chunked("line\n")},
+      {[](auto c) { return mg_send_data(c, "", 0); }, chunked("")},
+      {[](auto c) { return mg_write(c, "raw", 3), mg_printf(c, "%d", 7); }, "raw7"}};
+  // clang-format on
   for (const auto& row : rows) {
     size_t queued = 0, at_end = 0;
     test_server s(on_request([&](mg_connection* c) {
@@ -146,16 +147,16 @@ TEST(httpd_server, errors_go_through_the_hook_and_the_redirects)
 {
   const string moved = "HTTP/1.1 302 Moved\r\nLocation: ", gone = error_answer("404 Not Found");
   const string get = "GET /x HTTP/1.1\r\n\r\n";
+  // clang-format off
   const string rows[][3] = {
-      {"",                                   get,                                gone                                                   },
-      {"/x=/dir,@h=d,40=/a,404x=/b,4040=/c", get,                                gone                                                   },
-      {",405=/a,,404=/e=f,404=/g",           "GET /x?q=1 HTTP/1.1\r\n\r\n",
-       moved + "/e=f?code=404&orig_uri=/x&query_string=q=1\r\n\r\n"                                                                     },
-      {"400=/bad",                           "\x01",                             moved + "/bad?code=400&orig_uri=&query_string=\r\n\r\n"},
-      {"404=/e",                             "GET /a%0d%0aB:c HTTP/1.1\r\n\r\n",
-       moved + "/e?code=404&orig_uri=/a%0D%0AB:c&query_string=\r\n\r\n"                                                                 },
-      {"404=/e",                             "GET /hooked HTTP/1.1\r\n\r\n",     "own 404"                                              }
-  };
+      {"", get, gone}, {"/x=/dir,@h=d,40=/a,404x=/b,4040=/c", get, gone},
+      {",405=/a,,404=/e=f,404=/g", "GET /x?q=1 HTTP/1.1\r\n\r\n",
+       moved + "/e=f?code=404&orig_uri=/x&query_string=q=1\r\n\r\n"},
+      {"400=/bad", "\x01", moved + "/bad?code=400&orig_uri=&query_string=\r\n\r\n"},
+      {"404=/e", "GET /a%0d%0aB:c HTTP/1.1\r\n\r\n",
+       moved + "/e?code=404&orig_uri=/a%0D%0AB:c&query_string=\r\n\r\n"},
+      {"404=/e", "GET /hooked HTTP/1.1\r\n\r\n", "own 404"}};
+  // clang-format on
   test_server s([&](mg_connection* c, mg_event ev) -> int {
     if (ev != MG_HTTP_ERROR || !c->uri || strcmp(c->uri, "/hooked") != 0)
       return ev == MG_AUTH;
@@ -186,14 +187,15 @@ TEST(httpd_server, error_bodies_are_cut_or_left_out)
 TEST(httpd_server, the_access_log_has_a_line_for_each_answer)
 {
   const string start = "127.0.0.1 - - [T] \"";
+  // clang-format off
   const std::pair<string, string> rows[] = {
-      {"GET /a?b=%20 HTTP/1.1\r\n\r\n",                              start + "GET /a?b=%20 HTTP/1.1\" 200 0 - -\n"                    },
+      {"GET /a?b=%20 HTTP/1.1\r\n\r\n", start + "GET /a?b=%20 HTTP/1.1\" 200 0 - -\n"},
       {"PUT /%0a HTTP/1.0\r\nUser-Agent: c d\r\nreferer: r\r\n"
-       "Authorization: Digest a=b, username=\"joe\"\r\n\r\n", "127.0.0.1 - joe [T] \"PUT /%0A HTTP/1.0\" 200 0 \"r\" \"c d\"\n"},
-      {"GET / HTTP/1.3\r\n\r\n",                                     start + "GET / HTTP/1.3\" 505 0 - -\n"                           },
-      {string(16500,                                                 'a'),                                                              start + "- - HTTP/\" 413 0 - -\n"},
-      {"GET /\r\n\r\n",                                                            ""                                                                                                              }
-  };
+       "Authorization: Digest a=b, username=\"joe\"\r\n\r\n",
+       "127.0.0.1 - joe [T] \"PUT /%0A HTTP/1.0\" 200 0 \"r\" \"c d\"\n"},
+      {"GET / HTTP/1.3\r\n\r\n", start + "GET / HTTP/1.3\" 505 0 - -\n"},
+      {string(16500, 'a'), start + "- - HTTP/\" 413 0 - -\n"}, {"GET /\r\n\r\n", ""}};
+  // clang-format on
   const std::regex time("\\[\\d\\d/[A-Z][a-z]{2}/\\d{4}:\\d\\d:\\d\\d:\\d\\d [+-]\\d{4}\\]");
   test_server s(on_request([](mg_connection* c) { return mg_send_data(c, "x", 1) != 0; }));
   for (const auto& [request, logged] : rows) {

@@ -86,7 +86,7 @@ TEST(websocket, frames)
       {header(0x82, MAX_FRAME + 1, true) + "mask", CLOSE_1009}};
   const string malformed[] = {
       from_client(0x88, "\x03\xee"), from_client(0x88, "\x03\xf7"),  // 1006 and 1015 are never sent
-      from_client(0x88, "x"), "\x81\x05Hello", from_client(0xc1, "Hello"),  // unmasked; reserved bit
+      from_client(0x88, "x"), "\x81\x05Hello", from_client(0xc1, "Hello"),  // no mask; reserved
       from_client(0x83, "Hello"), from_client(0x8b, ""), from_client(0x09, "p"),  // a PING in parts
       from_client(0x89, string(126, 'p')), from_client(0x80, "b"),  // continues nothing
       from_client(0x01, "a") + text, "\x82\xfe\x00\x7d"s + "mask",  // not the shortest size

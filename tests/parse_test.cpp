@@ -38,6 +38,14 @@ TEST(parse, header_parameters)
   EXPECT_EQ(0, mg_parse_header("a=abc", "a", nullptr, 0));
 }
 
+TEST(parse, without_a_buffer)
+{
+  mg_connection view = {};
+  EXPECT_EQ(-1, parse_http_message(nullptr, 0, &view));
+  EXPECT_EQ(-2, mg_get_var(&view, "a", nullptr, 9));
+  EXPECT_EQ(-1, mg_url_decode("a", 1, nullptr, 0, 0));
+}
+
 TEST(parse, multipart_bodies)
 {
   const string head = "--b\r\ncontent-disposition: form-data; name=\"n\"; filename=\"f.c\"\r\n\r\n";

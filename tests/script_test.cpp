@@ -63,9 +63,9 @@ TEST(Cli, ABadLineIsToldAndChangesNothing)
                     quoted = "a quote is not closed or an escape is wrong";
   // clang-format off
   const std::pair<std::string, std::string> rows[] = {
-      {"vlan", unknown}, {"vlan x", unknown}, {"vlan 4294967296", unknown}, {"vlan \"10\"", unknown},
-      {"\"vlan\" 10", unknown}, {"vlan 10 and more", unknown}, {"vlan 5000", invalid},
-      {"no vlan 11", missing}, {"interface 3 switchport mode", unknown},
+      {"vlan", unknown}, {"vlan x", unknown}, {"vlan 4294967296", unknown},
+      {"vlan \"10\"", unknown}, {"\"vlan\" 10", unknown}, {"vlan 10 and more", unknown},
+      {"vlan 5000", invalid}, {"no vlan 11", missing}, {"interface 3 switchport mode", unknown},
       {"interface 3 switchport mode router", unknown}, {"interface 99 admin disable", missing},
       {"logging syslog port 65536", invalid}, {"network address 10.0.0.1 x 0.0.0.0", invalid},
       {"hostname \"a", quoted}, {"hostname \"a\"b", quoted}, {"hostname \"\\q\"", quoted},

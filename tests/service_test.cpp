@@ -190,9 +190,11 @@ TEST(Service, TakesTwoArgumentsAndTellsThatItIsHardened)
   const string points =
       "hardened: random keys, read-only accounts, log-in limit, safe headers, HTTP ";
   const string version = R"(restful_api_engine \d+\.\d+\.\d+( \([0-9a-f]{7,}\))?\n)";
+  const auto [help, usage] = run_engine("ENGINE", "--help");
+  EXPECT_EQ(help, 0);
+  EXPECT_EQ(usage.rfind("usage: restful_api_engine", 0), 0u) << usage;
   for (const auto& [program, argument, status, text] :
-       {std::tuple("ENGINE", "--help", 0, "usage: restful_api_engine(.|\n)*"s),
-        std::tuple("ENGINE", "--port", 1, ".+\n"s), std::tuple("ENGINE", "help", 1, ".+\n"s),
+       {std::tuple("ENGINE", "--port", 1, ".+\n"s), std::tuple("ENGINE", "help", 1, ".+\n"s),
         std::tuple("ENGINE", "--help --version", 1, ".+\n"s),
         std::tuple("ENGINE", "''", 1, ".+\n"s),
         std::tuple("ENGINE", "--version", 0, version + points + "local\n"),
