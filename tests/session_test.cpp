@@ -1,6 +1,5 @@
 // The session check, the login module and the status file, over sockets.
 #include <sys/mman.h>
-#include <sys/socket.h>
 
 #include "session/rest_engine_session_hdr.h"
 #include "tests/support/engine_test.h"
