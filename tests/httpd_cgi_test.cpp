@@ -3,17 +3,10 @@
 #include <sys/wait.h>
 
 #include "tests/httpd_support.h"
+#include "tests/support/eventually.h"
 
 static const string SHELL = "#!/bin/sh\n";
 static const string PLAIN = SHELL + "printf 'Content-Type: text/x\\n\\n'\n";
-
-template <typename Condition>
-static void wait_for(Condition condition)
-{
-  for (int i = 0; i < 60000 && !condition(); i++)
-    usleep(1000);
-  EXPECT_TRUE(condition()) << "not within a minute";
-}
 
 TEST(cgi, environment)
 {
@@ -25,38 +18,26 @@ TEST(cgi, environment)
                                  "Content-Length: 2\nContent-Type: c/t\nX-Own-1: v=1\n"
                                  "Cookie: a=1\nX-Two: 1\nProxy: evil\ncookie: b=2\nx-two: 2\n"
                                  "\nhi"));
-  EXPECT_EQ(body.find(server.root + "/d\n"), 0u);
-  for (const string& line : {"REQUEST_METHOD=POST"s,
-                             "SCRIPT_NAME=/d/e.cgi"s,
-                             "PATH_INFO=/more/info"s,
-                             "PATH_TRANSLATED=" + server.root + "/more/info",
-                             "DOCUMENT_ROOT=" + server.root,
-                             "SERVER_ROOT=" + server.root,
-                             "SCRIPT_FILENAME=" + server.root + "/d/e.cgi",
-                             "QUERY_STRING=a=%41&b"s,
-                             "REQUEST_URI=/d/e.cgi/more/info?a=%41&b"s,
-                             "CONTENT_LENGTH=2"s,
-                             "CONTENT_TYPE=c/t"s,
-                             "HTTP_X_OWN_1=v=1"s,
-                             "GATEWAY_INTERFACE=CGI/1.1"s,
-                             "SERVER_PROTOCOL=HTTP/1.1"s,
-                             "REDIRECT_STATUS=200"s,
-                             "REMOTE_ADDR=127.0.0.1"s,
-                             "HTTPS=off"s,
-                             "TMPDIR=/copied"s,
-                             "HTTP_COOKIE=a=1; b=2"s,
-                             "HTTP_X_TWO=1, 2"s})
-    EXPECT_NE(body.find("\n" + line + "\n"), string::npos) << line << " in\n" << body;
+  const string root = server.root;
+  // clang-format off
+  const auto expect = [](const string& text, const std::vector<string>& lines) {
+    for (const string& line : lines)
+      EXPECT_NE(("\n" + text).find("\n" + line + "\n"), string::npos) << line << " in\n" << text;
+  };
+  expect(body, {root + "/d", "REQUEST_METHOD=POST", "SCRIPT_NAME=/d/e.cgi", "PATH_INFO=/more/info",
+      "PATH_TRANSLATED=" + root + "/more/info", "DOCUMENT_ROOT=" + root, "SERVER_ROOT=" + root,
+      "SCRIPT_FILENAME=" + root + "/d/e.cgi", "QUERY_STRING=a=%41&b", "HTTP_X_TWO=1, 2",
+      "REQUEST_URI=/d/e.cgi/more/info?a=%41&b", "CONTENT_LENGTH=2", "CONTENT_TYPE=c/t",
+      "HTTP_X_OWN_1=v=1", "GATEWAY_INTERFACE=CGI/1.1", "SERVER_PROTOCOL=HTTP/1.1", "HTTPS=off",
+      "REDIRECT_STATUS=200", "REMOTE_ADDR=127.0.0.1", "TMPDIR=/copied", "HTTP_COOKIE=a=1; b=2"});
   EXPECT_EQ(body.find("HTTP_PROXY"), string::npos);
   EXPECT_EQ(body.rfind("HTTP_COOKIE"), body.find("HTTP_COOKIE"));
   // The index file of another host's root, and a target that is written with escapes.
-  string index = raw_body(raw_get(server, "GET //%64/", "Host: other\n"));
-  for (const string& line : {"SCRIPT_NAME=/d/index.cgi"s, "QUERY_STRING="s, "REQUEST_URI=//%64/"s,
-                             "DOCUMENT_ROOT=" + server.root + "/."})
-    EXPECT_NE(("\n" + index).find("\n" + line + "\n"), string::npos) << line << " in\n" << index;
-  EXPECT_NE(raw_body(raw_get(server, "GET /d/e.cgi/i", "Host: other\n"))
-                .find("\nPATH_TRANSLATED=" + server.root + "/./i\n"),
-            string::npos);
+  expect(raw_body(raw_get(server, "GET //%64/", "Host: other\n")), {"SCRIPT_NAME=/d/index.cgi",
+      "QUERY_STRING=", "REQUEST_URI=//%64/", "DOCUMENT_ROOT=" + root + "/."});
+  // clang-format on
+  expect(raw_body(raw_get(server, "GET /d/e.cgi/i", "Host: other\n")),
+         {"PATH_TRANSLATED=" + root + "/./i"});
   // What does not fit is left out, and nothing behind it is harmed.
   string large = raw_get(server, "GET /d/e.cgi?" + string(8000, 'q'), "X-Last: here\n");
   EXPECT_EQ(large.find("QUERY_STRING="), string::npos);
@@ -71,7 +52,7 @@ TEST(cgi, output_becomes_the_response)
     string script, start, body;
   } rows[] = {
   // clang-format off
-      {PLAIN + "echo hi",                     "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
+      {PLAIN + "echo hi", "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n", "hi\n"},
       {PLAIN + "{ (yes; echo $? >&3) | :; } 3>&1", "HTTP/1.1 200 OK\r\n", "141\n"},
       {SHELL + "printf 'Status: 404 Gone Away\\r\\nX-A: b\\r\\n\\r\\nx'",
                  "HTTP/1.1 404 Gone Away\r\nX-A: b\r\n", "x"},
@@ -146,22 +127,21 @@ TEST(cgi, nothing_is_left_behind)
   {
     file_server server;
     server_file(server, "files.cgi", PLAIN + "ls /proc/self/fd\n");
-    server_file(
-        server, "hang.cgi",
-        SHELL + "trap '' TERM\necho $$ >pid.new\nmv pid.new pid\n" + "while :; do sleep 1; done\n");
+    server_file(server, "hang.cgi",
+                SHELL + "trap '' TERM\necho $$ >new\nmv new pid\nwhile :; do sleep 1; done\n");
     // The program's own folder is the fourth.
     EXPECT_EQ(raw_body(raw_get(server, "GET /files.cgi")), "0\n1\n2\n3\n");
-    {
-      raw_client client(server.url);
+    const auto hang = [&](raw_client& client, int before) {
+      const auto pid = [&] { return atoi(file_text(server.root + "/pid").c_str()); };
       raw_send(client, "GET /hang.cgi HTTP/1.1\r\n\r\n");
-      wait_for([&] { return !file_text(server.root + "/pid").empty(); });
-    }
+      EXPECT_TRUE(eventually([&] { return pid() != before; }));
+      return pid();
+    };
     // Its client is gone: it is asked to end, then made to, and then waited for.
-    int pid = atoi(file_text(server.root + "/pid").c_str());
-    wait_for([&] { return kill(pid, 0) != 0; });
+    const int pid = hang(*std::make_unique<raw_client>(server.url), 0);
+    EXPECT_TRUE(eventually([&] { return kill(pid, 0) != 0; }));
     raw_client client(server.url);
-    raw_send(client, "GET /hang.cgi HTTP/1.1\r\n\r\n");
-    wait_for([&] { return atoi(file_text(server.root + "/pid").c_str()) != pid; });
+    hang(client, pid);
   }
   errno = 0;
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);

@@ -11,20 +11,6 @@ static void set_time(const file_server& server, const string& name, time_t time)
   utime((server.root + "/" + name).c_str(), &times);
 }
 
-TEST(files, headers_of_a_file)
-{
-  file_server server;
-  server_file(server, "a.html", "hello");
-  set_time(server, "a.html", MODIFIED);
-  string answer = raw_get(server, "GET /a.html");
-  string date = header_of(answer, "Date");
-  EXPECT_EQ(answer, "HTTP/1.1 200 OK\r\nDate: " + date +
-                        "\r\nLast-Modified: Sun, 06 Nov 1994 08:49:37 GMT\r\n"
-                        "Etag: \"2ebc98a1.5\"\r\nContent-Type: text/html\r\nContent-Length: 5\r\n"
-                        "Connection: close\r\nAccept-Ranges: bytes\r\n\r\nhello");
-  EXPECT_EQ(date.size(), strlen("Sun, 06 Nov 1994 08:49:37 GMT"));
-}
-
 TEST(files, names_lead_to_files_under_the_root_only)
 {
   file_server server(
@@ -43,23 +29,22 @@ TEST(files, names_lead_to_files_under_the_root_only)
   const struct {
     string target;
     int status;
-    string body;  // of a 200, or the Location of a 301
+    string body = "";  // of a 200, or the Location of a 301
   } rows[] = {
       {"/a.txt", 200, "A"}, {"/%61.t%78t", 200, "A"}, {"/a.txt?q=1", 200, "A"},
-      {"//./a.txt", 200, "A"}, {"/a.txt/", 404, ""}, {"/none", 404, ""},
-      {"/dir", 301, "/dir/"}, {"/dir/", 200, "index"}, {"/empty/", 403, ""},
-      {"/a/../b/c", 404, ""},  // ".." is dropped, not resolved
-      {"/../b/c", 200, "C"}, {"/../outside", 404, ""}, {"/%2e%2e/outside", 404, ""},
-      {"/b/%2e%2e%2f..%2foutside", 404, ""}, {"/b/..\\..\\outside", 404, ""},
-      {"-x:80", 404, ""}, {"*", 404, ""},  // names beside the root
-      {"/in/.htpasswd", 404, ""}, {"/in/.HTPASSWD", 404, ""}, {"/in/%2ehtpasswd", 404, ""},
-      {"/in/./.htpasswd", 404, ""}, {"/x.secret", 404, ""}, {"/x.SECRET", 404, ""},
-      {"/private/x", 404, ""}, {"/private/./x", 404, ""}, {"/private/", 404, ""},
-      {"/alias/x", 200, "aliased"}, {"/alias-x", 404, ""}, {"/alias../a.txt", 404, ""},
-      {"/file", 200, "A"}, {"/pipe", 404, ""}, {"/%01%ff%20%3cb%3e", 200, "bytes"},
-      {"/a.txt%00.html", 200, "A"}, {"/d%0d%0aX-Evil:%201", 301, "/d%0D%0AX-Evil%3A%201/"},
-      {"/" + string(300, 'n'), 404, ""}, {"/" + string(9000, 'n'), 404, ""},
-      {"/" + string(4000, '/'), 403, ""}, {"http://host/a.txt", 405, ""}, {"HTTPS:/a", 405, ""}};
+      {"//./a.txt", 200, "A"}, {"/a.txt/", 404}, {"/none", 404}, {"/dir", 301, "/dir/"},
+      {"/dir/", 200, "index"}, {"/empty/", 403}, {"/a/../b/c", 404},  // drops ".."
+      {"/../b/c", 200, "C"}, {"/../outside", 404}, {"/%2e%2e/outside", 404},
+      {"/b/%2e%2e%2f..%2foutside", 404}, {"/b/..\\..\\outside", 404},
+      {"-x:80", 404}, {"*", 404},  // names beside the root
+      {"/in/.htpasswd", 404}, {"/in/.HTPASSWD", 404}, {"/in/%2ehtpasswd", 404},
+      {"/in/./.htpasswd", 404}, {"/x.secret", 404}, {"/x.SECRET", 404}, {"/private/x", 404},
+      {"/private/./x", 404}, {"/private/", 404}, {"/alias/x", 200, "aliased"}, {"/alias-x", 404},
+      {"/alias../a.txt", 404}, {"/file", 200, "A"}, {"/pipe", 404},
+      {"/%01%ff%20%3cb%3e", 200, "bytes"}, {"/a.txt%00.html", 200, "A"},
+      {"/d%0d%0aX-Evil:%201", 301, "/d%0D%0AX-Evil%3A%201/"}, {"/" + string(300, 'n'), 404},
+      {"/" + string(9000, 'n'), 404}, {"/" + string(4000, '/'), 403}, {"http://host/a.txt", 405},
+      {"HTTPS:/a", 405}};
   // clang-format on
   for (const auto& row : rows) {
     string answer = raw_get(server, "GET " + row.target);
@@ -101,33 +86,30 @@ TEST(files, ranges)
   // clang-format off
   const struct {
     const char* range;
-    int status;
-    const char *content_range, *promised;
-    size_t sent;
+    int status = 200;
+    const char* content_range = "";
+    size_t promised = 100, sent = 100;
   } rows[] = {
-      {"bytes=10-", 206, "bytes 10-99/100", "90", 90}, {"bytes=10-19", 206, "bytes 10-19/100", "10", 10},
-      {"bytes=0-0", 206, "bytes 0-0/100", "1", 1}, {"bytes=99-99", 206, "bytes 99-99/100", "1", 1},
-      {"bytes=90-100", 206, "bytes 90-100/100", "11", 10},  // one more than there is
-      {"bytes=90-99999999999999999999", 206, "bytes 90-100/100", "11", 10},
-      {"bytes=-5", 200, "", "100", 100}, {"bytes=5--3", 200, "", "100", 100},
-      {"bytes=20-10", 200, "", "100", 100}, {"bytes=x", 200, "", "100", 100},
-      {"lines=1-2", 200, "", "100", 100}, {"bytes=100-", 416, "bytes */100", "36", 36},
-      {"bytes=99999999999999999999-", 416, "bytes */100", "36", 36},
-      // of another state of the file
-      {"bytes=10-19\nIf-Range: \"2ebc98a1.100\"", 206, "bytes 10-19/100", "10", 10},
-      {"bytes=10-19\nIf-Range: \"2ebc98a1.99\"", 200, "", "100", 100},
-      {"bytes=10-19\nIf-Range: W/\"2ebc98a1.100\"", 200, "", "100", 100},
-      {"bytes=10-19\nIf-Range: Sun, 06 Nov 1994 08:49:37 GMT", 206, "bytes 10-19/100", "10", 10},
-      {"bytes=10-19\nIf-Range: Sun, 06 Nov 1994 08:49:38 GMT", 200, "", "100", 100},
-      {"bytes=100-\nIf-Range: x", 200, "", "100", 100}};
+      {"bytes=10-", 206, "bytes 10-99/100", 90, 90},
+      {"bytes=10-19", 206, "bytes 10-19/100", 10, 10}, {"bytes=0-0", 206, "bytes 0-0/100", 1, 1},
+      {"bytes=99-99", 206, "bytes 99-99/100", 1, 1},
+      {"bytes=90-100", 206, "bytes 90-100/100", 11, 10},  // one more than there is
+      {"bytes=90-99999999999999999999", 206, "bytes 90-100/100", 11, 10}, {"bytes=-5"},
+      {"bytes=5--3"}, {"bytes=20-10"}, {"bytes=x"}, {"lines=1-2"},
+      {"bytes=100-", 416, "bytes */100", 36, 36},
+      {"bytes=99999999999999999999-", 416, "bytes */100", 36, 36},  // of another state of the file
+      {"bytes=10-19\nIf-Range: \"2ebc98a1.100\"", 206, "bytes 10-19/100", 10, 10},
+      {"bytes=10-19\nIf-Range: \"2ebc98a1.99\""}, {"bytes=10-19\nIf-Range: W/\"2ebc98a1.100\""},
+      {"bytes=10-19\nIf-Range: Sun, 06 Nov 1994 08:49:37 GMT", 206, "bytes 10-19/100", 10, 10},
+      {"bytes=10-19\nIf-Range: Sun, 06 Nov 1994 08:49:38 GMT"}, {"bytes=100-\nIf-Range: x"}};
   // clang-format on
   for (const auto& row : rows) {
     // Where more is promised than there is, a kept connection must not leave the client waiting.
-    string head = row.sent + 1 == strtoul(row.promised, nullptr, 10) ? "" : "Connection: close\n";
+    string head = row.sent < row.promised ? "" : "Connection: close\n";
     string answer = raw_answer(server, "GET /f HTTP/1.1\n" + head + "Range: " + row.range + "\n\n");
     EXPECT_EQ(status_of(answer), row.status) << row.range;
     EXPECT_EQ(header_of(answer, "Content-Range"), row.content_range);
-    EXPECT_EQ(header_of(answer, "Content-Length"), row.promised);
+    EXPECT_EQ(header_of(answer, "Content-Length"), std::to_string(row.promised));
     size_t first = row.status == 206 ? strtoul(row.content_range + 6, nullptr, 10) : 0;
     EXPECT_TRUE(row.status == 416 || raw_body(answer) == text.substr(first, row.sent));
   }
@@ -158,28 +140,32 @@ TEST(files, conditions)
   }
 }
 
-TEST(files, head)
+TEST(files, headers_of_a_file)
 {
   file_server server;
-  server_file(server, "f", string(300000, 'x'));
-  string head = raw_answer(server, "HEAD /f HTTP/1.1\n\n");
-  EXPECT_EQ(header_of(head, "Content-Length") + header_of(head, "Connection"), "300000close");
-  EXPECT_EQ(raw_body(head) + raw_body(raw_answer(server, "HEAD / HTTP/1.1\n\n")), "");
+  server_file(server, "a.html", "hello");
+  set_time(server, "a.html", MODIFIED);
+  const string answer = raw_get(server, "GET /a.html"), date = header_of(answer, "Date");
+  EXPECT_EQ(answer, "HTTP/1.1 200 OK\r\nDate: " + date +
+                        "\r\nLast-Modified: Sun, 06 Nov 1994 08:49:37 GMT\r\n"
+                        "Etag: \"2ebc98a1.5\"\r\nContent-Type: text/html\r\nContent-Length: 5\r\n"
+                        "Connection: close\r\nAccept-Ranges: bytes\r\n\r\nhello");
+  EXPECT_EQ(date.size(), strlen("Sun, 06 Nov 1994 08:49:37 GMT"));
+  string head = raw_get(server, "HEAD /a.html");
+  head.replace(head.find("Date: ") + 6, date.size(), date);
+  EXPECT_EQ(head, answer.substr(0, answer.size() - 5));
+  EXPECT_EQ(raw_body(raw_get(server, "HEAD /")), "");
 }
 
 TEST(files, a_huge_file_takes_no_memory)
 {
-  static std::atomic<size_t> largest_queue{0};
-  file_server server("", [](mg_connection* c, mg_event ev) -> int {
-    largest_queue = std::max(largest_queue.load(), mg_conn_2_conn(c)->ns_conn->send_iobuf.size);
-    return ev == MG_AUTH;
-  });
+  file_server server("", note_queue);
   server_file(server, "huge");
   const size_t size = 64 << 20;
   ASSERT_EQ(truncate((server.root + "/huge").c_str(), size), 0);
   http_client client;
   EXPECT_EQ(http_request(client, "GET", server.url + "/huge").body.size(), size);
-  EXPECT_LE(largest_queue, 16384u + 8192u);
+  EXPECT_LE(longest_queue, 16384u + 8192u);
   EXPECT_EQ(http_request(client, "GET", server.url + "/none").status, 404);
   EXPECT_EQ(http_connections(client), 0) << "the connection is used again";
 }
@@ -216,31 +202,19 @@ static string listed_names(const string& page)
 
 TEST(listing, orders)
 {
-  const struct {
-    const char* name;
-    size_t size;
-    int age;
-  } files[] = {
-      {"b",   10,   120},
-      {"a",   2000, 60 },
-      {"C",   1,    0  },
-      {"z/x", 0,    120},
-      {"y/x", 0,    60 }
-  };
   file_server server;
-  for (const auto& file : files) {
-    server_file(server, file.name, string(file.size, 'x'));
-    set_time(server, string(file.name, 1), MODIFIED - file.age);
+  for (const auto& [name, size, age] :
+       {std::tuple("b", 10u, 120), std::tuple("a", 2000u, 60), std::tuple("C", 1u, 0),
+        std::tuple("z/x", 0u, 120), std::tuple("y/x", 0u, 60)}) {
+    server_file(server, name, string(size, 'x'));
+    set_time(server, string(name, 1), MODIFIED - age);
   }
+  // clang-format off
   const named_texts rows = {
-      {"",    "y/ z/ C a b "},
-      {"?na", "y/ z/ C a b "},
-      {"?nd", "z/ y/ b a C "},
-      {"?sa", "y/ z/ C b a "},
-      {"?da", "z/ y/ b a C "},
-      {"?dd", "y/ z/ C a b "},
-      {"?x",  "y/ z/ C a b "}
-  };
+      {"", "y/ z/ C a b "}, {"?na", "y/ z/ C a b "}, {"?nd", "z/ y/ b a C "},
+      {"?sa", "y/ z/ C b a "}, {"?da", "z/ y/ b a C "}, {"?dd", "y/ z/ C a b "},
+      {"?x", "y/ z/ C a b "}};
+  // clang-format on
   for (const auto& [query, names] : rows) {
     string page = raw_body(raw_get(server, "GET /" + query));
     EXPECT_EQ(listed_names(page), names) << query;
@@ -269,18 +243,19 @@ TEST(listing, page)
     server_file(server, name);
     ASSERT_EQ(truncate((server.root + "/" + name).c_str(), off_t{3} << shift), 0);
   }
-  string answer = raw_get(server, "GET /%3Cd%3E/"), page = raw_body(answer);
-  EXPECT_EQ(answer.find("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: text/html; "
-                        "charset=utf-8\r\nTransfer-Encoding: chunked\r\n\r\n"),
-            0u);
-  EXPECT_EQ(page.find("<html><head><title>Index of /&lt;d&gt;/</title><style>th {text-align: "
-                      "left;}</style></head><body><h1>Index of /&lt;d&gt;/</h1><pre><table "
-                      "cellpadding=\"0\">"),
-            0u);
+  const string answer = raw_get(server, "GET /%3Cd%3E/");
+  const string head =
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: text/html; "
+      "charset=utf-8\r\nTransfer-Encoding: chunked\r\n\r\n";
+  const string top =
+      "<html><head><title>Index of /&lt;d&gt;/</title><style>th {text-align: left;}"
+      "</style></head><body><h1>Index of /&lt;d&gt;/</h1><pre><table cellpadding=\"0\">";
+  EXPECT_EQ(answer.substr(0, head.size()), head);
+  EXPECT_EQ(raw_body(answer).substr(0, top.size()), top);
   for (const char* part :
        {"<a href=\"%3Cb%3E%22%26%27%3F%23%25%20%C3%A9\">&lt;b&gt;&quot;&amp;&#39;?#% \xc3\xa9</a>",
         "&nbsp;&nbsp;1.5k</td></tr>\n", "&nbsp;&nbsp;1.5M</td>", "&nbsp;&nbsp;1.5G</td>"})
-    EXPECT_NE(page.find(part), string::npos) << part;
+    EXPECT_NE(answer.find(part), string::npos) << part << answer;
 }
 
 // --- passwords ---
@@ -306,12 +281,11 @@ TEST(passwords, digest)
     server_file(server, name);
   server_file(server, "in/.htpasswd", "x:here:0\njoe:there:0\n" + string(300, 'x') + "\n" + JOE);
   string path = server.url + "/in/f";
-  EXPECT_EQ(digest_status(path, "joe:secret"), 200);
-  EXPECT_EQ(digest_status(server.url + "/in", "joe:secret"), 301);
-  EXPECT_EQ(digest_status(path, "joe:wrong"), 401);
-  EXPECT_EQ(digest_status(path, "jim:secret"), 401);
-  EXPECT_EQ(digest_status(server.url + "/in/sub/f", "x:y"), 200);
-  EXPECT_EQ(digest_status(server.url + "/dir/f", "joe:secret"), 401) << "a file that is none";
+  for (const auto& [file, user, status] :
+       {std::tuple("/in/f", "joe:secret", 200), std::tuple("/in", "joe:secret", 301),
+        std::tuple("/in/f", "joe:wrong", 401), std::tuple("/in/f", "jim:secret", 401),
+        std::tuple("/in/sub/f", "x:y", 200), std::tuple("/dir/f", "joe:secret", 401)})
+    EXPECT_EQ(digest_status(server.url + file, user), status) << file << user;
   EXPECT_EQ(digest_status(path, "joe:secret", "PROPFIND"), 401) << "without a DAV password file";
   file_write(server.folder.path + "/davpwd", JOE);
   EXPECT_EQ(digest_status(path, "joe:secret", "PROPFIND"), 207);

@@ -26,32 +26,27 @@ static string behind_upgrade(const string& received)
 
 TEST(httpd_limits, a_body_or_frame_that_is_too_long_is_refused_and_the_connection_closed)
 {
-  const struct {
-    int line;
-    string request, answer;
-    bool closed;
-  } rows[] = {
-      {__LINE__,                          post(1000,                                               1000),     chunked("1000"), false},
-      {__LINE__,                          post(1001,                                               0),        TOO_LARGE,       true },
-      {__LINE__,
-       "PUT / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 9999999999999999999999\r\n\r\n", TOO_LARGE, true           },
-      {__LINE__, UPGRADE + "\x82\xfe\x03\xe9mask",                                      "\x88\x02\x03\xf1",      true               },
-      {__LINE__,            UPGRADE + "\x82\xfe\x03\xe8mask" + string(1000,                                                          'f') + "\x89\x80mask",                                                                                                 "\x8a\0"s,
-       false     },
-  };
+  // clang-format off
+  const std::tuple<string, string, bool> rows[] = {
+      {post(1000, 1000), chunked("1000"), false}, {post(1001, 0), TOO_LARGE, true},
+      {"PUT / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 9999999999999999999999\r\n\r\n",
+       TOO_LARGE, true},
+      {UPGRADE + "\x82\xfe\x03\xe9mask", "\x88\x02\x03\xf1", true},
+      {UPGRADE + "\x82\xfe\x03\xe8mask" + string(1000, 'f') + "\x89\x80mask", "\x8a\0"s, false}};
+  // clang-format on
   test_server s([](mg_connection* c, mg_event ev) -> int {
     return ev == MG_REQUEST && !c->is_websocket ? tell_length(c) : ev == MG_AUTH;
   });
   const mg_limits limits = {1000, 0, 0, 0, 0};
   mg_set_limits(s.server, &limits);
-  for (const auto& row : rows) {
+  for (const auto& [request, answer, closed] : rows) {
     client c(s.port);
-    c.send(row.request);
+    c.send(request);
     s.until([&] { return c.read() || behind_upgrade(c.received) != ""; });
-    bool is_websocket = row.request.find("WebSocket") != string::npos;
-    c.receive(s, row.closed ? SIZE_MAX : row.answer.size());
-    EXPECT_EQ(is_websocket ? behind_upgrade(c.received) : c.received, row.answer) << row.line;
-    EXPECT_EQ(c.closed, row.closed) << row.line;
+    bool is_websocket = request.find("WebSocket") != string::npos;
+    c.receive(s, closed ? SIZE_MAX : answer.size());
+    EXPECT_EQ(is_websocket ? behind_upgrade(c.received) : c.received, answer) << request;
+    EXPECT_EQ(c.closed, closed) << request;
   }
 }
 

@@ -17,11 +17,9 @@ static string read_address(const string& text)
   char cert[100], ca[100];
   if (ns_parse_address(text.c_str(), &sa, &protocol, &use_ssl, cert, ca) == 0)
     return "";
-  return string(use_ssl                  ? "ssl "
-                : protocol == SOCK_DGRAM ? "udp "
-                                         : "tcp ") +
-         inet_ntoa(sa.sin.sin_addr) + ":" + std::to_string(ntohs(sa.sin.sin_port)) + " " + cert +
-         " " + ca;
+  const string kind = use_ssl ? "ssl " : protocol == SOCK_DGRAM ? "udp " : "tcp ";
+  return kind + inet_ntoa(sa.sin.sin_addr) + ":" + std::to_string(ntohs(sa.sin.sin_port)) + " " +
+         cert + " " + ca;
 }
 
 TEST(httpd_net, addresses)
@@ -33,7 +31,8 @@ TEST(httpd_net, addresses)
       {"4294975376", ""}, {"", ""}, {"8080:cert.pem", ""},
       {"127.0.0.1:9000", "tcp 127.0.0.1:9000  "}, {"udp://5353", "udp 0.0.0.0:5353  "},
       {"udp://tcp://5353", ""}, {"localhost:81", "tcp 127.0.0.1:81  "},
-      {"999.1.1.1:80", ""}, {"255.1.1.256:80", ""}, {"no-such-host.invalid:81", "tcp 0.0.0.0:81  "}, {long_host + ":81", ""}, {"[::1]:81", ""},
+      {"999.1.1.1:80", ""}, {"255.1.1.256:80", ""},
+      {"no-such-host.invalid:81", "tcp 0.0.0.0:81  "}, {long_host + ":81", ""}, {"[::1]:81", ""},
       {"ssl://8446", "ssl 0.0.0.0:8446  "},
       {"ssl://443:cert.pem:ca.pem", "ssl 0.0.0.0:443 cert.pem ca.pem"},
       {"ssl://443:" + path, "ssl 0.0.0.0:443 " + path + " "}, {"ssl://443:" + path + "p", ""},
@@ -43,84 +42,76 @@ TEST(httpd_net, addresses)
     EXPECT_EQ(read_address(text), read) << text;
 }
 
-static int count_listeners(mg_server* server)
-{
-  int count = 0;
-  for (ns_connection* nc = nullptr; (nc = ns_next(&server->mgr, nc));)
-    count += (nc->flags & NSF_LISTENING) != 0;
-  return count;
-}
-
 TEST(httpd_net, listening_port_reads_as_the_last_port_and_keeps_listeners)
 {
   mg_server* server = mg_create_server(nullptr, nullptr);
-  const auto listen = [&](const string& addresses) {
-    return mg_set_option(server, "listening_port", addresses.c_str());
+  const auto listen = [&](const string& addresses, int listeners) -> string {
+    const char* error = mg_set_option(server, "listening_port", addresses.c_str());
+    for (ns_connection* nc = nullptr; (nc = ns_next(&server->mgr, nc));)
+      listeners -= (nc->flags & NSF_LISTENING) != 0;
+    EXPECT_EQ(listeners, 0) << addresses;
+    return error ? error : mg_get_option(server, "listening_port");
   };
-  EXPECT_EQ(listen("127.0.0.1:0"), nullptr);
-  string port = mg_get_option(server, "listening_port");
-  EXPECT_EQ(listen(port), nullptr);
-  EXPECT_EQ(count_listeners(server), 1) << "nothing to do for the port it already has";
-  EXPECT_EQ(listen("127.0.0.1:0,ssl://127.0.0.1:0:" + certificate()), nullptr);
-  EXPECT_EQ(count_listeners(server), 3) << "earlier ones stay";
-  EXPECT_EQ(mg_get_option(server, "listening_port"),
-            std::to_string(ntohs(ns_next(&server->mgr, nullptr)->sa.sin.sin_port)));
-  EXPECT_STREQ(listen("127.0.0.1:0,127.0.0.1:" + port + ",127.0.0.1:0"), "Cannot bind to port");
-  EXPECT_EQ(count_listeners(server), 4) << "those before the failure stay";
+  const string port = listen("127.0.0.1:0", 1);
+  EXPECT_EQ(listen(port, 1), port) << "nothing to do for the port it already has";
+  const string last = listen("127.0.0.1:0,ssl://127.0.0.1:0:" + certificate(), 3);
+  EXPECT_EQ(last, std::to_string(ntohs(ns_next(&server->mgr, nullptr)->sa.sin.sin_port)));
+  EXPECT_EQ(listen("127.0.0.1:0,127.0.0.1:" + port + ",127.0.0.1:0", 4), "Cannot bind to port")
+      << "those before the failure stay";
   mg_destroy_server(&server);
 }
 
 TEST(httpd_net, a_connection_closes_when_sent_or_with_its_output)
 {
   test_server s(on_request(say_hello));
-  client drained(s.port), half(s.port);
+  client drained(s.port);
   drained.send("GET / HTTP/1.0\r\n\r\n");
   s.until([&] { return s.newest() && s.newest()->mg_conn.remote_port; });
   s.newest()->ns_conn->flags |= NSF_HOLD_SEND;
   EXPECT_EQ(drained.receive(s), chunked("hello"));
 
+  client half(s.port);
   s.until([&] { return s.newest() != nullptr; });
   half.send(GET);
   shutdown(half.fd, SHUT_WR);  // arrives with the request, and is seen behind the answer
   EXPECT_EQ(half.receive(s), chunked("hello"));
 
-  client gone(s.port);
-  s.until([&] { return s.newest() != nullptr; });
-  s.newest()->ns_conn->flags |= NSF_HOLD_SEND;
-  ns_printf(s.newest()->ns_conn, "never sent");
-  shutdown(gone.fd, SHUT_WR);
-  EXPECT_EQ(gone.receive(s), "") << "what is queued goes with the client";
-
-  client held(s.port);
-  s.until([&] { return s.newest() != nullptr; });
-  ns_connection* nc = s.newest()->ns_conn;
-  nc->flags |= NSF_HOLD_SEND | NSF_CLOSE_WHEN_SENT;
-  EXPECT_EQ(ns_printf(nc, "%0600d", 7), 600) << "more than fits on the stack";
-  mg_poll_server(s.server, 0);
-  EXPECT_FALSE(held.read() || !held.received.empty());
-  nc->flags &= ~NSF_HOLD_SEND;
-  EXPECT_EQ(held.receive(s), string(599, '0') + "7");
+  const string text = string(599, '0') + "7";  // more than fits on the stack
+  for (bool is_gone : {true, false}) {
+    client held(s.port);
+    s.until([&] { return s.newest() != nullptr; });
+    ns_connection* nc = s.newest()->ns_conn;
+    nc->flags |= NSF_HOLD_SEND | (is_gone ? 0 : NSF_CLOSE_WHEN_SENT);
+    EXPECT_EQ(ns_printf(nc, "%0600d", 7), 600);
+    if (is_gone)
+      shutdown(held.fd, SHUT_WR);
+    else
+      held.send(GET);  // behind the last answer
+    mg_poll_server(s.server, is_gone ? 1000 : 0);
+    EXPECT_EQ(held.read(), is_gone) << "what is queued goes with the client";
+    EXPECT_EQ(held.received, "");
+    if (!is_gone)
+      nc->flags &= ~NSF_HOLD_SEND;
+    EXPECT_EQ(held.receive(s), is_gone ? "" : text);
+  }
 }
 
 TEST(httpd_net, trace)
 {
   temp_folder folder;
-  string path = folder.path + "/trace", text;
+  const string path = folder.path + "/trace";
   test_server s(on_request([](mg_connection* c) { return mg_printf(c, "%s", "ho") != 0; }));
-  for (const char* option : {path.c_str(), ""}) {
-    mg_set_option(s.server, "hexdump_file", option);
-    client c(s.port);
-    c.send("GET / HTTP/1.0\r\n\r\n");
-    c.receive(s);
-    text = text.empty() ? file_text(path) : text;
-  }
+  mg_set_option(s.server, "hexdump_file", path.c_str());
+  ask(s, "GET / HTTP/1.0\r\n\r\n");
+  const string text = file_text(path);
   const string dump =
       " 18\n0000  47 45 54 20 2f 20 48 54 54 50 2f 31 2e 30 0d 0a  GET / HTTP/1.0..\n0010  0d 0a" +
       string(14 * 3 + 2, ' ') + "..\n\n";
-  for (const string& part :
-       {string(" <A 127.0.0.1:"), string(" <- 127.0.0.1:"), dump, string(" -> 127.0.0.1:"),
-        string(" 2\n0000  68 6f   "), string(" XX ")})
+  for (const string& part : {" <A 127.0.0.1:"s, " <- 127.0.0.1:"s, dump, " -> 127.0.0.1:"s,
+                             " 2\n0000  68 6f   "s, " XX "s})
     EXPECT_NE(text.find(part), string::npos) << part << " in\n" << text;
+  mg_set_option(s.server, "hexdump_file", "");
+  ask(s, "GET / HTTP/1.0\r\n\r\n");
   EXPECT_EQ(file_text(path), text) << "nothing is added once the option is unset";
 }
 
@@ -132,17 +123,14 @@ static int hello(mg_connection* c, mg_event ev)
 }
 
 struct tls_server {
-  std::unique_ptr<file_server> server;
-  string url;
+  file_server server;
+  string url = "https" + server.url.substr(4);
 
-  explicit tls_server(bool demands_certificate)
+  explicit tls_server(const string& authority = "")
+      : server("listening_port=ssl://127.0.0.1:0:" + certificate() + authority, hello)
   {
-    server = std::make_unique<file_server>("listening_port=ssl://127.0.0.1:0:" + certificate() +
-                                               (demands_certificate ? ":" + certificate() : ""),
-                                           hello);
-    url = "https" + server->url.substr(4);
     // The library's own idea of what is too old is not what refuses it here.
-    SSL_CTX_set_security_level(ns_next(&server->server->mgr, nullptr)->ssl_ctx, 0);
+    SSL_CTX_set_security_level(ns_next(&server.server->mgr, nullptr)->ssl_ctx, 0);
   }
   // What the client gets, "" without an answer.
   string get(http_client& client)
@@ -151,58 +139,13 @@ struct tls_server {
   }
 };
 
-TEST(httpd_net, tls_handshakes_good_half_and_bad)
-{
-  tls_server tls(false);
-  raw_client half(tls.url), bad(tls.url);
-  raw_send(half, "\x16\x03\x01");
-  http_client good, last(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_MAX_TLSv1_2}),
-      old(CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_0 | long{CURL_SSLVERSION_MAX_TLSv1_1});
-  curl_easy_setopt(old.curl.get(), CURLOPT_SSL_CIPHER_LIST, "DEFAULT@SECLEVEL=0");
-  EXPECT_EQ(tls.get(good), "hello");
-  raw_send(bad, GET);
-  raw_receive_all(bad);
-  EXPECT_EQ(tls.get(good), "hello");
-  EXPECT_EQ(http_connections(good), 0) << "the others' errors are not this one's";
-  EXPECT_EQ(tls.get(old), "");
-  EXPECT_EQ(tls.get(last), "hello");
-
-  raw_client strict(tls.url);
-  std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> ctx(SSL_CTX_new(TLS_client_method()),
-                                                        SSL_CTX_free);
-  std::unique_ptr<SSL, decltype(&SSL_free)> ssl(SSL_new(ctx.get()), SSL_free);
-  SSL_set_fd(ssl.get(), strict.fd);
-  EXPECT_EQ(SSL_connect(ssl.get()), 1);
-  SSL_write(ssl.get(), "GET / HTTP/1.0\r\n\r\n", 18);
-  char bytes[500];
-  int n;
-  while ((n = SSL_read(ssl.get(), bytes, sizeof bytes)) > 0) {
-  }
-  EXPECT_EQ(SSL_get_error(ssl.get(), n), SSL_ERROR_ZERO_RETURN) << "cut, not ended";
-}
-
-TEST(httpd_net, tls_takes_only_suites_with_forward_secrecy_and_authenticated_encryption)
-{
-  tls_server tls(false);
-  for (const auto& [suites, served] : {
-           std::pair<const char*, bool>{"ECDHE+AESGCM",            true },
-           {"ECDHE+CHACHA20",          true },
-           {"ECDHE:!AESGCM:!CHACHA20", false},
-           {"kRSA:DHE",                false}
-  }) {
-    http_client client(CURLOPT_SSL_CIPHER_LIST, suites);
-    curl_easy_setopt(client.curl.get(), CURLOPT_SSLVERSION, long{CURL_SSLVERSION_MAX_TLSv1_2});
-    EXPECT_EQ(tls.get(client), served ? "hello" : "") << suites;
-  }
-}
-
 // A client that can wait with its reading, on the thread that polls the server.
 struct tls_client : client {
   std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> ctx{SSL_CTX_new(TLS_client_method()),
                                                         SSL_CTX_free};
   std::unique_ptr<SSL, decltype(&SSL_free)> ssl{SSL_new(ctx.get()), SSL_free};
-
   size_t taken = 0;
+  int error = SSL_ERROR_NONE;  // of the last read
 
   explicit tls_client(test_server& s) : client(s.port)
   {
@@ -213,9 +156,9 @@ struct tls_client : client {
     s.until([&] { return SSL_connect(ssl.get()) == 1; });
   }
   // Each request is a record of its own; false when the socket is full.
-  bool ask()
+  bool ask(const string& request = GET)
   {
-    return SSL_write(ssl.get(), GET.data(), static_cast<int>(GET.size())) > 0;
+    return SSL_write(ssl.get(), request.data(), static_cast<int>(request.size())) > 0;
   }
   // Takes what is there; true when all is taken, or the server has closed.
   bool take(size_t all)
@@ -224,10 +167,45 @@ struct tls_client : client {
     int n;
     while ((n = SSL_read(ssl.get(), bytes, sizeof bytes)) > 0)
       taken += static_cast<size_t>(n);
-    closed = closed || SSL_get_error(ssl.get(), n) != SSL_ERROR_WANT_READ;
-    return taken >= all || closed;
+    error = SSL_get_error(ssl.get(), n);
+    return taken >= all || error != SSL_ERROR_WANT_READ;
   }
 };
+
+TEST(httpd_net, tls_handshakes_good_half_and_bad)
+{
+  tls_server tls;
+  raw_client half(tls.url), bad(tls.url);
+  raw_send(half, "\x16\x03\x01");
+  http_client good;
+  EXPECT_EQ(tls.get(good), "hello");
+  raw_send(bad, GET);
+  raw_receive_all(bad);
+  EXPECT_EQ(tls.get(good), "hello");
+  EXPECT_EQ(http_connections(good), 0) << "the others' errors are not this one's";
+
+  test_server s(on_request(say_hello), "ssl://127.0.0.1:0:" + certificate());
+  tls_client strict(s);
+  strict.ask("GET / HTTP/1.0\r\n\r\n");
+  s.until([&] { return strict.take(SIZE_MAX); });
+  EXPECT_EQ(strict.error, SSL_ERROR_ZERO_RETURN) << "cut, not ended";
+}
+
+// Forward secrecy and authenticated encryption, and no version before 1.2.
+TEST(httpd_net, tls_takes_only_strong_versions_and_suites)
+{
+  tls_server tls;
+  const long old = CURL_SSLVERSION_TLSv1_0 | CURL_SSLVERSION_MAX_TLSv1_1,
+             last = CURL_SSLVERSION_MAX_TLSv1_2;
+  for (const auto& [version, suites, answer] :
+       {std::tuple(old, "DEFAULT@SECLEVEL=0", ""), std::tuple(last, "DEFAULT", "hello"),
+        std::tuple(last, "ECDHE+AESGCM", "hello"), std::tuple(last, "ECDHE+CHACHA20", "hello"),
+        std::tuple(last, "ECDHE:!AESGCM:!CHACHA20", ""), std::tuple(last, "kRSA:DHE", "")}) {
+    http_client client(CURLOPT_SSL_CIPHER_LIST, suites);
+    curl_easy_setopt(client.curl.get(), CURLOPT_SSLVERSION, version);
+    EXPECT_EQ(tls.get(client), answer) << suites;
+  }
+}
 
 TEST(httpd_net, a_tls_client_that_reads_late_is_served_or_closed_and_costs_no_more_than_another)
 {
@@ -261,18 +239,17 @@ TEST(httpd_net, a_tls_client_that_reads_late_is_served_or_closed_and_costs_no_mo
 
 TEST(httpd_net, tls_clients_without_the_demanded_certificate_are_refused)
 {
-  tls_server tls(true);
+  tls_server tls(":" + certificate());
   http_client without, with(CURLOPT_SSLCERT, certificate().c_str());
   EXPECT_EQ(tls.get(without), "");
   EXPECT_EQ(tls.get(with), "hello");
   bool connected = false;
-  string listener = "ssl://127.0.0.1:0:" + certificate() + ":" + certificate();
-  test_server s(
-      [&](mg_connection* c, mg_event ev) -> int {
-        return connected |= ev == MG_CONNECT && c->status_code == 0;
-      },
-      listener);
-  string own = listener.replace(16, 1, std::to_string(s.port));
+  const string files = ":" + certificate() + ":" + certificate();
+  const auto note = [&](mg_connection* c, mg_event ev) -> int {
+    return connected |= ev == MG_CONNECT && c->status_code == 0;
+  };
+  test_server s(note, "ssl://127.0.0.1:0" + files);
+  const string own = "ssl://127.0.0.1:" + std::to_string(s.port) + files;
   ASSERT_NE(mg_connect(s.server, own.c_str()), nullptr);
   s.until([&] { return connected; });
 }
@@ -323,49 +300,40 @@ TEST(httpd_net, beyond_the_descriptors_a_newcomer_is_served_instead_of_the_longe
   const auto answer = [](mg_connection* c) {
     return strcmp(c->uri, "/more") == 0 ? MG_MORE : say_hello(c) ? MG_TRUE : MG_FALSE;
   };
-  const struct {
-    int limit, bound;  // of the process when the server starts, of its connections
-    size_t clients;
-  } rows[] = {
-      {64,              48,         80  },
-      {FD_SETSIZE + 64, FD_SETSIZE, 1050}
-  };
-  for (const auto& row : rows) {
-    auto small = std::make_unique<descriptor_limit>(row.limit);
+  // Limits of the process when the server starts, and the bounds of its connections.
+  for (const auto& [few, bound, count] :
+       {std::tuple(64, 48, 80u), std::tuple(FD_SETSIZE + 64, FD_SETSIZE, 1050u)}) {
+    auto small = std::make_unique<descriptor_limit>(few);
     test_server s(on_request(answer));
     small.reset();
     descriptor_limit limit(FD_SETSIZE + 1200);
     std::vector<std::unique_ptr<client>> clients;
-    while (clients.size() < row.clients) {
+    while (clients.size() < count) {
       auto c = std::make_unique<client>(s.port);
       int high = fcntl(c->fd, F_DUPFD_CLOEXEC, FD_SETSIZE + 64);  // the low ones are the server's
       close(c->fd);
       c->fd = high;
-      switch (clients.size()) {
-        case 0:
-          c->send("GET /more HTTP/1.1\r\n\r\n");
-          s.until([&] { return s.newest() && s.newest()->handler_called; });
-          break;
-        case 1:
-          c->send("GET / HTTP/1.1\r\nSec-WebSocket-Key: x\r\nSec-WebSocket-Version: 13\r\n\r\n");
-          c->receive(s, 1);
-          break;
-        case 2:
-          c->send("GET / HT");
-          s.until_received(8);
-          break;
-        default:
-          c->send(GET);
-          EXPECT_EQ(c->receive(s, chunked("hello").size()), chunked("hello"));
-          EXPECT_LT(s.newest()->ns_conn->sock, row.bound);
+      if (clients.size() == 0) {
+        c->send("GET /more HTTP/1.1\r\n\r\n");
+        s.until([&] { return s.newest() && s.newest()->handler_called; });
+      } else if (clients.size() == 1) {
+        c->send("GET / HTTP/1.1\r\nSec-WebSocket-Key: x\r\nSec-WebSocket-Version: 13\r\n\r\n");
+        c->receive(s, 1);
+      } else if (clients.size() == 2) {
+        c->send("GET / HT");
+        s.until_received(8);
+      } else {
+        c->send(GET);
+        EXPECT_EQ(c->receive(s, chunked("hello").size()), chunked("hello"));
+        EXPECT_LT(s.newest()->ns_conn->sock, bound);
       }
       clients.push_back(std::move(c));
     }
     size_t closed = 0;
     while (closed + 1 < clients.size() && clients[closed + 1]->read())
       closed++;
-    EXPECT_GT(closed, row.clients - static_cast<size_t>(row.bound));
-    EXPECT_LT(closed, row.clients - static_cast<size_t>(row.bound) + 30) << "not more than needed";
+    EXPECT_GT(closed, count - static_cast<size_t>(bound));
+    EXPECT_LT(closed, count - static_cast<size_t>(bound) + 30) << "not more than needed";
     EXPECT_FALSE(clients[0]->read()) << "a request in progress";
     for (size_t i = closed + 1; i < clients.size(); i++)
       EXPECT_FALSE(clients[i]->read()) << i;

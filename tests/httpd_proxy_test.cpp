@@ -1,5 +1,6 @@
 // The proxy between a client and a second server.
 #include "tests/httpd_support.h"
+#include "tests/support/eventually.h"
 
 static const char ON[] = "enable_proxy=yes";
 
@@ -8,8 +9,8 @@ static int mirror(mg_connection* c, mg_event ev)
 {
   if (ev != MG_REQUEST)
     return ev == MG_AUTH;
-  string text = string(c->request_method) + " " + c->uri + " " +
-                (c->query_string ? c->query_string : "-") + "\n";
+  const char* query = c->query_string ? c->query_string : "-";
+  string text = string(c->request_method) + " " + c->uri + " " + query + "\n";
   for (int i = 0; i < c->num_headers; i++)
     text += string(c->http_headers[i].name) + ": " + c->http_headers[i].value + "\n";
   text.append(c->content, c->content_len);
@@ -41,9 +42,8 @@ TEST(proxy, tunnel)
 {
   file_server upstream, proxy(ON);
   server_file(upstream, "f", string(5000000, 'f'));
-  string host = upstream.url.substr(7);
-  string answer = raw_answer(
-      proxy, "CONNECT " + host + " HTTP/1.1\n\n" + "GET /f HTTP/1.1\nConnection: close\n\n");
+  const string answer = raw_answer(proxy, "CONNECT " + upstream.url.substr(7) + " HTTP/1.1\n\n" +
+                                              "GET /f HTTP/1.1\nConnection: close\n\n");
   EXPECT_EQ(answer.find("HTTP/1.1 200 OK\r\n\r\nHTTP/1.1 200 OK\r\n"), 0u);
   EXPECT_EQ(header_of(answer.substr(19), "Content-Length"), "5000000");
   EXPECT_EQ(raw_body(answer.substr(19)).size(), 5000000u);
@@ -67,9 +67,7 @@ TEST(proxy, what_a_client_sent_arrives_after_its_end)
       raw_client client(proxy.url);
       raw_send(client, sent);
       shutdown(client.fd, is_half_closed ? SHUT_WR : SHUT_RDWR);
-      for (int i = 0; i < 60000 && arrived < body.size(); i++)
-        usleep(1000);
-      EXPECT_EQ(arrived, body.size()) << is_half_closed << sent.substr(0, 7);
+      EXPECT_TRUE(eventually([&] { return arrived == body.size(); })) << is_half_closed << sent;
     }
   }
 }

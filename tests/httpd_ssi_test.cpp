@@ -4,40 +4,38 @@
 TEST(ssi, directives)
 {
   const string large(8192, 'x'), spaces(8000, ' '), none = "No such file or directory";
-  const std::pair<string, string> rows[] = {
-  // "@ROOT" stands for the document root
+  const auto not_opened = [](const string& tag, const string& path, const string& why) {
+    return "Cannot open SSI #include: [include " + tag + "]: fopen(@ROOT/" + path + "): " + why;
+  };
+  // "@ROOT" stands for the document root.
   // clang-format off
-      {"plain <!-- comment --> <!- <!--x",             "plain <!-- comment --> <!- <!--x"},
-      {"<<!--#include \"f\" -->!--#",                  "<F<f>!--#"},
-      {"a<!--#include virtual=\"/d/f\" -->b",          "aF<f>b"},
-      {"<!--#include virtual=\"d/f\"-->",              "F<f>"},
-      {"<!--#include file=\"f\" -->",                  "F<f>"},
-      {"<!--#include file=\"../top\" -->",             "T"},
-      {"<!--#include abspath=\"@ROOT/top\" -->",       "T"},
+  const std::pair<string, string> rows[] = {
+      {"plain <!-- comment --> <!- <!--x", "plain <!-- comment --> <!- <!--x"},
+      {"<<!--#include \"f\" -->!--#", "<F<f>!--#"},
+      {"a<!--#include virtual=\"/d/f\" -->b", "aF<f>b"},
+      {"<!--#include virtual=\"d/f\"-->", "F<f>"}, {"<!--#include file=\"f\" -->", "F<f>"},
+      {"<!--#include file=\"../top\" -->", "T"}, {"<!--#include abspath=\"@ROOT/top\" -->", "T"},
       {"<!--#include file=\"../../outside\" -->",
-                 "Cannot open SSI #include: [include file=&quot;../../outside&quot; ]: fopen(@ROOT/outside): " + none},
+       not_opened("file=&quot;../../outside&quot; ", "outside", none)},
       {"<!--#include virtual=\"/../outside\" -->",
-                 "Cannot open SSI #include: [include virtual=&quot;/../outside&quot; ]: fopen(@ROOT/outside): " + none},
+       not_opened("virtual=&quot;/../outside&quot; ", "outside", none)},
       {"<!--#include \"<none>\"-->",
-                 "Cannot open SSI #include: [include &quot;&lt;none&gt;&quot;]: fopen(@ROOT/d/&lt;none&gt;): " + none},
+       not_opened("&quot;&lt;none&gt;&quot;", "d/&lt;none&gt;", none)},
       {"<!--#include file=\"../in/.htpasswd\" -->",
-                 "Cannot open SSI #include: [include file=&quot;../in/.htpasswd&quot; ]: fopen(@ROOT/in/.htpasswd): " + none},
-      {"<!--#include -->",                             "Bad SSI #include: [include ]"},
-      {"<!--#include file=\"f-->",                     "Bad SSI #include: [include file=&quot;f]"},
-      {"<!--#exec \"printf '<%s>' x\" -->",            "<x>"},
-      {"<!--#exec cmd=\"echo e\" -->",                 "e\n"},
+       not_opened("file=&quot;../in/.htpasswd&quot; ", "in/.htpasswd", none)},
+      {"<!--#include -->", "Bad SSI #include: [include ]"},
+      {"<!--#include file=\"f-->", "Bad SSI #include: [include file=&quot;f]"},
+      {"<!--#exec \"printf '<%s>' x\" -->", "<x>"}, {"<!--#exec cmd=\"echo e\" -->", "e\n"},
       {"<!--#exec \"cat; readlink /proc/self/fd/0\" -->", "/dev/null\n"},
       {"<!--#exec \"{ (yes; echo $? >&3) | :; } 3>&1\" -->", "141\n"},
-      {"<!--#exec ls -->",                             "Bad SSI #exec: [exec ls ]"},
-      {"<!--#what <b>-->",                             "@ROOT/d/p.shtml: unknown SSI command: \"what &lt;b&gt;\""},
-      {"a<!--#" + large + "-->b",                      "a@ROOT/d/p.shtml: SSI tag is too largeb"},
+      {"<!--#exec ls -->", "Bad SSI #exec: [exec ls ]"},
+      {"<!--#what <b>-->", "@ROOT/d/p.shtml: unknown SSI command: \"what &lt;b&gt;\""},
+      {"a<!--#" + large + "-->b", "a@ROOT/d/p.shtml: SSI tag is too largeb"},
       {"<!--#include \"" + spaces + "\"-->",
-                 "Cannot open SSI #include: [include &quot;" + spaces + "&quot;]: fopen(@ROOT/d/): File name too long"},
-      {"a<!--#include \"f\"",                          "a"},
-      {"",                                             ""},
-      {large + large + "<!--#include \"f\" -->",       large + large + "F<f>"},
+       not_opened("&quot;" + spaces + "&quot;", "d/", "File name too long")},
+      {"a<!--#include \"f\"", "a"}, {"", ""},
+      {large + large + "<!--#include \"f\" -->", large + large + "F<f>"}};
   // clang-format on
-  };
   file_server server;
   server_file(server, "top", "T");
   server_file(server, "d/f", "F<f>");

@@ -88,6 +88,15 @@ auto on_request(Answer answer)
   };
 }
 
+// A handler that notes the room of the longest queue there has been.
+inline std::atomic<size_t> longest_queue{0};
+
+inline int note_queue(mg_connection* c, mg_event ev)
+{
+  longest_queue = std::max(longest_queue.load(), mg_conn_2_conn(c)->ns_conn->send_iobuf.size);
+  return ev == MG_AUTH;
+}
+
 struct client : raw_client {
   bool closed = false;
 

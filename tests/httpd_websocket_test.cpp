@@ -1,11 +1,12 @@
-// WebSocket connections, byte for byte; real clients are in tests/endpoints.
+// WebSocket connections, byte for byte.
 #include "httpd/mg_websocket.h"
 #include "tests/httpd_support.h"
 
 // The example of RFC 6455.
 static const string UPGRADE =
     "GET /chat HTTP/1.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n";
+    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n"
+    "Sec-WebSocket-Extensions: permessage-deflate; client_max_window_bits\r\n";
 static const string SWITCHING =
     "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
     "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n";
@@ -47,13 +48,11 @@ static int echo(mg_connection* conn, mg_event event)
 {
   if (event == MG_WS_CONNECT)
     mg_websocket_write(conn, WEBSOCKET_OPCODE_TEXT, "hi", 2);
-  if (event == MG_REQUEST && conn->is_websocket && !(conn->wsbits & 8)) {
-    string text(1, static_cast<char>(conn->wsbits));
-    text.append(conn->content, conn->content_len);
-    mg_websocket_write(conn, WEBSOCKET_OPCODE_BINARY, text.data(), text.size());
-    return MG_TRUE;
-  }
-  return event == MG_AUTH ? MG_TRUE : MG_FALSE;
+  if (event != MG_REQUEST || !conn->is_websocket || conn->wsbits & 8)
+    return event == MG_AUTH;
+  const string text = static_cast<char>(conn->wsbits) + string(conn->content, conn->content_len);
+  mg_websocket_write(conn, WEBSOCKET_OPCODE_BINARY, text.data(), text.size());
+  return MG_TRUE;
 }
 
 static string talk(const file_server& server, const string& frames)
@@ -67,53 +66,46 @@ static string talk(const file_server& server, const string& frames)
 TEST(websocket, frames)
 {
   const string bye = from_client(0x88, "\x03\xe8 bye"), text = from_client(0x81, "Hello");
+  // clang-format off
   // What is sent behind the handshake, and what is answered without a handler.
   const std::pair<string, string> rows[] = {
-  // clang-format off
-      {text + bye,                                      CLOSE_1000},  // data is dropped
-      {from_client(0x89, "ping") + bye,                 from_server(10, "ping") + CLOSE_1000},
-      {from_client(0x89, "") + bye,                     from_server(10, "") + CLOSE_1000},
-      {from_client(0x8a, "pong") + bye,                 CLOSE_1000},
+      {text + bye, CLOSE_1000},  // data is dropped
+      {from_client(0x89, "ping") + bye, from_server(10, "ping") + CLOSE_1000},
+      {from_client(0x89, "") + bye, from_server(10, "") + CLOSE_1000},
+      {from_client(0x8a, "pong") + bye, CLOSE_1000},
       {from_client(0x01, "a") + from_client(0x89, "p") + from_client(0x80, "b") + bye,
-                                                                  from_server(10, "p") + CLOSE_1000},
-      {bye + from_client(0x89, "late"),                 CLOSE_1000},
-      {from_client(0x88, ""),                           CLOSE_1000},
-      {from_client(0x88, "\x0f\xa0"),                   from_server(8, "\x0f\xa0")},
-      {from_client(0x88, "\x03\xee"),                   CLOSE_1002},  // 1006 is never sent
-      {from_client(0x88, "\x03\xf7"),                   CLOSE_1002},  // nor is 1015
-      {from_client(0x88, "x"),                          CLOSE_1002},
-      {"\x81\x05Hello",                                 CLOSE_1002},  // unmasked
-      {from_client(0xc1, "Hello"),                      CLOSE_1002},  // reserved bit
-      {from_client(0x83, "Hello"),                      CLOSE_1002},  // unknown opcode
-      {from_client(0x8b, ""),                           CLOSE_1002},
-      {from_client(0x09, "p"),                          CLOSE_1002},  // fragmented PING
-      {from_client(0x89, string(126, 'p')),             CLOSE_1002},
-      {from_client(0x80, "b"),                          CLOSE_1002},  // continues nothing
-      {from_client(0x01, "a") + text,                   CLOSE_1002},
-      {"\x82\xfe\x00\x7d"s + "mask",                    CLOSE_1002},  // not the shortest size
-      {"\x82\xff\x80\0\0\0\0\0\0\0mask"s,               CLOSE_1002},
+       from_server(10, "p") + CLOSE_1000},
+      {bye + from_client(0x89, "late"), CLOSE_1000}, {from_client(0x88, ""), CLOSE_1000},
+      {from_client(0x88, "\x0f\xa0"), from_server(8, "\x0f\xa0")},
+      {from_client(0x88, "\x03\xe8\xc3\xa9"), CLOSE_1000},
       {from_client(0x81, "\xc3\xa9\xe2\x82\xac\xed\x9f\xbf\xf4\x8f\xbf\xbf") + bye, CLOSE_1000},
-      {from_client(0x81, "\xc1\xbf"),                   CLOSE_1007},  // longer than needed
-      {from_client(0x81, "\xe0\x9f\xbf"),               CLOSE_1007},
-      {from_client(0x81, "\xf0\x8f\xbf\xbf"),           CLOSE_1007},
-      {from_client(0x81, "\xed\xa0\x80"),               CLOSE_1007},  // a surrogate
-      {from_client(0x81, "\xf4\x90\x80\x80"),           CLOSE_1007},  // above 10FFFF
-      {from_client(0x81, "\x80"),                       CLOSE_1007},
-      {from_client(0x81, "a\xe2\x82") + bye,            CLOSE_1007},  // cut off
       {from_client(0x01, "\xe2\x82") + from_client(0x89, "\xff") + from_client(0x80, "\xac") + bye,
-                                                                  from_server(10, "\xff") + CLOSE_1000},
-      {from_client(0x01, "\xe2") + from_client(0x00, "") + from_client(0x80, "x"), CLOSE_1007},
-      {from_client(0x01, "\xe2") + from_client(0x80, ""), CLOSE_1007},
+       from_server(10, "\xff") + CLOSE_1000},
       {from_client(0x02, "\xff") + from_client(0x80, "\xff") + bye, CLOSE_1000},  // no text
-      {from_client(0x88, "\x03\xe8\xc3\xa9"),           CLOSE_1000},
-      {from_client(0x88, "\x03\xe8\xc3"),               CLOSE_1007},
-      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s,               CLOSE_1009},
-      {header(0x82, MAX_FRAME + 1, true) + "mask",        CLOSE_1009},
+      {"\x82\xff\0\0\0\x01\0\0\0\0mask"s, CLOSE_1009},
+      {header(0x82, MAX_FRAME + 1, true) + "mask", CLOSE_1009}};
+  const string malformed[] = {
+      from_client(0x88, "\x03\xee"), from_client(0x88, "\x03\xf7"),  // 1006 and 1015 are never sent
+      from_client(0x88, "x"), "\x81\x05Hello", from_client(0xc1, "Hello"),  // no mask; reserved
+      from_client(0x83, "Hello"), from_client(0x8b, ""), from_client(0x09, "p"),  // a PING in parts
+      from_client(0x89, string(126, 'p')), from_client(0x80, "b"),  // continues nothing
+      from_client(0x01, "a") + text, "\x82\xfe\x00\x7d"s + "mask",  // not the shortest size
+      "\x82\xff\x80\0\0\0\0\0\0\0mask"s};
+  const string no_utf8[] = {
+      from_client(0x81, "\xc1\xbf"), from_client(0x81, "\xe0\x9f\xbf"),  // longer than needed
+      from_client(0x81, "\xf0\x8f\xbf\xbf"), from_client(0x81, "\xed\xa0\x80"),  // a surrogate
+      from_client(0x81, "\xf4\x90\x80\x80"), from_client(0x81, "\x80"),  // above 10FFFF
+      from_client(0x81, "a\xe2\x82") + bye, from_client(0x88, "\x03\xe8\xc3"),  // cut off
+      from_client(0x01, "\xe2") + from_client(0x00, "") + from_client(0x80, "x"),
+      from_client(0x01, "\xe2") + from_client(0x80, "")};
   // clang-format on
-  };
   file_server server;
   for (const auto& [sent, answered] : rows)
     EXPECT_EQ(talk(server, sent), SWITCHING + answered) << testing::PrintToString(sent);
+  for (const string& sent : malformed)
+    EXPECT_EQ(talk(server, sent), SWITCHING + CLOSE_1002) << testing::PrintToString(sent);
+  for (const string& sent : no_utf8)
+    EXPECT_EQ(talk(server, sent), SWITCHING + CLOSE_1007) << testing::PrintToString(sent);
   websocket_frame frame;
   string largest = header(0x82, MAX_FRAME, true) + "mask";
   EXPECT_EQ(parse_websocket_frame(largest.data(), largest.size(), false, &frame), 0)
@@ -149,12 +141,10 @@ TEST(websocket, handshakes_and_idle_connections)
       mg_conn_2_conn(c)->ns_conn->last_io_time -= 6;
     return MG_FALSE;
   });
-  const std::pair<string, string> rows[] = {
-      {"/own", "own handshake\r\n\r\n\x89\0"s},
-      {"/x",   SWITCHING + "\x89\0"s         }, // a PING without payload
-      {"/no",  SWITCHING + "\x88\x02\x03\xf0"}, // 1008
-  };
-  for (const auto& [target, answer] : rows) {
+  // A PING without payload, and 1008.
+  for (const auto& [target, answer] :
+       {std::pair("/own"s, "own handshake\r\n\r\n\x89\0"s), std::pair("/x"s, SWITCHING + "\x89\0"s),
+        std::pair("/no"s, SWITCHING + "\x88\x02\x03\xf0")}) {
     string request = UPGRADE + "Expect: 100-continue\r\n\r\n";
     request.replace(4, strlen("/chat"), target);
     EXPECT_EQ(ask(s, request, answer.size()).substr(0, answer.size()), answer);

@@ -12,16 +12,11 @@ static void put_script(const std::string& name, const std::string& text)
   EXPECT_TRUE(sim_store().write(name, text)) << name;
 }
 
-static std::string running_config()
+template <typename Procedure>
+static auto locked(Procedure procedure)
 {
   const auto lock = sim_lock();
-  return sim_config_text();
-}
-
-static bool unsaved()
-{
-  const auto lock = sim_lock();
-  return sim_unsaved();
+  return procedure();
 }
 
 static void apply_script(int line, const std::string& text)
@@ -56,47 +51,36 @@ GET /vlans/10  contains "two words"
 GET /if/3  contains "say \"hi\" \\ A", "adminState": "disable"
 GET /if/4  contains "pvid": 10,
 GET /ssh  contains "1 and 2")");
-  EXPECT_TRUE(unsaved());
+  EXPECT_TRUE(locked(sim_unsaved));
 }
 
 TEST(Cli, ABadLineIsToldAndChangesNothing)
 {
   engine_reset();
-  const std::string before = running_config();
-  const struct {
-    const char* line;
-    const char* why;
-  } cases[] = {
-      {"vlan",                                  "no such command"                            },
-      {"vlan x",                                "no such command"                            },
-      {"vlan 4294967296",                       "no such command"                            },
-      {"vlan \"10\"",                           "no such command"                            },
-      {"\"vlan\" 10",                           "no such command"                            },
-      {"vlan 10 and more",                      "no such command"                            },
-      {"vlan 5000",                             "refused with -22"                           },
-      {"no vlan 11",                            "refused with -29"                           },
-      {"interface 3 switchport mode",           "no such command"                            },
-      {"interface 3 switchport mode router",    "no such command"                            },
-      {"interface 99 admin disable",            "refused with -29"                           },
-      {"logging syslog port 65536",             "refused with -22"                           },
-      {"network address 10.0.0.1 x 0.0.0.0",    "refused with -22"                           },
-      {"hostname \"a",                          "a quote is not closed or an escape is wrong"},
-      {"hostname \"a\"b",                       "a quote is not closed or an escape is wrong"},
-      {"hostname \"\\q\"",                      "a quote is not closed or an escape is wrong"},
-      {"hostname \"\\x00\"",                    "a quote is not closed or an escape is wrong"},
-      {"hostname \"\\x4\"",                     "a quote is not closed or an escape is wrong"},
-      {"tcam policy 1 set priority 4294967296", "refused with -22"                           },
-  };
-  for (const auto& c : cases) {
-    put_script("bad.scr", std::string("clear config\nvlan 10\ntcam policy 1 type 1 slice 2\n"
-                                      "write memory\n") +
-                              c.line + "\nhostname after\n");
+  const std::string before = locked(sim_config_text);
+  const std::string unknown = "no such command", invalid = "refused with -22",
+                    missing = "refused with -29",
+                    quoted = "a quote is not closed or an escape is wrong";
+  // clang-format off
+  const std::pair<std::string, std::string> rows[] = {
+      {"vlan", unknown}, {"vlan x", unknown}, {"vlan 4294967296", unknown},
+      {"vlan \"10\"", unknown}, {"\"vlan\" 10", unknown}, {"vlan 10 and more", unknown},
+      {"vlan 5000", invalid}, {"no vlan 11", missing}, {"interface 3 switchport mode", unknown},
+      {"interface 3 switchport mode router", unknown}, {"interface 99 admin disable", missing},
+      {"logging syslog port 65536", invalid}, {"network address 10.0.0.1 x 0.0.0.0", invalid},
+      {"hostname \"a", quoted}, {"hostname \"a\"b", quoted}, {"hostname \"\\q\"", quoted},
+      {"hostname \"\\x00\"", quoted}, {"hostname \"\\x4\"", quoted},
+      {"tcam policy 1 set priority 4294967296", invalid}};
+  // clang-format on
+  for (const auto& [line, why] : rows) {
+    put_script("bad.scr", "clear config\nvlan 10\ntcam policy 1 type 1 slice 2\nwrite memory\n" +
+                              line + "\nhostname after\n");
     testing::internal::CaptureStderr();
     run_script(__LINE__, "POST /script/apply?scr=bad.scr  result 99");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              std::string("switchsim: script bad.scr: line 5: ") + c.why + ": " + c.line + "\n");
-    EXPECT_EQ(running_config(), before) << c.line;
-    EXPECT_FALSE(unsaved());
+              "switchsim: script bad.scr: line 5: " + why + ": " + line + "\n");
+    EXPECT_EQ(locked(sim_config_text), before) << line;
+    EXPECT_FALSE(locked(sim_unsaved));
   }
   std::string saved;
   EXPECT_FALSE(sim_store().read(SIM_STARTUP_CONFIG, saved));
@@ -107,7 +91,7 @@ TEST(Cli, CommandsTakeBackWhatOthersDid)
 {
   engine_reset();
   apply_script(__LINE__, "clear config\n");
-  const std::string cleared = running_config();
+  const std::string cleared = locked(sim_config_text);
   apply_script(
       __LINE__,
       "vlan 10\nvlan learned 11\nvlan 11 name x\ninterface 3 vlan 10 include\n"
@@ -116,18 +100,17 @@ TEST(Cli, CommandsTakeBackWhatOthersDid)
       "interface 3 accept all\ninterface 3 switchport mode trunk\n"
       "interface 3 switchport mode general\ninterface 3 switchport trunk add 5,7-9\n"
       "interface 3 switchport trunk remove 5,7-9\ninterface 3 switchport trunk native vlan 10\n"
-      "interface 3 switchport trunk native vlan 1\n"
-      "interface 3 auto-negotiation disable\ninterface 3 auto-negotiation enable\n"
-      "interface 3 soft-shutdown enable\ninterface 3 soft-shutdown disable\n"
-      "interface 3 mtu 9000\ninterface 3 mtu 1500\ninterface 3 speed 3\ninterface 3 speed 1\n"
-      "interface 3 description x\ninterface 3 description \"\"\n"
-      "port-channel 9\nport-channel 9 name x\nport-channel 9 member 9\n"
-      "no port-channel 9 member 9\nno port-channel 9\n"
-      "routing ip enable\nrouting ip disable\nrouting ipv6 enable\nrouting ipv6 disable\n"
-      "vlan 10 routing\nno vlan 10 routing\nvlan 10 routing 230\nno vlan 10 routing\n"
-      "interface 5 routing enable\ninterface 5 ip dhcp\nno interface 5 ip dhcp\n"
-      "interface 5 ipv6 dhcp\nno interface 5 ipv6 dhcp\n"
-      "interface 5 ip address 10.5.0.1 24\ninterface 5 ip address 10.6.0.1 24 secondary\n"
+      "interface 3 switchport trunk native vlan 1\ninterface 3 auto-negotiation disable\n"
+      "interface 3 auto-negotiation enable\ninterface 3 soft-shutdown enable\n"
+      "interface 3 soft-shutdown disable\ninterface 3 mtu 9000\ninterface 3 mtu 1500\n"
+      "interface 3 speed 3\ninterface 3 speed 1\ninterface 3 description x\n"
+      "interface 3 description \"\"\nport-channel 9\nport-channel 9 name x\n"
+      "port-channel 9 member 9\nno port-channel 9 member 9\nno port-channel 9\nrouting ip enable\n"
+      "routing ip disable\nrouting ipv6 enable\nrouting ipv6 disable\nvlan 10 routing\n"
+      "no vlan 10 routing\nvlan 10 routing 230\nno vlan 10 routing\ninterface 5 routing enable\n"
+      "interface 5 ip dhcp\nno interface 5 ip dhcp\ninterface 5 ipv6 dhcp\n"
+      "no interface 5 ipv6 dhcp\ninterface 5 ip address 10.5.0.1 24\n"
+      "interface 5 ip address 10.6.0.1 24 secondary\n"
       "no interface 5 ip address 10.6.0.1 24 secondary\nno interface 5 ip address 10.5.0.1 24\n"
       "interface 5 ipv6 address 2001:db8:: 64 eui64\n"
       "no interface 5 ipv6 address 2001:db8::54:58ff:fea0:5 64\n"
@@ -136,16 +119,15 @@ TEST(Cli, CommandsTakeBackWhatOthersDid)
       "bgp neighbor 10.5.0.2 scope 0 update-source 5\nno bgp neighbor 10.5.0.2 scope 0\n"
       "bgp network 10.0.0.0 8 route-map \"\"\nno bgp network 10.0.0.0 8\n"
       "bgp redistribute ipv6 static match 0 metric 0 disable route-map m\n"
-      "no bgp redistribute ipv6 static\ninterface 5 routing disable\n"
-      "tcam policy 1 type 3 slice 3\ntcam policy 1 set match-dst-ipv6 2001:db8::1\n"
-      "tcam policy 1 interface 3\nno tcam policy 1 interface 3\nno tcam policy 1\n"
+      "no bgp redistribute ipv6 static\ninterface 5 routing disable\ntcam policy 1 type 3 slice 3\n"
+      "tcam policy 1 set match-dst-ipv6 2001:db8::1\ntcam policy 1 interface 3\n"
+      "no tcam policy 1 interface 3\nno tcam policy 1\n"
       "interface 3 mac-locking static 000102030405 vlan 10 fixed\n"
       "no interface 3 mac-locking static 000102030405 vlan 10\n"
-      "network address 10.1.2.3 255.255.0.0 10.1.0.1\nno network address\n"
-      "network protocol dhcp\nnetwork protocol none\nprompt \"core #\"\nprompt TX5454\n"
-      "logging host a.b\nlogging host a.b severity 1\nno logging host a.b\n"
-      "no vlan 11\nno vlan 10\n");
-  EXPECT_EQ(running_config(), cleared);
+      "network address 10.1.2.3 255.255.0.0 10.1.0.1\nno network address\nnetwork protocol dhcp\n"
+      "network protocol none\nprompt \"core #\"\nprompt TX5454\nlogging host a.b\n"
+      "logging host a.b severity 1\nno logging host a.b\nno vlan 11\nno vlan 10\n");
+  EXPECT_EQ(locked(sim_config_text), cleared);
 }
 
 // The example that the description of the commands ends with.
@@ -165,9 +147,9 @@ TEST(Reload, UnsavedChangesAreLostAndTheSessionGoesOn)
 {
   run_script(__LINE__, R"(switch {"fans": [], "vlans": [{"id": 7}]})");
   apply_script(__LINE__, "hostname saved\nno vlan 7\nwrite memory\n");
-  EXPECT_FALSE(unsaved());
+  EXPECT_FALSE(locked(sim_unsaved));
   apply_script(__LINE__, "hostname unsaved\nvlan 8\n");
-  EXPECT_TRUE(unsaved());
+  EXPECT_TRUE(locked(sim_unsaved));
 
   run_script(__LINE__, R"(
 POST /system/reload?value=1  result 0 Reset the system is starting.
@@ -179,7 +161,7 @@ GET /system  contains "hostname": "saved"
 GET /vlans/7  result 1 VLAN 7 does not exist.
 GET /vlans/8  result 1 VLAN 8 does not exist.
 GET /boxs/fans  data {"fans": {}})");
-  EXPECT_FALSE(unsaved());
+  EXPECT_FALSE(locked(sim_unsaved));
 
   run_script(__LINE__, R"(
 # without a configuration to come back to

@@ -1,52 +1,26 @@
 // The engine as a service, in the hardened build: readiness, watchdog, SIGHUP, --check, and what it
 // is stricter in.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <stdlib.h>
-#include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <regex>
-#include <set>
-#include <string>
 
-#include "tests/support/engine_process.h"
-#include "tests/support/http_client.h"
+#include "tests/support/engine_test.h"
+#include "tests/support/eventually.h"
 
 using std::string;
+using namespace std::string_literals;
 using steady = std::chrono::steady_clock;
 
-static bool eventually(const std::function<bool()>& condition)
-{
-  const auto limit = steady::now() + std::chrono::seconds(60);
-  while (!condition()) {
-    if (steady::now() > limit)
-      return false;
-    usleep(10000);
-  }
-  return true;
-}
+static const int LOG_IS_ON = setenv("L7PROC_LOG_STDERR", "1", 1);  // of every engine
 
 struct service : engine_process {
   http_client client;
   string key;
 
-  explicit service(const string& profile = "", std::map<string, string> environment = {},
-                   const string& certificate = "")
-      : engine_process(profile, with_log(std::move(environment)), certificate)
+  explicit service(const string& profile = "", const std::map<string, string>& environment = {})
+      : engine_process(profile, environment)
   {
     EXPECT_TRUE(engine_process_wait_listening(*this));
-  }
-  static std::map<string, string> with_log(std::map<string, string> environment)
-  {
-    environment["L7PROC_LOG_STDERR"] = "1";
-    return environment;
   }
   // How often the log has this text.
   long logged(const string& text) const
@@ -57,14 +31,16 @@ struct service : engine_process {
       count++;
     return count;
   }
-  reply_t log_in(const string& account)
+  // The body of the answer.
+  string log_in(const string& account)
   {
-    reply_t reply =
-        http_request(client, "POST", url + "/login", "user=" + account + "&password=" + account);
+    const string body =
+        http_request(client, "POST", url + "/login", "user=" + account + "&password=" + account)
+            .body;
     std::smatch found;
-    if (std::regex_search(reply.body, found, std::regex("<sessionKey>([0-9a-f]{32})<")))
+    if (std::regex_search(body, found, std::regex("<sessionKey>([0-9a-f]{32})<")))
       key = found[1];
-    return reply;
+    return body;
   }
   string ask(const char* method, const string& path)
   {
@@ -82,10 +58,10 @@ static std::pair<int, string> run(const string& command)
   return {WEXITSTATUS(status), string(text, length)};
 }
 
-static string running(const char* program, const string& argument)
+static std::pair<int, string> run_engine(const char* program, const string& argument)
 {
   const char* emulator = getenv("EMULATOR");
-  return string(emulator ? emulator : "") + " '" + getenv(program) + "' " + argument;
+  return run(string(emulator ? emulator : "") + " '" + getenv(program) + "' " + argument);
 }
 
 #ifdef REST_SYSTEMD
@@ -120,10 +96,7 @@ TEST(Service, TellsThatItIsReadyAndAliveUnlessACallHangs)
 {
   notify_socket notify;
   service engine(R"({"faults": {"rpcclt_openapiCpuIntfGet": {"delay_ms": 2500, "times": 1}}})",
-                 {
-                     {"NOTIFY_SOCKET", notify.path},
-                     {"WATCHDOG_USEC", "1000000"  }
-  });
+                 {std::pair("NOTIFY_SOCKET", notify.path), std::pair("WATCHDOG_USEC", "1000000"s)});
   EXPECT_EQ(notify.next().find("READY=1\nSTATUS=Listening on HTTP 127.0.0.1:"), 0u);
   engine.log_in("admin");
   for (int i = 0; i < 3; i++) {
@@ -132,12 +105,10 @@ TEST(Service, TellsThatItIsReadyAndAliveUnlessACallHangs)
   }
   auto hanging = std::async(std::launch::async, [&] { return engine.ask("GET", "/base?"); });
   steady::duration silence = {};
-  auto last = steady::now();
-  for (bool over = false; !over;) {
-    over = hanging.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  while (hanging.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+    const auto last = steady::now();
     EXPECT_EQ(notify.next(), "WATCHDOG=1");
     silence = std::max(silence, steady::now() - last);
-    last = steady::now();
   }
   EXPECT_GT(silence, std::chrono::seconds(2)) << "longer than the service manager waits";
 }
@@ -177,11 +148,10 @@ TEST(Service, ReadsItsCertificateAgainWithoutDroppingAConnection)
     else
       file_write(pem, bad[i]);
     kill(engine.pid, SIGHUP);
+    const string told = "the certificate and key in ./ssl.pem cannot";
     EXPECT_TRUE(eventually([&] {
-      return engine.logged("RESTful API Engine: the certificate and key in ./ssl.pem cannot") ==
-                 i + 1 &&
-             engine.logged("\nrestful_api_engine: the certificate and key in ./ssl.pem cannot") ==
-                 i + 1;
+      return engine.logged("RESTful API Engine: " + told) == i + 1 &&
+             engine.logged("\nrestful_api_engine: " + told) == i + 1;
     })) << i;
     EXPECT_EQ(subject(engine.tls_url), "subject=CN = second\n") << i;
   }
@@ -198,7 +168,7 @@ TEST(Service, ChecksWhetherAnEngineIsHealthy)
   for (const char* program : {"ENGINE", "HTTPS_ENGINE"}) {
     const string scheme = *program == 'E' ? "http" : "https";
     const auto expect = [&](int status, const string& text) {
-      const auto [actual, said] = run(running(program, "--check"));
+      const auto [actual, said] = run_engine(program, "--check");
       EXPECT_EQ(actual, status);
       EXPECT_TRUE(std::regex_match(said, std::regex("restful_api_engine: " + text + "\n"))) << said;
     };
@@ -207,7 +177,7 @@ TEST(Service, ChecksWhetherAnEngineIsHealthy)
     const string before = getenv("ENGINE");
     setenv("ENGINE", getenv(program), 1);
     engine_process engine;
-    EXPECT_TRUE(eventually([&] { return run(running(program, "--check")).first == 0; }));
+    EXPECT_TRUE(eventually([&] { return run_engine(program, "--check").first == 0; }));
     expect(0, "healthy: " + address + " answers");
     kill(engine.pid, SIGSTOP);
     expect(1, "not healthy: " + address + (scheme == "http" ? ": .* the engine hangs" : ": .*"));
@@ -215,13 +185,24 @@ TEST(Service, ChecksWhetherAnEngineIsHealthy)
   }
 }
 
-TEST(Hardened, TellsItsPoints)
+TEST(Service, TakesTwoArgumentsAndTellsThatItIsHardened)
 {
   const string points =
       "hardened: random keys, read-only accounts, log-in limit, safe headers, HTTP ";
-  EXPECT_NE(run(running("ENGINE", "--version")).second.find("\n" + points + "local\n"),
-            string::npos);
-  EXPECT_NE(run(running("HTTPS_ENGINE", "--version")).second.find(points + "off\n"), string::npos);
+  const string version = R"(restful_api_engine \d+\.\d+\.\d+( \([0-9a-f]{7,}\))?\n)";
+  const auto [help, usage] = run_engine("ENGINE", "--help");
+  EXPECT_EQ(help, 0);
+  EXPECT_EQ(usage.rfind("usage: restful_api_engine", 0), 0u) << usage;
+  for (const auto& [program, argument, status, text] :
+       {std::tuple("ENGINE", "--port", 1, ".+\n"s), std::tuple("ENGINE", "help", 1, ".+\n"s),
+        std::tuple("ENGINE", "--help --version", 1, ".+\n"s),
+        std::tuple("ENGINE", "''", 1, ".+\n"s),
+        std::tuple("ENGINE", "--version", 0, version + points + "local\n"),
+        std::tuple("HTTPS_ENGINE", "--version", 0, version + points + "off\n")}) {
+    const auto [actual, said] = run_engine(program, argument);
+    EXPECT_EQ(actual, status) << argument;
+    EXPECT_TRUE(std::regex_match(said, std::regex(text))) << argument << said;
+  }
   service engine;
   EXPECT_TRUE(eventually([&] { return engine.logged(points + "local\n") == 1; }));
 }
@@ -253,30 +234,19 @@ TEST(Hardened, ReadOnlyAccountsOnlyRead)
   service engine;
   EXPECT_NE(http_request(engine.client, "GET", engine.url + "/help/login").body.find("code 906"),
             string::npos);
-  for (const auto& [account, code] : {
-           std::pair{"admin", "0"  },
-           {"guest", "906"}
-  }) {
-    engine.log_in(account);
-    const string document =
-        code == string("906")
-            ? "{ \"result\": { \"rlt_code\": 906, \"rlt_mesg\": \"The account is read-only.\" } }\n"
-            : "{ \"result\": { \"rlt_code\": 902, \"rlt_mesg\": \"Bad Request. Please check your "
-              "method and "
-              "URI.\" } }\n";
-    const string refused = code == string("906") ? "<rlt_mesg>The account is read-only." : "";
-    for (const auto& [method, path] : {
-             std::pair{"POST", "/vlans/10?"                 },
-             {"PUT",  "/login/RESTTimeout?value=5&"},
-             {"GET",  "/vlans/10?method=DELETE&"   }
-    })
-      EXPECT_EQ(engine.ask(method, path)
-                    .find(string("<result><rlt_code>") + code + "</rlt_code>" + refused),
-                0u)
-          << account << path;
+  for (const bool is_guest : {false, true}) {
+    engine.log_in(is_guest ? "guest" : "admin");
+    const string refused =
+        is_guest ? xml_envelope(906, "The account is read-only.") : "<result><rlt_code>0<";
+    for (const auto& [method, path] :
+         {std::pair("POST", "/vlans/10?"), std::pair("PUT", "/login/RESTTimeout?value=5&"),
+          std::pair("GET", "/vlans/10?method=DELETE&")})
+      EXPECT_EQ(engine.ask(method, path).find(refused), 0u) << path;
     EXPECT_EQ(engine.ask("POST", "/vlans?method=GET&").find("<result><rlt_code>0<"), 0u);
     EXPECT_EQ(engine.ask("POST", "/help/login?").find("<result><rlt_code>902<"), 0u);
-    EXPECT_EQ(engine.ask("DELETE", "/login/?format=json&"), document);
+    EXPECT_EQ(engine.ask("DELETE", "/login/?format=json&"),
+              is_guest ? json_envelope(906, "The account is read-only.")
+                       : json_envelope(902, "Bad Request. Please check your method and URI."));
     EXPECT_NE(engine.ask("DELETE", "/login?").find("Log out successfully."), string::npos);
   }
 }
@@ -284,24 +254,23 @@ TEST(Hardened, ReadOnlyAccountsOnlyRead)
 TEST(Hardened, AnAddressWhoseLogInsFailHasToWait)
 {
   service engine;
-  const string failed =
-      "<result><rlt_code>1</rlt_code><rlt_mesg>Authentication failed.</rlt_mesg></result>\n";
+  const string failed = xml_envelope(1, "Authentication failed.");
   const auto audited = [&] { return engine.logged("POST /login?]: Authentication failed. (1)"); };
   const auto fail = [&](int times) {
     for (int i = 0; i < times; i++)
-      EXPECT_EQ(engine.log_in("eve").body, failed);
+      EXPECT_EQ(engine.log_in("eve"), failed);
   };
   for (int i = 0; i < 2; i++) {
     fail(4);
-    EXPECT_NE(engine.log_in("admin").body, failed) << "which makes good for what failed";
+    EXPECT_NE(engine.log_in("admin"), failed) << "which makes good for what failed";
   }
   fail(1);
-  for (const char* pause : {"2", "3", "3"}) {
+  for (const int pause : {2, 3, 3}) {
     fail(3);
     const auto begin = steady::now();
     fail(1);
     const long lines = audited();
-    EXPECT_EQ(engine.log_in("admin").body, failed) << "nor is the right password taken";
+    EXPECT_EQ(engine.log_in("admin"), failed) << "nor is the right password taken";
     fail(3);
     http_client other(CURLOPT_INTERFACE, "127.0.0.2");
     EXPECT_NE(http_request(other, "POST", engine.url + "/login", "user=guest&password=guest").body,
@@ -311,7 +280,7 @@ TEST(Hardened, AnAddressWhoseLogInsFailHasToWait)
       fail(1);
       return audited() > lines;
     }));
-    EXPECT_GE(steady::now() - begin, std::chrono::seconds(atoi(pause)));
+    EXPECT_GE(steady::now() - begin, std::chrono::seconds(pause));
   }
   EXPECT_EQ(engine.logged("Log-ins from [127.0.0.1] are refused for 2 seconds: 5 have failed"), 1);
   EXPECT_EQ(engine.logged("Log-ins from [127.0.0.1] are refused for 3 seconds: 5 have failed"), 2);
