@@ -57,16 +57,13 @@ class Engine:
 
 def start_engine(folder: Path, profile: dict[str, Any] | None = None) -> Engine:
     """Does not wait: several can start at once. wait_listening fills in the URLs."""
-    if not (folder / "ssl.pem").exists():
-        make_certificate(folder)
     (folder / "user-apps").mkdir(exist_ok=True)
     (folder / "profile.json").write_text(json.dumps(profile or {}))
     environment = os.environ | {
         "SWITCHSIM_PROFILE": "profile.json",
         "SWITCHSIM_TRACE": "trace",
-        "TMPDIR": str(
-            folder
-        ),  # a process that cannot see this one would take its flash for left behind
+        # a process that cannot see this one would take its flash for left behind
+        "TMPDIR": str(folder),
     }
     with open(folder / "log", "ab") as log:
         process = subprocess.Popen([ENGINE], cwd=folder, env=environment, stdout=log, stderr=log)
