@@ -4,6 +4,7 @@ import json
 import os
 import re
 import subprocess
+import sys
 import tempfile
 import time
 from collections.abc import Callable, Iterator
@@ -101,3 +102,10 @@ def running(count: int, profile: dict[str, Any] | None = None) -> Iterator[list[
             for engine in engines:
                 engine.process.kill()
                 engine.process.wait()
+
+
+if __name__ == "__main__":  # one, for whoever is not Python: until the input ends
+    with running(1) as [alone]:
+        print(alone.url, flush=True)
+        sys.stdin.read()
+        assert not (complaints := (alone.folder / "log").read_text().strip()), complaints

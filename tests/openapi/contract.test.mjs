@@ -111,8 +111,6 @@ async function driveAll(t, format, check) {
     if (isTransfer(entry))
       assert.match(await transferEnds(engine, key, entry.path.split("/")[1]), /success/, name);
   }
-  assert.ok(engine.isRunning());
-  assert.equal(engine.errors(), "");
   return codes;
 }
 

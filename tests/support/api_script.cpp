@@ -435,7 +435,7 @@ static const struct script_kind_t {
 
 // ---- reading ----
 
-// What stands behind the requests of a line is the first thing expected of them.
+// What stands behind the requests of a line, with two blanks between, is expected of them first.
 static script_step_t script_step(int line, const std::string& text)
 {
   script_step_t step = {
@@ -448,7 +448,9 @@ static script_step_t script_step(int line, const std::string& text)
   for (size_t at = text.find(' '); at != std::string::npos; at = text.find(' ', at + 1)) {
     const std::string rest = script_trim(text.substr(at));
     if (script_row(EXPECTATIONS, rest)) {
-      step.expected.push_back({line, rest});
+      const bool whole = script_behind(rest, "with fault");
+      for (const std::string& one : whole ? script_texts_t{rest} : script_split(rest, "  "))
+        step.expected.push_back({line, one});
       step.head.text = script_trim(text.substr(0, at));
       return step;
     }
