@@ -150,7 +150,7 @@ def look_at(spine: Engine, leaf: Engine) -> None:
 def upgrade(environment: dict[str, str], inventory: Path, switches: list[Engine]) -> None:
     """Two of them: the one whose image cannot be had stops before its restart."""
     book = COLLECTION / "playbooks/upgrade.yml"
-    with file_server() as url:
+    with file_server("/image") as url:
         for path, failures in (("image", {}), ("missing", {"spine1": 1})):
             options = ["-e", f"upgrade_image_url={url}/{path}", "-e", "upgrade_pause=1"]
             done = play(environment, inventory, book, *options, "--limit", "spine1")

@@ -150,10 +150,13 @@ def test_files(engine: Engine, tmp_path: Path) -> None:
 
 
 @contextmanager
-def file_server() -> Iterator[str]:
-    """Serves "image", a script of one line."""
+def file_server(*paths: str) -> Iterator[str]:
+    """Each of its files is a script of one line."""
     with tempfile.TemporaryDirectory() as folder:
-        Path(folder, "image").write_text("hostname fetched\n")
+        for path in paths:
+            file = Path(folder + path)
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text("hostname fetched\n")
         command = [sys.executable, str(ROOT / "tests/support/file_server.py"), folder]
         with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as server:
             assert server.stdout
@@ -162,7 +165,7 @@ def file_server() -> Iterator[str]:
 
 
 def test_transfers_and_scripts(engine: Engine) -> None:
-    with file_server() as url:
+    with file_server("/image") as url:
         script = switchctl(engine, "transfer", "script", f"{url}/image", "a.scr", "--progress")
         assert script.exit_code == 0 and "completed successfully" in script.stdout, script.stderr
         missing = switchctl(engine, "transfer", "image", f"{url}/missing", "--progress")
