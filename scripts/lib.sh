@@ -9,7 +9,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build ccache pkg-config libssl-dev libjson-c-dev
 TEST_PACKAGES=(curl git python3 atftpd chromium litmus cadaver apache2-utils perl
   busybox
   python3-requests python3-click python3-rich python3-yaml python3-prometheus-client
-  python3-cryptography python3-pytest mypy black mandoc prometheus
+  python3-cryptography python3-jsonschema python3-pytest mypy black mandoc prometheus
   python3-selenium chromium-driver ansible-core ansible-lint iproute2)
 # Real ports behind the switch: what the laboratory runs, and what the engine reaches it with.
 LAB_PACKAGES=(libmnl-dev openvswitch-switch frr iproute2 iputils-ping ethtool tcpdump python3)

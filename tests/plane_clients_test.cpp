@@ -263,27 +263,6 @@ struct real_daemons_t {
   }
 };
 
-TEST(Clients, RealDatabase)
-{
-  const real_daemons_t daemons;
-  if (!daemons.running)
-    GTEST_SKIP() << "no Open vSwitch here";
-  ovsdb_t db;
-  std::string why;
-  ASSERT_TRUE(ovsdb_connect(db, "unix:" + daemons.at("db.sock"), in_ms(LONG_MS), why)) << why;
-  const auto transact = [&](const char* operations) {
-    return ovsdb_transact(db, json_ptr_t(json_tokener_parse(operations)), in_ms(LONG_MS), why);
-  };
-  const json_ptr_t selected =
-      transact(R"([{"op":"select","table":"Bridge","where":[],"columns":["name"]}])");
-  ASSERT_NE(selected, nullptr) << why;
-  EXPECT_STREQ(json_object_to_json_string_ext(selected.get(), JSON_C_TO_STRING_PLAIN),
-               R"([{"rows":[{"name":"t0"}]}])");
-  EXPECT_EQ(transact(R"([{"op":"select","table":"Nothing","where":[]}])"), nullptr);
-  EXPECT_NE(why.find("Nothing"), std::string::npos) << why;
-  EXPECT_NE(transact(R"([{"op":"comment","comment":"still there"}])"), nullptr) << why;
-}
-
 // Everything that settings can ask of flows: locks, VLANs, a group, a port that routes, and
 // policies that match and do all that there is.
 wish_t rich_wish()

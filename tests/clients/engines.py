@@ -4,6 +4,7 @@ import json
 import os
 import re
 import subprocess
+import sys
 import tempfile
 import time
 from collections.abc import Callable, Iterator
@@ -57,16 +58,13 @@ class Engine:
 
 def start_engine(folder: Path, profile: dict[str, Any] | None = None) -> Engine:
     """Does not wait: several can start at once. wait_listening fills in the URLs."""
-    if not (folder / "ssl.pem").exists():
-        make_certificate(folder)
     (folder / "user-apps").mkdir(exist_ok=True)
     (folder / "profile.json").write_text(json.dumps(profile or {}))
     environment = os.environ | {
         "SWITCHSIM_PROFILE": "profile.json",
         "SWITCHSIM_TRACE": "trace",
-        "TMPDIR": str(
-            folder
-        ),  # a process that cannot see this one would take its flash for left behind
+        # a process that cannot see this one would take its flash for left behind
+        "TMPDIR": str(folder),
     }
     with open(folder / "log", "ab") as log:
         process = subprocess.Popen([ENGINE], cwd=folder, env=environment, stdout=log, stderr=log)
@@ -104,3 +102,10 @@ def running(count: int, profile: dict[str, Any] | None = None) -> Iterator[list[
             for engine in engines:
                 engine.process.kill()
                 engine.process.wait()
+
+
+if __name__ == "__main__":  # one, for whoever is not Python: until the input ends
+    with running(1) as [alone]:
+        print(alone.url, flush=True)
+        sys.stdin.read()
+        assert not (complaints := (alone.folder / "log").read_text().strip()), complaints

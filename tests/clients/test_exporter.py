@@ -16,8 +16,8 @@ import pytest
 import requests
 import yaml
 from engines import ROOT, Engine, running, wait_for
+from test_library import open_sessions
 
-from switch_rest import connect
 from switch_rest.rates import Totals
 
 EXPORTER = ROOT / "clients/switch_exporter"
@@ -51,12 +51,6 @@ def probe(where: str, target: str) -> requests.Response:
     return requests.get(f"http://{where}/probe", {"target": target}, timeout=30)
 
 
-def sessions(engine: Engine) -> int:
-    """Without the one that asks."""
-    with connect(engine.url, "admin", "admin") as switch:
-        return len(switch.get("/login/RESTSessions")["rest_sessions"]) - 1
-
-
 def test_one_switch(engine: Engine, tmp_path: Path) -> None:
     targets = {"http://127.0.0.1:*": {"neighbors": ["192.0.2.2"]}, "https://127.0.0.*:*": {}}
     with exporter(tmp_path, targets) as (where, process):
@@ -86,7 +80,7 @@ def test_one_switch(engine: Engine, tmp_path: Path) -> None:
         assert "switch_up 0.0" in probe(where, "http://127.0.0.1:1").text
         process.send_signal(signal.SIGTERM)
         assert process.wait(20) == 128 + signal.SIGTERM
-    assert sessions(engine) == 0
+    assert open_sessions(engine) == 0
 
 
 def test_counters_do_not_wrap() -> None:
@@ -107,10 +101,8 @@ def test_counters_do_not_wrap() -> None:
 def test_rules() -> None:
     if not shutil.which("promtool"):
         pytest.skip("there is no promtool")
-    subprocess.run(["promtool", "check", "rules", "alerts.yml"], cwd=EXPORTER / "rules", check=True)
-    subprocess.run(
-        ["promtool", "test", "rules", "alerts_test.yml"], cwd=EXPORTER / "rules", check=True
-    )
+    for words in ("check rules alerts.yml", "test rules alerts_test.yml"):
+        subprocess.run(["promtool", *words.split()], cwd=EXPORTER / "rules", check=True)
 
 
 def dashboard_queries() -> Iterator[str]:
@@ -133,24 +125,20 @@ def test_prometheus_scrapes_twenty_switches(tmp_path: Path) -> None:
                 {"source_labels": ["__param_target"], "target_label": "instance"},
                 {"target_label": "__address__", "replacement": where},
             ]
-            job = {
-                "job_name": "switches",
-                "metrics_path": "/probe",
-                "scrape_interval": "5s",
-                "scrape_timeout": "5s",
-                "static_configs": [{"targets": list(targets)}],
-                "relabel_configs": relabel,
+            times = {"scrape_interval": "5s", "scrape_timeout": "5s", "evaluation_interval": "1s"}
+            asked = {"static_configs": [{"targets": urls}], "relabel_configs": relabel}
+            config = {
+                "global": times,
+                "rule_files": [str(EXPORTER / "rules/alerts.yml")],
+                "scrape_configs": [{"job_name": "switches", "metrics_path": "/probe"} | asked],
             }
-            rules = str(EXPORTER / "rules/alerts.yml")
-            config: dict[str, Any] = {"rule_files": [rules], "scrape_configs": [job]}
-            config["global"] = {"evaluation_interval": "1s"}
             (tmp_path / "prometheus.yml").write_text(yaml.safe_dump(config))
             ask_all(urls, tmp_path)
             process.send_signal(signal.SIGTERM)
             process.wait(30)
         for engine in engines:
             assert engine.calls("AuthenticateUser") == 1
-            assert sessions(engine) == 0
+            assert open_sessions(engine) == 0
 
 
 def ask_all(urls: list[str], folder: Path) -> None:

@@ -1,11 +1,11 @@
 """The command line against a running engine."""
 
-import http.server
 import json
 import os
 import re
 import subprocess
-import threading
+import sys
+import tempfile
 from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
@@ -150,27 +150,23 @@ def test_files(engine: Engine, tmp_path: Path) -> None:
 
 
 @contextmanager
-def file_server() -> Iterator[str]:
-    class Handler(http.server.BaseHTTPRequestHandler):
-        def do_GET(self) -> None:
-            text = b"hostname fetched\n"
-            self.send_response(404 if "missing" in self.path else 200)
-            self.send_header("Content-Length", str(len(text)))
-            self.end_headers()
-            self.wfile.write(text)
-
-        def log_message(self, *arguments: object) -> None:
-            pass
-
-    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
-        threading.Thread(target=server.serve_forever, daemon=True).start()
-        yield f"http://127.0.0.1:{server.server_port}"
-        server.shutdown()
+def file_server(*paths: str) -> Iterator[str]:
+    """Each of its files is a script of one line."""
+    with tempfile.TemporaryDirectory() as folder:
+        for path in paths:
+            file = Path(folder + path)
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text("hostname fetched\n")
+        command = [sys.executable, str(ROOT / "tests/support/file_server.py"), folder]
+        with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as server:
+            assert server.stdout
+            yield f"http://127.0.0.1:{server.stdout.readline().strip()}"
+            server.kill()
 
 
 def test_transfers_and_scripts(engine: Engine) -> None:
-    with file_server() as url:
-        script = switchctl(engine, "transfer", "script", f"{url}/a", "a.scr", "--progress")
+    with file_server("/image") as url:
+        script = switchctl(engine, "transfer", "script", f"{url}/image", "a.scr", "--progress")
         assert script.exit_code == 0 and "completed successfully" in script.stdout, script.stderr
         missing = switchctl(engine, "transfer", "image", f"{url}/missing", "--progress")
         assert missing.exit_code == 1 and "HTTP status 404" in missing.stderr, missing.stdout

@@ -1,5 +1,6 @@
 // Preloaded into a program, makes allocations fail at will (scripts/failmalloc). The file that
 // FAILMALLOC names is shared with whoever decides which.
+#include <dlfcn.h>
 #include <errno.h>
 #include <execinfo.h>
 #include <fcntl.h>
@@ -18,31 +19,10 @@ struct plan_t {
 
 static plan_t* plan;
 
-// Where the platform's libraries lie in memory.
-static struct {
-  uintptr_t begin, end;
-} platform[2];
-static size_t platforms;
-
-static int platform_find(dl_phdr_info* info, size_t, void*)
-{
-  if (!strstr(info->dlpi_name, "libopenclt") && !strstr(info->dlpi_name, "libproc_libs"))
-    return 0;
-  for (int i = 0; i < info->dlpi_phnum; i++) {
-    const auto& segment = info->dlpi_phdr[i];
-    if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) && platforms < 2) {
-      uintptr_t begin = info->dlpi_addr + segment.p_vaddr;
-      platform[platforms++] = {begin, begin + segment.p_memsz};
-    }
-  }
-  return 0;
-}
-
 __attribute__((constructor)) static void plan_open(void)
 {
   void* frames[1];
   backtrace(frames, 1);  // its first call allocates
-  dl_iterate_phdr(platform_find, nullptr);
   const char* path = getenv("FAILMALLOC");
   int fd = path ? open(path, O_RDWR | O_CLOEXEC) : -1;
   void* memory = mmap(nullptr, sizeof(plan_t), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
@@ -54,13 +34,14 @@ __attribute__((constructor)) static void plan_open(void)
 static bool is_in_platform(void)
 {
   void* frames[64];
-  int count = backtrace(frames, sizeof frames / sizeof *frames);
-  for (int i = 0; i < count; i++)
-    for (size_t p = 0; p < platforms; p++) {
-      uintptr_t address = reinterpret_cast<uintptr_t>(frames[i]);
-      if (address >= platform[p].begin && address < platform[p].end)
-        return true;
-    }
+  const int count = backtrace(frames, sizeof frames / sizeof *frames);
+  for (int i = 0; i < count; i++) {
+    dl_find_object object = {};
+    if (_dl_find_object(frames[i], &object) == 0 &&
+        (strstr(object.dlfo_link_map->l_name, "libopenclt") ||
+         strstr(object.dlfo_link_map->l_name, "libproc_libs")))
+      return true;
+  }
   return false;
 }
 

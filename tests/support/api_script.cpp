@@ -5,7 +5,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -21,6 +20,7 @@
 #include "modules/rest_module_system.h"
 #include "switchsim/switchsim.h"
 #include "tests/support/api_sweep.h"
+#include "tests/support/file_server.h"
 #include "tests/support/local_engine.h"
 #include "tests/support/temp_folder.h"
 
@@ -110,10 +110,13 @@ struct script_step_t {
   script_item_t head;
   std::vector<script_item_t> expected;
 };
+using script_texts_t = std::vector<std::string>;  // names and texts in turn
 struct script_test_t {
+  std::string file, name;
   int line;
-  std::string file, name, steps;
-  std::vector<std::vector<std::string>> rows;  // names and texts in turn; none: made once
+  std::vector<script_item_t> steps;
+  script_texts_t texts;
+  std::vector<script_texts_t> rows;  // none: made once
 };
 
 // The text behind the word that it begins with, or null.
@@ -135,14 +138,6 @@ struct script_outcome_t {
   std::vector<std::string> calls;
   const script_step_t* step;
 };
-
-// The code of the answer, or -1.
-static int script_code(const std::string& body)
-{
-  static const std::string before = "\"rlt_code\": ";
-  const size_t at = body.find(before);
-  return at == body.npos ? -1 : std::stoi(body.substr(at + before.size()));
-}
 
 // The text of another expectation of the same step; empty if there is none.
 static std::string script_other(const script_outcome_t& outcome, const char* word)
@@ -214,11 +209,8 @@ static void script_until(const script_outcome_t& outcome, const std::string& tex
 static void script_refused(const script_outcome_t& outcome, const std::string& result)
 {
   const std::string last = outcome.calls.empty() ? "no call" : outcome.calls.back();
-  const std::string end = ") = " + result;
-  EXPECT_TRUE(last.size() > end.size() &&
-              last.compare(last.size() - end.size(), end.size(), end) == 0)
-      << last;
-  EXPECT_EQ(script_code(outcome.body), result == "-24" ? 98 : 99);
+  EXPECT_EQ(last.substr(last.rfind(") = ") + 1), " = " + result) << last;
+  script_contains(outcome, result == "-24" ? "\"rlt_code\": 98," : "\"rlt_code\": 99,");
 }
 
 static void script_calls(const script_outcome_t& outcome, const std::string& expected)
@@ -237,32 +229,29 @@ static void script_no_calls(const script_outcome_t& outcome, const std::string&)
   EXPECT_EQ(outcome.calls, std::vector<std::string>());
 }
 
-static void script_with_fault(const script_outcome_t&, const std::string&)
-{
-  // is in force already
-}
-
 static const struct script_expectation_t {
   const char* word;
   bool simulated;  // needs the simulated switch
   void (*judge)(const script_outcome_t& outcome, const std::string& text);
 } EXPECTATIONS[] = {
-    {"result",     false, script_result    },
-    {"data",       false, script_data      },
-    {"done",       false, script_done      },
-    {"contains",   false, script_contains  },
-    {"until",      false, script_until     },
-    {"refused",    true,  script_refused   },
-    {"calls",      true,  script_calls     },
-    {"no calls",   true,  script_no_calls  },
-    {"with fault", true,  script_with_fault},
+    {"result",     false, script_result  },
+    {"data",       false, script_data    },
+    {"done",       false, script_done    },
+    {"contains",   false, script_contains},
+    {"until",      false, script_until   },
+    {"refused",    true,  script_refused },
+    {"calls",      true,  script_calls   },
+    {"no calls",   true,  script_no_calls},
+    {"with fault", true,  nullptr        }, // is in force already
 };
 
-static const script_expectation_t* script_expectation(const std::string& text)
+// The row of a table whose word the text begins with, or null.
+template <typename Row, size_t count>
+static const Row* script_row(const Row (&table)[count], const std::string& text)
 {
-  for (const script_expectation_t& expectation : EXPECTATIONS)
-    if (script_behind(text, expectation.word))
-      return &expectation;
+  for (const Row& row : table)
+    if (script_behind(text, row.word))
+      return &row;
   return nullptr;
 }
 
@@ -298,21 +287,10 @@ static int unrouted_handler(struct mg_connection* conn, enum mg_event ev)
 static reply_t unrouted_request(unrouted_operation_t operation, const std::string& path)
 {
   unrouted_operation = operation;
-  struct mg_server* server = mg_create_server(nullptr, unrouted_handler);
-  EXPECT_EQ(mg_set_option(server, "listening_port", "127.0.0.1:0"), nullptr);
-  const std::string address = std::string("127.0.0.1:") + mg_get_option(server, "listening_port");
-  std::atomic<bool> answered{false};
-  std::thread poller([&] {
-    while (!answered)
-      mg_poll_server(server, 5);
-  });
+  const file_server server("", unrouted_handler);
   http_client client;
   const std::string format = path.find('?') == path.npos ? "?format=json" : "&format=json";
-  const reply_t reply = http_request(client, "PUT", "http://" + address + path + format);
-  answered = true;
-  poller.join();
-  mg_destroy_server(&server);
-  return reply;
+  return http_request(client, "PUT", server.url + path + format);
 }
 
 // ---- steps ----
@@ -367,13 +345,12 @@ static void script_request(const char* method, const std::string& path, const sc
   outcome.calls = script_split(switchsim_trace_take(), "\n");
   bool judged = false;
   for (const script_item_t& item : step.expected) {
-    const script_expectation_t* expectation = script_expectation(item.text);
-    if (!expectation) {
+    const script_expectation_t* expectation = script_row(EXPECTATIONS, item.text);
+    if (!expectation)
       ADD_FAILURE() << "line " << item.line << ": no such word: " << item.text;
-      continue;
-    }
-    expectation->judge(outcome, script_behind(item.text, expectation->word));
-    judged = judged || expectation->judge != script_with_fault;
+    else if (expectation->judge)
+      expectation->judge(outcome, script_behind(item.text, expectation->word));
+    judged = judged || !expectation || expectation->judge;
   }
   if (!judged)
     script_contains(outcome, SUCCESS);
@@ -456,30 +433,24 @@ static const struct script_kind_t {
     {"sweep",     true,  script_sweep     },
 };
 
-static const script_kind_t* script_kind(const std::string& text)
-{
-  for (const script_kind_t& kind : KINDS)
-    if (script_behind(text, kind.word))
-      return &kind;
-  return nullptr;
-}
-
 // ---- reading ----
 
-// What stands behind the requests of a line is the first thing expected of them.
+// What stands behind the requests of a line, with two blanks between, is expected of them first.
 static script_step_t script_step(int line, const std::string& text)
 {
   script_step_t step = {
       {line,    text},
       {       }
   };
-  const script_kind_t* kind = script_kind(text);
+  const script_kind_t* kind = script_row(KINDS, text);
   if (!kind || kind->make != script_requests)
     return step;
   for (size_t at = text.find(' '); at != std::string::npos; at = text.find(' ', at + 1)) {
     const std::string rest = script_trim(text.substr(at));
-    if (script_expectation(rest)) {
-      step.expected.push_back({line, rest});
+    if (script_row(EXPECTATIONS, rest)) {
+      const bool whole = script_behind(rest, "with fault");
+      for (const std::string& one : whole ? script_texts_t{rest} : script_split(rest, "  "))
+        step.expected.push_back({line, one});
       step.head.text = script_trim(text.substr(0, at));
       return step;
     }
@@ -504,8 +475,9 @@ static std::vector<script_item_t> script_lines(int line, const std::string& text
   return items;
 }
 
-// Puts the texts in the place of their names; a text may hold names, and one name begin another.
-static void script_replace(std::string& script, const std::vector<std::string>& texts)
+// The text with others in the place of their names; they may hold names, and one name begin
+// another.
+static std::string script_replaced(std::string script, const script_texts_t& texts)
 {
   std::vector<std::pair<std::string, std::string>> pairs;
   for (size_t i = 0; i + 1 < texts.size(); i += 2)
@@ -517,27 +489,34 @@ static void script_replace(std::string& script, const std::vector<std::string>& 
     for (const auto& [name, text] : pairs)
       for (size_t at = 0; (at = script.find(name, at)) != std::string::npos; at += text.size())
         script.replace(at, name.size(), text);
-}
-
-void run_script_with(int line, std::string script, const std::vector<std::string>& texts)
-{
-  script_replace(script, texts);
   static const std::regex repeated("\\$\\[(\\d+)-times-(.)\\]");
   for (std::smatch found; std::regex_search(script, found, repeated);)
     script = found.prefix().str() + std::string(std::stoul(found[1]), *found[2].first) +
              found.suffix().str();
+  return script;
+}
+
+static void script_run(const std::vector<script_item_t>& items, const script_texts_t& texts)
+{
   script_faults.clear();
   std::vector<script_step_t> steps;
-  for (const script_item_t& item : script_lines(line, script))
-    if (item.text[0] == ' ' && !steps.empty())
-      steps.back().expected.push_back({item.line, script_trim(item.text)});
+  for (const script_item_t& item : items) {
+    const std::string text = script_replaced(item.text, texts);
+    if (text[0] == ' ' && !steps.empty())
+      steps.back().expected.push_back({item.line, script_trim(text)});
     else
-      steps.push_back(script_step(item.line, item.text));
+      steps.push_back(script_step(item.line, text));
+  }
   for (const script_step_t& step : steps)
-    if (const script_kind_t* kind = script_kind(step.head.text))
+    if (const script_kind_t* kind = script_row(KINDS, step.head.text))
       kind->make(step, script_behind(step.head.text, kind->word));
     else
       ADD_FAILURE() << "line " << step.head.line << ": no such step: " << step.head.text;
+}
+
+void run_script_with(int line, std::string script, const script_texts_t& texts)
+{
+  script_run(script_lines(line, script_replaced(std::move(script), texts)), {});
 }
 
 // ---- files ----
@@ -545,21 +524,23 @@ void run_script_with(int line, std::string script, const std::vector<std::string
 static void script_test_run(const script_test_t& test)
 {
   SCOPED_TRACE(test.file);
-  for (const auto& row : test.rows.empty() ? decltype(test.rows){{}} : test.rows) {
-    SCOPED_TRACE(row.empty() ? "" : row[1]);
-    if (!script_behind(test.steps.substr(0, test.steps.find('\n')), "switch"))
+  for (script_texts_t texts : test.rows.empty() ? decltype(test.rows){{}} : test.rows) {
+    SCOPED_TRACE(testing::PrintToString(texts));
+    texts.insert(texts.end(), test.texts.begin(), test.texts.end());
+    if (!script_behind(test.steps[0].text, "switch"))
       script_switch_set({}, "");
-    run_script_with(test.line, test.steps, row);
+    script_run(test.steps, texts);
   }
 }
 
 static bool script_is_simulated(const script_test_t& test)
 {
-  for (const script_item_t& item : script_lines(test.line, test.steps)) {
+  for (const script_item_t& item : test.steps) {
     const script_step_t step = script_step(item.line, script_trim(item.text));
-    const script_kind_t* kind = script_kind(step.head.text);
-    const auto* own = script_expectation(step.head.text);
-    const auto* first = step.expected.empty() ? nullptr : script_expectation(step.expected[0].text);
+    const auto* kind = script_row(KINDS, step.head.text);
+    const auto* own = script_row(EXPECTATIONS, step.head.text);
+    const auto* first =
+        step.expected.empty() ? nullptr : script_row(EXPECTATIONS, step.expected[0].text);
     if ((kind && kind->simulated) || (own && own->simulated) || (first && first->simulated))
       return true;
   }
@@ -580,9 +561,7 @@ static void script_test_add(const script_test_t& test)
   };
   const std::string suite = std::filesystem::path(test.file).stem().string() +
                             (script_is_simulated(test) ? "_simulated" : "");
-  std::string name = test.name;
-  for (char& c : name)
-    c = isalnum(static_cast<unsigned char>(c)) ? c : '_';
+  const std::string name = std::regex_replace(test.name, std::regex("[^0-9A-Za-z]"), "_");
   testing::RegisterTest(suite.c_str(), name.c_str(), nullptr, nullptr, test.file.c_str(), test.line,
                         [test]() -> testing::Test* { return new script_fixture_t(test); });
 }
@@ -599,49 +578,26 @@ static std::vector<std::string> script_cells(const std::string& row)
 void script_file_add(const std::string& path)
 {
   std::vector<script_test_t> tests;
-  std::vector<std::string> shared, own;     // names and texts in turn
-  std::vector<std::string>* let = nullptr;  // that the lines before belong to
-  std::vector<std::string> columns;
-  const auto add = [&] {
-    if (tests.empty())
-      return;
-    for (auto& row : tests[0].rows.empty() ? tests[0].rows = {{}} : tests[0].rows)
-      for (const auto* texts : {&own, &shared})
-        row.insert(row.end(), texts->begin(), texts->end());
-    script_test_add(tests[0]);
-    tests.clear();
-    own.clear();
-  };
-  int line = 0;
-  for (const std::string& text : script_split(file_text(path), "\n")) {
-    line++;
-    if (const char* name = script_behind(text, "test")) {
-      add();
-      tests.push_back({line + 1, path, name, "", {}});
-    } else if (const char* rest = script_behind(text, "let")) {
+  script_texts_t shared, columns;
+  for (const script_item_t& item : script_lines(1, file_text(path))) {
+    if (const char* name = script_behind(item.text, "test")) {
+      tests.push_back({path, name, item.line, {}, shared, {}});
+    } else if (const char* rest = script_behind(item.text, "let")) {
       const char* const end = strchrnul(rest, ' ');
-      for (const std::string& half : {std::string(rest, end), script_trim(end)})
-        (tests.empty() ? shared : own).push_back(half);
-      let = &(tests.empty() ? shared : own);
-    } else if (let && text.find_first_not_of(' ') >= CONTINUES && text[0] == ' ') {
-      let->back() += " " + script_trim(text);
-    } else if (const char* names = script_behind(text, "for each")) {
-      let = nullptr;
+      script_texts_t& texts = tests.empty() ? shared : tests.back().texts;
+      texts.insert(texts.begin(), {std::string(rest, end), script_trim(end)});
+    } else if (const char* names = script_behind(item.text, "for each")) {
       columns = script_cells(names);
-    } else if (!columns.empty() && text[0] == ' ') {
-      const std::vector<std::string> cells = script_cells(text);
-      tests[0].rows.push_back({});
+    } else if (!columns.empty() && item.text[0] == ' ') {
+      const std::vector<std::string> cells = script_cells(item.text);
+      script_texts_t& row = tests.back().rows.emplace_back();
       for (size_t i = 0; i < std::min(columns.size(), cells.size()); i++)
-        for (const std::string& half : {columns[i], cells[i]})
-          tests[0].rows.back().push_back(half);
+        row.insert(row.end(), {columns[i], cells[i]});
     } else {
-      let = nullptr;
       columns.clear();
-      if (!tests.empty())
-        tests[0].steps += text;
+      tests.back().steps.push_back(item);
     }
-    if (!tests.empty() && tests[0].line <= line)
-      tests[0].steps += "\n";
   }
-  add();
+  for (const script_test_t& test : tests)
+    script_test_add(test);
 }

@@ -19,7 +19,7 @@
 //                                      the answer has this code and message and no data; the codes
 //                                      0, 98, 99 and 902 need no message
 //   GET /vlans                         what must come may stand behind the request or below it, and
-//     result 0 Get data successfully.  be more than one thing
+//     result 0 Get data successfully.  be more than one thing, with two blanks between in a line
 //     data {"vlans": {}}               the answer's data, as JSON, or as <xml>; without a result: a
 //                                      success. JSON of a GET is asked for as XML, too, and
 //                                      compared

@@ -16,11 +16,11 @@ import urllib.parse
 class Handler(http.server.SimpleHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
 
-    def answer(self, status, length=0, location=None):
+    def answer(self, status, length=0, *header):
         self.send_response(status)
         self.send_header("Content-Length", str(length))
-        if location:
-            self.send_header("Location", location)
+        if header:
+            self.send_header(*header)
         self.end_headers()
 
     def do_GET(self):
@@ -32,13 +32,10 @@ class Handler(http.server.SimpleHTTPRequestHandler):
                 self.rfile.read(1)
             self.close_connection = True
         elif self.path == "/part":
-            self.send_response(206)
-            self.send_header("Content-Range", "bytes 0-0/2")
-            self.send_header("Content-Length", "1")
-            self.end_headers()
+            self.answer(206, 1, "Content-Range", "bytes 0-0/2")
             self.wfile.write(b"#")
         elif self.path.startswith("/to?"):
-            self.answer(302, location=self.path[4:])
+            self.answer(302, 0, "Location", self.path[4:])
         else:
             super().do_GET()
 

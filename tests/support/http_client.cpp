@@ -1,7 +1,5 @@
 #include "tests/support/http_client.h"
 
-#include <ctype.h>
-#include <stdio.h>
 #include <string.h>
 
 static size_t http_collect(char* data, size_t size, size_t count, void* text)
@@ -59,13 +57,7 @@ long http_connections(const http_client& client)
 
 std::string url_encode(const std::string& text)
 {
-  std::string encoded;
-  for (unsigned char c : text) {
-    char escape[4];
-    if (isalnum(c) || (c && strchr("-._~", c)))
-      encoded += static_cast<char>(c);
-    else if (snprintf(escape, sizeof escape, "%%%02X", c) > 0)
-      encoded += escape;
-  }
-  return encoded;
+  const std::unique_ptr<char, decltype(&curl_free)> encoded(
+      curl_easy_escape(nullptr, text.data(), static_cast<int>(text.size())), curl_free);
+  return encoded.get();
 }
