@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "switchsim/plane_ovs/frr.h"
+#include "switchsim/plane_ovs/in_force.h"
 #include "switchsim/plane_ovs/netlink.h"
 #include "switchsim/plane_ovs/openflow.h"
 #include "switchsim/plane_ovs/ovsdb.h"
@@ -26,6 +27,7 @@ struct apply_hands_t {
   ovsdb_t db;
   std::map<std::string, of_t> bridges;
   nl_t nl;
+  std::map<std::string, uint32_t> indices;  // of the interfaces that Open vSwitch has opened
   vty_t bgpd;
 };
 
@@ -36,6 +38,8 @@ bool apply_begin(apply_hands_t& hands, std::string& why);
 struct apply_result_t {
   std::string frames;   // bridges, flows, links and addresses
   std::string routing;  // FRR
+  bool looked = false;  // at the frames' part, which is in force but for the faults
+  faults_t faults;
   bool done() const
   {
     return frames.empty() && routing.empty();

@@ -144,6 +144,20 @@ void router_netdevs_tell(work_t& w)
   w.seen.router_netdevs = std::move(netdevs);
 }
 
+// Where the ports could not be looked at, they are as they were.
+void publish(work_t& w, const apply_result_t& result)
+{
+  if (result.looked) {
+    in_force_take(w.in_force, w.wish, result.faults);
+    things_t pending = in_force_pending(w.in_force, w.wish, result.faults);
+    things_t things = in_force_things(w.in_force);
+    const std::lock_guard<std::mutex> lock(w.published.mutex);
+    w.published.marked = w.wish_marked;
+    w.published.pending = std::move(pending);
+    w.published.things = std::move(things);
+  }
+}
+
 // Brings the ports to where the model is now.
 bool compare(work_t& w)
 {
@@ -152,8 +166,7 @@ bool compare(work_t& w)
     router_netdevs_tell(w);
   }
   const apply_result_t result = apply_wish(w.hands, w.wish);
-  if (result.frames.empty())
-    w.frames_applied = w.wish_marked;
+  publish(w, result);
   complain(w, result.frames.empty() ? result.routing : result.frames);
   return result.done();
 }
