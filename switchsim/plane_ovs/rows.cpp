@@ -42,6 +42,12 @@ void member_add(rows_t& rows, const std::string& bridge, uint32_t number,
     if (absent.count(wish.ports.at(port).netdev) == 0)
       wire.interfaces[wish.ports.at(port).netdev] = wire_columns(bridge, port, wish.ports.at(port));
   if (member.group && !wire.interfaces.empty()) {
+    // else it would be that of one of the members, and change with them: the other end would leave
+    // the others alone until it has given up on those with the old key
+    for (auto& entry : wire.interfaces)
+      entry.second["other_config"] = map_json({
+          {"lacp-aggregation-key", std::to_string(number)}
+      });
     wire.columns["lacp"] = text_json("active");
     wire.columns["bond_mode"] = text_json("balance-tcp");
     wire.columns["other_config"] = map_json({

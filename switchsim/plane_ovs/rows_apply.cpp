@@ -33,12 +33,12 @@ struct held_t {
 };
 
 const char* const SELECTED[][2] = {
-    {"Open_vSwitch", R"(["_uuid","next_cfg","cur_cfg"])"                                                           },
-    {"Bridge",       R"(["_uuid","name","external_ids","ports"])"                                                  },
+    {"Open_vSwitch", R"(["_uuid","next_cfg","cur_cfg"])"                                                                       },
+    {"Bridge",       R"(["_uuid","name","external_ids","ports"])"                                                              },
     {"Port",
-     R"(["_uuid","name","external_ids","interfaces","vlan_mode","tag","trunks","lacp","bond_mode","other_config"])"},
+     R"(["_uuid","name","external_ids","interfaces","vlan_mode","tag","trunks","lacp","bond_mode","other_config"])"            },
     {"Interface",
-     R"(["_uuid","name","external_ids","type","options","mac","mtu_request","ofport_request","ofport","error"])"   },
+     R"(["_uuid","name","external_ids","type","options","mac","mtu_request","ofport_request","ofport","error","other_config"])"},
 };
 
 void add_operation(json_object* operations, const std::string& json)
