@@ -1,5 +1,7 @@
 #include "switchsim/plane_ovs/in_force.h"
 
+#include <iterator>
+#include <string_view>
 #include <vector>
 
 namespace
@@ -21,6 +23,18 @@ auto settings_of(const wish_router_t& router)
   for (const open_inet_pfx_t& address : router.addresses)
     addresses.push_back(address_key(address));
   return std::make_tuple(router.vlan, router.up, router.mtu, router.mac, addresses);
+}
+
+auto settings_of(const wish_policy_t& policy)
+{
+  return std::make_tuple(
+      std::string_view(reinterpret_cast<const char*>(&policy.record), sizeof policy.record),
+      policy.ports);
+}
+
+auto settings_of(const wish_bgp_t& bgp)
+{
+  return std::tie(bgp.local_as, bgp.lines, bgp.ipv4, bgp.ipv6, bgp.route_maps);
 }
 
 bool settings_of(bool tagged)
@@ -79,6 +93,16 @@ std::tuple<OPEN_AF_t, std::string, uint32_t> address_key(const open_inet_pfx_t& 
                                : reinterpret_cast<const char*>(address.addr.ipv6.u.addr8),
                           ipv4 ? sizeof address.addr.ipv4 : sizeof address.addr.ipv6);
   return std::make_tuple(address.family, bytes, address.pfxLen);
+}
+
+bool wish_same(const wish_t& one, const wish_t& other)
+{
+  return one.forward_ipv4 == other.forward_ipv4 && one.forward_ipv6 == other.forward_ipv6 &&
+         settings_of(one.bgp) == settings_of(other.bgp) &&
+         differing(one.ports, other.ports).empty() &&
+         differing(one.members, other.members).empty() &&
+         differing(one.routers, other.routers).empty() &&
+         differing(one.policies, other.policies).empty();
 }
 
 void in_force_take(in_force_t& held, const wish_t& wish, const faults_t& faults)

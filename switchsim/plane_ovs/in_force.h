@@ -10,6 +10,9 @@
 #include "switchsim/model/sim_kind.h"
 #include "switchsim/plane_ovs/wish.h"
 
+// Whether the same is wished of the ports and of FRR.
+bool wish_same(const wish_t& one, const wish_t& other);
+
 // What a look at the ports has found not to be as it was wished, by interface number.
 struct faults_t {
   std::set<uint32_t> ports;

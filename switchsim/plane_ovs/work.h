@@ -53,14 +53,18 @@ struct work_t {
   published_t published;
   fd_guard_t wake;
   std::atomic<bool> woken{false};
+  std::atomic<bool> link_changed{false};
 
   // of the thread that applies
   apply_hands_t hands;
   wish_t wish;
   uint64_t wish_marked = 0;  // the changes that the wish has in it
+  uint64_t copy_ms = 0;      // how long calls had to wait for it
   in_force_t in_force;
-  std::string told;         // the last complaint
-  uint64_t sensors_ms = 0;  // when they were read
+  bool done = false;         // all was in force when it was compared last
+  uint64_t compared_ms = 0;  // when that was
+  std::string told;          // the last complaint
+  uint64_t sensors_ms = 0;   // when they were read
 
   // of the thread that looks
   nl_t nl;
