@@ -96,7 +96,7 @@ void flows_step(apply_hands_t& hands, const wish_t& wish, const rows_state_t& st
   const flows_t wanted = flows_wanted(hands.places.bridge, wish, state.port_numbers);
   for (auto entry = hands.bridges.begin(); entry != hands.bridges.end();)
     entry = wanted.count(entry->first) == 0 ? hands.bridges.erase(entry) : std::next(entry);
-  each(wanted, result.frames, unreached,
+  each(wanted, result.why, unreached,
        [&](const std::string& bridge, const auto& flows, std::string& refusal) {
          const std::string path = hands.places.openflow_folder + "/" + bridge + ".mgmt";
          if (bridge_flows(hands.bridges[bridge], path, flows, refusal))
@@ -193,11 +193,11 @@ bool links_step(apply_hands_t& hands, const wish_t& wish, apply_result_t& result
   nl_links_t links;
   std::string unread;
   if (!nl_links_read(hands.nl, links, deadline(), unread)) {
-    complain(result.frames, unread);
+    complain(result.why, unread);
     return false;
   }
   each(
-      wish.ports, result.frames, result.faults.ports,
+      wish.ports, result.why, result.faults.ports,
       [&](uint32_t, const wish_port_t& port, std::string& refusal) {
         const auto link = links.find(port.netdev);
         if (link != links.end())
@@ -205,7 +205,7 @@ bool links_step(apply_hands_t& hands, const wish_t& wish, apply_result_t& result
         refusal = port.netdev + ": is not there";
         return false;
       });
-  each(wish.routers, result.frames, result.faults.routers,
+  each(wish.routers, result.why, result.faults.routers,
        [&](uint32_t number, const wish_router_t& router, std::string& refusal) {
          return router_step(hands, wish, number, router, links, refusal);
        });
@@ -244,8 +244,8 @@ void kernel_steps(const wish_t& wish, apply_result_t& result)
   if (!kernel_step("/proc/sys/net/ipv4/ip_forward", wish.forward_ipv4 ? '1' : '0', refusal) ||
       ((wish.forward_ipv6 || access(all_ipv6, F_OK) == 0) &&
        !kernel_step(all_ipv6, wish.forward_ipv6 ? '1' : '0', refusal)))
-    complain(result.frames, refusal);
-  each(wish.ports, result.frames, result.faults.ports,
+    complain(result.why, refusal);
+  each(wish.ports, result.why, result.faults.ports,
        [](uint32_t, const wish_port_t& port, std::string& unset) {
          return port_kept_from_kernel(port.netdev, unset);
        });
@@ -263,51 +263,20 @@ void errors_step(const std::string& bridge, const wish_t& wish,
     return false;
   };
   each(
-      wish.ports, result.frames, result.faults.ports,
+      wish.ports, result.why, result.faults.ports,
       [&](uint32_t, const wish_port_t& port, std::string& refusal) {
         return is_good(port.netdev, refusal);
       });
   each(
-      wish.members, result.frames, result.faults.members,
+      wish.members, result.why, result.faults.members,
       [&](uint32_t number, const wish_member_t&, std::string& refusal) {
         return is_good(rows_inner_patch(bridge, number), refusal) &&
                is_good(rows_edge_patch(bridge, number), refusal);
       });
-  each(wish.routers, result.frames, result.faults.routers,
+  each(wish.routers, result.why, result.faults.routers,
        [&](uint32_t number, const wish_router_t& router, std::string& refusal) {
          return is_good(rows_router(bridge, number, router), refusal);
        });
-}
-
-void frames_step(apply_hands_t& hands, const wish_t& wish, apply_result_t& result)
-{
-  rows_state_t state;
-  nl_links_t links;
-  if (!nl_links_read(hands.nl, links, deadline(), result.frames))
-    return;
-  const std::set<std::string> absent = absent_netdevs(hands, wish, links);
-  if (!rows_step(hands, wish, absent, state, result.frames))
-    return;
-  hands.indices.clear();
-  for (const auto& entry : wish.ports)
-    if (absent.count(entry.second.netdev) == 0)
-      hands.indices[entry.second.netdev] = links.at(entry.second.netdev).index;
-  for (const std::string& netdev : absent)
-    state.errors[netdev] = "is not there";
-  flows_step(hands, wish, state, result);
-  result.looked = links_step(hands, wish, result);
-  kernel_steps(wish, result);
-  errors_step(hands.places.bridge, wish, state.errors, result);
-}
-
-bool routing_step(apply_hands_t& hands, const wish_t& wish, std::string& why)
-{
-  if (hands.places.frr.empty())
-    return true;
-  if (!stream_connected(hands.bgpd.stream) &&
-      !vty_connect(hands.bgpd, hands.places.frr + "/bgpd.vty", deadline(), why))
-    return false;
-  return frr_apply(hands.bgpd, wish.bgp, deadline(), why);
 }
 }  // namespace
 
@@ -324,10 +293,35 @@ bool apply_begin(apply_hands_t& hands, std::string& why)
   return nl_open(hands.nl, why);
 }
 
-apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish)
+apply_result_t apply_frames(apply_hands_t& hands, const wish_t& wish)
 {
   apply_result_t result;
-  frames_step(hands, wish, result);
-  routing_step(hands, wish, result.routing);
+  rows_state_t state;
+  nl_links_t links;
+  if (!nl_links_read(hands.nl, links, deadline(), result.why))
+    return result;
+  const std::set<std::string> absent = absent_netdevs(hands, wish, links);
+  if (!rows_step(hands, wish, absent, state, result.why))
+    return result;
+  hands.indices.clear();
+  for (const auto& entry : wish.ports)
+    if (absent.count(entry.second.netdev) == 0)
+      hands.indices[entry.second.netdev] = links.at(entry.second.netdev).index;
+  for (const std::string& netdev : absent)
+    state.errors[netdev] = "is not there";
+  flows_step(hands, wish, state, result);
+  result.looked = links_step(hands, wish, result);
+  kernel_steps(wish, result);
+  errors_step(hands.places.bridge, wish, state.errors, result);
   return result;
+}
+
+bool apply_routing(apply_hands_t& hands, const wish_t& wish, std::string& why)
+{
+  if (hands.places.frr.empty())
+    return true;
+  if (!stream_connected(hands.bgpd.stream) &&
+      !vty_connect(hands.bgpd, hands.places.frr + "/bgpd.vty", deadline(), why))
+    return false;
+  return frr_apply(hands.bgpd, wish.bgp, deadline(), why);
 }

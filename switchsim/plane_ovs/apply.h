@@ -34,17 +34,13 @@ struct apply_hands_t {
 // Moves the calling thread into the ports' namespace and opens what it needs there.
 bool apply_begin(apply_hands_t& hands, std::string& why);
 
-// What is wrong, for the parts that can be in force on their own; empty where nothing is.
 struct apply_result_t {
-  std::string frames;   // bridges, flows, links and addresses
-  std::string routing;  // FRR
-  bool looked = false;  // at the frames' part, which is in force but for the faults
+  std::string why;      // the first thing that is wrong; empty where nothing is
+  bool looked = false;  // all is in force but for the faults
   faults_t faults;
-  bool done() const
-  {
-    return frames.empty() && routing.empty();
-  }
 };
 
-// Makes everything as it is wished, starting from what is there.
-apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish);
+// These make everything as it is wished, starting from what is there: bridges, flows, links and
+// addresses, and then FRR, which may take its time on its own.
+apply_result_t apply_frames(apply_hands_t& hands, const wish_t& wish);
+bool apply_routing(apply_hands_t& hands, const wish_t& wish, std::string& why);

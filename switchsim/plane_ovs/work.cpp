@@ -189,11 +189,13 @@ bool compare(work_t& w)
   }
   w.done = false;
   w.compared_ms = stream_now_ms();
-  const apply_result_t result = apply_wish(w.hands, w.wish);
+  const apply_result_t result = apply_frames(w.hands, w.wish);
   if (result.looked)
     publish(w, result.faults);
-  complain(w, result.frames.empty() ? result.routing : result.frames);
-  w.done = result.done();
+  std::string why;
+  apply_routing(w.hands, w.wish, why);
+  complain(w, result.why.empty() ? why : result.why);
+  w.done = result.why.empty() && why.empty();
   return w.done;
 }
 
