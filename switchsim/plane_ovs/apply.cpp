@@ -111,15 +111,17 @@ void flows_step(apply_hands_t& hands, const wish_t& wish, const rows_state_t& st
 
 // ---- links and addresses ----
 
-// Open vSwitch was asked for the MTU, too, and does not tell when it does not get it.
-bool link_step(apply_hands_t& hands, const std::string& name, const nl_link_t& link, bool up,
-               uint32_t mtu, std::string& why)
+bool link_up_step(apply_hands_t& hands, const nl_link_t& link, bool up, std::string& why)
 {
-  if ((link.mtu == mtu || nl_mtu_set(hands.nl, link.index, mtu, deadline(), why)) &&
-      (link.up == up || nl_up_set(hands.nl, link.index, up, deadline(), why)))
-    return true;
-  why = name + ": " + why;
-  return false;
+  return link.up == up || nl_up_set(hands.nl, link.index, up, deadline(), why);
+}
+
+// The MTU is Open vSwitch's to set, which does not tell when it cannot.
+bool mtu_is(const std::string& name, const nl_link_t& link, uint32_t mtu, std::string& why)
+{
+  if (link.mtu != mtu)
+    why = name + ": does not take an MTU of " + std::to_string(mtu);
+  return link.mtu == mtu;
 }
 
 bool port_has_link(const wish_t& wish, uint32_t port, const nl_links_t& links)
@@ -181,10 +183,11 @@ bool router_step(apply_hands_t& hands, const wish_t& wish, uint32_t number,
   const bool carrier = router.vlan != 0 ? vlan_has_link(wish, router.vlan, links)
                                         : port_has_link(wish, number, links);
   const uint32_t index = link->second.index;
-  return link_step(hands, name, link->second, router.up, router.mtu, why) &&
+  return link_up_step(hands, link->second, router.up, why) &&
          (!router.up || link->second.carrier == carrier ||
           nl_carrier_set(hands.nl, index, carrier, deadline(), why)) &&
-         (!router.up || addresses_step(hands, index, router.addresses, why));
+         (!router.up || addresses_step(hands, index, router.addresses, why)) &&
+         mtu_is(name, link->second, router.mtu, why);
 }
 
 // False: nothing could be looked at.
@@ -201,7 +204,8 @@ bool links_step(apply_hands_t& hands, const wish_t& wish, apply_result_t& result
       [&](uint32_t, const wish_port_t& port, std::string& refusal) {
         const auto link = links.find(port.netdev);
         if (link != links.end())
-          return link_step(hands, port.netdev, link->second, port.up, port.mtu, refusal);
+          return link_up_step(hands, link->second, port.up, refusal) &&
+                 mtu_is(port.netdev, link->second, port.mtu, refusal);
         refusal = port.netdev + ": is not there";
         return false;
       });

@@ -283,14 +283,6 @@ bool nl_up_set(nl_t& nl, uint32_t index, bool up, uint64_t deadline_ms, std::str
   return talk(nl, request, "a link's state", deadline_ms, why);
 }
 
-bool nl_mtu_set(nl_t& nl, uint32_t index, uint32_t mtu, uint64_t deadline_ms, std::string& why)
-{
-  request_t request;
-  nlmsghdr& header = link_request(request, index);
-  mnl_attr_put_u32(&header, IFLA_MTU, mtu);
-  return talk(nl, request, "a link's MTU", deadline_ms, why);
-}
-
 bool nl_carrier_set(nl_t& nl, uint32_t index, bool carrier, uint64_t deadline_ms, std::string& why)
 {
   request_t request;

@@ -45,7 +45,6 @@ bool nl_addresses_read(nl_t& nl, uint32_t index, std::vector<open_inet_pfx_t>& a
                        uint64_t deadline_ms, std::string& why);
 
 bool nl_up_set(nl_t& nl, uint32_t index, bool up, uint64_t deadline_ms, std::string& why);
-bool nl_mtu_set(nl_t& nl, uint32_t index, uint32_t mtu, uint64_t deadline_ms, std::string& why);
 // Only interfaces that the machine makes itself let this be set.
 bool nl_carrier_set(nl_t& nl, uint32_t index, bool carrier, uint64_t deadline_ms, std::string& why);
 bool nl_address_add(nl_t& nl, uint32_t index, const open_inet_pfx_t& address, uint64_t deadline_ms,

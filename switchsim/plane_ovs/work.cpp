@@ -219,7 +219,8 @@ void work_on(work_t& w)
       return true;
     });
     poll(nullptr, 0, static_cast<int>(std::max(PAUSE_MS, PAUSE_COPIES * w.copy_ms)));
-    wait_for_change(w, done ? COMPARE_MS : retry_ms);
+    const uint64_t since = std::min(stream_now_ms() - w.compared_ms, COMPARE_MS);
+    wait_for_change(w, done ? COMPARE_MS - since : retry_ms);
   }
 }
 
