@@ -52,7 +52,7 @@ def vlan_delays(port: int, key: str) -> list[float]:
         time.sleep(0.1)
         assert ask(port, key, "POST", f"/if/1/vlan/{vlan}")["rlt_code"] == 0
         answered = time.monotonic()
-        while '"1"' in json.dumps(ask(port, key, "GET", "/if/pendingChanges")):
+        while '"1"' in json.dumps(ask(port, key, "GET", "/vlans/pendingChanges")):
             time.sleep(0.0005)
         delays.append(time.monotonic() - answered)
     return delays

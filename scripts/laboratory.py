@@ -75,7 +75,7 @@ def missing() -> str:
 
 def run(*command: str) -> str:
     """A command that must go well; its output."""
-    done = subprocess.run(command, capture_output=True, text=True, check=False)
+    done = subprocess.run(command, capture_output=True, text=True, errors="replace", check=False)
     if done.returncode != 0:
         said = (done.stderr or done.stdout).strip().splitlines()
         raise LaboratoryError(f"{' '.join(command)}: {said[-1] if said else done.returncode}")

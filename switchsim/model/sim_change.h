@@ -25,6 +25,6 @@ void sim_replaced();
 bool sim_unsaved();
 void sim_saved();
 
-// The next interface or VLAN above this number whose latest change is not in force yet; OPEN_E_FAIL
-// past the last.
+// The next interface or VLAN above this number whose settings are not in force; OPEN_E_FAIL past
+// the last.
 open_error_t sim_pending_next(sim_kind_t kind, uint32_t number, uint32_t& next);

@@ -81,8 +81,9 @@ struct sim_plane_t {
   void (*changed)(sim_kind_t kind, uint32_t number);
   // All of the model may be another.
   void (*replaced)();
-  // Whether the latest change of an interface or a VLAN has been applied.
-  bool (*in_force)(sim_kind_t kind, uint32_t number);
+  // The next interface or VLAN above this number whose settings are not in force, as far as the
+  // plane knows; false past the last.
+  bool (*pending_next)(sim_kind_t kind, uint32_t number, uint32_t& next);
 
   // Whether an interface of any kind has link.
   bool (*carrier)(uint32_t number);

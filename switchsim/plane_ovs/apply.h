@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "switchsim/plane_ovs/frr.h"
+#include "switchsim/plane_ovs/in_force.h"
 #include "switchsim/plane_ovs/netlink.h"
 #include "switchsim/plane_ovs/openflow.h"
 #include "switchsim/plane_ovs/ovsdb.h"
@@ -26,21 +27,20 @@ struct apply_hands_t {
   ovsdb_t db;
   std::map<std::string, of_t> bridges;
   nl_t nl;
+  std::map<std::string, uint32_t> indices;  // of the interfaces that Open vSwitch has opened
   vty_t bgpd;
 };
 
 // Moves the calling thread into the ports' namespace and opens what it needs there.
 bool apply_begin(apply_hands_t& hands, std::string& why);
 
-// What is wrong, for the parts that can be in force on their own; empty where nothing is.
 struct apply_result_t {
-  std::string frames;   // bridges, flows, links and addresses
-  std::string routing;  // FRR
-  bool done() const
-  {
-    return frames.empty() && routing.empty();
-  }
+  std::string why;      // the first thing that is wrong; empty where nothing is
+  bool looked = false;  // all is in force but for the faults
+  faults_t faults;
 };
 
-// Makes everything as it is wished, starting from what is there.
-apply_result_t apply_wish(apply_hands_t& hands, const wish_t& wish);
+// These make everything as it is wished, starting from what is there: bridges, flows, links and
+// addresses, and then FRR, which may take its time on its own.
+apply_result_t apply_frames(apply_hands_t& hands, const wish_t& wish);
+bool apply_routing(apply_hands_t& hands, const wish_t& wish, std::string& why);

@@ -98,9 +98,9 @@ void edge_add(flows_t& all, const std::string& bridge, const wish_t& wish, uint3
   flow_add(flows, flow_of(TABLE_LOCK, PRIORITY_DEFAULT), "", TABLE_INSIDE);
   flow_add(flows, flow_of(TABLE_POLICIES_OUT, PRIORITY_DEFAULT), "", TABLE_UNTAG);
   const uint32_t patch = flow_number_of(numbers, rows_edge_patch(bridge, number));
-  uint32_t wire = 0;
+  uint32_t way_out = 0;
   for (const uint32_t port : member.ports) {
-    wire = flow_number_of(numbers, wish.ports.at(port).netdev);
+    const uint32_t wire = flow_number_of(numbers, wish.ports.at(port).netdev);
     if (wire != 0 && member.routed != 0) {
       routed_add(flows, bridge, wish, member, wire, numbers);
     } else if (wire != 0 && patch != 0) {
@@ -110,13 +110,14 @@ void edge_add(flows_t& all, const std::string& bridge, const wish_t& wish, uint3
       of_match(inside, OF_IN_PORT, wire);
       std::string actions;
       of_action_set(actions, OF_PKT_MARK, port);
+      way_out = member.group ? OF_PORT_NORMAL : wire;
       // which frames a group's member may take in, and which member one goes out by, the bond knows
-      actions += flow_output(member.group ? OF_PORT_NORMAL : patch);
+      actions += flow_output(member.group ? way_out : patch);
       flow_add(flows, inside, actions, NOWHERE);
     }
   }
-  if (patch != 0 && wire != 0)
-    untag_add(flows, member, patch, member.group ? OF_PORT_NORMAL : wire);
+  if (way_out != 0)
+    untag_add(flows, member, patch, way_out);
 }
 }  // namespace
 

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "switchsim/model/sim_ports.h"
+#include "switchsim/model/sim_vlan.h"
 #include "switchsim/plane_ovs/plane_profile.h"
 #include "switchsim/plane_ovs/policies.h"
 #include "switchsim/plane_ovs/syslog_udp.h"
@@ -19,7 +20,6 @@ namespace
 plane_profile_t profile;
 std::shared_ptr<work_t> work;
 std::map<std::pair<sim_kind_t, uint32_t>, uint64_t> marks;  // when each was changed last
-uint64_t replaced_mark;                                     // when all of them were
 
 void plane_restart()
 {
@@ -37,31 +37,50 @@ bool plane_start(std::string& why)
 
 void plane_changed(sim_kind_t kind, uint32_t number)
 {
-  if (work != nullptr) {
-    const uint64_t now = ++work->marked;
-    if (kind == SIM_IF || kind == SIM_VLAN)
-      marks[{kind, number}] = now;
-    work_wake(*work);
-  }
+  if (work == nullptr)
+    return;
+  const bool of_interface =
+      kind == SIM_IF || kind == SIM_GROUP || kind == SIM_ROUTING || kind == SIM_LOCKING;
+  const uint64_t now = ++work->marked;
+  if (number != 0 && (of_interface || kind == SIM_VLAN))
+    marks[{of_interface ? SIM_IF : kind, number}] = now;
+  work_wake(*work);
 }
 
+// Marks all that there is, and was.
 void plane_replaced()
 {
-  if (work != nullptr) {
-    replaced_mark = ++work->marked;
-    work_wake(*work);
-  }
+  if (work == nullptr)
+    return;
+  const uint64_t now = ++work->marked;
+  for (const auto& entry : sim_ifs())
+    marks[{SIM_IF, entry.first}] = now;
+  for (uint32_t vid = 1; vid <= sim_vlan_max(); vid++)
+    if (sim_vlan_exists(vid))
+      marks[{SIM_VLAN, vid}] = now;
+  const std::lock_guard<std::mutex> lock(work->published.mutex);
+  for (const auto& [kind, numbers] : work->published.things)
+    for (const uint32_t number : numbers)
+      marks[{kind, number}] = now;
+  work_wake(*work);
 }
 
-bool plane_in_force(sim_kind_t kind, uint32_t number)
+// What was seen not to be in force, and what was changed since and not looked at.
+bool plane_pending_next(sim_kind_t kind, uint32_t number, uint32_t& next)
 {
-  const auto mark = marks.find({kind, number});
-  const uint64_t latest =
-      mark == marks.end() ? replaced_mark : std::max(mark->second, replaced_mark);
-  if (work != nullptr && work->frames_applied < latest)
+  if (work == nullptr)
     return false;
-  if (mark != marks.end())
-    marks.erase(mark);
+  const std::lock_guard<std::mutex> lock(work->published.mutex);
+  auto mark = marks.upper_bound({kind, number});
+  while (mark != marks.end() && mark->second <= work->published.marked)
+    mark = marks.erase(mark);
+  const bool marked = mark != marks.end() && mark->first.first == kind;
+  const std::set<uint32_t>& pending = work->published.pending[kind];
+  const auto seen = pending.upper_bound(number);
+  if (!marked && seen == pending.end())
+    return false;
+  next = std::min(marked ? mark->first.second : UINT32_MAX,
+                  seen != pending.end() ? *seen : UINT32_MAX);
   return true;
 }
 
@@ -208,10 +227,10 @@ open_error_t plane_lease(uint32_t, OPEN_AF_t, open_inet_pfx_t&)
 }  // namespace
 
 const sim_plane_t sim_plane_ovs = {
-    plane_start,    plane_restart,     plane_ports,      plane_changed, plane_replaced,
-    plane_in_force, plane_carrier,     plane_negotiated, plane_counter, plane_mac,
-    plane_joins,    plane_lease,       policies_room,    policies_use,  plane_match_bits_room,
-    plane_sensors,  plane_transceiver,
+    plane_start,        plane_restart,     plane_ports,      plane_changed, plane_replaced,
+    plane_pending_next, plane_carrier,     plane_negotiated, plane_counter, plane_mac,
+    plane_joins,        plane_lease,       policies_room,    policies_use,  plane_match_bits_room,
+    plane_sensors,      plane_transceiver,
 };
 
 bool plane_ovs_parse(const sim_json_t& json)
@@ -229,5 +248,4 @@ void plane_ovs_stop()
     syslog_stop();
   }
   marks.clear();
-  replaced_mark = 0;
 }

@@ -30,7 +30,8 @@ columns_t wire_columns(const std::string& bridge, uint32_t number, const wish_po
 }
 
 void member_add(rows_t& rows, const std::string& bridge, uint32_t number,
-                const wish_member_t& member, const wish_t& wish)
+                const wish_member_t& member, const wish_t& wish,
+                const std::set<std::string>& absent)
 {
   const std::string edge = rows_edge(bridge, number, member.group);
   rows.bridges.insert(edge);
@@ -38,8 +39,15 @@ void member_add(rows_t& rows, const std::string& bridge, uint32_t number,
   wire.bridge = edge;
   wire.columns = rows_owned(bridge, {});
   for (const uint32_t port : member.ports)
-    wire.interfaces[wish.ports.at(port).netdev] = wire_columns(bridge, port, wish.ports.at(port));
-  if (member.group) {
+    if (absent.count(wish.ports.at(port).netdev) == 0)
+      wire.interfaces[wish.ports.at(port).netdev] = wire_columns(bridge, port, wish.ports.at(port));
+  if (member.group && !wire.interfaces.empty()) {
+    // else it would be that of one of the members, and change with them: the other end would leave
+    // the others alone until it has given up on those with the old key
+    for (auto& entry : wire.interfaces)
+      entry.second["other_config"] = map_json({
+          {"lacp-aggregation-key", std::to_string(number)}
+      });
     wire.columns["lacp"] = text_json("active");
     wire.columns["bond_mode"] = text_json("balance-tcp");
     wire.columns["other_config"] = map_json({
@@ -47,7 +55,7 @@ void member_add(rows_t& rows, const std::string& bridge, uint32_t number,
         {"lacp-time",        "fast"}
     });
     rows.ports[edge + "b"] = wire;
-  } else {
+  } else if (!wire.interfaces.empty()) {
     rows.ports[wire.interfaces.begin()->first] = wire;
   }
   if (member.routed != 0)
@@ -116,12 +124,13 @@ std::string rows_router(const std::string& bridge, uint32_t router, const wish_r
                             : bridge + "-r" + std::to_string(router);
 }
 
-rows_t rows_wanted(const std::string& bridge, const wish_t& wish)
+rows_t rows_wanted(const std::string& bridge, const wish_t& wish,
+                   const std::set<std::string>& absent)
 {
   rows_t rows;
   rows.bridges = {bridge};
   for (const auto& [number, member] : wish.members)
-    member_add(rows, bridge, number, member, wish);
+    member_add(rows, bridge, number, member, wish, absent);
   for (const auto& [number, router] : wish.routers)
     router_add(rows, bridge, number, router);
   return rows;

@@ -31,8 +31,9 @@ struct rows_t {
   std::map<std::string, row_port_t> ports;  // by name
 };
 
-// Everything that is to be there.
-rows_t rows_wanted(const std::string& bridge, const wish_t& wish);
+// Everything that is to be there, without the machine's interfaces of these names.
+rows_t rows_wanted(const std::string& bridge, const wish_t& wish,
+                   const std::set<std::string>& absent);
 
 // Columns of a row that belongs to the bridge's owner: with its mark.
 constexpr char ROWS_OWNER[] = "rest-engine";

@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "switchsim/plane_ovs/rows_json.h"
@@ -32,12 +33,12 @@ struct held_t {
 };
 
 const char* const SELECTED[][2] = {
-    {"Open_vSwitch", R"(["_uuid","next_cfg","cur_cfg"])"                                                           },
-    {"Bridge",       R"(["_uuid","name","external_ids","ports"])"                                                  },
+    {"Open_vSwitch", R"(["_uuid","next_cfg","cur_cfg"])"                                                                       },
+    {"Bridge",       R"(["_uuid","name","external_ids","ports"])"                                                              },
     {"Port",
-     R"(["_uuid","name","external_ids","interfaces","vlan_mode","tag","trunks","lacp","bond_mode","other_config"])"},
+     R"(["_uuid","name","external_ids","interfaces","vlan_mode","tag","trunks","lacp","bond_mode","other_config"])"            },
     {"Interface",
-     R"(["_uuid","name","external_ids","type","options","mac","mtu_request","ofport_request","ofport","error"])"   },
+     R"(["_uuid","name","external_ids","type","options","mac","mtu_request","ofport_request","ofport","error","other_config"])"},
 };
 
 void add_operation(json_object* operations, const std::string& json)
@@ -328,6 +329,26 @@ void change_build(change_t& change, const held_t& held, const std::string& owner
   }
 }
 
+// What somebody else has under a name that is wanted stays; nothing else has to wait for it.
+void others_leave(const held_t& held, rows_t& wanted, rows_state_t& state)
+{
+  const auto others = [](const std::map<std::string, held_row_t>& rows, const std::string& name) {
+    const auto row = rows.find(name);
+    return row != rows.end() && !row->second.ours;
+  };
+  for (auto port = wanted.ports.begin(); port != wanted.ports.end();) {
+    auto& interfaces = port->second.interfaces;
+    for (auto interface = interfaces.begin(); interface != interfaces.end();) {
+      const bool theirs =
+          others(held.ports, port->first) || others(held.interfaces, interface->first);
+      if (theirs)
+        state.errors[interface->first] = "belongs to somebody else in the database";
+      interface = theirs ? interfaces.erase(interface) : std::next(interface);
+    }
+    port = interfaces.empty() ? wanted.ports.erase(port) : std::next(port);
+  }
+}
+
 // Waits until the switch has taken over what the database says.
 bool wait_taken_over(ovsdb_t& db, uint64_t deadline_ms, std::string& why)
 {
@@ -391,7 +412,7 @@ static bool change_commit(ovsdb_t& db, const std::string& bridge, change_t& chan
   return wait_taken_over(db, deadline_ms, why) && rows_read(db, bridge, held, deadline_ms, why);
 }
 
-bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, rows_state_t& state,
+bool rows_apply(ovsdb_t& db, const std::string& bridge, rows_t wanted, rows_state_t& state,
                 uint64_t deadline_ms, std::string& why)
 {
   held_t held;
@@ -399,6 +420,7 @@ bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, ro
   state = {};
   if (!rows_read(db, bridge, held, deadline_ms, why))
     return false;
+  others_leave(held, wanted, state);
   change_build(change, held, bridge, wanted);
   if (!change_commit(db, bridge, change, held, deadline_ms, why))
     return false;

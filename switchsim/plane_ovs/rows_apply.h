@@ -16,7 +16,7 @@ struct rows_state_t {
 
 // Makes the rows what they are to be, in one transaction, waits until the switch has taken them,
 // and reads the result. Rows without the mark of this bridge's owner stay as they are.
-bool rows_apply(ovsdb_t& db, const std::string& bridge, const rows_t& wanted, rows_state_t& state,
+bool rows_apply(ovsdb_t& db, const std::string& bridge, rows_t wanted, rows_state_t& state,
                 uint64_t deadline_ms, std::string& why);
 
 // Makes the bridge itself where there is none of this name.

@@ -18,7 +18,8 @@ namespace
 {
 constexpr uint64_t COMPARE_MS = 1000;    // between two comparisons when nothing has changed
 constexpr uint64_t RETRY_FIRST_MS = 50;  // after one that did not go well, then twice as long
-constexpr int PAUSE_MS = 40;             // so that changes one after the other are applied together
+constexpr uint64_t PAUSE_MS = 40;        // so that changes one after the other are applied together
+constexpr uint64_t PAUSE_COPIES = 20;    // and at least so many times as long as calls had to wait
 constexpr int LOOK_MS = 500;             // between two looks at the ports
 constexpr int LOOK_PAUSE_MS = 20;        // at least, whatever the links do
 constexpr uint64_t SENSORS_MS = 5000;
@@ -98,8 +99,10 @@ void look_on(work_t& w)
       std::string ignored;  // by the other thread it is told
       return look(w, ignored);
     });
-    if (changed)
+    if (changed) {
+      w.link_changed = true;
       work_wake(w);
+    }
     poll(nullptr, 0, LOOK_PAUSE_MS);
   }
 }
@@ -124,38 +127,76 @@ void sensors_see(work_t& w)
   }
 }
 
-// Copies what the model wants; not again where nothing has changed, since calls wait meanwhile.
-void wish_take(work_t& w)
+// Copies what the model wants, with all changes up to the one that is told. Calls wait meanwhile.
+// False: it is not this plane's model any more.
+bool wish_take(work_t& w, wish_t& wish, uint64_t& marked)
 {
   const auto lock = sim_lock();
-  if (w.stop || w.wish_marked == w.marked)
-    return;
-  w.wish = wish_read(w.netdevs, w.hands.places.bridge, w.base_mac);
-  syslog_hosts_set(w.wish.log_hosts, w.wish.switch_name, w.hands.places.netns);
-  w.wish_marked = w.marked;
+  const uint64_t begun = stream_now_ms();
+  if (w.stop)
+    return false;
+  wish = wish_read(w.netdevs, w.hands.places.bridge, w.base_mac);
+  syslog_hosts_set(wish.log_hosts, wish.switch_name, w.hands.places.netns);
+  marked = w.marked;
+  w.copy_ms = stream_now_ms() - begun;
+  return true;
 }
 
-void router_netdevs_tell(work_t& w)
+void router_netdevs_tell(work_t& w, const wish_t& wish)
 {
   std::map<uint32_t, std::string> netdevs;
-  for (const auto& [number, router] : w.wish.routers)
+  for (const auto& [number, router] : wish.routers)
     netdevs[number] = rows_router(w.hands.places.bridge, number, router);
   const std::lock_guard<std::mutex> lock(w.seen.mutex);
   w.seen.router_netdevs = std::move(netdevs);
 }
 
-// Brings the ports to where the model is now.
+void publish(work_t& w, const faults_t& faults)
+{
+  in_force_take(w.in_force, w.wish, faults);
+  things_t pending = in_force_pending(w.in_force, w.wish, faults);
+  things_t things = in_force_things(w.in_force);
+  const std::lock_guard<std::mutex> lock(w.published.mutex);
+  w.published.marked = w.wish_marked;
+  w.published.pending = std::move(pending);
+  w.published.things = std::move(things);
+}
+
+// Whether the model wants something else than it did.
+bool wish_renew(work_t& w)
+{
+  wish_t wish;
+  uint64_t marked = 0;
+  if (w.wish_marked == w.marked || !wish_take(w, wish, marked))
+    return false;
+  const bool same = wish_same(wish, w.wish);
+  router_netdevs_tell(w, wish);
+  w.wish = std::move(wish);
+  w.wish_marked = marked;
+  return !same;
+}
+
+// Brings the ports to where the model is now. Where they could not be looked at, they are as they
+// were; where they need not, since a change was none for them, they are as they are to be.
 bool compare(work_t& w)
 {
-  if (w.wish_marked != w.marked) {
-    wish_take(w);
-    router_netdevs_tell(w);
+  const bool link_changed = w.link_changed.exchange(false);
+  const bool renewed = wish_renew(w);
+  if (w.done && !renewed && !link_changed && stream_now_ms() - w.compared_ms < COMPARE_MS) {
+    const std::lock_guard<std::mutex> lock(w.published.mutex);
+    w.published.marked = w.wish_marked;
+    return true;
   }
-  const apply_result_t result = apply_wish(w.hands, w.wish);
-  if (result.frames.empty())
-    w.frames_applied = w.wish_marked;
-  complain(w, result.frames.empty() ? result.routing : result.frames);
-  return result.done();
+  w.done = false;
+  w.compared_ms = stream_now_ms();
+  const apply_result_t result = apply_frames(w.hands, w.wish);
+  if (result.looked)
+    publish(w, result.faults);
+  std::string why;
+  apply_routing(w.hands, w.wish, why);
+  complain(w, result.why.empty() ? why : result.why);
+  w.done = result.why.empty() && why.empty();
+  return w.done;
 }
 
 void wait_for_change(work_t& w, uint64_t ms)
@@ -177,8 +218,9 @@ void work_on(work_t& w)
       sensors_see(w);
       return true;
     });
-    poll(nullptr, 0, PAUSE_MS);
-    wait_for_change(w, done ? COMPARE_MS : retry_ms);
+    poll(nullptr, 0, static_cast<int>(std::max(PAUSE_MS, PAUSE_COPIES * w.copy_ms)));
+    const uint64_t since = std::min(stream_now_ms() - w.compared_ms, COMPARE_MS);
+    wait_for_change(w, done ? COMPARE_MS - since : retry_ms);
   }
 }
 

@@ -33,22 +33,36 @@ struct seen_t {
   sim_sensors_t sensors;
 };
 
+// Interfaces and VLANs, from the last time that the ports were looked at. A lock like the one
+// above.
+struct published_t {
+  std::mutex mutex;
+  uint64_t marked = 0;  // the changes of the model that were in it
+  things_t pending;
+  things_t things;  // all that are in force
+};
+
 // One start of the plane. Its threads hold it as long as they run, which may be a little longer
 // than the switch wants it: they are told to stop and end by themselves.
 struct work_t {
   std::map<uint32_t, std::string> netdevs;
   uint64_t base_mac = 0;
   std::atomic<bool> stop{false};
-  std::atomic<uint64_t> marked{1};          // changes of the model so far
-  std::atomic<uint64_t> frames_applied{0};  // up to here they are in force
+  std::atomic<uint64_t> marked{1};  // changes of the model so far
   seen_t seen;
+  published_t published;
   fd_guard_t wake;
   std::atomic<bool> woken{false};
+  std::atomic<bool> link_changed{false};
 
   // of the thread that applies
   apply_hands_t hands;
   wish_t wish;
   uint64_t wish_marked = 0;  // the changes that the wish has in it
+  uint64_t copy_ms = 0;      // how long calls had to wait for it
+  in_force_t in_force;
+  bool done = false;         // all was in force when it was compared last
+  uint64_t compared_ms = 0;  // when that was
   std::string told;          // the last complaint
   uint64_t sensors_ms = 0;   // when they were read
 

@@ -23,6 +23,11 @@ void plane_reset()
   in_force_ms.clear();
 }
 
+sim_restore_t pending_keep()
+{
+  return [kept = in_force_ms] { in_force_ms = kept; };
+}
+
 bool pending_ms_parse(const sim_json_t& json)
 {
   return sim_json_uint(json, 0, PENDING_MAX_MS, pending_ms);
@@ -44,10 +49,15 @@ void changed(sim_kind_t kind, uint32_t number)
     sim_links_vlan_changed(number);
 }
 
-bool in_force(sim_kind_t kind, uint32_t number)
+bool pending_next(sim_kind_t kind, uint32_t number, uint32_t& next)
 {
-  const auto found = in_force_ms.find({kind, number});
-  return found == in_force_ms.end() || found->second <= sim_uptime_ms();
+  auto found = in_force_ms.upper_bound({kind, number});
+  while (found != in_force_ms.end() && found->second <= sim_uptime_ms())
+    found = in_force_ms.erase(found);
+  if (found == in_force_ms.end() || found->first.first != kind)
+    return false;
+  next = found->first.second;
+  return true;
 }
 
 // Everybody speaks what the interface speaks best; the speed that was set says that already.
@@ -84,7 +94,11 @@ constexpr sim_key_t KEYS[] = {
     {"pending_ms", pending_ms_parse},
 };
 
-const sim_area_t sim_plane_sim_area = sim_area(plane_reset, KEYS);
+const sim_area_t sim_plane_sim_area = [] {
+  sim_area_t area = sim_area(plane_reset, KEYS);
+  area.keep = pending_keep;
+  return area;
+}();
 
 const sim_plane_t sim_plane_sim = {
     start,
@@ -92,7 +106,7 @@ const sim_plane_t sim_plane_sim = {
     sim_links_ports,
     changed,
     sim_links_replaced,
-    in_force,
+    pending_next,
     sim_link_up,
     negotiated,
     sim_traffic_counter,

@@ -67,12 +67,17 @@ def pending(api: Api) -> bool:
     )
 
 
-def script(api: Api, *lines: str) -> None:
-    """Runs lines of configuration, and waits until they are in force."""
+def apply(api: Api, *lines: str) -> None:
+    """Runs lines of configuration."""
     flash = api.lab.folder / "flash"
     flash.mkdir(exist_ok=True)
     (flash / "lab.scr").write_text("\n".join(lines) + "\n")
     do(api, "POST", "/script/apply", scr="lab.scr")
+
+
+def script(api: Api, *lines: str) -> None:
+    """The same, and waits until they are in force."""
+    apply(api, *lines)
     settle(api)
 
 

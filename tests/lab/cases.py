@@ -13,7 +13,7 @@ from pathlib import Path
 from typing import Any, Callable
 
 import transcript
-from api import Api, ask, get, inside, laboratory, ping, script, settle
+from api import Api, apply, ask, do, get, inside, laboratory, ping, script, settle
 from laboratory import ovs_command, run, wait_for
 
 
@@ -179,6 +179,51 @@ def many(api: Api) -> None:
         assert re.search(wanted, held), wanted
 
 
+def listed(api: Api) -> tuple[list[int], list[int]]:
+    """Interfaces and VLANs that are pending."""
+    interfaces = get(api, "/if/pendingChanges")["pending_interfaces"].values()
+    vlans = get(api, "/vlans/pendingChanges")["pending_vlans"].values()
+    return [row["ifNum"] for row in interfaces], [row["id"] for row in vlans]
+
+
+def pending(api: Api) -> None:
+    """What is not in force is pending, all of it and nothing else."""
+    access = [f"interface {port} switchport mode access" for port in (1, 2)]
+    access += [f"interface {port} switchport access vlan 10" for port in (1, 2)]
+    group = ["port-channel 1", "port-channel 1 member 5", "port-channel 1 member 6"]
+    other = ["vlan 20", "vlan 20 routing 227", "interface 3 vlan 20 include"]
+    script(api, "vlan 10", *access, *group, *other)
+
+    for port in ("port4", "port6"):
+        run("ip", "-n", api.lab.switch, "link", "del", port)
+    wait_for("ports that went away", lambda: listed(api) == ([4, 6], []))
+    do(api, "PUT", "/if/2/access/vlan?value=20")
+    wait_for("the other ports", lambda: listed(api) == ([4, 6], []))
+    assert trunks_of(api, 2) == {20}
+    ping(api.lab, "h3", "h5")
+    laboratory.add_wire(api.lab, 4, "h4", "eth0")
+    laboratory.set_addresses(api.lab, "h4", 4)
+    laboratory.add_wire(api.lab, 6, "h5", "eth1")
+    settle(api)
+    ping(api.lab, "h3", "h4")
+
+    taken = "add-port br0 br0-v30 -- set interface br0-v30 type=internal"
+    ovs_command(api.lab, "ovs-vsctl", *taken.split())
+    apply(api, "vlan 30", "vlan 30 routing 228", "interface 3 vlan 30 include")
+    wait_for("a name that is taken", lambda: listed(api) == ([228], []))
+    assert trunks_of(api, 3) == {1, 20, 30}
+    ovs_command(api.lab, "ovs-vsctl", "del-port", "br0-v30")
+    settle(api)
+
+    laboratory.stop(api.lab, "ovsdb", signal.SIGKILL)
+    apply(api, "clear config")
+    interfaces, vlans = listed(api)
+    assert {1, 2, 3, 227} <= set(interfaces) and vlans == [10, 20, 30], (interfaces, vlans)
+    laboratory.start_ovsdb(api.lab)
+    settle(api)
+    assert trunks_of(api, 2) == trunks_of(api, 3) == {1}
+
+
 KEEPER = """
 import sys; sys.path.insert(0, sys.argv[2])
 import laboratory, pathlib
@@ -220,5 +265,6 @@ TESTS: dict[str, Callable[[Api], None]] = {
     "counters": counters,
     "kept": kept,
     "many": many,
+    "pending": pending,
     "walk": walk,
 }
