@@ -29,7 +29,10 @@ static void other_plane_use()
   plane = sim_plane_sim;
   plane.changed = [](sim_kind_t kind, uint32_t number) { marks.push_back({kind, number}); };
   plane.replaced = [] { replaced++; };
-  plane.in_force = [](sim_kind_t, uint32_t number) { return number != 4; };
+  plane.pending_next = [](sim_kind_t, uint32_t number, uint32_t& next) {
+    next = 4;
+    return number < 4;
+  };
   plane.carrier = [](uint32_t number) { return number == 9; };
   plane.mac = [](uint32_t number) { return uint64_t{0x020000000000} + number; };
   plane.joins = [](uint32_t vid, uint32_t number) { return number == 3 && vid == joined_vlan; };
@@ -102,7 +105,7 @@ TEST(Plane, DecidesWhatTheWorldIs)
 {
   start();
   std::string error;
-  ASSERT_TRUE(run("vlan 3 name x\nvlan 4 name x\ninterface 5 ip dhcp\n", error)) << error;
+  ASSERT_TRUE(run("interface 5 ip dhcp\n", error)) << error;
   uint32_t vid = 0, pending_deletion = 7, member = 7;
   EXPECT_EQ(openapiVlanNextChangedGet(&client, 0, &vid, &pending_deletion), OPEN_E_NONE);
   EXPECT_EQ(vid, 4u);

@@ -329,21 +329,27 @@ void change_build(change_t& change, const held_t& held, const std::string& owner
   }
 }
 
+// Whether a wanted interface, or the port that is to have it, is somebody else's.
+bool is_others(const held_t& held, const std::string& port, const std::string& interface)
+{
+  const auto port_row = held.ports.find(port);
+  const auto row = held.interfaces.find(interface);
+  if (port_row != held.ports.end() && !port_row->second.ours)
+    return true;
+  return row != held.interfaces.end() && !row->second.ours &&
+         (port_row == held.ports.end() || port_row->second.holds.count(row->second.uuid) == 0);
+}
+
 // What somebody else has under a name that is wanted stays; nothing else has to wait for it.
 void others_leave(const held_t& held, rows_t& wanted, rows_state_t& state)
 {
-  const auto others = [](const std::map<std::string, held_row_t>& rows, const std::string& name) {
-    const auto row = rows.find(name);
-    return row != rows.end() && !row->second.ours;
-  };
   for (auto port = wanted.ports.begin(); port != wanted.ports.end();) {
     auto& interfaces = port->second.interfaces;
-    for (auto interface = interfaces.begin(); interface != interfaces.end();) {
-      const bool theirs =
-          others(held.ports, port->first) || others(held.interfaces, interface->first);
-      if (theirs)
-        state.errors[interface->first] = "belongs to somebody else in the database";
-      interface = theirs ? interfaces.erase(interface) : std::next(interface);
+    for (auto entry = interfaces.begin(); entry != interfaces.end();) {
+      const bool others = is_others(held, port->first, entry->first);
+      if (others)
+        state.errors[entry->first] = "belongs to somebody else in the database";
+      entry = others ? interfaces.erase(entry) : std::next(entry);
     }
     port = interfaces.empty() ? wanted.ports.erase(port) : std::next(port);
   }

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <future>
@@ -19,7 +20,8 @@ namespace
 constexpr uint64_t COMPARE_MS = 1000;    // between two comparisons when nothing has changed
 constexpr uint64_t RETRY_FIRST_MS = 50;  // after one that did not go well, then twice as long
 constexpr uint64_t PAUSE_MS = 40;        // so that changes one after the other are applied together
-constexpr uint64_t PAUSE_COPIES = 20;    // and at least so many times as long as calls had to wait
+constexpr uint64_t PAUSE_COPIES = 20;    // and so many times as long as calls had to wait,
+constexpr uint64_t PAUSE_LAST_MS = 200;  // up to this
 constexpr int LOOK_MS = 500;             // between two looks at the ports
 constexpr int LOOK_PAUSE_MS = 20;        // at least, whatever the links do
 constexpr uint64_t SENSORS_MS = 5000;
@@ -218,7 +220,8 @@ void work_on(work_t& w)
       sensors_see(w);
       return true;
     });
-    poll(nullptr, 0, static_cast<int>(std::max(PAUSE_MS, PAUSE_COPIES * w.copy_ms)));
+    poll(nullptr, 0,
+         static_cast<int>(std::clamp(PAUSE_COPIES * w.copy_ms, PAUSE_MS, PAUSE_LAST_MS)));
     const uint64_t since = std::min(stream_now_ms() - w.compared_ms, COMPARE_MS);
     wait_for_change(w, done ? COMPARE_MS - since : retry_ms);
   }
