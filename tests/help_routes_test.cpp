@@ -212,3 +212,18 @@ TEST(Routes, OperationsReadTheVariablesThatAreDocumented)
     EXPECT_EQ(read, is_served(api) ? expected : names_t{}) << where;
   }
 }
+
+TEST(Routes, WithCallsAreAllSwept)
+{
+  const std::string script =
+      file_text(getenv("SOURCE_DIR") + std::string("/tests/api/sweep.script"));
+  for (const std::string& route : served()) {
+    std::string request = std::regex_replace(route, std::regex(R"(\{\})"), "[^/?\\s]+");
+    request.replace(request.find(' '), 1, "(?:[^\n]|\n   )*? ");
+    const bool has_no_calls =
+        std::regex_search(route, std::regex("/(help|login|download/startupCfgInfo)"));
+    EXPECT_TRUE(has_no_calls ||
+                std::regex_search(script, std::regex("\nsweep " + request + "[?\\s]")))
+        << route;
+  }
+}
