@@ -1,11 +1,11 @@
 """What bench/plane measures; ENGINE is the only argument."""
 
 import json
-import os
 import re
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 import urllib.parse
 import urllib.request
@@ -138,11 +138,12 @@ end
 def rate(port: int, key: str, path: str) -> float:
     query = f"sessionkey={key}&format=json"
     words = ["wrk", "-t1", "-c1", f"-d{RATES[1]}s", f"http://127.0.0.1:{port}{path}?{query}"]
-    if path == "/vlans":
-        script = Path(f"/tmp/plane-{os.getpid()}.lua")
-        script.write_text(LUA.replace("QUERY", query))
-        words[1:1] = ["-s", str(script)]
-    said = laboratory.run(*words)
+    with tempfile.NamedTemporaryFile("w", suffix=".lua") as script:
+        script.write(LUA.replace("QUERY", query))
+        script.flush()
+        if path == "/vlans":
+            words[1:1] = ["-s", script.name]
+        said = laboratory.run(*words)
     found = re.search(r"Requests/sec: +([\d.]+)", said)
     assert found and "Non-2xx" not in said, said
     return float(found[1])
