@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Chromium: a listing with odd names, and a password.
+# Chromium: a listing with odd names, a password, and WebSocket messages.
 . "$(dirname "$0")/lib.sh"
 need chromium
 
@@ -21,4 +21,25 @@ check 'the name as text' 1 "$(grep -cF '&lt;img src=x onerror="document.title=1"
 href=$(grep -o 'href="%[^"]*' "$work/dom" | cut -c7-)
 check 'the link leads to the file' 1 "$(page "$url/odd/$href" | grep -c found)"
 check 'a password' 1 "$(page "${url/:\/\//:\/\/joe:secret@}/in/f.txt" | grep -c inside)"
+
+# The page counts as loaded when its image is there, and that waits for what the page reports.
+printf '%s\n' '#!/bin/sh' 'echo "$QUERY_STRING" >reported.new; mv reported.new reported' \
+  'printf "Content-Type: text/plain\n\n"' >"$root/report.cgi"
+printf '%s\n' '#!/bin/sh' 'until [ -e reported ]; do sleep 0.02; done' \
+  'printf "Content-Type: image/png\n\n"' >"$root/wait.cgi"
+chmod +x "$root"/*.cgi
+cat >"$root/ws.html" <<'END'
+<body><img src="wait.cgi"><script>
+const sizes = [0, 125, 126, 65535, 65536, 1 << 20];
+const socket = new WebSocket('ws://' + location.host + '/');
+let done = '';
+const next = () => sizes.length ? socket.send('y'.repeat(sizes[0])) : socket.close(4002, 'bye');
+socket.onopen = next;
+socket.onmessage = (event) => { done += (event.data === 'y'.repeat(sizes.shift())) + ','; next(); };
+socket.onclose = (event) => fetch('report.cgi?' + done + event.code + ',' + event.wasClean);
+</script></body>
+END
+serve "$ECHO_SERVER" "$root"
+page "$url/ws.html" >"$work/dom"
+check 'WebSocket messages' 'true,true,true,true,true,true,4002,true' "$(cat "$root/reported")"
 finish
