@@ -1122,37 +1122,13 @@ static bool ns_poll_connections(ns_mgr* mgr)
   return has_read_ahead;
 }
 
-// The system looks at a thousand idle sockets longer than it takes to serve the few busy ones among
-// them. So a pass that follows a busy one asks only for reading from those that brought something
-// lately; about all of them once in a millisecond, and in the pass after one that found nothing.
-static bool ns_looks_at_few(ns_mgr* mgr)
-{
-  if (mgr->few_were_busy && mgr->now_ms == mgr->looked_ms)
-    return true;
-  mgr->looked_ms = mgr->now_ms;
-  mgr->busy_before = mgr->busy;
-  FD_ZERO(&mgr->busy);
-  return false;
-}
-
-static void ns_leave_out_idle(ns_mgr* mgr)
-{
-  for (int i = 0; i <= mgr->last_sock / NFDBITS; i++)
-    mgr->readable.fds_bits[i] &= mgr->busy.fds_bits[i] | mgr->busy_before.fds_bits[i];
-}
-
-// Waits for something to happen; how many descriptors are ready.
-static int ns_select(ns_mgr* mgr, int milliseconds)
+// Asks the system about the sockets in both sets; how many descriptors are ready.
+static int ns_ask_system(ns_mgr* mgr, int milliseconds)
 {
   timeval timeout = {};
   timeout.tv_sec = milliseconds / 1000;
   timeout.tv_usec = milliseconds % 1000 * 1000;
-  mgr->readable = mgr->wanted_read;
   mgr->writable = mgr->wanted_write;
-  if (ns_looks_at_few(mgr)) {
-    ns_leave_out_idle(mgr);
-    timeout = {};
-  }
   int last = mgr->last_sock;
   if (ns_fits_select_set(mgr->ctl[1])) {
     FD_SET(mgr->ctl[1], &mgr->readable);
@@ -1165,6 +1141,27 @@ static int ns_select(ns_mgr* mgr, int milliseconds)
   FD_ZERO(&mgr->readable);
   FD_ZERO(&mgr->writable);
   return 0;
+}
+
+// Waits for something to happen; how many descriptors are ready. The system looks at a thousand
+// idle sockets longer than it takes to serve the few busy ones among them. So behind a busy pass
+// those are asked for first that brought something lately, and all of them when these bring
+// nothing, and at least once in a millisecond.
+static int ns_select(ns_mgr* mgr, int milliseconds)
+{
+  mgr->readable = mgr->wanted_read;
+  if (mgr->few_were_busy && mgr->now_ms == mgr->looked_ms) {
+    for (int i = 0; i <= mgr->last_sock / NFDBITS; i++)
+      mgr->readable.fds_bits[i] &= mgr->busy.fds_bits[i] | mgr->busy_before.fds_bits[i];
+    int ready = ns_ask_system(mgr, 0);
+    if (ready > 0)
+      return ready;
+    mgr->readable = mgr->wanted_read;
+  }
+  mgr->looked_ms = mgr->now_ms;
+  mgr->busy_before = mgr->busy;
+  FD_ZERO(&mgr->busy);
+  return ns_ask_system(mgr, milliseconds);
 }
 
 // What has been read ahead does not make the socket readable.
